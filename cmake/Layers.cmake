@@ -1,0 +1,19 @@
+# One object library per layer. A layer sees the headers of all layers through the source
+# root; the include test holds the rule that it uses only those below it.
+function(sturdy_layer name)
+  add_library(sturdy_${name} OBJECT ${ARGN})
+  target_compile_features(sturdy_${name} PUBLIC cxx_std_20)
+  target_include_directories(
+    sturdy_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}
+                          ${PROJECT_BINARY_DIR}/generated)
+  set_target_properties(
+    sturdy_${name}
+    PROPERTIES POSITION_INDEPENDENT_CODE ON
+               CXX_VISIBILITY_PRESET hidden
+               VISIBILITY_INLINES_HIDDEN ON
+               CXX_EXTENSIONS OFF)
+  # Symbols that are unique in the process would keep the library from being unloaded.
+  target_compile_options(sturdy_${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+  target_link_libraries(sturdy_${name} PUBLIC Threads::Threads)
+  sturdy_warnings(sturdy_${name})
+endfunction()

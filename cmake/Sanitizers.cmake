@@ -1,0 +1,13 @@
+# STURDY_SANITIZER: empty, "address" (with undefined behaviour and leaks) or "thread".
+# Directory-wide, since code with and without a sanitizer must not be mixed in one program.
+if(STURDY_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(STURDY_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT STURDY_SANITIZER STREQUAL "")
+  message(FATAL_ERROR "STURDY_SANITIZER must be empty, address or thread, "
+                      "not '${STURDY_SANITIZER}'.")
+endif()

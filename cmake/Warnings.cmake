@@ -1,0 +1,19 @@
+# Warnings are given to targets by name, so that a project that adds this one as a
+# sub-project keeps its own flags.
+set(STURDY_WARNINGS
+    -Wall
+    -Wextra
+    -Wpedantic
+    -Wshadow
+    -Wcast-align
+    -Woverloaded-virtual
+    -Wformat=2
+    -Wundef
+    -Wextra-semi)
+
+function(sturdy_warnings target)
+  target_compile_options(${target} PRIVATE ${STURDY_WARNINGS})
+  if(STURDY_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
