@@ -1,0 +1,1 @@
+// Keeps the target alive until its first source lands.
