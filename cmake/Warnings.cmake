@@ -11,6 +11,10 @@ set(STURDY_WARNINGS
     -Wundef
     -Wextra-semi)
 
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  list(APPEND STURDY_WARNINGS -Wthread-safety)
+endif()
+
 function(sturdy_warnings target)
   target_compile_options(${target} PRIVATE ${STURDY_WARNINGS})
   if(STURDY_WARNINGS_AS_ERRORS)
