@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zo_base::json11 {
+
+class JsonReader;
+class JsonValue;
+
+// What Json::parse does about comments: a syntax error, or the same as a blank.
+enum class JsonParse { kStandard = 0, kComments = 1 };
+
+// An immutable JSON value, handed around by pointer: a copy costs one atomic increment.
+//
+// Numbers have three forms, and the form decides what the accessors give. Code that makes a value
+// chooses between int and long long; the parser makes a long long of a whole number of up to nine
+// characters (the sign counts) and a double of every other number, and never an int. So a time in
+// milliseconds comes back as a double: read it with number_value(), which answers for all three.
+//
+//                    made of int    made of long long     parsed to a double
+//   number_value()   the value      the value, converted  the value
+//   int_value()      the value      its low 32 bits       cut towards zero, held within an int
+//   int64_value()    0              the value             0
+//
+// Threads: any; a value never changes. To build a document, fill an array or an object and wrap it.
+//          Assigning to one and the same handle is the caller's to guard.
+// Owner:   the handles of a value share it. References that an accessor returns live as long as
+//          the value does; those of a failed lookup for ever.
+// Errors:  none are raised. An accessor of the wrong type gives its default: 0, false, the empty
+//          text, array or object, or null. A handle that was moved from may only be assigned to
+//          or destroyed.
+class Json final {
+ public:
+  enum Type { NUL = 0, NUMBER = 1, BOOL = 2, STRING = 3, ARRAY = 4, OBJECT = 5 };
+
+  using array = std::vector<Json>;
+  // Ordered by key, each key once.
+  using object = std::map<std::string, Json>;
+
+  // Implicit, so that documents can be written as nested braces of plain values.
+  // NOLINTBEGIN(google-explicit-constructor)
+  Json();
+  Json(bool value);
+  Json(int value);
+  Json(long long value);
+  Json(long value) : Json(static_cast<long long>(value)) {}  // int64_t is a long here
+  Json(const char* value);                                   // null gives the empty text
+  Json(const std::string& value);
+  Json(std::string&& value);
+  Json(const array& values);
+  Json(array&& values);
+  Json(const object& values);
+  Json(object&& values);
+  // Any other pointer would silently become a bool.
+  template <class T>
+  Json(const T* pointer) = delete;
+  // NOLINTEND(google-explicit-constructor)
+
+  // Reads one value that fills all of `in`, but for blanks (and comments, if `strategy` says so).
+  // On failure the result is null and `err` tells the first fault found; otherwise `err` is left
+  // empty. The text "null" gives null too, so look at `err`. Of members with one name the first
+  // counts. Values may be nested 200 deep. No text is checked to be UTF-8.
+  static Json parse(const std::string& in, std::string& err,
+                    JsonParse strategy = JsonParse::kStandard);
+
+  // Appends the value's text to `out`: blanks after ':' and ',' only, members in the order of
+  // their keys. A number that JSON can't write (one too large to be finite) comes out as null.
+  void dump(std::string& out) const;
+  [[nodiscard]] std::string dump() const;
+
+  [[nodiscard]] Type type() const;
+  [[nodiscard]] double number_value() const;
+  [[nodiscard]] int int_value() const;
+  [[nodiscard]] long long int64_value() const;
+  [[nodiscard]] bool bool_value() const;
+  [[nodiscard]] const std::string& string_value() const;
+  [[nodiscard]] const array& array_items() const;
+  [[nodiscard]] const object& object_items() const;
+  // Null where there is no such member or element.
+  const Json& operator[](const std::string& key) const;
+  const Json& operator[](size_t index) const;
+
+  // Values of two types compare by their types, in the order of the enumeration; numbers of all
+  // forms as doubles; arrays and objects element by element.
+  bool operator==(const Json& other) const;
+  bool operator<(const Json& other) const;
+
+ private:
+  friend class JsonReader;
+  explicit Json(std::shared_ptr<JsonValue> value) : value_(std::move(value)) {}
+
+  std::shared_ptr<JsonValue> value_;
+};
+
+}  // namespace zo_base::json11
