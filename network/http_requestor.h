@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "network/http_request.h"
+#include "network/http_response.h"
+
+namespace KRBASE::network {
+
+// A transport: carries requests out and brings the responses back.
+// Threads: Send is called on the client's dispatcher alone and must not block; `done` runs on
+//          whatever thread finished the transfer.
+// Owner:   HttpClient, by a shared pointer; the destructor waits for transfers in progress.
+// Errors:  a failed transfer is a response with status 0. Send may throw if it can't take the
+//          request; `done` isn't called then.
+class IHttpRequestor {
+ public:
+  using Done = std::function<void(const std::shared_ptr<const HttpResponse>& response)>;
+
+  IHttpRequestor() = default;
+  virtual ~IHttpRequestor() = default;
+  IHttpRequestor(const IHttpRequestor&) = delete;
+  IHttpRequestor& operator=(const IHttpRequestor&) = delete;
+
+  virtual void Send(const std::shared_ptr<HttpRequest>& request, const Done& done) = 0;
+  // Room for transports that can end a transfer early. The client calls neither.
+  virtual void Cancel(uint64_t request_id) = 0;
+  virtual void CancelAll() = 0;
+};
+
+}  // namespace KRBASE::network
