@@ -1,0 +1,105 @@
+#include "base/key_value_file.h"
+
+#include "base/json/json.h"
+#include "base/platform/file.h"
+
+namespace zo_base {
+namespace {
+
+using json11::Json;
+
+constexpr size_t kFirstBuckets = 8;
+// No cache of ours comes near it; a file past it is damaged, and reading it would cost the host.
+constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;
+// The tag of all values that come from a file.
+constexpr SVT kStringTag = static_cast<SVT>(9);
+
+// A null Json for what isn't one.
+Json ParseFile(const std::string& text) {
+  if (text.size() > kMaxFileBytes) {
+    return {};
+  }
+  std::string error;
+  return Json::parse(text, error);
+}
+
+}  // namespace
+
+KeyValueFile::KeyValueFile() : items_(kFirstBuckets) {
+  items_.max_load_factor(1.0F);
+}
+
+bool KeyValueFile::Load(const std::string& path) {
+  {
+    const WriteLock lock(file_lock_);
+    path_ = path;
+  }
+  return Reload();
+}
+
+bool KeyValueFile::Reload() {
+  std::string text;
+  {
+    const ReadLock lock(file_lock_);
+    text = ReadFilePrefix(path_, kMaxFileBytes + 1);
+  }
+  if (text.empty()) {
+    return true;
+  }
+  {
+    const WriteLock lock(items_lock_);
+    items_.clear();
+  }
+  const Json document = ParseFile(text);
+  const WriteLock lock(items_lock_);
+  for (const auto& [key, value] : document.object_items()) {
+    items_[key] = Value(kStringTag, ZOAny(value.string_value()));
+  }
+  return true;
+}
+
+void KeyValueFile::Save() {
+  {
+    const ReadLock lock(file_lock_);
+    if (path_.empty()) {
+      return;
+    }
+  }
+  Json::object document;
+  {
+    const ReadLock lock(items_lock_);
+    for (const auto& [key, value] : items_) {
+      document[key] = Json(ZOAnyCast<std::string>(std::get<ZOAny>(value)));
+    }
+  }
+  const std::string text = Json(document).dump();
+  const WriteLock lock(file_lock_);
+  WriteWholeFile(path_, text);
+}
+
+std::string KeyValueFile::Get(const std::string& key) const {
+  const ReadLock lock(items_lock_);
+  const auto found = items_.find(key);
+  if (found == items_.end()) {
+    return {};
+  }
+  try {
+    return ZOAnyCast<std::string>(std::get<ZOAny>(found->second));
+  } catch (const BadZOAnyCast&) {
+    return {};
+  }
+}
+
+void KeyValueFile::Set(const std::string& key, const ZOAny& value, SVT tag) {
+  const WriteLock lock(items_lock_);
+  items_.insert_or_assign(key, Value(tag, value));
+}
+
+void KeyValueFile::ForEach(const std::function<void(const std::string&, const Value&)>& fn) const {
+  const ReadLock lock(items_lock_);
+  for (const auto& [key, value] : items_) {
+    fn(key, value);
+  }
+}
+
+}  // namespace zo_base

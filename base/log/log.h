@@ -1,0 +1,13 @@
+// The log statement:
+//   ZO_LOG(LV_APP) << "[lbs] update, force: " << force;
+// It ends the line by itself. Any thread may log at any time, also with no environment: the line is
+// dropped then. Operands: std::string, const char*, bool, integers, floating types. The level is
+// one of the names of LogLevel. All operands are evaluated, also for a level that is filtered out.
+#pragma once
+
+#include "base/log/source_location.h"
+#include "base/log/tqlog.h"
+#include "base/tags.h"
+
+#define ZO_LOG(level) \
+  ::zo_base::TQLogHelper<::zo_base::SturdyObject>(::zo_base::level, ZO_SOURCE_LOCATION())

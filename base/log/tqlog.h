@@ -1,0 +1,150 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "base/log/log_file.h"
+#include "base/log/log_level.h"
+#include "base/log/log_stream.h"
+#include "base/log/source_location.h"
+#include "base/mutex.h"
+#include "base/singleton.h"
+#include "base/thread_annotations.h"
+
+namespace zo_base {
+
+// Where finished lines go.
+// Threads: any.
+// Errors:  none are reported: logging can't report on itself.
+class ITQlogWriter {
+ public:
+  // Drops the text if its level is above the one set.
+  virtual void Write(int level, const std::string& text) = 0;
+  virtual ~ITQlogWriter() = default;
+  // Makes the log's folder and takes over what a former run left. 0 selects a default size.
+  virtual void SetLogFile(const std::string& path, uint32_t max_size, uint32_t buffer_size) = 0;
+  virtual std::string GetLogFile() = 0;
+  virtual void SetLevel(int level) = 0;
+  virtual int GetLevel() = 0;
+  virtual void Flush() = 0;
+  virtual void Close() = 0;
+};
+
+// The logger. `T` is a tag that gives a component a logger of its own.
+// Threads: any; path and level may be set while others log.
+// Owner:   the singleton below, or a test.
+template <typename T>
+class TQLogImplBase : public ITQlogWriter {
+ public:
+  TQLogImplBase() = default;
+  TQLogImplBase(const TQLogImplBase&) = delete;
+  TQLogImplBase& operator=(const TQLogImplBase&) = delete;
+
+  void Write(int level, const std::string& text) override {
+    if (level <= level_.load(std::memory_order_relaxed) &&
+        has_path_.load(std::memory_order_relaxed)) {
+      log_file_.Write(text);
+    }
+  }
+
+  void SetLogFile(const std::string& path, uint32_t max_size, uint32_t buffer_size) override;
+
+  std::string GetLogFile() override {
+    const MutexLock lock(mutex_);
+    return path_;
+  }
+
+  void SetLevel(int level) override { level_ = level; }
+  int GetLevel() override { return level_; }
+  void Flush() override { log_file_.Flush(); }
+  void Close() override { log_file_.Close(); }
+
+ private:
+  LogFile log_file_;
+  Mutex mutex_;
+  std::string path_ ZO_GUARDED_BY(mutex_);  // the one given last
+  std::atomic<bool> has_path_{false};       // path_ isn't empty
+  std::atomic<int32_t> level_{LV_KER};
+};
+
+// The folder of a log path with its last separator; empty if the path names none.
+std::string LogFolder(const std::string& path);
+// LogFolder, made if it is absent.
+void MakeLogFolder(const std::string& path);
+
+template <typename T>
+void TQLogImplBase<T>::SetLogFile(const std::string& path, uint32_t max_size,
+                                  uint32_t buffer_size) {
+  {
+    const MutexLock lock(mutex_);
+    path_ = path;
+    has_path_ = !path.empty();
+  }
+  MakeLogFolder(path);
+  try {
+    log_file_.Init(path, max_size, buffer_size);
+  } catch (const std::out_of_range&) {
+    // A buffer file too short for its header. It is deleted, so this try makes a new one.
+    log_file_.Init(path, max_size, buffer_size);
+  }
+}
+
+// The process-wide logger of a component, made by the first line.
+template <typename T>
+class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {};
+
+// One log statement: the constructor writes the line's prefix, operator<< the message, and the
+// destructor ends the line and hands it to the logger.
+// Threads: one.
+// Owner:   a temporary of the statement.
+class TQLogHelperBase {
+ public:
+  TQLogHelperBase(const TQLogHelperBase&) = delete;
+  TQLogHelperBase& operator=(const TQLogHelperBase&) = delete;
+
+ protected:
+  TQLogHelperBase(int level, const SourceLocation& location);
+  ~TQLogHelperBase() = default;
+
+  LogStream stream_;
+  const int32_t level_;
+};
+
+template <typename T>
+class TQLogHelper : private TQLogHelperBase {
+ public:
+  // A null writer stands for the component's logger.
+  TQLogHelper(int level, const SourceLocation& location, ITQlogWriter* writer = nullptr)
+      : TQLogHelperBase(level, location), writer_(writer) {}
+
+  virtual ~TQLogHelper() {
+    stream_.Append("\n");
+    ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
+    writer->Write(level_, stream_.text());
+  }
+
+  TQLogHelper& operator<<(const std::string& text) {
+    stream_.Append(text);
+    return *this;
+  }
+  TQLogHelper& operator<<(const char* text) {
+    stream_.AppendText(text);
+    return *this;
+  }
+  TQLogHelper& operator<<(bool value) {
+    stream_.AppendBool(value);
+    return *this;
+  }
+  template <LogNumber N>
+  TQLogHelper& operator<<(N value) {
+    stream_.AppendNumber(value);
+    return *this;
+  }
+
+ private:
+  ITQlogWriter* const writer_;
+};
+
+}  // namespace zo_base

@@ -1,0 +1,41 @@
+#include <csignal>
+
+#include <atomic>
+
+#include "base/platform/file_faults_for_test.h"
+
+namespace zo_base {
+namespace {
+
+std::atomic<bool> armed{false};
+std::atomic<int> calls_left{0};
+std::atomic<FileFault> kind{FileFault::kFailOnce};
+
+}  // namespace
+
+ScopedFileFault::ScopedFileFault(int nth_call, FileFault fault) {
+  kind = fault;
+  calls_left = nth_call;
+  armed = true;
+}
+
+ScopedFileFault::~ScopedFileFault() {
+  armed = false;
+}
+
+bool ScopedFileFault::Fired() {
+  return calls_left <= 0;
+}
+
+bool FileCallFails() {
+  if (!armed.load(std::memory_order_relaxed)) {
+    return false;
+  }
+  const int left = --calls_left;
+  if (left == 0 && kind == FileFault::kKill) {
+    std::raise(SIGKILL);
+  }
+  return left == 0 || (left < 0 && kind == FileFault::kFailOn);
+}
+
+}  // namespace zo_base

@@ -1,0 +1,45 @@
+#include "base/platform/mapped_file.h"
+
+#include <sys/mman.h>
+
+#include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
+
+namespace zo_base {
+
+MappedFile::~MappedFile() {
+  Unmap();
+}
+
+bool MappedFile::Map(const std::string& path, uint32_t size_bytes) {
+  Unmap();
+  File file(path, File::Mode::kReadWrite);
+  const auto had_bytes = file.Size();
+  if (!had_bytes || !file.ReserveBlocks(size_bytes) || FileCallFails()) {
+    return false;
+  }
+  void* const view =
+      ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor(), 0);
+  if (view == MAP_FAILED) {
+    return false;
+  }
+  view_ = static_cast<char*>(view);
+  size_bytes_ = size_bytes;
+  was_empty_ = *had_bytes == 0;
+  return true;
+}
+
+void MappedFile::Unmap() {
+  if (view_ != nullptr) {
+    ::munmap(view_, size_bytes_);
+    view_ = nullptr;
+  }
+}
+
+void MappedFile::FlushToDisk() {
+  if (view_ != nullptr && !FileCallFails()) {
+    ::msync(view_, size_bytes_, MS_SYNC);
+  }
+}
+
+}  // namespace zo_base
