@@ -1,0 +1,174 @@
+#include "src/sturdy/http_agent/http_tools/http_tool.h"
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <utility>
+
+#include "base/log/log.h"
+#include "base/mutex.h"
+#include "base/no_destructor.h"
+#include "base/post_task.h"
+#include "base/thread_info.h"
+#include "net/ip_address.h"
+#include "net/url.h"
+#include "network/http_client.h"
+#include "network/http_request.h"
+#include "network/http_response.h"
+
+namespace zo_sturdy {
+namespace {
+
+using KRBASE::network::HttpClient;
+using KRBASE::network::HttpHeaderList;
+using KRBASE::network::HttpRequestUser;
+using KRBASE::network::HttpResponseUser;
+using KRBASE::network::kHttpMethodGet;
+using KRBASE::network::kHttpMethodPost;
+
+constexpr int32_t kHttpPort = 80;
+constexpr int32_t kHttpsPort = 443;
+
+// The name is the piece before the first colon and the value the piece after the last one:
+// callers know that a value with a colon keeps its end alone. A line without both is no header.
+HttpHeaderList SplitHeads(const std::vector<std::string>& heads) {
+  HttpHeaderList pairs;
+  for (const std::string& line : heads) {
+    std::vector<std::string> pieces;
+    size_t begin = 0;
+    while (begin <= line.size()) {
+      const size_t end = std::min(line.find(':', begin), line.size());
+      if (end > begin) {
+        pieces.push_back(line.substr(begin, end - begin));
+      }
+      begin = end + 1;
+    }
+    if (pieces.size() >= 2) {
+      pairs.emplace_back(std::move(pieces.front()), std::move(pieces.back()));
+    }
+  }
+  return pairs;
+}
+
+bool IsHostName(const std::string& name) {
+  constexpr char kHost[] = "HOST";
+  return name.size() == sizeof(kHost) - 1 &&
+         std::equal(name.begin(), name.end(), kHost, [](char given, char upper) {
+           return (given >= 'a' && given <= 'z' ? given - 'a' + 'A' : given) == upper;
+         });
+}
+
+// What the URL and the host to present make of each other.
+struct Target {
+  explicit Target(const HttpToolRequest& request)
+      : url_host(url::GetURLHost(request.url, false)),
+        host(request.host.empty() ? url_host : request.host),
+        is_https(url::IsHttpsURL(request.url)),
+        host_is_ip(net::IsIPLiteral(url_host)) {
+    port = url::GetURLPort(request.url);
+    if (port == 0) {
+      port = is_https ? kHttpsPort : kHttpPort;
+    }
+  }
+  bool NamesHostOfIP() const { return host_is_ip && !host.empty(); }
+  bool NeedsSNI() const { return host_is_ip && is_https; }
+
+  std::string url_host;
+  std::string host;
+  bool is_https;
+  bool host_is_ip;
+  int32_t port = 0;
+};
+
+std::string Describe(const HttpRequestUser& request, const Target& target) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::boolalpha;
+  text << "url:" << request.url << "\r\n"
+       << "type:" << (request.method == kHttpMethodPost ? "POST" : "GET") << "\r\n"
+       << "time_out:" << request.time_out << "\r\n"
+       << "host_from sty:" << target.host << "\r\n"
+       << "host_is_ip:" << target.host_is_ip << "\r\n"
+       << "is_https_url:" << target.is_https << "\r\n";
+  if (target.NamesHostOfIP()) {
+    text << "host_is_ip is true && host not empty set request host and port \r\n{\r\n"
+         << "    call req->setIP:" << target.url_host << "\r\n"
+         << "    call req->setPort:" << target.port << "\r\n"
+         << "    call req->setHost:" << target.host << "\r\n"
+         << "}\r\n\r\n";
+  }
+  if (target.NeedsSNI()) {
+    text << "call req->setSNI:true\r\n";
+  }
+  text << "Heads:\r\n";
+  for (const auto& [name, value] : request.headers) {
+    text << "    " << name << ":" << value << "\r\n";
+  }
+  return text.str();
+}
+
+std::shared_ptr<HttpRequestUser> MakeClientRequest(const HttpToolRequest& request) {
+  const Target target(request);
+  auto made = std::make_shared<HttpRequestUser>();
+  made->method = request.type != 0 ? kHttpMethodPost : kHttpMethodGet;
+  made->url = request.url;
+  made->time_out = request.time_out;
+  made->headers = SplitHeads(request.heads);
+  if (std::none_of(made->headers.begin(), made->headers.end(),
+                   [](const auto& header) { return IsHostName(header.first); })) {
+    made->headers.emplace_back("Host", target.host);
+  }
+  if (target.NamesHostOfIP()) {
+    made->setIP(target.url_host);
+    made->setPort(target.port);
+    made->setHost(target.host);
+  }
+  if (target.NeedsSNI()) {
+    made->setSNI(true);
+  }
+  ZO_LOG(LV_PRO) << "[http tool]Post request to http lib info:\r\n" << Describe(*made, target);
+  if (made->method == kHttpMethodPost) {
+    made->setBody(request.body.data(), request.body.size());
+  }
+  return made;
+}
+
+void Deliver(const HttpToolRequest& request, const HttpResponseUser& response) {
+  std::string headers;
+  for (const auto& [name, value] : response.headers) {
+    headers.append(name).append(":").append(value).append("\r\n");
+  }
+  if (headers.size() >= 2) {
+    headers.resize(headers.size() - 2);
+  }
+  const std::string body = response.body.c_str();  // up to its first zero byte
+  request.callback(response.status, headers, body);
+}
+
+}  // namespace
+
+zo_base::RecursiveMutex& HttpTool::DeliveryMutex() {
+  static zo_base::NoDestructor<zo_base::RecursiveMutex> mutex;
+  return *mutex;
+}
+
+void HttpTool::PostRequest(const HttpToolRequest& request) {
+  std::weak_ptr<zo_base::ITaskLoop> home;
+  if (const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo()) {
+    home = thread->task_loop;
+  }
+  const std::shared_ptr<HttpRequestUser> made = MakeClientRequest(request);
+  made->callback = [request, home](HttpClient*, const std::shared_ptr<HttpResponseUser>& response,
+                                   int32_t) {
+    if (const std::shared_ptr<zo_base::ITaskLoop> loop = home.lock()) {
+      zo_base::PostTo(loop, [request, response] { Deliver(request, *response); });
+      return;
+    }
+    // Recursive, since a client that can't send answers inside Send: the callback may be sending.
+    zo_base::RecursiveMutexLock lock(DeliveryMutex());
+    Deliver(request, *response);
+  };
+  HttpClient::Instance()->Send(made);
+}
+
+}  // namespace zo_sturdy
