@@ -1,0 +1,72 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "base/mutex.h"
+#include "base/object.h"
+#include "base/snapshot.h"
+#include "sturdy/built_in_values.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+struct MultipleURLHttpRequest;
+
+// Rules of the failure statistics. A plain record; each good LBS document replaces the whole.
+struct StatisticSettings {
+  bool enable = true;
+  std::string host = kDefaultStatisticsHost;  // scheme and host
+  int32_t count = 10;                         // failures after which a report goes out
+  int32_t time = 60000;                       // ms from the first failure to its report
+  int64_t min_delay = 10000;                  // ms that lie at least between two reports
+};
+
+// Sends a request over several URLs; with `on_agent_thread` by a post to "http_agent_work".
+using HttpRequestInvoker =
+    std::function<void(const MultipleURLHttpRequest& request, bool on_agent_thread)>;
+
+// The settings of an environment, in one object that every component reads.
+// Threads: any. What changes at run time is atomic, a snapshot, or guarded by `mutex`; the rest is
+//          written by ApplySettings, before any service exists.
+// Owner:   EnvironmentManager, alone; components hold it weakly through
+// EnvironmentConfigGetterBase. Errors:  none; a text of the record that lacks its NUL is read to
+// the end of its array.
+class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
+ public:
+  _EnvironmentConfig();
+  ~_EnvironmentConfig() override;
+  _EnvironmentConfig(const _EnvironmentConfig&) = delete;
+  _EnvironmentConfig& operator=(const _EnvironmentConfig&) = delete;
+
+  // Takes over the settings of a start and works out the final `data_path`. Makes no folder.
+  void ApplySettings(const _ZOSturdyEnvironmentSettings& settings);
+
+  std::string GetBusinessToken();
+
+  // The invoker is installed by the agent and copied by every sender; empty before.
+  void SetHttpRequestInvoker(HttpRequestInvoker invoker);
+  HttpRequestInvoker GetHttpRequestInvoker() const;
+
+  // The signals' identities. SIG_BusinessTokenChanged is emitted with `mutex` held, which is
+  // recursive because a slot may read the token again.
+  static size_t SIG_NetworkChanged(net::AddressFamily family);
+  static size_t SIG_BusinessTokenChanged(const std::string& token);
+
+  zo_base::RecursiveMutex mutex;
+  std::string business = "im_g1";
+  std::string business_token ZO_GUARDED_BY(mutex);
+  std::string sdk_version_text;
+  int32_t sv = 0;
+  int32_t pv = 0;
+  int32_t tp = 0;
+  std::string data_path;  // with "/" as its only separator and at its end
+  std::atomic<net::AddressFamily> address_family{net::kIPFamilyAny};
+  zo_base::Snapshot<HttpRequestInvoker> http_request_invoker;
+  zo_base::Snapshot<StatisticSettings> statistic_settings;
+};
+
+}  // namespace zo_sturdy

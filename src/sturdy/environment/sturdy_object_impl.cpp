@@ -1,0 +1,101 @@
+#include "src/sturdy/environment/sturdy_object_impl.h"
+
+#include <string>
+
+#include "base/log/log.h"
+#include "base/platform/thread.h"
+#include "src/business/sturdy_lbs/sturdy_lbs_service.h"
+#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/environment/environment_manager.h"
+#include "src/sturdy/http_agent/logic/http_agent.h"
+
+namespace zo_sturdy {
+
+ZOSturdyObjectImpl::ZOSturdyObjectImpl() : http_agent(std::make_shared<HttpAgent>()) {}
+
+ZOSturdyObjectImpl::~ZOSturdyObjectImpl() {
+  Stop();
+}
+
+void ZOSturdyObjectImpl::Init() {
+  http_agent->SetEnvironmentConfig(GetEnvironmentConfig());
+  http_agent->Start();
+}
+
+void ZOSturdyObjectImpl::Stop() {
+  // The service goes first, since its requests go through the agent.
+  StopLBSService(/*make_anew=*/false);
+  if (http_agent) {
+    http_agent->Stop();
+    http_agent.reset();
+  }
+}
+
+void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
+  if (const auto config = GetEnvironmentConfig()) {
+    config->address_family = family;
+    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged), family);
+  }
+}
+
+IZOSturdyLBSService* ZOSturdyObjectImpl::GetLBSService() {
+  lbs_once.Call([this] {
+    if (!lbs_service) {
+      lbs_service = std::make_shared<ZOSturdyLBSServiceImpl>();
+    }
+    std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service)
+        ->SetEnvironmentConfig(EnvironmentManager::Instance().GetConfig());
+  });
+  return lbs_service.get();
+}
+
+void ZOSturdyObjectImpl::ReleaseLBSService() {
+  if (zo_base::IsLibraryThread()) {
+    ZO_LOG(LV_APP) << "[sturdy object] Release on a thread of the library, ignored";
+    return;
+  }
+  StopLBSService(/*make_anew=*/true);
+}
+
+void ZOSturdyObjectImpl::StopLBSService(bool make_anew) {
+  if (!lbs_service) {
+    return;
+  }
+  const auto service = std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service);
+  service->zo_base::BaseThread::Stop();
+  lbs_service.reset();
+  if (make_anew) {
+    lbs_once.Reset();
+  }
+}
+
+bool ZOSturdyObjectImpl::QueryHost(const char* host, int32_t ip_family, char* out) {
+  if (!http_agent || !host || !out) {
+    return false;
+  }
+  std::string text;
+  bool found = http_agent->QueryHost(host, ip_family, text);
+  // The client's buffer has no length: what it can't hold counts as not found.
+  if (!found || text.size() >= kQueryHostBufferSize) {
+    found = false;
+    text = "{\"code\":1}";
+  }
+  text.copy(out, text.size());
+  return found;
+}
+
+void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
+  const auto config = GetEnvironmentConfig();
+  if (!config || !token) {
+    return;
+  }
+  const std::string text = token;
+  // The signal goes out under the lock, so that two changes reach the service in their order.
+  zo_base::RecursiveMutexLock lock(config->mutex);
+  if (text != config->business_token) {
+    config->business_token = text;
+    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged), text);
+  }
+}
+
+}  // namespace zo_sturdy
