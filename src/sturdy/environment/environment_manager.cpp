@@ -1,6 +1,5 @@
 #include "src/sturdy/environment/environment_manager.h"
 
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -29,19 +28,28 @@ void EnvironmentManager::SetConfig(std::shared_ptr<_EnvironmentConfig> config) {
 }
 
 std::shared_ptr<IZOSturdyObject> EnvironmentManager::Find(int32_t id) {
-  std::unique_lock<zo_base::Mutex> lock(environments_mutex_, std::defer_lock);
-  if (zo_base::IsLibraryThread()) {
-    while (!lock.try_lock()) {
-      if (stopping_all_) {
-        return nullptr;
-      }
-      std::this_thread::yield();
-    }
-  } else {
-    lock.lock();
+  if (!LockTable()) {
+    return nullptr;
   }
   const auto entry = environments_.find(id);
-  return entry == environments_.end() ? nullptr : entry->second;
+  auto object = entry == environments_.end() ? nullptr : entry->second;
+  environments_mutex_.unlock();
+  return object;
+}
+
+bool EnvironmentManager::LockTable() {
+  const bool may_wait = !zo_base::IsLibraryThread();
+  while (!environments_mutex_.try_lock()) {
+    if (may_wait) {
+      environments_mutex_.lock();
+      return true;
+    }
+    if (stopping_all_) {
+      return false;
+    }
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 void EnvironmentManager::ForEach(

@@ -54,6 +54,7 @@ class EnvironmentManager {
   void Exit() ZO_REQUIRES(lifecycle_mutex_);
   void LetGo() ZO_REQUIRES(lifecycle_mutex_);
 
+  bool LockTable() ZO_TRY_ACQUIRE(true, environments_mutex_);
   void SetConfig(std::shared_ptr<_EnvironmentConfig> config);
 
   std::atomic<uint32_t> next_id_{0};       // 0 while nothing is started
