@@ -85,8 +85,8 @@ enum class Listening {
   kServe,
   kRefuse,        // the port is reserved and nobody listens: connections are refused
   kNeverConnect,  // the accept queue is full: connection attempts get no answer
-  kNoHandshake,   // accepts, reads, and never answers the TLS handshake
-  kSilent,        // accepts and stays silent; the same on a plain server
+  kNoHandshake,   // https: accepts, reads, and never answers the handshake
+  kSilent,        // accepts (on https with the handshake) and stays silent
   kClose,         // closes in order right after accept
   kReset,         // resets right after accept
 };

@@ -1,0 +1,95 @@
+#include "lab/host.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <boost/asio/buffer.hpp>
+#include <cerrno>
+#include <utility>
+
+#include "lab/certificate.h"
+
+namespace lab {
+namespace {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+
+constexpr int kBacklog = 128;
+
+}  // namespace
+
+Host::Host(asio::io_context& io, Server server, Journal& journal, Script& script,
+           const std::function<void(const Request&)>& observer)
+    : io_(io),
+      server_(std::move(server)),
+      port_(server_.address, server_.port),
+      desk_{server_, journal, script, observer, nullptr} {
+  if (!server_.https) {
+    return;
+  }
+  const CertificateFiles files = MakeCertificate(server_.certificate, server_.address);
+  certificate_pem_ = files.certificate_pem;
+  desk_.tls = std::make_unique<asio::ssl::context>(asio::ssl::context::tls_server);
+  desk_.tls->use_certificate_chain(asio::buffer(files.certificate_pem));
+  desk_.tls->use_private_key(asio::buffer(files.key_pem), asio::ssl::context::pem);
+}
+
+std::string Host::HostPort() const {
+  const std::string host = port_.is_v6() ? "[" + server_.address + "]" : server_.address;
+  return host + ":" + std::to_string(port_.number());
+}
+
+void Host::Listen() {
+  if (listener_ != nullptr || server_.listening == Listening::kRefuse) {
+    return;
+  }
+  const bool never_connect = server_.listening == Listening::kNeverConnect;
+  Descriptor fd = port_.Listen(never_connect ? 0 : kBacklog);
+  if (never_connect) {
+    fillers_ = port_.FillQueue();
+  }
+  listener_ = std::make_unique<asio::posix::stream_descriptor>(io_, fd.get());
+  fd.Release();
+  if (!never_connect) {
+    AcceptNext();
+  }
+}
+
+void Host::Stop() {
+  listener_.reset();
+  fillers_.clear();
+  for (const auto& weak : std::exchange(connections_, {})) {
+    if (const auto connection = weak.lock()) {
+      connection->ResetNow();
+    }
+  }
+}
+
+void Host::AcceptNext() {
+  listener_->async_wait(asio::posix::stream_descriptor::wait_read,
+                        [this, mine = listener_.get()](const boost::system::error_code& error) {
+                          if (!error && listener_.get() == mine) {
+                            AcceptAll();
+                          }
+                        });
+}
+
+// By hand, since the library's accept leaves the descriptor open across an exec.
+void Host::AcceptAll() {
+  const int fd =
+      accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (fd >= 0) {
+    tcp::socket socket(io_);
+    socket.assign(port_.is_v6() ? tcp::v6() : tcp::v4(), fd);
+    const auto connection = Connection::Make(std::move(socket), desk_);
+    connections_.erase(std::remove_if(connections_.begin(), connections_.end(),
+                                      [](const auto& weak) { return weak.expired(); }),
+                       connections_.end());
+    connections_.push_back(connection);
+    connection->Begin();
+  }
+  AcceptNext();
+}
+
+}  // namespace lab

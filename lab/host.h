@@ -1,0 +1,50 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lab/connection.h"
+#include "lab/port.h"
+
+namespace lab {
+
+// One server of the lab: its port, its listener and its connections.
+// Threads: that of the io_context, but for construction and the getters.
+// Owner:   the Lab, until after its io_context has gone.
+// Errors:  the constructor and Listen throw std::system_error.
+class Host {
+ public:
+  Host(boost::asio::io_context& io, Server server, Journal& journal, Script& script,
+       const std::function<void(const Request&)>& observer);
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  const std::string& name() const { return server_.name; }
+  int port() const { return port_.number(); }
+  std::string HostPort() const;
+  std::string Url() const { return (server_.https ? "https://" : "http://") + HostPort(); }
+  const std::string& certificate_pem() const { return certificate_pem_; }
+
+  void Listen();
+  void Stop();
+  // Requires: the io_context doesn't run. Lets go of everything that lives in it.
+  void Drop() { listener_.reset(); }
+
+ private:
+  void AcceptNext();
+  void AcceptAll();
+
+  boost::asio::io_context& io_;
+  const Server server_;
+  const LoopbackPort port_;
+  Desk desk_;
+  std::string certificate_pem_;
+  std::unique_ptr<boost::asio::posix::stream_descriptor> listener_;
+  std::vector<Descriptor> fillers_;  // keep the accept queue full
+  std::vector<std::weak_ptr<Connection>> connections_;
+};
+
+}  // namespace lab

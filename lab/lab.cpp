@@ -1,0 +1,223 @@
+#include "lab/lab.h"
+
+#include <pthread.h>
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <csignal>
+#include <future>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "lab/host.h"
+#include "lab/journal.h"
+#include "lab/scenario_check.h"
+#include "lab/script.h"
+
+namespace lab {
+namespace {
+
+namespace asio = boost::asio;
+
+// Signals meant for the program go to its own threads, whose handlers may then end the lab.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+}  // namespace
+
+class Lab::Impl {
+ public:
+  Impl(const Scenario& scenario, Observer observer) : observer_(std::move(observer)) {
+    scenario.Check();
+    MakeHosts(scenario);
+    for (const Server& server : scenario.servers) {
+      for (const Route& route : server.routes) {
+        SetBehaviours(server.name, route.path, route.behaviours);
+      }
+    }
+    const AllSignalsBlocked blocked;
+    thread_ = std::thread([this] { io_->run(); });
+  }
+
+  ~Impl() {
+    io_->stop();
+    thread_.join();
+    for (const auto& host : hosts_) {
+      host->Drop();
+    }
+    work_.reset();
+    io_.reset();  // with the connections, which still need hosts and journal
+  }
+
+  Host& At(const std::string& name) const {
+    for (const auto& host : hosts_) {
+      if (host->name() == name) {
+        return *host;
+      }
+    }
+    throw std::invalid_argument("the lab has no server \"" + name + "\"");
+  }
+
+  void SetBehaviours(const std::string& server, const std::string& path,
+                     std::vector<Behaviour> behaviours) {
+    const std::string key = At(server).name() + path;
+    CheckBehaviours(behaviours, key, endpoints_);
+    for (Behaviour& behaviour : behaviours) {
+      behaviour = ExpandAll(std::move(behaviour), key, endpoints_);
+    }
+    script.Set(server, path, std::move(behaviours));
+  }
+
+  // Runs it on the lab's thread and waits; an exception comes back to the caller.
+  template <class Task>
+  void OnLabThread(Task task) {
+    std::packaged_task<void()> packaged(std::move(task));
+    std::future<void> done = packaged.get_future();
+    asio::dispatch(*io_, [&packaged] { packaged(); });
+    done.get();
+  }
+
+  const std::vector<std::unique_ptr<Host>>& hosts() const { return hosts_; }
+
+  Journal journal;
+  Script script;
+
+ private:
+  void MakeHosts(const Scenario& scenario) {
+    for (size_t i = 0; i < scenario.servers.size(); ++i) {
+      const Server& server = scenario.servers[i];
+      try {
+        hosts_.push_back(std::make_unique<Host>(*io_, server, journal, script, observer_));
+        hosts_.back()->Listen();
+      } catch (const std::system_error& error) {
+        throw ScenarioError("servers[" + std::to_string(i) + "].port: cannot listen on " +
+                            server.address + " port " + std::to_string(server.port) + " (" +
+                            error.code().message() + ").");
+      }
+      const Host& host = *hosts_.back();
+      endpoints_.push_back({host.name(), host.HostPort(), host.Url()});
+    }
+  }
+
+  const Observer observer_;
+  std::unique_ptr<asio::io_context> io_ = std::make_unique<asio::io_context>(1);
+  asio::executor_work_guard<asio::io_context::executor_type> work_{io_->get_executor()};
+  std::vector<std::unique_ptr<Host>> hosts_;
+  std::vector<Endpoint> endpoints_;
+  std::thread thread_;
+};
+
+Lab::Lab(Scenario scenario, Observer observer)
+    : impl_(std::make_unique<Impl>(scenario, std::move(observer))) {}
+
+Lab::~Lab() = default;
+
+int Lab::Port(const std::string& server) const {
+  return impl_->At(server).port();
+}
+
+std::string Lab::HostPort(const std::string& server) const {
+  return impl_->At(server).HostPort();
+}
+
+std::string Lab::Url(const std::string& server, const std::string& path) const {
+  return impl_->At(server).Url() + path;
+}
+
+std::string Lab::CertificatePem(const std::string& server) const {
+  return impl_->At(server).certificate_pem();
+}
+
+std::vector<Request> Lab::Requests() const {
+  return impl_->journal.Requests();
+}
+
+std::vector<Request> Lab::RequestsOf(const std::string& server) const {
+  impl_->At(server);
+  std::vector<Request> of_server;
+  for (Request& request : impl_->journal.Requests()) {
+    if (request.server == server) {
+      of_server.push_back(std::move(request));
+    }
+  }
+  return of_server;
+}
+
+void Lab::ForgetRequests() {
+  impl_->journal.Forget();
+}
+
+bool Lab::WaitForRequests(size_t count, Limit limit) const {
+  return WaitFor([count](const std::vector<Request>& all) { return all.size() >= count; }, limit);
+}
+
+bool Lab::WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
+                  Limit limit) const {
+  return impl_->journal.WaitFor(predicate, limit);
+}
+
+int Lab::Accepted(const std::string& server) const {
+  return impl_->journal.Accepted(impl_->At(server).name());
+}
+
+int Lab::Open(const std::string& server) const {
+  return impl_->journal.Open(impl_->At(server).name());
+}
+
+bool Lab::WaitForAccepted(const std::string& server, int at_least, Limit limit) const {
+  return impl_->journal.WaitForAccepted(impl_->At(server).name(), at_least, limit);
+}
+
+bool Lab::WaitForOpen(const std::string& server, int exactly, Limit limit) const {
+  return impl_->journal.WaitForOpen(impl_->At(server).name(), exactly, limit);
+}
+
+void Lab::SetBehaviours(const std::string& server, const std::string& path,
+                        std::vector<Behaviour> behaviours) {
+  impl_->SetBehaviours(server, path, std::move(behaviours));
+}
+
+bool Lab::WaitForHeld(const std::string& gate, int at_least, Limit limit) const {
+  return impl_->journal.WaitForHeld(gate, at_least, limit);
+}
+
+int Lab::Release(const std::string& gate) {
+  return impl_->journal.Release(gate, false);
+}
+
+void Lab::OpenGate(const std::string& gate) {
+  impl_->journal.Release(gate, true);
+}
+
+void Lab::StopListening(const std::string& server) {
+  impl_->OnLabThread([&host = impl_->At(server)] { host.Stop(); });
+}
+
+void Lab::ResumeListening(const std::string& server) {
+  impl_->OnLabThread([&host = impl_->At(server)] { host.Listen(); });
+}
+
+void Lab::StopListeningAll() {
+  impl_->OnLabThread([this] {
+    for (const auto& host : impl_->hosts()) {
+      host->Stop();
+    }
+  });
+}
+
+}  // namespace lab

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace lab {
+
+struct Behaviour;
+
+// Where a server of the scenario is, for texts that name it.
+struct Endpoint {
+  std::string name;
+  std::string host_port;
+  std::string url;  // scheme and host_port, without a slash at the end
+};
+
+// `text` with its placeholders replaced (see Behaviour). Throws ScenarioError that begins with
+// `key` when one of them isn't closed or names no endpoint.
+std::string Expand(const std::string& text, const std::string& key,
+                   const std::vector<Endpoint>& endpoints);
+
+// Expands every text of the behaviour.
+Behaviour ExpandAll(Behaviour behaviour, const std::string& key,
+                    const std::vector<Endpoint>& endpoints);
+
+}  // namespace lab
