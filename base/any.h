@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+namespace zo_base {
+
+// Thrown by ZOAnyCast when the held type isn't the wanted one.
+class BadZOAnyCast : public std::bad_cast {
+ public:
+  const char* what() const noexcept override { return "BadZOAnyCast: failed conversion ZOAnyCast"; }
+};
+
+// Tags the type of a stored value in a std::tuple<SVT, ZOAny>. Strings are all that is stored.
+enum class SVT : int { kString = 9 };
+
+// A value of any copyable type, or none.
+// Threads: none of its own; its holder guards it.
+// Errors:  only the casts fail.
+class ZOAny {
+ public:
+  ZOAny() = default;
+  template <class T, class Value = std::decay_t<T>,
+            std::enable_if_t<!std::is_same_v<Value, ZOAny>, int> = 0>
+  explicit ZOAny(T&& value) : content(std::make_unique<holder<Value>>(std::forward<T>(value))) {}
+  ZOAny(const ZOAny& other) : content(other.content ? other.content->clone() : nullptr) {}
+  ZOAny(ZOAny&& other) noexcept = default;
+  ~ZOAny() = default;
+
+  ZOAny& operator=(ZOAny other) noexcept {
+    swap(other);
+    return *this;
+  }
+
+  void swap(ZOAny& other) noexcept { content.swap(other.content); }
+  bool empty() const { return content == nullptr; }
+  const std::type_info& type() const { return content ? content->type() : typeid(void); }
+
+ private:
+  class placeholder {
+   public:
+    virtual ~placeholder() = default;
+    virtual const std::type_info& type() const = 0;
+    virtual placeholder* clone() const = 0;
+  };
+
+  template <class T>
+  class holder final : public placeholder {
+   public:
+    template <class U>
+    explicit holder(U&& value) : held(std::forward<U>(value)) {}
+    const std::type_info& type() const override { return typeid(T); }
+    placeholder* clone() const override { return new holder(std::as_const(held)); }
+
+    T held;
+  };
+
+  template <class T>
+  friend const T& ZOAnyCast(const ZOAny& any);
+
+  std::unique_ptr<placeholder> content;
+};
+
+// The held value, which must be of exactly the type T. Throws BadZOAnyCast if it isn't; an empty
+// value holds a `void`. Types are told apart by name, and equal names mostly share one address.
+template <class T>
+const T& ZOAnyCast(const ZOAny& any) {
+  const char* held = any.type().name();
+  const char* wanted = typeid(T).name();
+  if (held != wanted && std::strcmp(held, wanted) != 0) {
+    throw BadZOAnyCast();
+  }
+  return static_cast<const ZOAny::holder<T>&>(*any.content).held;
+}
+
+template <class T>
+T& ZOAnyCast(ZOAny& any) {
+  return const_cast<T&>(ZOAnyCast<T>(std::as_const(any)));
+}
+
+}  // namespace zo_base

@@ -1,0 +1,91 @@
+#include "base/base_thread.h"
+
+#include <utility>
+
+#include "base/platform/thread.h"
+#include "base/thread_task_loop.h"
+
+namespace zo_base {
+
+// What the thread is to its owner; its loop is in base_thread_loop.cpp.
+
+BaseThread::BaseThread(const std::string& thread_name)
+    : earliest_due_ms(UINT64_MAX),
+      name(thread_name),
+      task_loop(std::make_shared<ThreadTaskLoop>()) {}
+
+BaseThread::~BaseThread() {
+  if (thread) {
+    BaseThread::RequestStop();
+    BaseThread::DoJoin();
+    running.exchange(0);
+  }
+}
+
+bool BaseThread::IsRunning() {
+  return running != 0;
+}
+
+void BaseThread::Start() {
+  const auto self = SharedFromThis<BaseThread>();
+  begun.exchange(0);
+  thread = std::make_unique<std::thread>(StartThread([this] { ThreadMain(); }));
+  while (begun == 0) {
+    std::this_thread::yield();
+  }
+}
+
+void BaseThread::Stop() {
+  RequestStop();
+  Join();
+  running.exchange(0);
+}
+
+void BaseThread::Join() {
+  DoJoin();
+}
+
+void BaseThread::Run() {
+  ThreadMain();
+}
+
+std::shared_ptr<ITaskLoop> BaseThread::GetTaskLoop() {
+  return task_loop;
+}
+
+bool BaseThread::IsCurrentThread() {
+  const ThreadInfo* info = CurrentThreadInfo();
+  return (info != nullptr ? info->thread_id : 0) == thread_id;
+}
+
+void BaseThread::SetThreadInfo(const ThreadInfo& info) {
+  SetCurrentThreadInfo(info);
+}
+
+void BaseThread::ClearThreadInfo() {
+  ClearCurrentThreadInfo();
+}
+
+void BaseThread::RequestStop() {
+  stop_requested.exchange(1);
+  Notify();
+}
+
+void BaseThread::DoJoin() {
+  if (thread && thread->joinable()) {
+    thread->join();
+  }
+}
+
+void BaseThread::ThreadMain() {
+  task_loop->AttachDelegate(SharedFromThis<BaseThread>());
+  thread_id = CurrentThreadId();
+  SetThreadInfo(ThreadInfo{name, GetTaskLoop(), thread_id});
+  SetCurrentThreadName(name);
+  RunLoop();
+  running.exchange(0);
+  Emit(SignalKey(&IThread::SIG_ThreadEnd));
+  Emit(SignalKey(&IThread::SIG_InternalEnd));
+}
+
+}  // namespace zo_base

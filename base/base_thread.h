@@ -1,0 +1,155 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "base/mutex.h"
+#include "base/task_loop.h"
+#include "base/thread.h"
+
+namespace zo_base {
+
+// The places of a pass of the loop at which a test can hold it.
+enum class LoopStep {
+  kPassBegins,
+  kWaitMutexHeld,
+  kWaited,
+  kDrainedPriority,
+  kDrainedNormal,
+  kBeforeWalk,
+  kDelayedMutexHeld,
+  kTaskRan,
+  kWalked,
+  kPassEnds,
+};
+
+// One system thread with a task loop, started at most once. It waits for a post or the earliest
+// due time; a notification runs the queues, and every pass runs what is due.
+// Threads: any may post, ask and request the stop; Start, Stop and Join come from the owner.
+// Owner:   a shared pointer, or its loop drops all posts. The owner calls Stop before it lets go,
+//          and a derived class also stops in its own destructor, since the base's comes too late
+//          for the members that tasks use. The last reference must not go on the thread itself.
+// Errors:  an exception from a task ends the process. Stop from the thread itself throws the
+//          standard deadlock error. Tasks that are pending at the stop are dropped.
+// Locks:   none is held while an immediate task runs; `delayed_mutex`, which is recursive, is held
+//          while delayed tasks run. `wake_mutex` is a leaf.
+class BaseThread : public IThread, public ITaskDelegate {
+ public:
+  explicit BaseThread(const std::string& name);
+  ~BaseThread() override;
+
+  bool IsRunning() override;
+  // Returns once the slots of the begin signals have run on the new thread. Never returns on a
+  // thread that has been stopped. A system error leaves the object as it was.
+  void Start() override;
+  void Stop() override;
+  void Join() override;
+  void Run() override;
+  std::shared_ptr<ITaskLoop> GetTaskLoop() override;
+  bool IsCurrentThread() override;
+  void SetThreadInfo(const ThreadInfo& info) override;
+  void ClearThreadInfo() override;
+
+  void PostTask(const std::function<void()>& task) override;
+  void PostHighPriorityTask(const std::function<void()>& task) override;
+  void PostDelayedTask(int delay_ms, const std::function<void()>& task) override;
+  void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) override;
+
+  // Interrupts nothing: a task that runs is finished, and no further one is begun.
+  virtual void RequestStop();
+
+  // Called on the loop's thread at each step of every loop; null takes it away. The function
+  // outlives all loops that can see it.
+  using StepHook = std::function<void(BaseThread&, LoopStep)>;
+  static void SetStepHookForTest(const StepHook* hook);
+
+ protected:
+  virtual void DoJoin();
+  virtual void ThreadMain();
+  virtual void RunLoop();
+
+ private:
+  class ThreadTaskLoop;
+  class ClockWaker;
+
+  struct DelayTask {
+    int32_t delay_ms;
+    // Runs still owed; 0 for a one-shot.
+    int64_t times;
+    std::function<void()> task;
+    std::function<void(int, const std::function<void()>&, long long)> repost;
+  };
+  struct DueTasks {
+    uint64_t due_ms;
+    std::list<DelayTask> tasks;
+  };
+  using TaskQueue = std::deque<std::function<void()>>;
+  enum class Wake { kNotified, kTimedOut };
+  struct WalkResult {
+    bool stopped;
+    bool ran;
+  };
+
+  void Notify();
+  // Both: the lane's mutex is held.
+  static void AppendLocked(TaskQueue& working, TaskQueue& incoming,
+                           std::atomic<size_t>& working_size, const std::function<void()>& task);
+  static bool TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
+                                 std::atomic<size_t>& working_size);
+  void PostDelayed(int delay_ms, const std::function<void()>& task, long long times);
+
+  bool RunPass();
+  Wake WaitForWork();
+  int64_t WaitMs() const;
+  bool Begin();
+  bool DrainPriorityQueue();
+  bool DrainQueues();
+  bool RunFront(TaskQueue& working, std::atomic<size_t>& working_size);
+  bool TakePriorityIncoming();
+  bool TakeNormalIncoming();
+  bool RunDueDelayedTasks();
+  WalkResult WalkDueTasksLocked(std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
+  bool RunDueEntryLocked(DueTasks& entry, bool& ran) ZO_REQUIRES(delayed_mutex);
+  void MirrorEarliestDueLocked() ZO_REQUIRES(delayed_mutex);
+  void Step(LoopStep step);
+
+  // Held while the begin signals are emitted.
+  Mutex start_mutex;
+  RecursiveMutex wake_mutex;
+  RecursiveMutex priority_queue_mutex;
+  RecursiveMutex delayed_mutex;
+  RecursiveMutex normal_queue_mutex;
+  // The thread works the working queues without their lane's mutex. Others touch one only under
+  // that mutex while its size reads 0, which is when the thread keeps off it.
+  TaskQueue normal_working;
+  TaskQueue normal_incoming ZO_GUARDED_BY(normal_queue_mutex);
+  TaskQueue priority_working;
+  TaskQueue priority_incoming ZO_GUARDED_BY(priority_queue_mutex);
+  std::atomic<size_t> normal_working_size{0};
+  std::atomic<size_t> priority_working_size{0};
+  // By due time on the monotonic clock.
+  std::map<uint64_t, DueTasks> delayed_tasks ZO_GUARDED_BY(delayed_mutex);
+  // The first key of the map, for the loop's wait; the largest value if there is none.
+  std::atomic<uint64_t> earliest_due_ms;
+  std::condition_variable_any wake_condition;
+  std::atomic<uint8_t> stop_requested{0};
+  std::atomic<uint8_t> first_pass{1};
+  std::atomic<uint8_t> running{0};
+  // Set with `running` and not cleared at the end, so that Start sees a short life too.
+  std::atomic<uint8_t> begun{0};
+  std::unique_ptr<std::thread> thread;
+  std::condition_variable_any begin_condition;
+  const std::string name;
+  std::atomic<uint32_t> thread_id{0};
+  const std::shared_ptr<ThreadTaskLoop> task_loop;
+};
+
+}  // namespace zo_base

@@ -1,0 +1,69 @@
+#include "base/unload_hook.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "base/mutex.h"
+#include "base/no_destructor.h"
+#include "base/platform/thread.h"
+
+namespace zo_base {
+namespace {
+
+struct Hooks {
+  Mutex mutex;
+  std::vector<void (*)()> list ZO_GUARDED_BY(mutex);
+};
+
+Hooks& AllHooks() {
+  static NoDestructor<Hooks> hooks;
+  return *hooks;
+}
+
+std::atomic<bool> process_ends{false};
+
+// The end of a process runs the exit handlers before any library's own teardown; an unloading
+// runs them after it. So teardown that finds the mark set belongs to the end of the process.
+__attribute__((constructor)) void WatchForProcessEnd() {
+  // Without the handler the hooks could run at the end of the process; nothing else is lost.
+  (void)std::atexit([] { process_ends = true; });
+}
+
+void RunHooks() {
+  if (LiveLibraryThreads() != 0) {
+    return;
+  }
+  std::vector<void (*)()> hooks;
+  {
+    MutexLock lock(AllHooks().mutex);
+    hooks.swap(AllHooks().list);
+  }
+  for (auto hook = hooks.rbegin(); hook != hooks.rend(); ++hook) {
+    (*hook)();
+  }
+}
+
+__attribute__((destructor)) void OnTeardown() {
+  if (!process_ends) {
+    RunHooks();
+  }
+}
+
+}  // namespace
+
+void AtUnload(void (*hook)()) {
+  Hooks& hooks = AllHooks();
+  MutexLock lock(hooks.mutex);
+  if (std::find(hooks.list.begin(), hooks.list.end(), hook) == hooks.list.end()) {
+    hooks.list.push_back(hook);
+  }
+}
+
+void RunUnloadHooksForTest() {
+  RunHooks();
+}
+
+}  // namespace zo_base
