@@ -95,6 +95,12 @@ void KeyValueFile::Set(const std::string& key, const ZOAny& value, SVT tag) {
   items_.insert_or_assign(key, Value(tag, value));
 }
 
+void KeyValueFile::Clear() {
+  std::unordered_map<std::string, Value> fresh(kFirstBuckets);
+  const WriteLock lock(items_lock_);
+  items_.swap(fresh);
+}
+
 void KeyValueFile::ForEach(const std::function<void(const std::string&, const Value&)>& fn) const {
   const ReadLock lock(items_lock_);
   for (const auto& [key, value] : items_) {

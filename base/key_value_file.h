@@ -36,6 +36,8 @@ class KeyValueFile {
   // Empty if the key is absent or its value holds no string.
   [[nodiscard]] std::string Get(const std::string& key) const;
   void Set(const std::string& key, const ZOAny& value, SVT tag);
+  // Drops all items and their table; the file follows at the next Save.
+  void Clear();
   // In no particular order. `fn` runs with the items locked: it may neither read nor write this
   // store, since a read inside a read waits for ever once a writer stands between the two.
   void ForEach(const std::function<void(const std::string&, const Value&)>& fn) const;
