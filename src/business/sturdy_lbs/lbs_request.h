@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+// What an LBS server is told, as it stands in the query.
+struct LBSQuery {
+  std::string token;  // left out if empty
+  int32_t sv = 0;
+  int32_t pv = 0;
+  int32_t tp = 0;
+  net::AddressFamily network = net::kIPFamilyAny;  // of the client's network
+};
+
+std::string LBSQueryText(const LBSQuery& query);
+
+// The request for a new document, without its check and callback. The first URL is the runtime
+// one: its host name is presented to servers that are given by address. Addresses of another
+// family than `family` are left out, unless that is kIPFamilyAny.
+MultipleURLHttpRequest BuildLBSRequest(const std::vector<std::string>& urls, const LBSQuery& query,
+                                       net::AddressFamily family);
+
+}  // namespace zo_sturdy

@@ -1,0 +1,107 @@
+#include "src/business/sturdy_lbs/lbs_response.h"
+
+#include <limits>
+
+#include "base/json/json.h"
+#include "base/log/log.h"
+#include "base/platform/file.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
+#include "src/business/sturdy_lbs/lbs_settings.h"
+
+namespace zo_sturdy {
+
+namespace {
+
+using zo_base::json11::Json;
+
+// The number that the text begins with, 0 if there is none; a larger one than fits is the largest.
+int LeadingNumber(const std::string& text) {
+  constexpr int kLargest = std::numeric_limits<int>::max();
+  int number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') {
+      break;
+    }
+    const int digit = c - '0';
+    if (number > (kLargest - digit) / 10) {
+      return kLargest;
+    }
+    number = number * 10 + digit;
+  }
+  return number;
+}
+
+}  // namespace
+
+bool LBSResponse::LoadCache() {
+  const auto config = GetEnvironmentConfig();
+  if (config == nullptr) {
+    return false;
+  }
+  const std::string folder = config->data_path + "lbs/";
+  if (!zo_base::FolderExists(folder)) {
+    zo_base::CreateFolders(folder);
+  }
+  store_.Load(folder + "lbs.data");
+  return !Get(lbs_key::kResponse).empty() && !Get(lbs_key::kRootAddress).empty() &&
+         !Get(lbs_key::kRuntimeAddress).empty();
+}
+
+bool LBSResponse::CheckCache(const LBSSettings& settings) {
+  const int wanted = settings.address_family.load();
+  const int cached = CachedFamily();
+  if (wanted != net::kIPFamilyAny && wanted != cached) {
+    ZO_LOG(LV_APP) << "[lbs] Load lbs cache address family changed check fail cache :" << cached
+                   << "  setting :" << wanted;
+    return false;
+  }
+  return Get(lbs_key::kRootAddress) == settings.lbs_url;
+}
+
+bool LBSResponse::CheckResponse(const std::string& body) const {
+  return IsCompleteLBSDocument(body);
+}
+
+std::vector<std::string> LBSResponse::GetBackupLBS() const {
+  return ReadTextList(Get(lbs_key::kBackupAddresses));
+}
+
+void LBSResponse::ResetToDefault(const LBSSettings& settings, bool save) {
+  const std::string document = BuildDefaultLBSDocument(settings);
+  const int family = settings.address_family.load();
+  store_.Clear();
+  store_.Save();
+  Set(lbs_key::kResponse, document);
+  Set(lbs_key::kRootAddress, settings.lbs_url);
+  Set(lbs_key::kRuntimeAddress, settings.lbs_url);
+  Set(lbs_key::kFamily, std::to_string(family));
+  if (save) {
+    store_.Save();
+    store_.Reload();
+  }
+}
+
+void LBSResponse::SetCore(const std::string& response, const std::string& root,
+                          const std::string& family) {
+  Set(lbs_key::kResponse, response);
+  Set(lbs_key::kRootAddress, root);
+  Set(lbs_key::kFamily, family);
+}
+
+void LBSResponse::SetBackupLBS(const std::vector<std::string>& urls) {
+  Set(lbs_key::kBackupAddresses, Json(Json::array(urls.begin(), urls.end())).dump());
+}
+
+void LBSResponse::Set(const char* key, const std::string& value) {
+  store_.Set(key, zo_base::ZOAny(value), zo_base::SVT::kString);
+}
+
+int LBSResponse::CachedFamily() const {
+  bool present = false;
+  store_.ForEach([&present](const std::string& key, const zo_base::KeyValueFile::Value&) {
+    present = present || key == lbs_key::kFamily;
+  });
+  return present ? LeadingNumber(Get(lbs_key::kFamily)) : net::kIPFamilyV4;
+}
+
+}  // namespace zo_sturdy

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/key_value_file.h"
+#include "src/sturdy/environment/environment_config_getter.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+struct LBSSettings;
+
+// Keys of the cache file. The spelling of two of them is part of the format.
+namespace lbs_key {
+inline constexpr const char* kResponse = "lbs_rsp";  // the whole document
+inline constexpr const char* kRootAddress = "root_lbs_addr";
+inline constexpr const char* kFamily = "lbs_ip_version";
+inline constexpr const char* kRuntimeAddress = "runntime_lbs";
+inline constexpr const char* kBackupAddresses = "lbs_backup_addr";
+inline constexpr const char* kDefaultLink = "def_link_addr";
+inline constexpr const char* kVltDL = "vlt_dl";
+inline constexpr const char* kVltDLList = "vlt_dl_list";
+inline constexpr const char* kVltList = "vlt_list";
+inline constexpr const char* kName = "name";
+inline constexpr const char* kDesc = "desc";
+inline constexpr const char* kMsgStatInfo = "msg_stat_info";
+}  // namespace lbs_key
+
+// The active LBS data of the process and the file "lbs/lbs.data" behind it, which lets the next
+// process connect before any server has answered.
+//
+// Threads: any; the store guards itself. Calls that set several keys aren't one step for readers.
+// Owner:   the LBS service.
+// Errors:  none are reported. A file that is absent, damaged or of other settings is told by the
+//          checks, and the service then resets the data to its defaults.
+class LBSResponse : public EnvironmentConfigGetterBase {
+ public:
+  // Reads the file, and makes its folder if that is missing. True if it holds a usable entry.
+  bool LoadCache();
+
+  // Whether the cache was made for these settings: the same main URL and a family that serves.
+  bool CheckCache(const LBSSettings& settings);
+
+  // Whether a body is a complete document.
+  bool CheckResponse(const std::string& body) const;
+
+  std::vector<std::string> GetBackupLBS() const;
+
+  // Replaces all data by a document built from the settings. The file is emptied in any case, and
+  // filled again with `save`.
+  void ResetToDefault(const LBSSettings& settings, bool save);
+
+  // The three keys that every good document sets, in the order of the format.
+  void SetCore(const std::string& response, const std::string& root, const std::string& family);
+  void SetRuntimeLBS(const std::string& url) { Set(lbs_key::kRuntimeAddress, url); }
+  void SetBackupLBS(const std::vector<std::string>& urls);
+  void SetDefaultLink(const std::string& address) { Set(lbs_key::kDefaultLink, address); }
+  void SetVltDL(const std::string& url) { Set(lbs_key::kVltDL, url); }
+  void SetVltDLList(const std::string& json_text) { Set(lbs_key::kVltDLList, json_text); }
+  void SetVltList(const std::string& json_text) { Set(lbs_key::kVltList, json_text); }
+  void SetName(const std::string& name) { Set(lbs_key::kName, name); }
+  void SetDesc(const std::string& desc) { Set(lbs_key::kDesc, desc); }
+  void SetMsgStatInfo(const std::string& json_text) { Set(lbs_key::kMsgStatInfo, json_text); }
+
+  // Empty for a key that isn't there.
+  std::string Get(const char* key) const { return store_.Get(key); }
+  void Save() { store_.Save(); }
+
+ private:
+  void Set(const char* key, const std::string& value);
+  // The family that the cache was made for; IPv4 if the cache is from before families were kept.
+  int CachedFamily() const;
+
+  zo_base::KeyValueFile store_;
+};
+
+}  // namespace zo_sturdy

@@ -1,0 +1,71 @@
+#include "src/business/sturdy_lbs/lbs_settings.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "src/sturdy/environment/record_fields.h"
+
+namespace zo_sturdy {
+
+namespace {
+
+constexpr int32_t kFamilyCount = 3;
+
+template <size_t N>
+void TakeIfUsable(const char (&field)[N], std::string& value) {
+  std::string text = FieldText(field);
+  if (IsUsableAddress(text)) {
+    value = std::move(text);
+  }
+}
+
+template <size_t Count, size_t N>
+std::vector<std::string> UsableTexts(const char (&fields)[Count][N]) {
+  std::vector<std::string> texts;
+  for (const auto& field : fields) {
+    std::string text = FieldText(field);
+    if (IsUsableAddress(text)) {
+      texts.push_back(std::move(text));
+    }
+  }
+  return texts;
+}
+
+std::vector<std::string> DefaultLinks(const LBSSettings& settings, net::AddressFamily family) {
+  std::vector<std::string> links;
+  const bool v4 = family == net::kIPFamilyAny || family == net::kIPFamilyV4;
+  const bool v6 = family == net::kIPFamilyAny || family == net::kIPFamilyV6;
+  if (v4 && !settings.default_link_v4.empty()) {
+    links.push_back(settings.default_link_v4);
+  }
+  if (v6 && !settings.default_link_v6.empty()) {
+    links.push_back(settings.default_link_v6);
+  }
+  return links;
+}
+
+}  // namespace
+
+void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings) {
+  if (!FieldFlag(record.enable)) {
+    return;
+  }
+  settings.enable = true;
+  TakeIfUsable(record.lbs_url, settings.lbs_url);
+  const int32_t family = FieldFamily(record.address_family);
+  if (family < kFamilyCount) {
+    settings.address_family = static_cast<net::AddressFamily>(family);
+  }
+  settings.lbs_backup_urls = UsableTexts(record.lbs_backup_urls);
+  TakeIfUsable(record.default_link_v4, settings.default_link_v4);
+  TakeIfUsable(record.default_link_v6, settings.default_link_v6);
+  settings.default_link_list = UsableTexts(record.default_link_list);
+  if (settings.default_link_v6.empty()) {
+    settings.default_link_v6 = settings.default_link_v4;
+  }
+  if (settings.default_link_list.empty()) {
+    settings.default_link_list = DefaultLinks(settings, settings.address_family);
+  }
+}
+
+}  // namespace zo_sturdy

@@ -1,0 +1,134 @@
+// One fetch of a document, step by step in the order of its life.
+#include "base/log/log.h"
+#include "base/post_task.h"
+#include "base/weak_closure.h"
+#include "src/business/sturdy_lbs/lbs_request.h"
+#include "src/business/sturdy_lbs/sturdy_lbs_service.h"
+#include "src/sturdy/environment/environment_config.h"
+
+namespace zo_sturdy {
+
+void ZOSturdyLBSServiceImpl::Update(net::AddressFamily family) {
+  ZO_LOG(LV_APP) << "[lbs]Call Update";
+  update_invoker_.Invoke([this, family] { UpdateLBS(family, false); }, true);
+}
+
+void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,
+                                                                const char* lbs_response)) {
+  update_callback_ = callback;
+}
+
+void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force) {
+  ZO_LOG(LV_APP) << "[lbs]UpdateLBS force = " << force;
+  if (posts_ != Posts::kTaken) {
+    return;  // The task would be dropped, and nothing would ever clear the flag.
+  }
+  if (updatting_lbs_.exchange(true) && !force) {
+    ZO_LOG(LV_APP) << "[lbs]UpdateLBS updatting_lbs_ = true,return";
+    return;
+  }
+  ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = true";
+  const std::string request_token = CurrentToken();
+  // By the thread object, not its loop: that would hold the service on its own thread for the post.
+  zo_base::PostTo(
+      static_cast<zo_base::ITaskDelegate&>(*this),
+      ToWeakClosure([this, family, request_token] { RequestUpdate(family, request_token); }));
+  if (posts_ != Posts::kTaken) {
+    updatting_lbs_ = false;  // The stop has come in between.
+  }
+}
+
+void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
+                                           const std::string& request_token) {
+  const auto config = GetEnvironmentConfig();
+  if (config == nullptr) {
+    return;
+  }
+  std::vector<std::string> urls = {response_.Get(lbs_key::kRuntimeAddress)};
+  for (std::string& backup : response_.GetBackupLBS()) {
+    urls.push_back(std::move(backup));
+  }
+  const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
+                          settings_.address_family};
+  MultipleURLHttpRequest request = BuildLBSRequest(urls, query, family);
+  request.check = zo_base::HoldWhileRunning(
+      weak_from_this(),
+      ToWeakClosure([this, request_token](int32_t index, int32_t code, const std::string&,
+                                          const std::string& body, bool& need_statistic) {
+        return JudgeResponse(request_token, index, code, body, need_statistic);
+      }));
+  request.callback = zo_base::HoldWhileRunning(
+      weak_from_this(),
+      ToWeakClosure(
+          [this, family, request_token](bool success, const std::string&, const std::string& body) {
+            FinishUpdate(family, request_token, success, body);
+          }));
+  if (request.urls.empty()) {
+    ZO_LOG(LV_APP) << "[lbs] LBS addr url list empty!";
+    return;
+  }
+  ZO_LOG(LV_APP) << "[lbs] Begin update LBS";
+  SendMultipleURLRequest(request, true);
+}
+
+bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int32_t index,
+                                           int32_t code, const std::string& body,
+                                           bool& need_statistic) {
+  const std::string token = CurrentToken();
+  ZO_LOG(LV_APP) << "[lbs] Check response current business token :" << token
+                 << " request business token:" << request_token;
+  if (token != request_token) {
+    return true;  // Ends the request; FinishUpdate drops what it brought.
+  }
+  ZO_LOG(LV_APP) << "[lbs] Check response index:" << index << " code:" << code;
+  if (code == 200 && response_.CheckResponse(body)) {
+    ZO_LOG(LV_APP) << "[lbs] Check response res = true";
+    return true;
+  }
+  if (code == 200) {
+    ZO_LOG(LV_APP) << "[lbs] Check response res = false for body error"
+                   << "\r\n-----------------------\r\nbody:\r\n"
+                   << body << "\r\n-----------------------";
+  } else {
+    ZO_LOG(LV_APP) << "[lbs] Check response res = false";
+  }
+  need_statistic = true;
+  return false;
+}
+
+void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
+                                          const std::string& request_token, bool success,
+                                          const std::string& body) {
+  const std::string token = CurrentToken();
+  ZO_LOG(LV_APP) << "[lbs] Update LBS complete current business token :" << token
+                 << " request business token:" << request_token;
+  if (token != request_token) {
+    // The flag stays set: each change of the token has started a forced fetch, whose own end
+    // clears it.
+    return;
+  }
+  ZO_LOG(LV_APP) << "[lbs] Update LBS success = " << success;
+  ZO_LOG(LV_APP) << "[lbs] Update LBS \r\n-----------------------\r\n"
+                 << body << "\r\n-----------------------";
+  if (success) {
+    ParseLBSResponse(body, std::to_string(static_cast<int32_t>(family)));
+  }
+  if (update_callback_ != nullptr) {
+    ZO_LOG(LV_APP) << "[lbs] Update LBS compare post task to lbs thread for callback";
+    zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),
+                    ToWeakClosure([this, success] { CallClient(success); }));
+  }
+  updatting_lbs_ = false;
+  ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = false";
+}
+
+void ZOSturdyLBSServiceImpl::CallClient(bool success) {
+  ZO_LOG(LV_APP) << "[lbs] Update LBS compare callback sdk";
+  const std::string text = response_.Get(lbs_key::kResponse);
+  const auto callback = update_callback_.load();
+  if (callback != nullptr) {
+    callback(success ? 200 : 0, text.c_str());
+  }
+}
+
+}  // namespace zo_sturdy
