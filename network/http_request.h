@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -55,7 +56,8 @@ struct HttpRequest {
   std::string ip;
   int32_t port = 443;
   bool sni = false;
-  int32_t state = kHttpRequestNew;
+  // May be set from any thread while the request is queued.
+  std::atomic<int32_t> state{kHttpRequestNew};
 };
 
 // A request with the function that takes its answer.

@@ -41,6 +41,11 @@ class LogFile {
   bool WriteToFile(const std::string& text);
 
  private:
+  struct Target {
+    std::string path;
+    uint32_t max_size;
+  };
+
   Mutex mutex_;
   std::string path_ ZO_GUARDED_BY(mutex_);
   uint32_t max_size_ ZO_GUARDED_BY(mutex_) = 0;

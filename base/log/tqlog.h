@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -122,13 +121,8 @@ class TQLogHelper : private TQLogHelperBase {
 
   virtual ~TQLogHelper() {
     stream_.Append("\n");
-    try {
-      ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
-      writer->Write(level_, stream_.text());
-    } catch (const std::exception&) {
-      // No memory for it: the line is lost, the statement's caller isn't.
-      return;
-    }
+    ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
+    writer->Write(level_, stream_.text());
   }
 
   TQLogHelper& operator<<(const std::string& text) {

@@ -84,7 +84,8 @@ std::optional<uint64_t> FileSize(const std::string& path) {
 }
 
 bool RemoveFile(const std::string& path) {
-  return !FileCallFails() && ::unlink(path.c_str()) == 0;
+  std::error_code error;
+  return !FileCallFails() && fs::remove(fs::path(path), error);
 }
 
 bool RenameFile(const std::string& from, const std::string& to) {

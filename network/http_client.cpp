@@ -1,0 +1,252 @@
+#include "network/http_client.h"
+
+#include <exception>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "base/no_destructor.h"
+#include "base/platform/thread.h"
+#include "network/http_request_win.h"
+#include "network/http_response.h"
+
+namespace KRBASE::network {
+
+namespace {
+
+// The requests that the transport has. An empty map owns no memory, so that nothing has to free it
+// once the client has stopped.
+class RunningRequests {
+ public:
+  using Entry = std::pair<std::shared_ptr<HttpRequest>, std::shared_ptr<IHttpRequestor::Done>>;
+
+  static RunningRequests& Instance() {
+    static zo_base::NoDestructor<RunningRequests> table;
+    return *table;
+  }
+
+  void Put(uint64_t id, Entry entry) {
+    zo_base::MutexLock lock(mutex_);
+    std::swap(entries_[id], entry);  // what stood there dies without the lock
+  }
+
+  // Empty if the client has stopped since.
+  Entry Take(uint64_t id) {
+    zo_base::MutexLock lock(mutex_);
+    const auto node = entries_.extract(id);
+    return node.empty() ? Entry() : std::move(node.mapped());
+  }
+
+  void Clear() {
+    std::map<uint64_t, Entry> entries;
+    zo_base::MutexLock lock(mutex_);
+    entries.swap(entries_);
+  }
+
+ private:
+  zo_base::Mutex mutex_;
+  std::map<uint64_t, Entry> entries_ ZO_GUARDED_BY(mutex_);
+};
+
+constexpr int32_t kNoError = 0;
+constexpr int32_t kCancelledError = -1;
+
+// Up to the first zero byte.
+std::string ZeroTerminated(const std::string& text) {
+  return text.c_str();
+}
+
+void CallBack(HttpClient* client, HttpRequest& request,
+              const std::shared_ptr<HttpResponseUser>& response, int32_t error) {
+  auto* user = dynamic_cast<HttpRequestUser*>(&request);
+  if (user == nullptr || !user->callback) {
+    return;
+  }
+  try {
+    user->callback(client, response, error);
+  } catch (...) {
+    // The callback's own fault; the thread has other requests to serve.
+  }
+}
+
+void Answer(HttpClient* client, const std::shared_ptr<HttpRequest>& request,
+            const HttpResponse& response) {
+  auto copy = std::make_shared<HttpResponseUser>();
+  copy->headers = response.headers;
+  copy->status = response.status;
+  copy->data = response.data;
+  copy->body = ZeroTerminated(response.body);
+  copy->message = ZeroTerminated(response.message);
+  copy->success = response.success;
+  copy->request = request.get();
+  const RunningRequests::Entry held = RunningRequests::Instance().Take(request->id);
+  CallBack(client, *request, copy, kNoError);
+}
+
+// For a request that no worker can take.
+void AnswerWithoutTransfer(HttpClient* client, const std::shared_ptr<HttpRequest>& request) {
+  try {
+    Answer(client, request, HttpResponse());
+  } catch (const std::exception&) {
+    // No memory even for an empty answer.
+  }
+}
+
+}  // namespace
+
+HttpClient::HttpClient() = default;
+
+HttpClient::~HttpClient() {
+  Stop();
+}
+
+void HttpClient::Start() {
+  zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
+  {
+    zo_base::MutexLock lock(state_mutex);
+    if (requestor != nullptr) {
+      return;
+    }
+  }
+  auto transport = std::make_shared<HttpRequestWin>();
+  transport->MakePool();
+  zo_base::MutexLock lock(state_mutex);
+  requestor = std::move(transport);
+}
+
+bool HttpClient::StartDispatcherLocked() {
+  if (dispatcher_started) {
+    return true;
+  }
+  // Counted before the thread runs, so that a Stop at once can't be overtaken by it.
+  {
+    zo_base::MutexLock lock(running_mutex);
+    ++running;
+  }
+  try {
+    dispatcher = zo_base::StartThread([this, transport = requestor] { Dispatch(*transport); });
+  } catch (const std::exception&) {
+    zo_base::MutexLock lock(running_mutex);
+    --running;
+    return false;
+  }
+  dispatcher_started = true;
+  return true;
+}
+
+void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
+  bool is_queued = true;
+  {
+    zo_base::MutexLock lock(state_mutex);
+    if (requestor == nullptr) {
+      return;
+    }
+    is_queued = StartDispatcherLocked();
+    if (is_queued && request != nullptr) {
+      zo_base::RecursiveMutexLock queue_lock(queue_mutex);
+      incoming->push_back(request);
+      request->state = kHttpRequestQueued;
+    }
+  }
+  if (is_queued) {
+    Wake();
+  } else if (request != nullptr) {
+    AnswerWithoutTransfer(this, request);
+  }
+}
+
+void HttpClient::Stop() {
+  zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
+  std::shared_ptr<IHttpRequestor> transport;
+  std::thread ending;
+  {
+    zo_base::MutexLock lock(state_mutex);
+    transport.swap(requestor);  // from here on requests are dropped
+    ending.swap(dispatcher);
+  }
+  {
+    zo_base::MutexLock lock(running_mutex);
+    while (running > 0) {
+      --running;
+    }
+  }
+  Wake();
+  if (ending.joinable()) {
+    ending.join();
+  }
+  RunningRequests::Instance().Clear();
+  ClearLists();
+  transport.reset();  // waits for the transfers in progress
+  {
+    zo_base::MutexLock lock(running_mutex);
+    running = 1;
+  }
+  zo_base::MutexLock lock(state_mutex);
+  dispatcher_started = false;
+}
+
+void HttpClient::Dispatch(IHttpRequestor& transport) {
+  while (const std::shared_ptr<HttpRequest> request = AwaitRequest()) {
+    HandOn(request, transport);
+    zo_base::RecursiveMutexLock lock(queue_mutex);
+    working->pop_front();
+  }
+}
+
+std::shared_ptr<HttpRequest> HttpClient::AwaitRequest() {
+  {
+    zo_base::RecursiveMutexLock lock(wake_mutex);
+    while (IsRunning() && !HasRequests()) {
+      wake_up.wait(wake_mutex);
+    }
+  }
+  if (!IsRunning()) {
+    return nullptr;
+  }
+  zo_base::RecursiveMutexLock lock(queue_mutex);
+  if (working->empty()) {
+    std::swap(working, incoming);
+  }
+  return working->front();
+}
+
+void HttpClient::HandOn(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport) {
+  if (request->state == kHttpRequestCancelled) {
+    CallBack(this, *request, nullptr, kCancelledError);
+    return;
+  }
+  try {
+    const auto respond = std::make_shared<IHttpRequestor::Done>(
+        [this, request](const std::shared_ptr<const HttpResponse>& response) {
+          Answer(this, request, *response);
+        });
+    RunningRequests::Instance().Put(request->id, {request, respond});
+    transport.Send(request, *respond);
+  } catch (const std::exception&) {
+    AnswerWithoutTransfer(this, request);
+  }
+}
+
+void HttpClient::Wake() {
+  zo_base::RecursiveMutexLock lock(wake_mutex);
+  wake_up.notify_all();
+}
+
+bool HttpClient::IsRunning() {
+  zo_base::MutexLock lock(running_mutex);
+  return running >= 1;
+}
+
+bool HttpClient::HasRequests() {
+  zo_base::RecursiveMutexLock lock(queue_mutex);
+  return !working->empty() || !incoming->empty();
+}
+
+void HttpClient::ClearLists() {
+  RequestList dropped[2];  // die without the lock: a request owns what its callback holds
+  zo_base::RecursiveMutexLock lock(queue_mutex);
+  dropped[0].swap(*working);
+  dropped[1].swap(*incoming);
+}
+
+}  // namespace KRBASE::network

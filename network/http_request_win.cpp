@@ -1,0 +1,77 @@
+#include "network/http_request_win.h"
+
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "network/win_http.h"
+
+namespace KRBASE::network {
+
+namespace {
+
+constexpr uint16_t kPoolSize = 12;
+constexpr int32_t kSendTimeOutMs = 2000;
+constexpr int32_t kReceiveTimeOutMs = 2000;
+constexpr int32_t kStatusOk = 200;
+
+// A pair for each line with exactly one colon: the status line gives none, and neither does a
+// value that holds a colon. Values keep their leading blank.
+HttpHeaderList HeaderPairs(std::string_view head) {
+  HttpHeaderList pairs;
+  while (!head.empty()) {
+    const size_t end = head.find_first_of("\r\n");
+    const std::string_view line = head.substr(0, end);
+    head.remove_prefix(end == std::string_view::npos ? head.size() : end + 1);
+    const size_t colon = line.find(':');
+    if (colon != std::string_view::npos && line.find(':', colon + 1) == std::string_view::npos) {
+      pairs.emplace_back(line.substr(0, colon), line.substr(colon + 1));
+    }
+  }
+  return pairs;
+}
+
+std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
+  CWinHttp http;
+  for (const auto& [name, value] : request.headers) {
+    http.AddHeader(name, value);
+  }
+  http.SetTimeOut(request.time_out, kSendTimeOutMs, kReceiveTimeOutMs);
+  const std::string post_data(request.body.begin(), request.body.end());
+  http.Request(request.url, request.method != kHttpMethodGet ? kHttpMethodPost : kHttpMethodGet, "",
+               post_data);
+
+  auto response = std::make_shared<HttpResponse>();
+  response->success = http.GetStatusCode() == kStatusOk;
+  response->headers = HeaderPairs(http.GetHeaderText());
+  response->status = http.GetStatusCode();
+  response->body = http.GetBody();
+  return response;
+}
+
+}  // namespace
+
+HttpRequestWin::~HttpRequestWin() = default;
+
+void HttpRequestWin::MakePool() {
+  pool_made.Call([this] { pool = std::make_shared<threadpool>(kPoolSize); });
+}
+
+void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Done& done) {
+  pool->commit([request, done] {
+    std::shared_ptr<HttpResponse> response;
+    try {
+      response = Transfer(*request);
+    } catch (const std::exception&) {
+      // Out of memory, say: a failed transfer like any other.
+      response = std::make_shared<HttpResponse>();
+    }
+    done(response);
+  });
+}
+
+void HttpRequestWin::Cancel(uint64_t /*request_id*/) {}
+
+void HttpRequestWin::CancelAll() {}
+
+}  // namespace KRBASE::network

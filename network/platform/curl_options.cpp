@@ -1,0 +1,113 @@
+#include "network/platform/curl_options.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+// Any host is connected to under this name, and this name alone has addresses. So libcurl never
+// starts a look-up of its own, whatever it makes of the host in the URL, which it still uses for
+// the Host header and for TLS.
+constexpr const char* kConnectName = "looked-up-before";
+
+curl_socket_t OpenSocket(void* /*unused*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
+  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+// One line in the form that libcurl sends untouched.
+std::string RawHeader(const HeaderLines::Line& line) {
+  const bool is_blank = line.value.find_first_not_of(" \t") == std::string::npos;
+  return is_blank ? line.name + ";" : line.name + ":" + line.value;
+}
+
+bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
+  bool is_set =
+      curl_easy_setopt(easy, CURLOPT_URL, (UrlOrigin(plan.url) + "/").c_str()) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_PROXY, "") == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_NOPROXY, "*") == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_CONNECT_TO, lists.connect_to.get()) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_RESOLVE, lists.resolve.get()) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 1L) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L) == CURLE_OK;
+  // The transfer watches this limit too; libcurl shares it out among the addresses.
+  const long connect_ms = std::max(plan.time_outs.connect_ms, 0);
+  is_set &= curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connect_ms) == CURLE_OK;
+  return is_set;
+}
+
+bool SetTls(CURL* easy, const TransferPlan& plan) {
+  bool is_set = curl_easy_setopt(easy, CURLOPT_SSL_ENABLE_ALPN, 0L) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L) == CURLE_OK;
+  if (plan.ignore_certificate_errors) {
+    is_set &= curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L) == CURLE_OK;
+    is_set &= curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L) == CURLE_OK;
+    // Nothing is held against the system's certificates, so they needn't be read.
+    curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr);
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+  }
+  return is_set;
+}
+
+bool SetRequest(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
+  bool is_set = curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, plan.url.target.c_str()) == CURLE_OK;
+  if (plan.is_post || !plan.body.empty()) {
+    const auto size_bytes = static_cast<curl_off_t>(plan.body.size());
+    is_set &= curl_easy_setopt(easy, CURLOPT_POST, 1L) == CURLE_OK;
+    is_set &= curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, size_bytes) == CURLE_OK;
+    is_set &= curl_easy_setopt(easy, CURLOPT_POSTFIELDS, plan.body.data()) == CURLE_OK;
+    if (!plan.is_post) {
+      is_set &= curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, "GET") == CURLE_OK;
+    }
+  }
+  is_set &= curl_easy_setopt(easy, CURLOPT_HTTPHEADER, lists.headers.get()) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_USERAGENT, plan.agent.c_str()) == CURLE_OK;
+  is_set &= curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L) == CURLE_OK;
+  return is_set;
+}
+
+}  // namespace
+
+bool CurlList::Append(const std::string& text) {
+  curl_slist* longer = curl_slist_append(list_.get(), text.c_str());
+  if (longer == nullptr) {
+    return false;
+  }
+  static_cast<void>(list_.release());
+  list_.reset(longer);
+  return true;
+}
+
+bool BuildLists(const TransferPlan& plan, CurlLists& lists) {
+  bool is_built = true;
+  for (const HeaderLines::Line& line : plan.headers.lines()) {
+    is_built = is_built && lists.headers.Append(RawHeader(line));
+  }
+  // A name without a value keeps libcurl from a header of its own.
+  is_built = is_built && lists.headers.Append("Expect:");
+  for (const char* name : {"Accept", "Content-Type"}) {
+    if (!plan.headers.Has(name)) {
+      is_built = is_built && lists.headers.Append(std::string(name) + ":");
+    }
+  }
+  const std::string connect_to = std::string(kConnectName) + ":" + std::to_string(plan.url.port);
+  std::string resolve = connect_to + ":";
+  for (const net::IPBytes& address : plan.addresses) {
+    const std::string text = net::IPBytesToText(address);
+    resolve += net::AddressFamilyOf(address) == net::kIPFamilyV6 ? "[" + text + "]," : text + ",";
+  }
+  resolve.pop_back();
+  return is_built && lists.connect_to.Append("::" + connect_to) && lists.resolve.Append(resolve);
+}
+
+bool SetTransferOptions(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
+  return SetConnection(easy, plan, lists) && SetTls(easy, plan) && SetRequest(easy, plan, lists);
+}
+
+}  // namespace KRBASE::network::platform

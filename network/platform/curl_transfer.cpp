@@ -1,0 +1,258 @@
+#include "network/platform/curl_transfer.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "network/platform/curl_options.h"
+#include "network/platform/exit_gate.h"
+#include "network/platform/transfer_limits.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+// The end of a limit; limits that aren't positive have none.
+int64_t After(int64_t start_ms, int32_t limit_ms) {
+  return limit_ms > 0 ? start_ms + limit_ms : INT64_MAX;
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(const TransferPlan& plan) : plan_(plan) {
+  {
+    const InsideTransferCode inside;
+    is_prepared_ = Prepare();
+  }
+  if (is_prepared_) {
+    zo_base::Clock::AddListener(this);
+  }
+}
+
+CurlTransfer::~CurlTransfer() {
+  if (is_prepared_) {
+    zo_base::Clock::RemoveListener(this);
+  }
+  const InsideTransferCode inside;
+  if (is_prepared_) {
+    curl_multi_remove_handle(multi_.get(), easy_.get());
+  }
+  easy_.reset();
+  multi_.reset();
+}
+
+void CurlTransfer::OnClockSet() {
+  curl_multi_wakeup(multi_.get());
+}
+
+bool CurlTransfer::Prepare() {
+  easy_.reset(curl_easy_init());
+  multi_.reset(curl_multi_init());
+  if (easy_ == nullptr || multi_ == nullptr || !BuildLists(plan_, lists_)) {
+    return false;
+  }
+  if (!SetTransferOptions(easy_.get(), plan_, lists_)) {
+    return false;
+  }
+  SetCallbacks();
+  return curl_multi_add_handle(multi_.get(), easy_.get()) == CURLM_OK;
+}
+
+void CurlTransfer::SetCallbacks() {
+  CURL* easy = easy_.get();
+  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &CurlTransfer::OnConnected);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
+  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlTransfer::OnHeadLine);
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::OnBody);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+}
+
+bool CurlTransfer::Send() {
+  if (!is_prepared_) {
+    return false;
+  }
+  const int64_t connect_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.connect_ms);
+  int64_t send_by_ms = INT64_MAX;
+  int64_t last_sent_bytes = -1;
+  for (;;) {
+    Step();
+    if (IsSent() || is_head_complete_) {
+      return true;
+    }
+    if (is_over_) {
+      return false;
+    }
+    const int64_t sent_bytes = SentBytes();
+    if (is_connected_ && sent_bytes != last_sent_bytes) {
+      last_sent_bytes = sent_bytes;
+      send_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.send_ms);
+    }
+    if (!WaitUntil(is_connected_ ? send_by_ms : connect_by_ms)) {
+      return false;
+    }
+  }
+}
+
+bool CurlTransfer::ReceiveHead() {
+  const int64_t receive_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.receive_ms);
+  while (!is_head_complete_) {
+    if (is_over_ || !WaitUntil(receive_by_ms)) {
+      return false;
+    }
+    Step();
+  }
+  return true;
+}
+
+bool CurlTransfer::AwaitBody() {
+  const int64_t now_ms = zo_base::Clock::MonotonicMs();
+  if (now_ms >= deadline_ms_) {
+    Fail();  // here too, since a body that never pauses has nothing to wait for
+    return false;
+  }
+  const int64_t receive_by_ms = After(now_ms, plan_.time_outs.receive_ms);
+  while (received_bytes() == 0 && !is_over_) {
+    if (!is_paused_ && !WaitUntil(receive_by_ms)) {
+      return false;
+    }
+    Step();
+  }
+  return received_bytes() > 0 || !has_failed_;
+}
+
+int64_t CurlTransfer::status() const {
+  long code = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
+  return code;
+}
+
+int64_t CurlTransfer::content_length() const {
+  curl_off_t length = -1;
+  curl_easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  return length;
+}
+
+size_t CurlTransfer::TakeBody(char* out, size_t limit_bytes) {
+  const size_t taken = std::min(limit_bytes, received_bytes());
+  std::copy_n(buffer_.data() + buffer_begin_, taken, out);
+  buffer_begin_ += taken;
+  if (received_bytes() == 0) {
+    buffer_.clear();
+    buffer_begin_ = 0;
+  }
+  return taken;
+}
+
+void CurlTransfer::Step() {
+  const InsideTransferCode inside;
+  if (is_paused_ && received_bytes() == 0) {
+    is_paused_ = false;
+    curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+  }
+  int running = 0;
+  if (curl_multi_perform(multi_.get(), &running) != CURLM_OK) {
+    Fail();
+  }
+  int queued = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &queued)) {
+    if (message->msg == CURLMSG_DONE) {
+      is_over_ = true;
+      has_failed_ = has_failed_ || message->data.result != CURLE_OK;
+    }
+  }
+}
+
+bool CurlTransfer::WaitUntil(int64_t until_ms) {
+  const int64_t end_ms = std::min(until_ms, deadline_ms_);
+  const int64_t left_ms = end_ms - zo_base::Clock::MonotonicMs();
+  if (left_ms <= 0) {
+    Fail();
+    return false;
+  }
+  // Outside the gate, since it is long: it only watches sockets, and libcurl's own timers.
+  curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::min<int64_t>(left_ms, INT_MAX)),
+                  nullptr);
+  return true;
+}
+
+void CurlTransfer::Fail() {
+  is_over_ = true;
+  has_failed_ = true;
+}
+
+bool CurlTransfer::IsSent() const {
+  if (!is_connected_) {
+    return false;
+  }
+  curl_off_t uploaded = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+  return uploaded >= static_cast<curl_off_t>(plan_.body.size());
+}
+
+int64_t CurlTransfer::SentBytes() const {
+  curl_off_t uploaded = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+  long head_bytes = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &head_bytes);
+  return uploaded + head_bytes;
+}
+
+void CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
+  if (is_head_complete_) {
+    return;  // a trailer behind the last chunk
+  }
+  if (std::exchange(is_new_head_, false)) {
+    head_.clear();
+  }
+  std::string_view line(data, size_bytes);
+  while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) {
+    line.remove_suffix(1);
+  }
+  head_.append(line).append("\r\n");
+  if (line.empty()) {
+    is_new_head_ = true;
+    const int64_t code = status();
+    is_head_complete_ = code < 100 || code > 199;
+  }
+}
+
+int CurlTransfer::OnConnected(void* self, char* /*to_ip*/, char* /*from_ip*/, int /*to_port*/,
+                              int /*from_port*/) {
+  static_cast<CurlTransfer*>(self)->is_connected_ = true;
+  return CURL_PREREQFUNC_OK;
+}
+
+// No exception may cross libcurl; taking less than was given makes it fail the transfer.
+size_t CurlTransfer::OnHeadLine(char* data, size_t size, size_t count, void* self) {
+  auto* transfer = static_cast<CurlTransfer*>(self);
+  const size_t size_bytes = size * count;
+  transfer->head_bytes_ += size_bytes;
+  if (transfer->head_bytes_ > kMaxHeadBytes) {
+    return 0;
+  }
+  try {
+    transfer->TakeHeadLine(data, size_bytes);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return size_bytes;
+}
+
+size_t CurlTransfer::OnBody(char* data, size_t size, size_t count, void* self) {
+  auto* transfer = static_cast<CurlTransfer*>(self);
+  if (transfer->received_bytes() >= kReceiveBufferBytes) {
+    transfer->is_paused_ = true;
+    return CURL_WRITEFUNC_PAUSE;
+  }
+  try {
+    transfer->buffer_.append(data, size * count);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return size * count;
+}
+
+}  // namespace KRBASE::network::platform

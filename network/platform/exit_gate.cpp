@@ -1,0 +1,88 @@
+#include "network/platform/exit_gate.h"
+
+#include <curl/curl.h>
+#include <openssl/ssl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+
+#include "base/once_flag.h"
+#include "base/unload_hook.h"
+#include "network/platform/transfer_limits.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+// Atomics and no mutex: a forked child may run the handler with the threads of its parent gone.
+std::atomic<int> threads_inside{0};
+std::atomic<bool> is_shut{false};
+std::atomic<pid_t> prepared_in{0};
+
+zo_base::OnceFlag prepared_once;
+
+void ShutGate() {
+  if (prepared_in.load() != getpid()) {
+    return;  // a forked child, which has none of the threads that are counted
+  }
+  is_shut.store(true);
+  // Real time: the end of the process waits for threads that run, not for a clock.
+  const auto give_up =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(kExitGateWaitMs);
+  while (threads_inside.load() > 0 && std::chrono::steady_clock::now() < give_up) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+void CleanUpLibcurl() {
+  if (prepared_in.exchange(0) == getpid()) {
+    curl_global_cleanup();
+    prepared_once.Reset();
+  }
+}
+
+void Prepare() {
+  OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+    throw std::runtime_error("libcurl can't be set up");
+  }
+  prepared_in.store(getpid());
+  static_cast<void>(std::atexit(ShutGate));
+  zo_base::AtUnload(CleanUpLibcurl);
+}
+
+[[noreturn]] void SleepUntilTheProcessIsGone() {
+  for (;;) {
+    pause();
+  }
+}
+
+}  // namespace
+
+bool PrepareTransferCode() {
+  try {
+    prepared_once.Call(Prepare);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+InsideTransferCode::InsideTransferCode() {
+  // Counted before the gate is looked at: the handler sees the count, or this thread the shut gate.
+  threads_inside.fetch_add(1);
+  if (is_shut.load()) {
+    threads_inside.fetch_sub(1);
+    SleepUntilTheProcessIsGone();
+  }
+}
+
+InsideTransferCode::~InsideTransferCode() {
+  threads_inside.fetch_sub(1);
+}
+
+}  // namespace KRBASE::network::platform

@@ -1,0 +1,172 @@
+#include "network/platform/http_handles.h"
+
+#include "base/clock.h"
+#include "net/ip_address.h"
+#include "net/resolver.h"
+#include "network/platform/exit_gate.h"
+#include "network/platform/transfer_limits.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+bool IsRedirect(int64_t status) {
+  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// What browsers do: only 307 and 308 keep a POST one.
+bool BecomesGet(int64_t status, bool is_post) {
+  return status == 303 || (is_post && (status == 301 || status == 302));
+}
+
+}  // namespace
+
+std::unique_ptr<HttpSession> HttpSession::Open(std::string agent) {
+  if (!PrepareTransferCode()) {
+    return nullptr;
+  }
+  return std::unique_ptr<HttpSession>(new HttpSession(std::move(agent)));
+}
+
+std::unique_ptr<HttpConnection> HttpConnection::Open(const HttpSession& session,
+                                                     const std::string& host, uint16_t port) {
+  if (host.empty() || port == 0) {
+    return nullptr;
+  }
+  return std::unique_ptr<HttpConnection>(new HttpConnection(session, host, port));
+}
+
+std::unique_ptr<HttpRequestHandle> HttpRequestHandle::Open(const HttpConnection& connection,
+                                                           std::string_view verb,
+                                                           const std::string& target,
+                                                           bool is_secure) {
+  if (verb != "GET" && verb != "POST") {
+    return nullptr;
+  }
+  std::unique_ptr<HttpRequestHandle> request(new HttpRequestHandle());
+  TransferPlan& plan = request->plan_;
+  plan.url = {is_secure, connection.host(), connection.port(), target};
+  plan.is_post = verb == "POST";
+  plan.agent = connection.session().agent();
+  plan.time_outs = connection.session().time_outs();
+  return request;
+}
+
+void HttpRequestHandle::AddOrReplaceHeaders(std::string_view header_text) {
+  plan_.headers.AddOrReplace(header_text);
+}
+
+bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_view body) {
+  transfer_.reset();
+  AddOrReplaceHeaders(extra_header_text);
+  plan_.body = body;
+  return SendHop();
+}
+
+bool HttpRequestHandle::SendHop() {
+  if (!LookHostUp()) {
+    name_not_resolved_ = true;
+    return false;
+  }
+  transfer_ = std::make_unique<CurlTransfer>(plan_);
+  transfer_->SetDeadline(deadline_ms_);
+  return transfer_->Send();
+}
+
+bool HttpRequestHandle::LookHostUp() {
+  plan_.addresses.clear();
+  net::IPBytes literal;
+  if (net::ParseIPLiteral(plan_.url.host, literal)) {
+    plan_.addresses.push_back(literal);
+    return true;
+  }
+  net::ResolvedAddressList resolved;
+  int system_error = 0;
+  if (net::ResolveHostEndpoints(plan_.url.host, 0, net::kIPFamilyAny, resolved, system_error) !=
+      net::kResolved) {
+    return false;
+  }
+  for (const net::IPEndpoint& endpoint : resolved.endpoints) {
+    plan_.addresses.push_back(endpoint.address);
+  }
+  return !plan_.addresses.empty();
+}
+
+bool HttpRequestHandle::ReceiveResponse() {
+  if (transfer_ == nullptr) {
+    return false;
+  }
+  deadline_ms_ = zo_base::Clock::MonotonicMs() + kMaxTransferMs;
+  transfer_->SetDeadline(deadline_ms_);
+  for (int redirects = 0; transfer_->ReceiveHead(); ++redirects) {
+    const NextHop next_hop = PrepareNextHop();
+    if (next_hop == NextHop::kNone) {
+      return true;
+    }
+    if (next_hop == NextHop::kUnusable || redirects == kMaxRedirects ||
+        zo_base::Clock::MonotonicMs() >= deadline_ms_ || !SendHop()) {
+      return false;
+    }
+  }
+  return false;
+}
+
+HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
+  const int64_t status = transfer_->status();
+  if (!IsRedirect(status)) {
+    return NextHop::kNone;
+  }
+  const std::string location = HeaderValue(transfer_->head(), "Location");
+  if (location.empty()) {
+    return NextHop::kNone;
+  }
+  std::optional<HttpUrl> target = ResolveLocation(plan_.url, location);
+  if (target.has_value() && plan_.url.is_https && !target->is_https) {
+    return NextHop::kNone;
+  }
+  transfer_.reset();
+  if (!target.has_value()) {
+    return NextHop::kUnusable;
+  }
+  plan_.url = *std::move(target);
+  plan_.headers.Remove("Host");
+  if (BecomesGet(status, plan_.is_post)) {
+    plan_.is_post = false;
+    plan_.body.clear();
+    plan_.headers.Remove("Content-Type");
+  }
+  return NextHop::kPrepared;
+}
+
+std::optional<std::string> HttpRequestHandle::QueryHeaders(HttpQuery query) const {
+  if (transfer_ == nullptr) {
+    return std::nullopt;
+  }
+  switch (query) {
+    case HttpQuery::kRawHeadersCrlf:
+      return transfer_->head();
+    case HttpQuery::kStatusCode:
+      return std::to_string(transfer_->status());
+    case HttpQuery::kContentLength:
+      break;
+  }
+  const int64_t length = transfer_->content_length();
+  return length >= 0 ? std::optional(std::to_string(length)) : std::nullopt;
+}
+
+bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
+  available_bytes = 0;
+  if (transfer_ == nullptr || !transfer_->AwaitBody()) {
+    return false;
+  }
+  available_bytes = transfer_->received_bytes();
+  return true;
+}
+
+bool HttpRequestHandle::ReadData(char* out, size_t limit_bytes, size_t& read_bytes) {
+  read_bytes = transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
+  body_bytes_ += read_bytes;
+  return body_bytes_ <= kMaxBodyBytes;
+}
+
+}  // namespace KRBASE::network::platform

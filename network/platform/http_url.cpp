@@ -1,0 +1,136 @@
+#include "network/platform/http_url.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "net/ip_address.h"
+#include "net/url.h"
+#include "network/platform/exit_gate.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+struct CurlUrlDeleter {
+  void operator()(CURLU* handle) const { curl_url_cleanup(handle); }
+};
+
+std::string_view TextOf(const std::string& text, const url::URLRange& range) {
+  if (range.len <= 0) {
+    return {};
+  }
+  return std::string_view(text).substr(static_cast<size_t>(range.begin),
+                                       static_cast<size_t>(range.len));
+}
+
+// The length in UTF-16 units, in which the bounds are meant.
+size_t WideLength(std::string_view utf8) {
+  size_t units = 0;
+  for (const char byte : utf8) {
+    const auto value = static_cast<unsigned char>(byte);
+    units += (value & 0xC0U) != 0x80U ? 1 : 0;
+    units += value >= 0xF0U ? 1 : 0;
+  }
+  return units;
+}
+
+std::optional<uint16_t> PortOf(std::string_view text, bool is_https) {
+  uint16_t port = 0;
+  if (!text.empty()) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    if (error != std::errc() || end != text.data() + text.size()) {
+      return std::nullopt;
+    }
+  }
+  if (port == 0) {
+    port = is_https ? 443 : 80;
+  }
+  return port;
+}
+
+std::string Escaped(std::string_view text) {
+  static constexpr char kHexDigits[] = "0123456789ABCDEF";
+  std::string escaped;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (value <= 0x20U || value >= 0x7FU) {
+      escaped += {'%', kHexDigits[value >> 4U], kHexDigits[value & 0xFU]};
+    } else {
+      escaped += byte;
+    }
+  }
+  return escaped;
+}
+
+std::string CanonicalHost(std::string_view host) {
+  net::IPBytes address;
+  if (!net::ParseIPLiteral(host, address)) {
+    return std::string(host);
+  }
+  const std::string text = net::IPBytesToText(address);
+  return net::AddressFamilyOf(address) == net::kIPFamilyV6 ? "[" + text + "]" : text;
+}
+
+}  // namespace
+
+std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit) {
+  if (url.size() > INT32_MAX) {
+    return std::nullopt;
+  }
+  const std::string scheme = url::GetURLScheme(url);
+  if (scheme != "http" && scheme != "https") {
+    return std::nullopt;
+  }
+  url::URLParts parts;
+  url::ParseURL(url.data(), static_cast<int32_t>(url.size()), parts);
+  const std::string_view host = TextOf(url, parts.host);
+  std::string target(TextOf(url, parts.path));
+  std::replace(target.begin(), target.end(), '\\', '/');
+  if (target.empty()) {
+    target = "/";
+  }
+  if (parts.query.len > 0) {
+    target.append("?").append(TextOf(url, parts.query));
+  }
+  HttpUrl cracked;
+  cracked.is_https = scheme == "https";
+  const std::optional<uint16_t> port = PortOf(TextOf(url, parts.port), cracked.is_https);
+  if (host.empty() || WideLength(host) >= host_limit || WideLength(target) >= path_limit ||
+      !port.has_value()) {
+    return std::nullopt;
+  }
+  cracked.host = CanonicalHost(host);
+  cracked.port = *port;
+  cracked.target = Escaped(target);
+  return cracked;
+}
+
+std::string UrlOrigin(const HttpUrl& url) {
+  return (url.is_https ? "https://" : "http://") + url.host + ":" + std::to_string(url.port);
+}
+
+std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location) {
+  std::string absolute;
+  {
+    const InsideTransferCode inside;
+    const std::unique_ptr<CURLU, CurlUrlDeleter> handle(curl_url());
+    const std::string base_url = UrlOrigin(base) + base.target;
+    char* text = nullptr;
+    if (handle == nullptr ||
+        curl_url_set(handle.get(), CURLUPART_URL, base_url.c_str(), 0) != CURLUE_OK ||
+        curl_url_set(handle.get(), CURLUPART_URL, Escaped(location).c_str(), 0) != CURLUE_OK ||
+        curl_url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
+      return std::nullopt;
+    }
+    const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
+    absolute = text;
+  }
+  return CrackUrl(absolute, absolute.size() + 1, absolute.size() + 2);
+}
+
+}  // namespace KRBASE::network::platform

@@ -1,0 +1,257 @@
+#include "network/win_http.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+
+#include "base/platform/file.h"
+#include "network/platform/http_url.h"
+
+using KRBASE::network::HttpInterfaceError;
+using KRBASE::network::kHttpConnectFailed;
+using KRBASE::network::kHttpFileFailed;
+using KRBASE::network::kHttpNameNotResolved;
+using KRBASE::network::kHttpNotFound;
+using KRBASE::network::kHttpOpenFailed;
+using KRBASE::network::kHttpQueryFailed;
+using KRBASE::network::kHttpReadFailed;
+using KRBASE::network::kHttpSendFailed;
+using KRBASE::network::kHttpTooLarge;
+using KRBASE::network::platform::CrackUrl;
+using KRBASE::network::platform::HttpConnection;
+using KRBASE::network::platform::HttpQuery;
+using KRBASE::network::platform::HttpRequestHandle;
+using KRBASE::network::platform::HttpSession;
+using KRBASE::network::platform::HttpUrl;
+
+namespace {
+
+constexpr const char* kAgent = "sturdy_comp";
+// From so many characters on a host, or a path with its query, is refused.
+constexpr size_t kHostBufferLength = 260;
+constexpr size_t kPathBufferLength = 1300;
+constexpr size_t kReadBufferBytes = 8192;
+constexpr int64_t kMaxDownloadToMemoryBytes = 8388608;
+
+template <class Number>
+Number ReadDecimal(const std::string& text) {
+  Number number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+}  // namespace
+
+CWinHttp::CWinHttp() {
+  OpenSession();
+}
+
+CWinHttp::~CWinHttp() {
+  CloseHandles();
+}
+
+bool CWinHttp::Fail(HttpInterfaceError reason) {
+  error = reason;
+  return false;
+}
+
+void CWinHttp::CloseHandles() {
+  request.reset();
+  connection.reset();
+  session.reset();
+}
+
+bool CWinHttp::OpenSession() {
+  session = HttpSession::Open(kAgent);
+  if (session == nullptr) {
+    return Fail(kHttpOpenFailed);
+  }
+  session->SetTimeOuts({connect_time_out, send_time_out, receive_time_out});
+  return true;
+}
+
+bool CWinHttp::OpenRequest(const std::string& url, bool is_post, const std::string& extra_headers,
+                           std::string_view post_data) {
+  CloseHandles();
+  if (!OpenSession()) {
+    return false;
+  }
+  // A URL that doesn't crack has no host, and without one no connection opens.
+  const HttpUrl cracked = CrackUrl(url, kHostBufferLength, kPathBufferLength).value_or(HttpUrl());
+  is_https = cracked.is_https;
+  connection = HttpConnection::Open(*session, cracked.host, cracked.port);
+  if (connection == nullptr) {
+    return Fail(kHttpConnectFailed);
+  }
+  request =
+      HttpRequestHandle::Open(*connection, is_post ? "POST" : "GET", cracked.target, is_https);
+  if (request == nullptr) {
+    return Fail(kHttpOpenFailed);
+  }
+  if (is_https) {
+    request->IgnoreCertificateErrors();
+  }
+  request->AddOrReplaceHeaders(header.ToText());
+  if (!request->Send(extra_headers, post_data)) {
+    return Fail(request->name_not_resolved() ? kHttpNameNotResolved : kHttpSendFailed);
+  }
+  return request->ReceiveResponse() || Fail(kHttpOpenFailed);
+}
+
+CWinHttp::ReadResult CWinHttp::ReadBlocks(const TakeBlock& take) {
+  std::array<char, kReadBufferBytes> buffer;
+  for (bool is_first = true;; is_first = false) {
+    size_t available_bytes = 0;
+    if (!request->QueryDataAvailable(available_bytes)) {
+      return is_first ? ReadResult::kQueryFailed : ReadResult::kReadFailed;
+    }
+    if (available_bytes == 0) {
+      return ReadResult::kComplete;
+    }
+    size_t read_bytes = 0;
+    if (!request->ReadData(buffer.data(), std::min(available_bytes, buffer.size()), read_bytes)) {
+      return ReadResult::kReadFailed;
+    }
+    if (!take(std::string_view(buffer.data(), read_bytes))) {
+      return ReadResult::kRefused;
+    }
+  }
+}
+
+std::string CWinHttp::Request(const std::string& url, int32_t method,
+                              const std::string& extra_headers, const std::string& post_data) {
+  body.clear();
+  header_text.clear();
+  status = 0;
+  const std::string_view text_to_post = post_data.c_str();
+  if (!OpenRequest(url, method != 0, extra_headers, text_to_post)) {
+    return body;
+  }
+  header_text = request->QueryHeaders(HttpQuery::kRawHeadersCrlf).value_or("");
+  status = ReadDecimal<int32_t>(request->QueryHeaders(HttpQuery::kStatusCode).value_or(""));
+  const ReadResult result = ReadBlocks([this](std::string_view block) {
+    body.append(block);
+    return true;
+  });
+  if (result != ReadResult::kComplete) {
+    error = result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed;
+    body.clear();
+  }
+  return body;
+}
+
+std::optional<int64_t> CWinHttp::OpenDownload(const std::string& url) {
+  if (!OpenRequest(url, false, "", "")) {
+    return std::nullopt;
+  }
+  const std::optional<std::string> length = request->QueryHeaders(HttpQuery::kContentLength);
+  if (!length.has_value()) {
+    Fail(kHttpQueryFailed);
+    return std::nullopt;
+  }
+  const std::string raw_headers = request->QueryHeaders(HttpQuery::kRawHeadersCrlf).value_or("");
+  if (raw_headers.find("404") != std::string::npos) {
+    Fail(kHttpNotFound);
+    return std::nullopt;
+  }
+  return ReadDecimal<int64_t>(*length);
+}
+
+bool CWinHttp::DownloadFile(const std::string& url, const std::string& file_path) {
+  const std::optional<int64_t> total_bytes = OpenDownload(url);
+  if (!total_bytes.has_value()) {
+    return false;
+  }
+  zo_base::RemoveFile(file_path);
+  zo_base::File file(file_path, zo_base::File::Mode::kWriteNew);
+  if (!file.IsOpen()) {
+    return Fail(kHttpFileFailed);
+  }
+  int64_t received_bytes = 0;
+  const ReadResult result = ReadBlocks([&](std::string_view block) {
+    if (!file.Write(block)) {
+      return false;
+    }
+    received_bytes += static_cast<int64_t>(block.size());
+    if (callback != nullptr) {
+      callback(user_value, received_bytes, *total_bytes);
+    }
+    return true;
+  });
+  if (result == ReadResult::kComplete && received_bytes == *total_bytes) {
+    return true;
+  }
+  zo_base::RemoveFile(file_path);
+  if (result == ReadResult::kRefused) {
+    return Fail(kHttpFileFailed);
+  }
+  return Fail(result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed);
+}
+
+bool CWinHttp::DownloadToMemory(const std::string& url, std::unique_ptr<char[]>& buffer,
+                                int32_t& size_bytes) {
+  const std::optional<int64_t> total_bytes = OpenDownload(url);
+  if (!total_bytes.has_value()) {
+    return false;
+  }
+  if (*total_bytes > kMaxDownloadToMemoryBytes) {
+    return Fail(kHttpTooLarge);
+  }
+  const auto capacity_bytes = static_cast<size_t>(*total_bytes);
+  auto memory = std::make_unique<char[]>(capacity_bytes);
+  size_t received_bytes = 0;
+  const ReadResult result = ReadBlocks([&](std::string_view block) {
+    if (block.size() > capacity_bytes - received_bytes) {
+      return false;
+    }
+    std::copy(block.begin(), block.end(), memory.get() + received_bytes);
+    received_bytes += block.size();
+    return true;
+  });
+  if (result != ReadResult::kComplete || received_bytes != capacity_bytes) {
+    return Fail(result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed);
+  }
+  buffer = std::move(memory);
+  size_bytes = static_cast<int32_t>(received_bytes);
+  return true;
+}
+
+void CWinHttp::SetDownloadCallback(HttpDownloadCallback new_callback, void* new_user_value) {
+  callback = new_callback;
+  user_value = new_user_value;
+}
+
+void CWinHttp::FreeInstance() {
+  delete this;
+}
+
+HttpInterfaceError CWinHttp::GetErrorCode() const {
+  return error;
+}
+
+void CWinHttp::AddHeader(const std::string& name, const std::string& value) {
+  header.Add(name, value);
+}
+
+std::string CWinHttp::GetHeaderText() const {
+  return header_text;
+}
+
+std::string CWinHttp::GetBody() const {
+  return body;
+}
+
+int32_t CWinHttp::GetBodySize() const {
+  return static_cast<int32_t>(body.size());
+}
+
+int32_t CWinHttp::GetStatusCode() const {
+  return status;
+}
+
+void CWinHttp::SetTimeOut(int32_t connect_ms, int32_t send_ms, int32_t receive_ms) {
+  connect_time_out = connect_ms;
+  send_time_out = send_ms;
+  receive_time_out = receive_ms;
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "network/http_header.h"
+#include "network/http_interface_error.h"
+#include "network/http_interfaces.h"
+#include "network/platform/http_handles.h"
+
+// A small synchronous HTTP wrapper: one blocking transfer at a time, over the platform's handles.
+// Any certificate will do. That is how a request to a bare address passes TLS: the URL names an
+// address, the certificate a host, and the Host header tells the server which one is meant.
+// Threads: one at a time; made, used and destroyed by the worker that carries the transfer.
+// Owner:   the function that transfers.
+// Errors:  `error` keeps the last one. After a failure before the status is read, the status is 0.
+class CWinHttp : public IWinHttp {
+ public:
+  CWinHttp();
+  CWinHttp(const CWinHttp&) = delete;
+  CWinHttp& operator=(const CWinHttp&) = delete;
+
+  void SetDownloadCallback(HttpDownloadCallback new_callback, void* new_user_value) override;
+  bool DownloadFile(const std::string& url, const std::string& file_path) override;
+  bool DownloadToMemory(const std::string& url, std::unique_ptr<char[]>& buffer,
+                        int32_t& size_bytes) override;
+  void FreeInstance() override;
+  KRBASE::network::HttpInterfaceError GetErrorCode() const override;
+  void AddHeader(const std::string& name, const std::string& value) override;
+  std::string GetHeaderText() const override;
+  std::string GetBody() const override;
+  int32_t GetBodySize() const override;
+  int32_t GetStatusCode() const override;
+  std::string Request(const std::string& url, int32_t method, const std::string& extra_headers,
+                      const std::string& post_data) override;
+  void SetTimeOut(int32_t connect_ms, int32_t send_ms, int32_t receive_ms) override;
+  virtual ~CWinHttp();
+
+ private:
+  using Handle = std::unique_ptr<KRBASE::network::platform::HttpRequestHandle>;
+  // Takes one block; false ends the reading.
+  using TakeBlock = std::function<bool(std::string_view block)>;
+  enum class ReadResult { kComplete, kQueryFailed, kReadFailed, kRefused };
+
+  bool OpenSession();
+  // Opens all handles, sends, and waits for the head of the answer.
+  bool OpenRequest(const std::string& url, bool is_post, const std::string& extra_headers,
+                   std::string_view post_data);
+  // OpenRequest for a download; empty with `error` set if there is nothing to download.
+  std::optional<int64_t> OpenDownload(const std::string& url);
+  ReadResult ReadBlocks(const TakeBlock& take);
+  void CloseHandles();
+  bool Fail(KRBASE::network::HttpInterfaceError reason);
+
+  bool is_https = false;
+  std::unique_ptr<KRBASE::network::platform::HttpSession> session;
+  std::unique_ptr<KRBASE::network::platform::HttpConnection> connection;
+  Handle request;
+  int32_t connect_time_out = 4000;
+  int32_t send_time_out = 2000;
+  int32_t receive_time_out = 100;
+  CHttpHeader header;
+  HttpDownloadCallback callback = nullptr;
+  void* user_value = nullptr;
+  KRBASE::network::HttpInterfaceError error = KRBASE::network::kHttpNoError;
+  std::string header_text;
+  std::string body;
+  int32_t status = 0;
+};
