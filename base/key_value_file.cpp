@@ -11,8 +11,6 @@ using json11::Json;
 constexpr size_t kFirstBuckets = 8;
 // No cache of ours comes near it; a file past it is damaged, and reading it would cost the host.
 constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;
-// The tag of all values that come from a file.
-constexpr SVT kStringTag = static_cast<SVT>(9);
 
 // A null Json for what isn't one.
 Json ParseFile(const std::string& text) {
@@ -53,7 +51,7 @@ bool KeyValueFile::Reload() {
   const Json document = ParseFile(text);
   const WriteLock lock(items_lock_);
   for (const auto& [key, value] : document.object_items()) {
-    items_[key] = Value(kStringTag, ZOAny(value.string_value()));
+    items_[key] = Value(SVT::kString, ZOAny(value.string_value()));
   }
   return true;
 }

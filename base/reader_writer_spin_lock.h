@@ -41,7 +41,7 @@ class ZO_CAPABILITY("mutex") ReaderWriterSpinLock {
   }
   void UnlockWrite() ZO_RELEASE() { writer_ = 0; }
 
-  void LockRead() ZO_ACQUIRE_SHARED() {
+  void LockRead() ZO_ANNOTATE(acquire_shared_capability()) {
     ++readers_;
     while (writer_ != 0) {
       --readers_;
@@ -51,7 +51,7 @@ class ZO_CAPABILITY("mutex") ReaderWriterSpinLock {
       ++readers_;
     }
   }
-  void UnlockRead() ZO_RELEASE_SHARED() { --readers_; }
+  void UnlockRead() ZO_ANNOTATE(release_shared_capability()) { --readers_; }
 
  private:
   void Wait() const {
@@ -70,7 +70,8 @@ class ZO_CAPABILITY("mutex") ReaderWriterSpinLock {
 
 class ZO_SCOPED_CAPABILITY ReadLock {
  public:
-  explicit ReadLock(ReaderWriterSpinLock& lock) ZO_ACQUIRE_SHARED(lock) : lock_(lock) {
+  explicit ReadLock(ReaderWriterSpinLock& lock) ZO_ANNOTATE(acquire_shared_capability(lock))
+      : lock_(lock) {
     lock_.LockRead();
   }
   ~ReadLock() ZO_RELEASE() { lock_.UnlockRead(); }

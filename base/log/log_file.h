@@ -41,11 +41,6 @@ class LogFile {
   bool WriteToFile(const std::string& text);
 
  private:
-  struct Target {
-    std::string path;
-    uint32_t max_size;
-  };
-
   Mutex mutex_;
   std::string path_ ZO_GUARDED_BY(mutex_);
   uint32_t max_size_ ZO_GUARDED_BY(mutex_) = 0;

@@ -59,7 +59,6 @@ class MappedLogBuffer {
   void ClearLocked() ZO_REQUIRES(mutex_);
   [[nodiscard]] int32_t ReadHeader() const ZO_REQUIRES(mutex_);
   void WriteHeader(int32_t text_bytes) ZO_REQUIRES(mutex_);
-  [[nodiscard]] int32_t NearestCount(int32_t header) const ZO_REQUIRES(mutex_);
   [[nodiscard]] std::string_view TextLocked() const ZO_REQUIRES(mutex_);
 
   RecursiveMutex mutex_;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -121,8 +122,13 @@ class TQLogHelper : private TQLogHelperBase {
 
   virtual ~TQLogHelper() {
     stream_.Append("\n");
-    ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
-    writer->Write(level_, stream_.text());
+    try {
+      ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
+      writer->Write(level_, stream_.text());
+    } catch (const std::exception&) {
+      // No memory for it: the line is lost, the statement's caller isn't.
+      return;
+    }
   }
 
   TQLogHelper& operator<<(const std::string& text) {

@@ -84,8 +84,7 @@ std::optional<uint64_t> FileSize(const std::string& path) {
 }
 
 bool RemoveFile(const std::string& path) {
-  std::error_code error;
-  return !FileCallFails() && fs::remove(fs::path(path), error);
+  return !FileCallFails() && ::unlink(path.c_str()) == 0;
 }
 
 bool RenameFile(const std::string& from, const std::string& to) {

@@ -15,17 +15,19 @@ bool MappedFile::Map(const std::string& path, uint32_t size_bytes) {
   Unmap();
   File file(path, File::Mode::kReadWrite);
   const auto had_bytes = file.Size();
-  if (!had_bytes || !file.ReserveBlocks(size_bytes) || FileCallFails()) {
-    return false;
+  was_empty_ = had_bytes == 0U;
+  void* view = MAP_FAILED;
+  if (had_bytes && file.ReserveBlocks(size_bytes) && !FileCallFails()) {
+    view = ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor(), 0);
   }
-  void* const view =
-      ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor(), 0);
   if (view == MAP_FAILED) {
+    if (was_empty_) {
+      RemoveFile(path);  // on a full disk the blocks it got would be missed elsewhere
+    }
     return false;
   }
   view_ = static_cast<char*>(view);
   size_bytes_ = size_bytes;
-  was_empty_ = *had_bytes == 0;
   return true;
 }
 

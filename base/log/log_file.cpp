@@ -1,0 +1,95 @@
+#include "base/log/log_file.h"
+
+#include <array>
+
+#include "base/platform/file.h"
+
+namespace zo_base {
+namespace {
+
+constexpr uint32_t kDefaultMaxLogBytes = 0x800000;
+constexpr uint32_t kDefaultBufferBytes = 0x10000;
+constexpr size_t kCutBlockBytes = 8192;
+
+bool CopyRest(File& from, const std::string& to_path) {
+  File to(to_path, File::Mode::kWriteNew);
+  std::array<char, kCutBlockBytes> block;
+  for (;;) {
+    const auto read_bytes = from.Read(block.data(), block.size());
+    if (!read_bytes || !to.Write({block.data(), *read_bytes})) {
+      return false;
+    }
+    if (*read_bytes == 0) {
+      return true;
+    }
+  }
+}
+
+// Throws away the oldest part of a log that has reached its limit. The cut may fall inside a line.
+void CutIfTooLong(const std::string& path, uint32_t max_size) {
+  const std::string temporary = path + ".tmp";
+  {
+    File log(path, File::Mode::kRead);
+    const auto size = log.Size();
+    if (!size || *size < max_size || !log.SeekTo(max_size / 2)) {
+      return;
+    }
+    if (CopyRest(log, temporary) && RenameFile(temporary, path)) {
+      return;
+    }
+  }
+  RemoveFile(temporary);  // the log stays as it was, and the next flush tries again
+}
+
+}  // namespace
+
+bool LogFile::Init(const std::string& path, uint32_t max_size, uint32_t buffer_size) {
+  const MutexLock init_lock(init_mutex_);
+  {
+    const MutexLock lock(mutex_);
+    path_ = path;
+    max_size_ = max_size != 0 ? max_size : kDefaultMaxLogBytes;
+  }
+  if (buffer_.load() == nullptr) {
+    auto buffer = std::make_unique<MappedLogBuffer>();
+    buffer->on_full = [this](const std::string& text) { return WriteToFile(text); };
+    if (!buffer->Open(path + ".qel_mmap", buffer_size != 0 ? buffer_size : kDefaultBufferBytes)) {
+      return false;
+    }
+    buffers_.push_back(std::move(buffer));
+    buffer_.store(buffers_.back().get(), std::memory_order_release);
+  }
+  return buffer_.load()->LoadOldContent();
+}
+
+void LogFile::Write(std::string_view text) {
+  if (MappedLogBuffer* const buffer = buffer_.load(std::memory_order_acquire)) {
+    buffer->Append(text);
+  }
+}
+
+bool LogFile::Flush() {
+  MappedLogBuffer* const buffer = buffer_.load(std::memory_order_acquire);
+  return buffer != nullptr && buffer->Flush();
+}
+
+bool LogFile::Close() {
+  const MutexLock init_lock(init_mutex_);
+  MappedLogBuffer* const buffer = buffer_.exchange(nullptr);
+  return buffer != nullptr && buffer->Close();
+}
+
+bool LogFile::WriteToFile(const std::string& text) {
+  std::string path;
+  uint32_t max_size = 0;
+  {
+    const MutexLock lock(mutex_);
+    path = path_;
+    max_size = max_size_;
+  }
+  AppendToFile(path, text);
+  CutIfTooLong(path, max_size);
+  return true;
+}
+
+}  // namespace zo_base

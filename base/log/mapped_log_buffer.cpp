@@ -1,0 +1,186 @@
+#include "base/log/mapped_log_buffer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+
+#include "base/platform/file.h"
+
+namespace zo_base {
+namespace {
+
+// How a reader of the log tells what came from the run before.
+constexpr char kOldTextBegin[] =
+    "\r\n -----------------------load from mmap file begin-----------------------\r\n";
+constexpr char kOldTextEnd[] =
+    "\r\n -----------------------load from mmap file end-----------------------\r\n";
+// Of a buffer of another size no more than this is taken over: twice the log's usual limit.
+constexpr size_t kMaxOldBytes = 16 * 1024 * 1024;
+
+static_assert(std::endian::native == std::endian::little,
+              "the header is stored as it is in memory");
+
+}  // namespace
+
+bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
+  const RecursiveMutexLock lock(mutex_);
+  path_ = path;
+  if (!DealWithOtherSize(size) || size < kHeaderBytes ||
+      size > uint32_t{std::numeric_limits<int32_t>::max()} || !mapping_.Map(path, size)) {
+    return false;
+  }
+  size_ = size;
+  view_ = mapping_.view();
+  if (mapping_.WasEmpty()) {
+    std::memset(view_, 0, size_);
+  }
+  return LoadOldContentLocked();
+}
+
+// A buffer file of another size holds the text of a run that was set up otherwise. Its text goes to
+// the consumer and the file is made anew; one that can't be deleted is used at the size it has.
+bool MappedLogBuffer::DealWithOtherSize(uint32_t& size) {
+  const auto length = FileSize(path_);
+  if (!length) {
+    return true;
+  }
+  if (*length == 0) {
+    return RemoveFile(path_);
+  }
+  if (*length == size) {
+    return true;
+  }
+  const std::string old = ReadFilePrefix(path_, kMaxOldBytes);
+  if (old.empty() || !RemoveFile(path_)) {
+    size = static_cast<uint32_t>(std::min<uint64_t>(*length, std::numeric_limits<uint32_t>::max()));
+    return true;
+  }
+  std::string text = old.substr(kHeaderBytes);  // throws if there is no whole header
+  int32_t header = 0;
+  std::memcpy(&header, old.data(), sizeof header);
+  text.resize(std::min(text.size(), static_cast<size_t>(std::max(header, 0))));
+  if (!text.empty() && on_full) {
+    on_full(kOldTextBegin + text + kOldTextEnd);
+  }
+  return true;
+}
+
+bool MappedLogBuffer::LoadOldContent() {
+  const RecursiveMutexLock lock(mutex_);
+  return LoadOldContentLocked();
+}
+
+bool MappedLogBuffer::LoadOldContentLocked() {
+  if (IsReady()) {
+    return true;
+  }
+  if (view_ == nullptr) {
+    return false;
+  }
+  used_ = ReadHeader();
+  write_pos_ = view_ + kHeaderBytes + used_;
+  if (used_ > 0 && on_full) {
+    std::string text = kOldTextBegin;
+    text += TextLocked();
+    if (ReadHeader() == used_) {
+      text += kOldTextEnd;
+    }
+    if (on_full(text)) {
+      ClearLocked();
+    }
+  }
+  ready_.store(true, std::memory_order_release);
+  return true;
+}
+
+void MappedLogBuffer::Append(std::string_view text) {
+  if (!IsReady()) {
+    return;
+  }
+  const RecursiveMutexLock lock(mutex_);
+  if (view_ == nullptr) {
+    return;  // closed in between
+  }
+  const int64_t total = used_ + static_cast<int64_t>(text.size());
+  if (total + int64_t{kHeaderBytes} < int64_t{size_}) {
+    std::memcpy(write_pos_, text.data(), text.size());
+    used_ = static_cast<int32_t>(total);
+    WriteHeader(used_);
+    write_pos_ += text.size();
+    return;
+  }
+  std::string full(TextLocked());
+  if (ReadHeader() == used_) {
+    full += text;
+  }
+  if (on_full && on_full(full)) {
+    ClearLocked();
+  }
+}
+
+bool MappedLogBuffer::Flush() {
+  const RecursiveMutexLock lock(mutex_);
+  if (!IsReady()) {
+    return LoadOldContentLocked();
+  }
+  FlushLocked();
+  return true;
+}
+
+void MappedLogBuffer::FlushLocked() {
+  if (used_ > 0 && on_full && on_full(std::string(TextLocked()))) {
+    ClearLocked();
+  }
+}
+
+bool MappedLogBuffer::Close() {
+  const RecursiveMutexLock lock(mutex_);
+  if (IsReady()) {
+    FlushLocked();
+  } else {
+    LoadOldContentLocked();
+  }
+  ready_.store(false, std::memory_order_release);
+  mapping_.Unmap();
+  view_ = nullptr;
+  write_pos_ = nullptr;
+  used_ = 0;
+  return true;
+}
+
+void MappedLogBuffer::Clear() {
+  const RecursiveMutexLock lock(mutex_);
+  ClearLocked();
+}
+
+void MappedLogBuffer::ClearLocked() {
+  if (view_ == nullptr) {
+    return;
+  }
+  write_pos_ = view_ + kHeaderBytes;
+  used_ = 0;
+  std::memset(view_, 0, size_);
+  WriteHeader(0);
+  mapping_.FlushToDisk();
+}
+
+// A count that the buffer can't hold is damage. The nearer bound counts, so that of a text with a
+// broken header as much as can be is kept.
+int32_t MappedLogBuffer::ReadHeader() const {
+  const int32_t header =
+      std::atomic_ref(*reinterpret_cast<int32_t*>(view_)).load(std::memory_order_relaxed);
+  return std::clamp(header, 0, static_cast<int32_t>(size_ - kHeaderBytes));
+}
+
+// Released, so that neither compiler nor processor moves it before the copy of the text: whoever
+// finds the count in the file finds the text with it.
+void MappedLogBuffer::WriteHeader(int32_t text_bytes) {
+  std::atomic_ref(*reinterpret_cast<int32_t*>(view_)).store(text_bytes, std::memory_order_release);
+}
+
+std::string_view MappedLogBuffer::TextLocked() const {
+  return {view_ + kHeaderBytes, static_cast<size_t>(used_)};
+}
+
+}  // namespace zo_base

@@ -1,0 +1,113 @@
+#include "base/log/tqlog.h"
+
+#include <array>
+#include <cstring>
+
+#include "base/clock.h"
+#include "base/platform/file.h"
+#include "base/platform/local_time.h"
+#include "base/platform/thread.h"
+#include "base/thread_info.h"
+
+namespace zo_base {
+namespace {
+
+constexpr int64_t kMsPerSecond = 1000;
+constexpr size_t kSecondTextBytes = sizeof "03-14 15:09:26" - 1;
+
+void PutTwoDigits(char* out, int value) {
+  out[0] = static_cast<char>('0' + value / 10 % 10);
+  out[1] = static_cast<char>('0' + value % 10);
+}
+
+// The calendar is asked once per second and thread: that takes a lock of the C library.
+struct SecondText {
+  int64_t second;
+  std::array<char, kSecondTextBytes> text;
+};
+
+const SecondText& TextOfSecond(int64_t second) {
+  thread_local SecondText last{-1, {}};
+  if (last.second != second || last.text[0] == '\0') {
+    const std::tm parts = LocalTime(second);
+    std::memcpy(last.text.data(), "00-00 00:00:00", kSecondTextBytes);
+    PutTwoDigits(&last.text[0], parts.tm_mon + 1);
+    PutTwoDigits(&last.text[3], parts.tm_mday);
+    PutTwoDigits(&last.text[6], parts.tm_hour);
+    PutTwoDigits(&last.text[9], parts.tm_min);
+    PutTwoDigits(&last.text[12], parts.tm_sec);
+    last.second = second;
+  }
+  return last;
+}
+
+void AppendTime(LogStream& stream) {
+  const int64_t now_ms = Clock::WallMs();
+  int ms = static_cast<int>(now_ms % kMsPerSecond);
+  int64_t second = now_ms / kMsPerSecond;
+  if (ms < 0) {
+    ms += kMsPerSecond;
+    --second;
+  }
+  const SecondText& text = TextOfSecond(second);
+  std::array<char, 5> fraction = {'.', static_cast<char>('0' + ms / 100), '0', '0', ' '};
+  PutTwoDigits(&fraction[2], ms % 100);
+  stream.Append({text.text.data(), text.text.size()});
+  stream.Append({fraction.data(), fraction.size()});
+}
+
+// Ids cost a system call each, so they are asked for once. A forked child's lines go on to show
+// those of its parent.
+uint32_t LoggingThreadId() {
+  const ThreadInfo* const info = CurrentThreadInfo();
+  if (info != nullptr && info->thread_id != 0) {
+    return info->thread_id;
+  }
+  thread_local uint32_t id = 0;
+  if (id == 0) {
+    id = CurrentThreadId();
+  }
+  return id;
+}
+
+uint32_t LoggingProcessId() {
+  static const uint32_t id = CurrentProcessId();
+  return id;
+}
+
+}  // namespace
+
+std::string LogFolder(const std::string& path) {
+  const size_t separator = path.find_last_of("/\\");
+  if (separator == std::string::npos || separator == 0 || separator + 1 == path.size()) {
+    return {};
+  }
+  return path.substr(0, separator + 1);
+}
+
+void MakeLogFolder(const std::string& path) {
+  const std::string folder = LogFolder(path);
+  if (!folder.empty() && !FolderExists(folder)) {
+    CreateFolders(folder);
+  }
+}
+
+TQLogHelperBase::TQLogHelperBase(int level, const SourceLocation& location) : level_(level) {
+  AppendTime(stream_);
+  stream_.AppendNumber(LoggingProcessId());
+  stream_.Append("-");
+  stream_.AppendNumber(LoggingThreadId());
+  stream_.Append(" [");
+  stream_.Append(LogLevelName(level));
+  stream_.Append("] ");
+  if (level < LV_INT) {
+    if (!location.function.empty() && location.line >= 0) {
+      stream_.Append(location.file);
+      stream_.Append(":");
+      stream_.AppendNumber(location.line);
+    }
+    stream_.Append("\n");
+  }
+}
+
+}  // namespace zo_base
