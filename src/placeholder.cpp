@@ -1,1 +1,0 @@
-// Keeps the target alive until its first source lands.
