@@ -11,6 +11,7 @@ namespace zo_base::json11 {
 
 class JsonReader;
 class JsonValue;
+struct SharedValues;
 
 // What Json::parse does about comments: a syntax error, or the same as a blank.
 enum class JsonParse { kStandard = 0, kComments = 1 };
@@ -92,6 +93,7 @@ class Json final {
 
  private:
   friend class JsonReader;
+  friend struct SharedValues;
   explicit Json(std::shared_ptr<JsonValue> value) : value_(std::move(value)) {}
 
   std::shared_ptr<JsonValue> value_;
