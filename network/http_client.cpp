@@ -114,6 +114,12 @@ void HttpClient::Start() {
   requestor = std::move(transport);
 }
 
+void HttpClient::StartForTest(std::shared_ptr<IHttpRequestor> transport) {
+  zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
+  zo_base::MutexLock lock(state_mutex);
+  requestor = std::move(transport);
+}
+
 bool HttpClient::StartDispatcherLocked() {
   if (dispatcher_started) {
     return true;

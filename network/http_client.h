@@ -28,6 +28,8 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   // Makes the transport with its pool, unless there is one. Throws the system's error if there are
   // no threads to be had; the client is then as before.
   void Start();
+  // Starts a stopped client with this transport in place of its own.
+  void StartForTest(std::shared_ptr<IHttpRequestor> transport);
 
   // Queues a request. Dropped if the client is stopped. If no dispatcher can be started, the
   // request is answered on this thread with status 0, and the next call tries again. An empty
