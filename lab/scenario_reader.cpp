@@ -31,7 +31,7 @@ class Node {
   void ExpectKeys(std::initializer_list<const char*> allowed, const std::string& of_what) const {
     ExpectObject();
     for (const auto& [name, child] : value_.items()) {
-      if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
+      if (std::none_of(allowed.begin(), allowed.end(), [&](const char* a) { return name == a; })) {
         Node(child, Below(name)).Fail("is no key of " + of_what + ".");
       }
     }
