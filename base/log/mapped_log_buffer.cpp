@@ -110,7 +110,9 @@ void MappedLogBuffer::Append(std::string_view text) {
     write_pos_ += text.size();
     return;
   }
-  std::string full(TextLocked());
+  std::string full;
+  full.reserve(static_cast<size_t>(total));
+  full += TextLocked();
   if (ReadHeader() == used_) {
     full += text;
   }

@@ -1,6 +1,8 @@
 #include "base/log/tqlog.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 
 #include "base/clock.h"
@@ -13,6 +15,8 @@ namespace zo_base {
 namespace {
 
 constexpr int64_t kMsPerSecond = 1000;
+// A time of 18, two ids of at most 10, a level's name of 6, and what stands between them.
+constexpr size_t kPrefixBytes = 64;
 constexpr size_t kSecondTextBytes = sizeof "03-14 15:09:26" - 1;
 
 void PutTwoDigits(char* out, int value) {
@@ -41,7 +45,7 @@ const SecondText& TextOfSecond(int64_t second) {
   return last;
 }
 
-void AppendTime(LogStream& stream) {
+char* PutTime(char* out) {
   const int64_t now_ms = Clock::WallMs();
   int ms = static_cast<int>(now_ms % kMsPerSecond);
   int64_t second = now_ms / kMsPerSecond;
@@ -49,11 +53,12 @@ void AppendTime(LogStream& stream) {
     ms += kMsPerSecond;
     --second;
   }
-  const SecondText& text = TextOfSecond(second);
-  std::array<char, 5> fraction = {'.', static_cast<char>('0' + ms / 100), '0', '0', ' '};
-  PutTwoDigits(&fraction[2], ms % 100);
-  stream.Append({text.text.data(), text.text.size()});
-  stream.Append({fraction.data(), fraction.size()});
+  std::memcpy(out, TextOfSecond(second).text.data(), kSecondTextBytes);
+  out += kSecondTextBytes;
+  *out++ = '.';
+  *out++ = static_cast<char>('0' + ms / 100);
+  PutTwoDigits(out, ms % 100);
+  return out + 2;
 }
 
 // Ids cost a system call each, so they are asked for once. A forked child's lines go on to show
@@ -93,20 +98,31 @@ void MakeLogFolder(const std::string& path) {
 }
 
 TQLogHelperBase::TQLogHelperBase(int level, const SourceLocation& location) : level_(level) {
-  AppendTime(stream_);
-  stream_.AppendNumber(LoggingProcessId());
-  stream_.Append("-");
-  stream_.AppendNumber(LoggingThreadId());
-  stream_.Append(" [");
-  stream_.Append(LogLevelName(level));
-  stream_.Append("] ");
+  std::array<char, kPrefixBytes> prefix;
+  char* const limit = prefix.data() + prefix.size();
+  char* out = PutTime(prefix.data());
+  *out++ = ' ';
+  out = std::to_chars(out, limit, LoggingProcessId()).ptr;
+  *out++ = '-';
+  out = std::to_chars(out, limit, LoggingThreadId()).ptr;
+  *out++ = ' ';
+  *out++ = '[';
+  const std::string_view name = LogLevelName(level);
+  out = std::copy(name.begin(), name.end(), out);
+  *out++ = ']';
+  *out++ = ' ';
+  stream_.Append({prefix.data(), static_cast<size_t>(out - prefix.data())});
   if (level < LV_INT) {
-    if (!location.function.empty() && location.line >= 0) {
-      stream_.Append(location.file);
-      stream_.Append(":");
-      stream_.AppendNumber(location.line);
-    }
+    AppendLocation(location);
     stream_.Append("\n");
+  }
+}
+
+void TQLogHelperBase::AppendLocation(const SourceLocation& location) {
+  if (!location.function.empty() && location.line >= 0) {
+    stream_.Append(location.file);
+    stream_.Append(":");
+    stream_.AppendNumber(location.line);
   }
 }
 

@@ -109,6 +109,9 @@ class TQLogHelperBase {
   TQLogHelperBase(int level, const SourceLocation& location);
   ~TQLogHelperBase() = default;
 
+  // "file:line", or nothing for a location that isn't one.
+  void AppendLocation(const SourceLocation& location);
+
   LogStream stream_;
   const int32_t level_;
 };
