@@ -63,6 +63,9 @@ class BaseThread : public IThread, public ITaskDelegate {
   void PostDelayedTask(int delay_ms, const std::function<void()>& task) override;
   void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) override;
 
+  // One pending wake-up serves all posts that come before it is run.
+  void PostAndWake(const std::function<void()>& task) override;
+
   // Interrupts nothing: a task that runs is finished, and no further one is begun.
   virtual void RequestStop();
 
@@ -99,12 +102,14 @@ class BaseThread : public IThread, public ITaskDelegate {
   };
 
   void Notify();
-  // Both: the lane's mutex is held.
-  static void AppendLocked(TaskQueue& working, TaskQueue& incoming,
-                           std::atomic<size_t>& working_size, const std::function<void()>& task);
+  // These two: the lane's mutex is held.
+  static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
+                           const std::function<void()>& task);
   static bool TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
-                                 std::atomic<size_t>& working_size);
+                                 std::atomic<bool>& filled);
+  void AppendPriority(const std::function<void()>& task);
   void PostDelayed(int delay_ms, const std::function<void()>& task, long long times);
+  void AppendDelayed(int delay_ms, const std::function<void()>& task, long long times);
 
   bool RunPass();
   Wake WaitForWork();
@@ -112,7 +117,7 @@ class BaseThread : public IThread, public ITaskDelegate {
   bool Begin();
   bool DrainPriorityQueue();
   bool DrainQueues();
-  bool RunFront(TaskQueue& working, std::atomic<size_t>& working_size);
+  bool RunFront(TaskQueue& working, std::atomic<bool>& filled);
   bool TakePriorityIncoming();
   bool TakeNormalIncoming();
   bool RunDueDelayedTasks();
@@ -127,18 +132,21 @@ class BaseThread : public IThread, public ITaskDelegate {
   RecursiveMutex priority_queue_mutex;
   RecursiveMutex delayed_mutex;
   RecursiveMutex normal_queue_mutex;
-  // The thread works the working queues without their lane's mutex. Others touch one only under
-  // that mutex while its size reads 0, which is when the thread keeps off it.
+  // A working queue is the thread's own, without the lane's mutex, while it is marked filled.
+  // Others may touch it, under that mutex, only while it isn't, which means that it is empty.
   TaskQueue normal_working;
   TaskQueue normal_incoming ZO_GUARDED_BY(normal_queue_mutex);
   TaskQueue priority_working;
   TaskQueue priority_incoming ZO_GUARDED_BY(priority_queue_mutex);
-  std::atomic<size_t> normal_working_size{0};
-  std::atomic<size_t> priority_working_size{0};
+  std::atomic<bool> normal_filled{false};
+  std::atomic<bool> priority_filled{false};
   // By due time on the monotonic clock.
   std::map<uint64_t, DueTasks> delayed_tasks ZO_GUARDED_BY(delayed_mutex);
   // The first key of the map, for the loop's wait; the largest value if there is none.
   std::atomic<uint64_t> earliest_due_ms;
+  std::atomic<bool> wake_up_pending{false};
+  // The thread waits, or is about to, and nobody has notified it yet.
+  std::atomic<bool> waiting{false};
   std::condition_variable_any wake_condition;
   std::atomic<uint8_t> stop_requested{0};
   std::atomic<uint8_t> first_pass{1};

@@ -50,35 +50,42 @@ void BaseThread::Step(LoopStep step) {
 
 // --- Posts ---
 
+// Called after the news has been stored. A thread that marks itself as waiting after our look at
+// the mark reads the news after it, so a thread that doesn't wait needs no notification.
 void BaseThread::Notify() {
+  if (!waiting) {
+    return;
+  }
   RecursiveMutexLock lock(wake_mutex);
+  waiting = false;
   wake_condition.notify_all();
 }
 
-void BaseThread::AppendLocked(TaskQueue& working, TaskQueue& incoming,
-                              std::atomic<size_t>& working_size,
+void BaseThread::AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
                               const std::function<void()>& task) {
   incoming.push_back(task);
-  if (working_size == 0) {
+  if (!filled) {
     working.swap(incoming);
-    working_size = working.size();
+    filled = true;
   }
 }
 
 void BaseThread::PostTask(const std::function<void()>& task) {
   {
     RecursiveMutexLock lock(normal_queue_mutex);
-    AppendLocked(normal_working, normal_incoming, normal_working_size, task);
+    AppendLocked(normal_working, normal_incoming, normal_filled, task);
   }
   Notify();
 }
 
 void BaseThread::PostHighPriorityTask(const std::function<void()>& task) {
-  {
-    RecursiveMutexLock lock(priority_queue_mutex);
-    AppendLocked(priority_working, priority_incoming, priority_working_size, task);
-  }
+  AppendPriority(task);
   Notify();
+}
+
+void BaseThread::AppendPriority(const std::function<void()>& task) {
+  RecursiveMutexLock lock(priority_queue_mutex);
+  AppendLocked(priority_working, priority_incoming, priority_filled, task);
 }
 
 void BaseThread::PostDelayedTask(int delay_ms, const std::function<void()>& task) {
@@ -89,23 +96,35 @@ void BaseThread::PostRepeatedTask(int delay_ms, const std::function<void()>& tas
   PostDelayed(delay_ms, task, times);
 }
 
+// A post of the thread itself, in a walk over due tasks, still holds `delayed_mutex` when it
+// notifies: the wake-up's mutex comes last of all.
 void BaseThread::PostDelayed(int delay_ms, const std::function<void()>& task, long long times) {
-  {
-    RecursiveMutexLock lock(delayed_mutex);
-    const uint64_t now_ms = NowMs();
-    const auto length_ms = static_cast<uint64_t>(std::abs(static_cast<int64_t>(delay_ms)));
-    const uint64_t due_ms =
-        delay_ms >= 0 ? now_ms + length_ms : now_ms - std::min(now_ms, length_ms);
-    DueTasks& entry = delayed_tasks.try_emplace(due_ms, DueTasks{due_ms, {}}).first->second;
-    entry.tasks.push_back({delay_ms,
-                           times < 0 ? std::numeric_limits<int64_t>::max() : int64_t{times}, task,
-                           [this](int delay, const std::function<void()>& again, long long left) {
-                             PostDelayed(delay, again, left);
-                           }});
-    MirrorEarliestDueLocked();
+  AppendDelayed(delay_ms, task, times);
+  Notify();
+}
+
+void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, long long times) {
+  RecursiveMutexLock lock(delayed_mutex);
+  const uint64_t now_ms = NowMs();
+  const auto length_ms = static_cast<uint64_t>(std::abs(static_cast<int64_t>(delay_ms)));
+  const uint64_t due_ms = delay_ms >= 0 ? now_ms + length_ms : now_ms - std::min(now_ms, length_ms);
+  DueTasks& entry = delayed_tasks.try_emplace(due_ms, DueTasks{due_ms, {}}).first->second;
+  entry.tasks.push_back({delay_ms, times < 0 ? std::numeric_limits<int64_t>::max() : int64_t{times},
+                         task,
+                         [this](int delay, const std::function<void()>& again, long long left) {
+                           PostDelayed(delay, again, left);
+                         }});
+  MirrorEarliestDueLocked();
+}
+
+// The two posts, with one notification. The loop drains the high-priority lane after each walk that
+// ran a task, so who posts to that lane and then finds a wake-up pending is served by that drain.
+void BaseThread::PostAndWake(const std::function<void()>& task) {
+  AppendPriority(task);
+  if (!wake_up_pending && !wake_up_pending.exchange(true)) {
+    AppendDelayed(
+        0, [this] { wake_up_pending = false; }, 0);
   }
-  // A post of the thread itself, in a walk over due tasks, still holds the delayed tasks here:
-  // the wake-up's mutex comes last of all.
   Notify();
 }
 
@@ -155,16 +174,16 @@ bool BaseThread::RunPass() {
 BaseThread::Wake BaseThread::WaitForWork() {
   RecursiveMutexLock lock(wake_mutex);
   Step(LoopStep::kWaitMutexHeld);
-  // A stop that came before the mutex was taken has notified nobody.
-  if (stop_requested != 0) {
-    return Wake::kTimedOut;
-  }
-  const int64_t wait_ms = WaitMs();
+  waiting = true;
+  // A stop that came before the mark has notified nobody.
+  const int64_t wait_ms = stop_requested != 0 ? 0 : WaitMs();
   if (wait_ms < 1) {
+    waiting = false;
     return Wake::kTimedOut;
   }
   // A length, not a deadline: setting the system's clock delays no timer.
   const auto status = wake_condition.wait_for(wake_mutex, std::chrono::milliseconds(wait_ms));
+  waiting = false;
   return status == std::cv_status::timeout ? Wake::kTimedOut : Wake::kNotified;
 }
 
@@ -198,38 +217,40 @@ bool BaseThread::Begin() {
 // --- The queues ---
 
 // Runs and removes the front task. False when the stop was seen.
-bool BaseThread::RunFront(TaskQueue& working, std::atomic<size_t>& working_size) {
+bool BaseThread::RunFront(TaskQueue& working, std::atomic<bool>& filled) {
   working.front()();
   if (stop_requested != 0) {
     return false;
   }
   working.pop_front();
-  --working_size;
+  if (working.empty()) {
+    filled = false;
+  }
   return stop_requested == 0;
 }
 
 bool BaseThread::TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
-                                    std::atomic<size_t>& working_size) {
+                                    std::atomic<bool>& filled) {
   // A post may have filled the working queue just now: what it holds is older than the rest.
-  if (working_size != 0) {
+  if (filled) {
     return true;
   }
   if (incoming.empty()) {
     return false;
   }
   working.swap(incoming);
-  working_size = working.size();
+  filled = true;
   return true;
 }
 
 bool BaseThread::TakePriorityIncoming() {
   RecursiveMutexLock lock(priority_queue_mutex);
-  return TakeIncomingLocked(priority_working, priority_incoming, priority_working_size);
+  return TakeIncomingLocked(priority_working, priority_incoming, priority_filled);
 }
 
 bool BaseThread::TakeNormalIncoming() {
   RecursiveMutexLock lock(normal_queue_mutex);
-  return TakeIncomingLocked(normal_working, normal_incoming, normal_working_size);
+  return TakeIncomingLocked(normal_working, normal_incoming, normal_filled);
 }
 
 bool BaseThread::DrainPriorityQueue() {
@@ -237,8 +258,8 @@ bool BaseThread::DrainPriorityQueue() {
     if (stop_requested != 0) {
       return false;
     }
-    while (priority_working_size != 0) {
-      if (!RunFront(priority_working, priority_working_size)) {
+    while (priority_filled) {
+      if (!RunFront(priority_working, priority_filled)) {
         return false;
       }
     }
@@ -252,8 +273,8 @@ bool BaseThread::DrainQueues() {
     if (!DrainPriorityQueue()) {
       return false;
     }
-    while (normal_working_size != 0) {
-      if (!RunFront(normal_working, normal_working_size) || !DrainPriorityQueue()) {
+    while (normal_filled) {
+      if (!RunFront(normal_working, normal_filled) || !DrainPriorityQueue()) {
         return false;
       }
     }

@@ -14,9 +14,9 @@ namespace zo_base {
 // one. So no instant is left in which a post is missed.
 // Threads: any, the loop's own included.
 // Errors:  a null loop, or one whose thread doesn't run, drops the task without a word.
-void PostTo(const std::shared_ptr<ITaskLoop>& loop, std::function<void()> task);
+void PostTo(const std::shared_ptr<ITaskLoop>& loop, const std::function<void()>& task);
 
 // Posts on the thread object, whose queues keep the task if the thread doesn't run yet.
-void PostTo(ITaskDelegate& thread, std::function<void()> task);
+void PostTo(ITaskDelegate& thread, const std::function<void()>& task);
 
 }  // namespace zo_base

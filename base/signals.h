@@ -1,8 +1,8 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -61,13 +61,33 @@ class ConnectAble {
  private:
   template <class... Args>
   using Signal = zo_sigslot::signal_singl_base<std::recursive_mutex, Args...>;
+  // The connections of one key. An emission walks a list that stays as it was when the emission
+  // began; it is made anew when a connection comes or goes, so that emitting allocates nothing.
   template <class... Args>
-  using Connections = std::map<size_t, std::shared_ptr<Signal<Args...>>>;
+  struct Connections {
+    using List = std::vector<std::shared_ptr<Signal<Args...>>>;
+
+    void RenewList() {
+      auto renewed = std::make_shared<List>();
+      renewed->reserve(by_id.size());
+      for (const auto& connection : by_id) {
+        renewed->push_back(connection.second);
+      }
+      list = std::move(renewed);
+    }
+
+    std::map<size_t, std::shared_ptr<Signal<Args...>>> by_id;
+    std::shared_ptr<const List> list;
+  };
+
+  static uint64_t KeyBit(size_t key) { return uint64_t{1} << (key / 16 % 64); }
 
   RecursiveMutex signals_mutex;
   std::map<size_t, ZOAny> signals ZO_GUARDED_BY(signals_mutex);
   // The last id handed out; the first connection gets 1.
   std::atomic<size_t> connection_id{0};
+  // A bit for each key that was ever connected: what nobody connected to is emitted without lock.
+  std::atomic<uint64_t> keys_seen{0};
 };
 
 template <class... Args, class Func>
@@ -82,60 +102,52 @@ zo_sigslot::connection ConnectAble::Connect(SignalKeyOf<Args...> key, Func func)
   if (entry == signals.end()) {
     entry = signals.emplace(key.value, ZOAny(Connections<Args...>())).first;
   }
-  ZOAnyCast<Connections<Args...>>(entry->second)[id] = signal;
+  auto& connections = ZOAnyCast<Connections<Args...>>(entry->second);
+  connections.by_id[id] = signal;
   signal->slot =
       std::make_shared<zo_sigslot::detail::slot<Func, Args...>>(signal.get(), std::move(func));
+  connections.RenewList();
+  keys_seen |= KeyBit(key.value);
   return zo_sigslot::connection(signal->slot);
 }
 
 template <class... Args>
 void ConnectAble::Emit(SignalKeyOf<Args...> key, std::type_identity_t<Args>... args) {
-  if (connection_id.load(std::memory_order_acquire) == 0) {
-    return;  // Nothing was ever connected.
+  if ((keys_seen & KeyBit(key.value)) == 0) {
+    return;
   }
-  // The emission keeps its signal objects alive. Few slots are the rule, and cost no allocation.
-  constexpr size_t kFew = 4;
-  std::array<std::shared_ptr<Signal<Args...>>, kFew> few;
-  std::vector<std::shared_ptr<Signal<Args...>>> more;
-  size_t count = 0;
+  // Keeps the signal objects alive during the emission.
+  std::shared_ptr<const typename Connections<Args...>::List> list;
   {
     RecursiveMutexLock lock(signals_mutex);
     const auto entry = signals.find(key.value);
     if (entry == signals.end()) {
       return;
     }
-    for (const auto& [id, signal] : ZOAnyCast<Connections<Args...>>(entry->second)) {
-      if (count < kFew) {
-        few[count] = signal;
-      } else {
-        more.push_back(signal);
-      }
-      ++count;
-    }
+    list = ZOAnyCast<Connections<Args...>>(entry->second).list;
   }
-  for (size_t i = 0; i < count; ++i) {
-    auto& slot = (i < kFew ? few[i] : more[i - kFew])->slot;
-    if (slot->callable()) {
-      slot->call_slot(args...);
+  for (const auto& signal : *list) {
+    if (signal->slot->callable()) {
+      signal->slot->call_slot(args...);
     }
   }
 }
 
 template <class... Args>
 void ConnectAble::Disconnect(size_t key, size_t id) {
-  std::shared_ptr<Signal<Args...>> removed;  // Dies after the lock, with what its slot holds.
+  // Dies after the lock, with what its slot holds.
+  std::shared_ptr<const typename Connections<Args...>::List> before;
   RecursiveMutexLock lock(signals_mutex);
   const auto entry = signals.find(key);
   if (entry == signals.end()) {
     return;
   }
   auto& connections = ZOAnyCast<Connections<Args...>>(entry->second);
-  const auto found = connections.find(id);
-  if (found != connections.end()) {
-    removed = std::move(found->second);
-    connections.erase(found);
+  before = connections.list;
+  if (connections.by_id.erase(id) != 0) {
+    connections.RenewList();
   }
-  if (connections.empty()) {
+  if (connections.by_id.empty()) {
     signals.erase(entry);
   }
 }

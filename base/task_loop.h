@@ -21,6 +21,12 @@ class ITaskDelegate {
   // 0 times is one run, a negative number repeats until the thread stops. Each next run is
   // reckoned from the start of the one before.
   virtual void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) = 0;
+  // A high-priority task, and then an empty delayed one that is due at once, so that the loop is
+  // sure to see the first.
+  virtual void PostAndWake(const std::function<void()>& task) {
+    PostHighPriorityTask(task);
+    PostDelayedTask(0, [] {});
+  }
 
  protected:
   ~ITaskDelegate() = default;
@@ -41,6 +47,11 @@ class ITaskPostor {
 class ITaskLoop : public ITaskPostor {
  public:
   virtual void AttachDelegate(const std::shared_ptr<ITaskDelegate>& delegate) = 0;
+  // As the delegate's.
+  virtual void PostAndWake(const std::function<void()>& task) {
+    PostHighPriorityTask(task);
+    PostDelayedTask(0, [] {});
+  }
 };
 
 }  // namespace zo_base

@@ -1,15 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
 #include "base/base_thread.h"
-#include "base/mutex.h"
 
 namespace zo_base {
 
 // The loop that a BaseThread gives out. It knows its thread weakly, from the moment it runs.
-// Threads: any. The lock inside is a leaf, held for the copy of a pointer.
+// Threads: any.
 // Errors:  without a thread a post is dropped.
 class BaseThread::ThreadTaskLoop final : public ITaskLoop {
  public:
@@ -34,19 +34,23 @@ class BaseThread::ThreadTaskLoop final : public ITaskLoop {
     }
   }
   void AttachDelegate(const std::shared_ptr<ITaskDelegate>& delegate) override {
-    MutexLock lock(mutex_);
-    delegate_ = delegate;
+    if (!attached_) {
+      delegate_ = delegate;
+      attached_ = true;
+    }
+  }
+  void PostAndWake(const std::function<void()>& task) override {
+    if (const auto delegate = Delegate()) {
+      delegate->PostAndWake(task);
+    }
   }
 
  private:
-  std::shared_ptr<ITaskDelegate> Delegate() const {
-    MutexLock lock(mutex_);
-    return delegate_.lock();
-  }
+  std::shared_ptr<ITaskDelegate> Delegate() const { return attached_ ? delegate_.lock() : nullptr; }
 
-  mutable Mutex mutex_;
-  // Empty until the thread runs.
-  std::weak_ptr<ITaskDelegate> delegate_ ZO_GUARDED_BY(mutex_);
+  // Written once, by the thread itself before its loop, and published by the mark.
+  std::weak_ptr<ITaskDelegate> delegate_;
+  std::atomic<bool> attached_{false};
 };
 
 }  // namespace zo_base

@@ -1,0 +1,171 @@
+#include "base/object.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zo_base {
+namespace {
+
+using testing::ElementsAre;
+
+class Object : public ZOObjectIMPL {
+ public:
+  static size_t SIG_Text(const std::string&) { return SignalBody("Object::SIG_Text"); }
+  static size_t SIG_Number(int) { return SignalBody("Object::SIG_Number"); }
+};
+class LeftPath : public virtual Object {};
+class RightPath : public virtual Object {};
+class BothPaths : public LeftPath, public RightPath {};
+
+TEST(WeakClosure, ExpiresWithCancelAndOwner) {
+  auto owner = std::make_shared<Object>();
+  owner->Cancel();
+  EXPECT_FALSE(owner->HasUsedFlag());
+  std::function<bool(int)> old_one = owner->ToWeakClosure([](int n) { return n == 7; });
+  EXPECT_TRUE(owner->HasUsedFlag());
+  EXPECT_TRUE(old_one(7));
+  EXPECT_FALSE(old_one(8));
+  owner->Cancel();
+  EXPECT_FALSE(owner->HasUsedFlag());
+  int runs = 0;
+  std::function<void()> new_one = owner->ToWeakClosure([&] { ++runs; });
+  EXPECT_FALSE(old_one(7));
+  new_one();
+  EXPECT_EQ(runs, 1);
+  owner.reset();
+  new_one();
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
+  Object owner;
+  std::thread other([&] {
+    for (int i = 0; i < 1000; ++i) {
+      owner.Cancel();
+    }
+  });
+  for (int i = 0; i < 1000; ++i) {
+    owner.ToWeakClosure([] {})();
+    owner.HasUsedFlag();
+  }
+  other.join();
+}
+
+TEST(WeakClosure, HoldWhileRunningKeepsTheOwnerForTheRun) {
+  auto owner = std::make_shared<Object>();
+  std::weak_ptr<Object> watch = owner;
+  std::function<bool()> held = HoldWhileRunning(watch, owner->ToWeakClosure([&] {
+    owner.reset();
+    return !watch.expired();
+  }));
+  EXPECT_TRUE(held());
+  EXPECT_TRUE(watch.expired());
+  EXPECT_FALSE(held());
+}
+
+TEST(ZOObject, IsSharedAsWhatItIs) {
+  auto both = std::make_shared<BothPaths>();
+  EXPECT_EQ(both->SharedFromThis<LeftPath>(), both);
+  EXPECT_EQ(both->SharedFromThis<WeakCallbackFlag>(), nullptr);
+  BothPaths by_value;
+  EXPECT_EQ(by_value.SharedFromThis<BothPaths>(), nullptr);
+}
+
+class Signals : public testing::Test {
+ protected:
+  std::function<void(const std::string&)> Note(const std::string& name) {
+    return [this, name](const std::string& text) { calls.push_back(name + text); };
+  }
+  void Emit(const std::string& text) {
+    calls.clear();
+    emitter->Emit(key, text);
+  }
+
+  std::shared_ptr<Object> emitter = std::make_shared<Object>();
+  SignalKeyOf<const std::string&> key = SignalKey(&Object::SIG_Text);
+  std::vector<std::string> calls;
+};
+
+TEST_F(Signals, CallSlotsInOrderOfConnection) {
+  Emit("nobody");
+  Object receiver;
+  emitter->Connect(key, Note("a"));
+  emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
+  emitter->Connect(key, Note("c"));
+  Emit("1");
+  EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
+  receiver.Cancel();
+  Emit("2");
+  EXPECT_THAT(calls, ElementsAre("a2", "c2"));
+  emitter->Emit(SignalKey(&Object::SIG_Number), 3);
+  EXPECT_EQ(calls.size(), 2u);
+}
+
+TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
+  zo_sigslot::connection itself;
+  zo_sigslot::connection later;
+  itself = emitter->Connect(key, [&](const std::string& text) {
+    calls.push_back("self" + text);
+    itself.disconnect();
+    later.disconnect();
+    emitter->Connect(key, Note("new"));
+  });
+  later = emitter->Connect(key, Note("later"));
+  Emit("1");
+  EXPECT_THAT(calls, ElementsAre("self1", "later1"));
+  EXPECT_FALSE(later.connected());
+  Emit("2");
+  EXPECT_THAT(calls, ElementsAre("new2"));
+  emitter->Connect(key, [&](const std::string&) { emitter.reset(); });
+  emitter->Connect(key, Note("last"));
+  Emit("3");
+  EXPECT_THAT(calls, ElementsAre("new3", "last3"));
+  itself.disconnect();
+}
+
+TEST_F(Signals, ExceptionOfASlotEndsTheEmission) {
+  emitter->Connect(key, [](const std::string&) { throw 5; });
+  emitter->Connect(key, Note("after"));
+  EXPECT_THROW(Emit("1"), int);
+  EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(Signals, OneKeyHasOneSignature) {
+  emitter->Connect(key, Note("a"));
+  const SignalKeyOf<int> wrong{key.value};
+  EXPECT_THROW(emitter->Emit(wrong, 1), BadZOAnyCast);
+  EXPECT_THROW(emitter->Connect(wrong, [](int) {}), BadZOAnyCast);
+  EXPECT_THROW(emitter->Disconnect<int>(key.value, 1), BadZOAnyCast);
+  Emit("still");
+  EXPECT_THAT(calls, ElementsAre("astill"));
+}
+
+TEST(SignalFunction, PrintsItsName) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(Object::SIG_Number(3), 0u);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Object::SIG_Number\n");
+  EXPECT_NE(SignalKey(&Object::SIG_Number).value, SignalKey(&Object::SIG_Text).value);
+}
+
+TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 200; ++n) {
+        auto mine = emitter->Connect(key, [](const std::string&) {});
+        emitter->Emit(key, "x");
+        mine.disconnect();
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+}  // namespace
+}  // namespace zo_base

@@ -1,0 +1,71 @@
+#include "base/platform/thread.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <csignal>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+#include "base/platform/thread_for_test.h"
+#include "base/unload_hook.h"
+
+namespace zo_base {
+namespace {
+
+std::set<int> BlockedHere() {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::set<int> blocked;
+  for (int signal = 1; signal < 32; ++signal) {
+    if (sigismember(&mask, signal) == 1) {
+      blocked.insert(signal);
+    }
+  }
+  return blocked;
+}
+
+bool hook_ran = false;
+
+TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
+  const std::set<int> before = BlockedHere();
+  EXPECT_FALSE(IsLibraryThread());
+  EXPECT_EQ(LiveLibraryThreads(), 0);
+  std::set<int> open;
+  char name[16] = "";
+  AtUnload([] { hook_ran = true; });
+  StartThread([&] {
+    EXPECT_TRUE(IsLibraryThread());
+    EXPECT_EQ(LiveLibraryThreads(), 1);
+    EXPECT_NE(CurrentThreadId(), CurrentProcessId());
+    SetCurrentThreadName("http dns manager");
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    const std::set<int> blocked = BlockedHere();
+    for (int signal = 1; signal < 32; ++signal) {
+      if (blocked.count(signal) == 0) {
+        open.insert(signal);
+      }
+    }
+    RunUnloadHooksForTest();
+    EXPECT_FALSE(hook_ran);
+  }).join();
+  EXPECT_STREQ(name, "http dns manage");
+  EXPECT_EQ(open, (std::set<int>{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGKILL,
+                                 SIGSTOP}));
+  EXPECT_EQ(BlockedHere(), before);
+  EXPECT_EQ(LiveLibraryThreads(), 0);
+  RunUnloadHooksForTest();
+  EXPECT_TRUE(hook_ran);
+}
+
+TEST(PlatformThread, TheNthStartFailsOnce) {
+  FailThreadStartForTest(2);
+  StartThread([] {}).join();
+  EXPECT_THROW(StartThread([] {}), std::system_error);
+  StartThread([] {}).join();
+  EXPECT_EQ(LiveLibraryThreads(), 0);
+}
+
+}  // namespace
+}  // namespace zo_base

@@ -1,0 +1,116 @@
+#include "base/timer.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "base/clock.h"
+#include "base/mutex.h"
+#include "base/post_task.h"
+#include "tests/base/loop_fixture.h"
+
+namespace zo_base {
+namespace {
+
+class TimerTest : public LoopFixture {
+ protected:
+  std::function<void()> Note(const std::string& text) {
+    return [this, text] { fired += text; };
+  }
+  // Waits for what a timer has handed on, too.
+  std::string FiredAfter(int64_t ms) {
+    Pass(ms);
+    std::promise<void> handed;
+    PostTo(loop, [&] { handed.set_value(); });
+    EXPECT_TRUE(Arrives(handed.get_future()));
+    return fired;
+  }
+
+  std::string fired;
+  Timer timer{loop};
+};
+
+TEST_F(TimerTest, StartingAgainCancelsTheLastArming) {
+  EXPECT_FALSE(timer.HasUsedFlag());
+  timer.Start(1000, Note("f"), 0);
+  Pass(500);
+  timer.Start(1000, Note("g"), 0);
+  EXPECT_EQ(FiredAfter(999), "");
+  EXPECT_EQ(FiredAfter(1), "g");
+  EXPECT_TRUE(timer.HasUsedFlag());
+  EXPECT_EQ(FiredAfter(5000), "g");
+}
+
+TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelled) {
+  Timer three(loop);
+  Timer endless(loop);
+  timer.Start(100, Note("1"), 1);
+  three.Start(100, Note("3"), 3);
+  endless.StartHandedOn(100, Note("e"), 0xffffffff);
+  for (const char* expected : {"13e", "13e3e", "13e3e3e", "13e3e3ee"}) {
+    EXPECT_EQ(FiredAfter(100), expected);
+  }
+  endless.Cancel();
+  EXPECT_FALSE(endless.HasUsedFlag());
+  EXPECT_EQ(FiredAfter(1000), "13e3e3ee");
+  auto ends = std::make_unique<Timer>(loop);
+  ends->Start(100, Note("x"), 0);
+  ends.reset();
+  EXPECT_EQ(FiredAfter(100), "13e3e3ee");
+}
+
+TEST_F(TimerTest, UsesTheLoopOfTheCallingThread) {
+  Timer own;
+  OnLoop([&] { own.Start(10, Note("a"), 0); });
+  EXPECT_EQ(FiredAfter(10), "a");
+  own.Start(10, Note("b"), 0);  // No loop here: nothing but the cancel of what was before.
+  EXPECT_FALSE(own.HasUsedFlag());
+  own.StartHandedOn(10, Note("b"), 0);
+  EXPECT_EQ(FiredAfter(10), "a");
+}
+
+TEST_F(TimerTest, ADelayPastTheLimitIsCutToIt) {
+  timer.Start(0xffffffff, Note("late"), 0);
+  EXPECT_EQ(FiredAfter(0x7ffffffe), "");
+  EXPECT_EQ(FiredAfter(1), "late");
+}
+
+// The callback takes a lock that is held around posts: run in the walk it would close a circle
+// with the loop's mutex.
+TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
+  Mutex mutex;
+  const auto work = [&] {
+    MutexLock lock(mutex);
+    fired += "w";
+  };
+  timer.StartHandedOn(10, work, 3);
+  clock.Advance(10);
+  for (int i = 0; i < 100; ++i) {
+    MutexLock lock(mutex);
+    thread->PostDelayedTask(0, [] {});
+  }
+  EXPECT_EQ(FiredAfter(0), "w");
+  // Cancelled between the due task and the work that it has handed on.
+  OnLoop([&] {
+    thread->PostDelayedTask(10, [] {});
+    timer.StartHandedOn(10, work, 0);
+    thread->PostDelayedTask(10, [&] { timer.Cancel(); });
+  });
+  EXPECT_EQ(FiredAfter(10), "w");
+}
+
+TEST(ScopedTestClock, StandsUntilItIsSet) {
+  ScopedTestClock clock;
+  const int64_t wall = Clock::WallMs();
+  const int64_t monotonic = Clock::MonotonicMs();
+  clock.Advance(7);
+  EXPECT_EQ(Clock::WallMs(), wall + 7);
+  clock.SetWall(5);
+  EXPECT_EQ(Clock::WallMs(), 5);
+  EXPECT_EQ(Clock::MonotonicMs(), monotonic + 7);
+}
+
+}  // namespace
+}  // namespace zo_base
