@@ -1,0 +1,57 @@
+// A process that returns from main while all workers are in transfers, and never stops the client.
+//   end_in_transfer URL NUMBER_OF_ANSWERS_FIRST [openssl-first] [fork]
+#include <openssl/ssl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "network/http_client.h"
+
+namespace {
+
+std::atomic<int> answers{0};
+std::string* url = nullptr;  // never freed: the workers outlive main
+
+void SendOneMore() {
+  auto request = std::make_shared<KRBASE::network::HttpRequestUser>();
+  request->method = KRBASE::network::kHttpMethodGet;
+  request->url = *url;
+  request->callback = [](KRBASE::network::HttpClient*, const auto&, int32_t) {
+    ++answers;
+    answers.notify_one();
+    SendOneMore();
+  };
+  KRBASE::network::HttpClient::Instance()->Send(request);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const std::string options = count > 3 ? arguments[3] : "";
+  if (options == "openssl-first") {
+    OPENSSL_init_ssl(0, nullptr);
+  }
+  url = new std::string(arguments[1]);
+  KRBASE::network::HttpClient::Instance()->Start();
+  for (int i = 0; i < 16; ++i) {
+    SendOneMore();
+  }
+  const int enough = std::atoi(arguments[2]);
+  for (int seen = answers; seen < enough; seen = answers) {
+    answers.wait(seen);
+  }
+  if (options == "fork") {
+    const pid_t child = fork();
+    if (child == 0) {
+      return 0;
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+  }
+  return 0;
+}

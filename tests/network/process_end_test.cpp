@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "lab/lab.h"
+
+namespace {
+
+// Exit status and all output of a program that ends by itself.
+std::pair<int, std::string> RunProgram(const std::string& command) {
+  std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  std::string output;
+  for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
+    output += static_cast<char>(byte);
+  }
+  return {pclose(pipe), output};
+}
+
+// The lab is in this process, so that only the client's side ends.
+TEST(ProcessEnd, InTransfersNeitherCrashesNorHangsNorPrints) {
+  const lab::Lab lab({lab::HttpsServer("secure").On("/", lab::Answer("fine")),
+                      lab::HttpServer("silent").On("/", lab::Silent()),
+                      lab::HttpsServer("deaf").Listens(lab::Listening::kNoHandshake)});
+  for (const char* options : {"", "openssl-first", "fork"}) {
+    for (int answers = 0; answers < 60; answers += 6) {
+      EXPECT_EQ(RunProgram(END_IN_TRANSFER " " + lab.Url("secure", "/") + " " +
+                           std::to_string(answers) + " " + options),
+                std::pair(0, std::string()))
+          << options << " after " << answers;
+    }
+    for (const char* server : {"silent", "deaf"}) {
+      EXPECT_EQ(RunProgram(END_IN_TRANSFER " " + lab.Url(server, "/") + " 0 " + options),
+                std::pair(0, std::string()))
+          << options << " " << server;
+    }
+  }
+}
+
+}  // namespace
