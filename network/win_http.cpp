@@ -89,9 +89,8 @@ bool CWinHttp::OpenRequest(const std::string& url, bool is_post, const std::stri
   if (request == nullptr) {
     return Fail(kHttpOpenFailed);
   }
-  if (is_https) {
-    request->IgnoreCertificateErrors();
-  }
+  // Of a plain URL too, which may be redirected to https.
+  request->IgnoreCertificateErrors();
   request->AddOrReplaceHeaders(header.ToText());
   if (!request->Send(extra_headers, post_data)) {
     return Fail(request->name_not_resolved() ? kHttpNameNotResolved : kHttpSendFailed);

@@ -60,9 +60,9 @@ TEST(CrackUrl, CountsCharactersAgainstItsBounds) {
     e_acutes += "\xC3\xA9";
     smileys += "\xF0\x9F\x98\x80";
   }
-  EXPECT_TRUE(cracks("a", "/" + e_acutes + e_acutes + "."));
-  EXPECT_TRUE(cracks("a", "/" + smileys + "."));
-  EXPECT_FALSE(cracks("a", "/" + smileys + ".."));
+  EXPECT_TRUE(cracks("a", "/" + e_acutes + e_acutes));
+  EXPECT_TRUE(cracks("a", "/" + smileys));
+  EXPECT_FALSE(cracks("a", "/" + smileys + "."));
 }
 
 TEST(ResolveLocation, Table) {

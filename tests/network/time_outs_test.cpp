@@ -114,8 +114,8 @@ const Stall kStalls[] = {
     {"head_secure", HttpsServer("it").On("/", lab::Silent()), kHttpOpenFailed, 0, kReceiveMs},
     {"dripped_head", HttpServer("it").On("/", lab::Answer("late").HeadDripped(100)),
      kHttpOpenFailed, 0, kReceiveMs},
-    {"body", HttpServer("it").On("/", lab::Answer("ab").InPieces(2, 3600000)), kHttpReadFailed, 200,
-     kReceiveMs},
+    {"body", HttpServer("it").On("/", lab::Answer("ab").InPieces(2, 3600000)), kHttpQueryFailed,
+     200, kReceiveMs},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, StallTest, testing::ValuesIn(kStalls),
