@@ -246,10 +246,11 @@ class IZOSturdyObject {
 // ---------------------------------------------------------------------------------------------
 // The exported functions.
 
-// How long an exit can take, in seconds, if a fetch is in flight: 7 s to connect, 2 s to send and
-// 30 s for the answer, redirects included. To this comes the time that the system's resolver takes
-// for a host name, at most one look-up in a transfer and one beside it. With the resolver
-// configured as usual, a dead name server costs 10 to 20 s each.
+// How long an exit can take, in seconds, with fetches in flight: 7 s to connect, 2 s to send and
+// 30 s for the answer, redirects included. To this come the look-ups of host names by the system's
+// resolver, whose time the library can't bound: one of the transfer itself, and one each if the
+// transfer is redirected at the last moment or a failed URL is being looked into. As resolvers are
+// commonly set up, a look-up without any answer takes 10 to 20 s.
 const int kExitBoundSeconds = 7 + 2 + 30;
 
 // Starts the environment and returns its id, which is 1; there is at most one in a process. If it
@@ -266,7 +267,8 @@ STURDY_EXPORT IZOSturdyObject* GetSturdyObject(int id);
 // Exits the environment, whatever `id` is: the services stop, every thread of the library ends and
 // all pointers that it has handed out become invalid. Nothing is sent or saved. A client needn't
 // call it before the end of the process. From inside the update callback it does nothing but log.
-// Blocks: for transfers in flight, kExitBoundSeconds and the look-ups named there at most.
+// Blocks: for transfers in flight, for kExitBoundSeconds and the look-ups named there at most, and
+// until an update callback that is running has returned.
 STURDY_EXPORT void ExitSturdyEnvironment(int id);
 
 }  // namespace zo_sturdy

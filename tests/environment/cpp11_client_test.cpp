@@ -1,0 +1,47 @@
+// The shared library as a stranger's client sees it, over every kind of transport.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "lab/lab.h"
+#include "lab/lbs_document.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+class Cpp11Client : public testing::TestWithParam<lab::Server> {};
+
+INSTANTIATE_TEST_SUITE_P(Servers, Cpp11Client,
+                         testing::Values(lab::HttpServer("lbs"), lab::HttpServer("lbs").At("::1"),
+                                         lab::HttpsServer("lbs", lab::Certificate::kSelfSigned),
+                                         lab::HttpsServer("lbs", lab::Certificate::kWrongName),
+                                         lab::HttpsServer("lbs", lab::Certificate::kExpired)));
+
+TEST_P(Cpp11Client, GetsItsLinkAddresses) {
+  auto server = GetParam();
+  lab::Lab lab({server.On("/lbs/conf.jsp", lab::Answer(lab::LbsDocument()
+                                                           .Link({"10.0.0.1:1", "[::2]:2"})
+                                                           .LinkDefault({"10.0.0.3:3"})
+                                                           .Lbs("${url:lbs}/lbs/conf.jsp")
+                                                           .Text()))});
+  const TempFolder folder;
+  const std::string command = std::string(CPP11_CLIENT) + " '" + folder.path() + "' '" +
+                              lab.Url("lbs", "/lbs/conf.jsp") + "' 10.0.0.9:9 2>&1";
+  FILE* const client = popen(command.c_str(), "r");
+  ASSERT_NE(client, nullptr);
+  std::string output;
+  std::array<char, 256> piece;
+  while (std::fgets(piece.data(), piece.size(), client)) {
+    output += piece.data();
+  }
+  EXPECT_EQ(pclose(client), 0);
+  EXPECT_EQ(output,
+            "10.0.0.9:9 family 1\n"
+            "code 200\n"
+            "10.0.0.1:1 family 1\n"
+            "[::2]:2 family 2\n");
+}
+
+}  // namespace

@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "base/platform/file.h"
+#include "base/platform/thread.h"
+#include "base/platform/thread_for_test.h"
+#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/environment/environment_manager.h"
+#include "tests/environment/client.h"
+#include "tests/support/log_lines.h"
+
+namespace zo_sturdy {
+namespace {
+
+const std::string kBanner =
+    "\r\n----------------------------------------------------- start "
+    "-----------------------------------------------------";
+
+void ExpectNothingStarted() {
+  for (const int id : {1, 0, 2, -1}) {
+    EXPECT_EQ(GetSturdyObject(id), nullptr);
+  }
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig(), nullptr);
+  EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
+}
+
+TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
+  const TempFolder first;
+  const TempFolder second;
+  ExpectNothingStarted();
+  EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(first.path(), "token")), 1);
+  IZOSturdyObject* const object = GetSturdyObject(1);
+  EXPECT_NE(object, nullptr);
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "token");
+
+  EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(second.path(), "other")), 1);
+  EXPECT_EQ(GetSturdyObject(1), object);
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "token");
+  EXPECT_FALSE(zo_base::FolderExists(second.File("sturdy_comp")));
+
+  ExitSturdyEnvironment(7);  // Ends everything, whatever the id.
+  ExpectNothingStarted();
+  EXPECT_EQ(LogLines(first.path()).With("- start -"), Messages({kBanner, kBanner}));
+
+  EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(second.path())), 1);
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "");
+  ExitSturdyEnvironment(1);
+  EXPECT_EQ(LogLines(second.path()).With("- start -").size(), 2u);
+  EXPECT_EQ(LogLines(first.path()).With("- start -").size(), 2u);
+}
+
+TEST(EnvironmentLifecycle, ExitWithoutAStart) {
+  for (const int id : {1, 0, 1}) {
+    ExitSturdyEnvironment(id);
+    ExpectNothingStarted();
+  }
+}
+
+// Each thread that a start makes is denied in turn, until a start needs no more of them.
+TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
+  const TempFolder folder;
+  int failures = 0;
+  for (bool passed = false; !passed; failures += !passed) {
+    zo_base::FailThreadStartForTest(failures + 1);
+    try {
+      EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
+      passed = true;
+    } catch (const std::system_error&) {
+      ExpectNothingStarted();
+    }
+    zo_base::FailThreadStartForTest(0);
+    EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
+    ExitSturdyEnvironment(1);
+    ExpectNothingStarted();
+  }
+  EXPECT_GE(failures, 13) << "twelve workers and the agent's thread";
+}
+
+TEST(EnvironmentLifecycle, StartsAndExitsOfManyThreadsRunOneAfterTheOther) {
+  const TempFolder folder;
+  std::vector<std::thread> clients;
+  for (int client = 0; client < 4; ++client) {
+    clients.emplace_back([&folder, client] {
+      for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
+        GetSturdyObject(1);
+        ExitSturdyEnvironment(client % 2 ? 1 : 7);
+      }
+    });
+  }
+  for (auto& client : clients) {
+    client.join();
+  }
+  ExpectNothingStarted();
+}
+
+// The end of a process with everything running: no crash, no wait, not a word.
+TEST(EnvironmentLifecycleDeathTest, EndOfTheProcessWithoutAnExit) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const TempFolder folder;
+  const auto end_with_all_running = [&] {
+    StartSturdyEnvironment(EnvironmentSettings(folder.path(), "token"));
+    auto* const service = GetSturdyObject(1)->GetLBSService();
+    service->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
+    std::exit(Link(*service) == "localhost:1" ? 0 : 1);
+  };
+  EXPECT_EXIT(end_with_all_running(), testing::ExitedWithCode(0), testing::Eq(""));
+}
+
+}  // namespace
+}  // namespace zo_sturdy
