@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
-#include <cerrno>
 #include <utility>
 
 #include "lab/certificate.h"
@@ -77,18 +76,21 @@ void Host::AcceptNext() {
 
 // By hand, since the library's accept leaves the descriptor open across an exec.
 void Host::AcceptAll() {
-  const int fd =
-      accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (fd >= 0) {
+  for (;;) {
+    const int fd =
+        accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0) {
+      break;
+    }
     tcp::socket socket(io_);
     socket.assign(port_.is_v6() ? tcp::v6() : tcp::v4(), fd);
     const auto connection = Connection::Make(std::move(socket), desk_);
-    connections_.erase(std::remove_if(connections_.begin(), connections_.end(),
-                                      [](const auto& weak) { return weak.expired(); }),
-                       connections_.end());
     connections_.push_back(connection);
     connection->Begin();
   }
+  connections_.erase(std::remove_if(connections_.begin(), connections_.end(),
+                                    [](const auto& weak) { return weak.expired(); }),
+                     connections_.end());
   AcceptNext();
 }
 

@@ -12,8 +12,10 @@
 namespace lab {
 namespace {
 
-// A loopback connection is made within the connect call; one that isn't there by then was dropped.
+// A loopback connection is made within the connect call, however busy the machine is; one that
+// isn't there by then was dropped. The first one can't be.
 constexpr int kProbeMs = 50;
+constexpr int kFirstFillerMs = 5000;
 // The shortest queue takes one or two connections; this is only the end of a loop.
 constexpr int kMostFillers = 64;
 
@@ -104,7 +106,8 @@ std::vector<Descriptor> LoopbackPort::FillQueue() const {
     Descriptor fd = MakeSocket();
     if (connect(fd.get(), Address(), AddressSize()) != 0) {
       pollfd wait{fd.get(), POLLOUT, 0};
-      if (errno != EINPROGRESS || poll(&wait, 1, kProbeMs) == 0) {
+      const int limit_ms = fillers.empty() ? kFirstFillerMs : kProbeMs;
+      if (errno != EINPROGRESS || poll(&wait, 1, limit_ms) == 0) {
         break;
       }
     }

@@ -3,9 +3,11 @@
 #include <climits>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 #include <utility>
 
 #include "lab/scenario.h"
@@ -31,7 +33,7 @@ class Node {
   void ExpectKeys(std::initializer_list<const char*> allowed, const std::string& of_what) const {
     ExpectObject();
     for (const auto& [name, child] : value_.items()) {
-      if (std::none_of(allowed.begin(), allowed.end(), [&](const char* a) { return name == a; })) {
+      if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
         Node(child, Below(name)).Fail("is no key of " + of_what + ".");
       }
     }
@@ -315,12 +317,32 @@ std::string Place(std::string_view text, size_t byte) {
          ", column " + std::to_string(column + 1);
 }
 
+// The parser would keep the first of two equal keys without a word.
+class EqualKeys {
+ public:
+  bool operator()(int, Json::parse_event_t event, const Json& value) {
+    if (event == Json::parse_event_t::object_start) {
+      open_.emplace_back();
+    } else if (event == Json::parse_event_t::object_end) {
+      open_.pop_back();
+    } else if (event == Json::parse_event_t::key &&
+               !open_.back().insert(value.get<std::string>()).second) {
+      throw ScenarioError(value.get<std::string>() + ": stands twice in one object.");
+    }
+    return true;
+  }
+
+ private:
+  std::vector<std::set<std::string>> open_;  // one per object that isn't closed yet
+};
+
 }  // namespace
 
 Scenario Scenario::Parse(std::string_view json_text) {
   Json json;
   try {
-    json = Json::parse(json_text);
+    EqualKeys equal_keys;
+    json = Json::parse(json_text, std::ref(equal_keys));
   } catch (const Json::parse_error& error) {
     throw ScenarioError("scenario: is no JSON, from " + Place(json_text, error.byte) + " on.");
   }
@@ -338,11 +360,13 @@ Scenario Scenario::Parse(std::string_view json_text) {
 
 Scenario Scenario::ParseFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file.good() && !file.eof()) {
+  file.peek();  // opening a folder succeeds, reading it doesn't
+  if (!file.is_open() || file.bad()) {
     throw ScenarioError(path + ": can't be read (" + std::strerror(errno) + ").");
   }
-  return Parse(text);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return Parse(text.str());
 }
 
 }  // namespace lab

@@ -2,7 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <future>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -16,7 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::AnyOf;
-using testing::ElementsAre;
 
 constexpr auto kLimit = 10s;
 
@@ -100,7 +100,6 @@ INSTANTIATE_TEST_SUITE_P(Lab, FaultTest,
                                   (std::get<1>(test.param) ? "_https" : "_http");
                          });
 
-// Three servers at once, so that one test covers both families and an unusual address.
 class ListeningTest : public testing::TestWithParam<const char*> {};
 
 INSTANTIATE_TEST_SUITE_P(Lab, ListeningTest, testing::Values("127.0.0.1", "127.8.7.6", "::1"),
@@ -190,7 +189,13 @@ TEST(LabTest, StopsAndComesBackOnTheSamePort) {
   EXPECT_EQ(Fetch(lab.Url("two"), {200}).code, CURLE_OPERATION_TIMEDOUT);
 }
 
+size_t CountDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
 TEST(LabTest, EndsPromptlyWhateverItsConnectionsDo) {
+  const size_t before = CountDescriptors();
   auto lab = std::make_unique<Lab>(
       Scenario({HttpServer("it")
                     .On("/silent", Silent())
@@ -211,6 +216,8 @@ TEST(LabTest, EndsPromptlyWhateverItsConnectionsDo) {
   const auto begin = std::chrono::steady_clock::now();
   lab.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+  clients.clear();
+  EXPECT_EQ(CountDescriptors(), before);
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
       {R"({"servers":[{"name":"u:v"}]})",
        "servers[0].name: must be a text without \":\" and \"}\"."},
       {R"({"servers":[{"name":"a"},{"name":"a"}]})", "servers[1].name: \"a\" is taken already."},
+      {WithServer(R"("port":1,"port":2)"), "port: stands twice in one object."},
       {WithServer(R"("ports":1)"), server + ".ports: is no key of a server."},
       {WithServer(R"("scheme":"ftp")"),
        server + R"(.scheme: must be one of "http", "https", not "ftp".)"},
@@ -111,6 +112,7 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
     EXPECT_EQ(WhyNot(bad.text), bad.why) << bad.text;
   }
   EXPECT_THROW(Scenario::ParseFile("/nowhere/scenario.json"), ScenarioError);
+  EXPECT_THROW(Scenario::ParseFile("/"), ScenarioError);
 }
 
 TEST(ScenarioTest, EachKeyReachesItsField) {
