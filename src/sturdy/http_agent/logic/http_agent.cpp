@@ -137,7 +137,7 @@ void HttpAgent::InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& reque
                  << " time_out:" << request.time_out << " use http dns:" << request.use_http_dns;
   ZO_LOG(LV_APP) << "[multiple]" << URLListText(request.urls);
   if (!request.urls.empty()) {
-    owned.release();  // its own from here on
+    (void)owned.release();  // its own from here on
   }
   helper->InvokeRequest();
 }
