@@ -9,6 +9,8 @@
 
 namespace zo_sturdy {
 
+struct LBSSettings;
+
 // What an LBS document says, taken from its member "common". Every member is optional; one that
 // has another type than it should counts as missing. Texts are empty where the document has none.
 struct LBSDocument {
@@ -39,7 +41,6 @@ bool IsCompleteLBSDocument(const std::string& body);
 std::vector<std::string> ReadTextList(const std::string& json_text);
 
 // What a server would have sent that knows no more than the settings and the built-in values.
-struct LBSSettings;
 std::string BuildDefaultLBSDocument(const LBSSettings& settings);
 
 }  // namespace zo_sturdy

@@ -99,6 +99,10 @@ bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int
 void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
                                           const std::string& request_token, bool success,
                                           const std::string& body) {
+  const zo_base::MutexLock lock(finish_mutex_);
+  if (posts_ == Posts::kNoMore) {
+    return;
+  }
   const std::string token = CurrentToken();
   ZO_LOG(LV_APP) << "[lbs] Update LBS complete current business token :" << token
                  << " request business token:" << request_token;

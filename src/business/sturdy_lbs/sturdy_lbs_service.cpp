@@ -94,6 +94,7 @@ void ZOSturdyLBSServiceImpl::StartThread() {
 
 void ZOSturdyLBSServiceImpl::RequestStop() {
   posts_ = Posts::kNoMore;
+  { const zo_base::MutexLock applied(finish_mutex_); }
   updatting_lbs_ = false;
   BaseThread::RequestStop();
 }

@@ -30,8 +30,9 @@ namespace zo_sturdy {
 // tells good answers from bad ones and FinishUpdate applies the outcome (both on the thread that
 // carries the request); CallClient (own thread) tells the client. There is no periodic refresh.
 //
-// Threads: any for the client's slots. Lock order: `hosts_mutex_`, then the configuration's mutex.
-//          Nothing on the way from a change of the token takes `hosts_mutex_`.
+// Threads: any for the client's slots. Lock order: `finish_mutex_`, `hosts_mutex_`, then the
+//          configuration's mutex. Nothing on the way from a change of the token takes the first
+//          two.
 // Owner:   a shared_ptr of the environment's object. Closures that run on foreign threads hold the
 //          service for their run; those for its own thread never do, since the last owner may not
 //          be dropped there.
@@ -62,7 +63,9 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   void HoldLinkAddress(const char* ip, int16_t port) override;
   void GetMsgStatInfo(char* out) override;
 
-  // BaseThread: ends the taking of updates as well, and whoever waits for one.
+  // BaseThread: ends the taking of updates as well, and whoever waits for one. A document that is
+  // being applied is waited for and none is applied from then on, so that a next service has the
+  // cache file to itself.
   void RequestStop() override;
 
   // Starts a fetch; with `force` also beside a running one. Ignored while the service's thread
@@ -98,7 +101,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   bool JudgeResponse(const std::string& request_token, int32_t index, int32_t code,
                      const std::string& body, bool& need_statistic);
   void FinishUpdate(net::AddressFamily family, const std::string& request_token, bool success,
-                    const std::string& body);
+                    const std::string& body) ZO_EXCLUDES(finish_mutex_);
   void CallClient(bool success);
 
   // one document: steps of ParseLBSResponse
@@ -123,6 +126,8 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   // first callback.
   std::atomic<bool> serving_{false};
   std::atomic<Posts> posts_{Posts::kNotYet};
+  // Held while the outcome of a fetch is applied.
+  zo_base::Mutex finish_mutex_;
   zo_base::OnceFlag start_once_;
   std::vector<zo_sigslot::connection> connections_;
 };
