@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sturdy/sturdy.h"
+#include "tools/sturdyctl/client_options.h"
+#include "tools/sturdyctl/log_tail.h"
+
+namespace sturdyctl {
+
+// One answer of GetLinkAddress. `from_default` is read from the line that the call left in the
+// log, since the call itself doesn't tell.
+struct LinkAnswer {
+  std::string host;
+  uint16_t port = 0;
+  net::AddressFamily family = net::kIPFamilyAny;
+  bool from_default = false;
+
+  std::string HostPort() const { return host + ":" + std::to_string(port); }
+};
+
+const char* FamilyName(net::AddressFamily family);
+
+// The "link" list of an LBS document, empty if the text is none.
+std::vector<std::string> LinkList(const std::string& document);
+
+// A running environment with its LBS service, from construction to destruction. Its files stay,
+// also in a temporary folder: the log is there to be read afterwards.
+// Threads: one; the update callback comes on the service's thread.
+// Owner:   the command. At most one at a time, as there is one environment in a process.
+// Errors:  throws UsageError for settings that don't fit, std::runtime_error if nothing starts.
+class Client {
+ public:
+  using UpdateCallback = std::function<void(int code, const std::string& document)>;
+
+  explicit Client(const ClientOptions& options, UpdateCallback on_update = nullptr);
+  ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  zo_sturdy::IZOSturdyObject& object() { return *object_; }
+  zo_sturdy::IZOSturdyLBSService& service() { return *service_; }
+  const std::string& log_path() const { return log_.path(); }
+  LogTail& log() { return log_; }
+
+  LinkAnswer NextLink(net::AddressFamily family);
+  std::string Document();
+
+ private:
+  const std::string data_folder_;
+  LogTail log_;
+  zo_sturdy::IZOSturdyObject* object_ = nullptr;
+  zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
+};
+
+}  // namespace sturdyctl

@@ -1,0 +1,83 @@
+#include "tools/sturdyctl/client_options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstring>
+
+#include "tools/sturdyctl/usage_error.h"
+
+namespace sturdyctl {
+
+namespace {
+
+template <size_t kSize>
+void Fill(char (&field)[kSize], const std::string& text, const std::string& option) {
+  if (text.size() >= kSize) {
+    throw UsageError(option + " takes at most " + std::to_string(kSize - 1) + " bytes, and " +
+                     std::to_string(text.size()) + " were given.");
+  }
+  std::memcpy(field, text.data(), text.size());
+}
+
+template <size_t kRows, size_t kSize>
+void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts, size_t first,
+              const std::string& option) {
+  for (size_t i = first; i < texts.size(); ++i) {
+    if (i - first >= kRows) {
+      throw UsageError(option + " can be given " + std::to_string(kRows + first) +
+                       " times at most.");
+    }
+    Fill(rows[i - first], texts[i], option);
+  }
+}
+
+}  // namespace
+
+void ClientOptions::AddTo(CLI::App& command) {
+  command.add_option("--lbs", lbs_urls, "URL of an LBS server, up to 6, in the order of trial")
+      ->allow_extra_args(false);
+  command.add_option("--token", token, "The application's key; without one nothing is fetched");
+  command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
+  command.add_option("--sdk-version", sdk_version, "Version text of the client");
+  command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
+  command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
+  command.add_option("--default-link", default_links, "host:port of a default link, up to 5")
+      ->allow_extra_args(false);
+  command.add_option("--family", family, "Address family wanted: any, v4 or v6")
+      ->check(CLI::IsMember({"any", "v4", "v6"}));
+  command.add_option("--data", data_folder,
+                     "Folder of cache and log, (a new one under /tmp if not given)");
+}
+
+net::AddressFamily ClientOptions::Family() const {
+  if (family == "v4") {
+    return net::kIPFamilyV4;
+  }
+  return family == "v6" ? net::kIPFamilyV6 : net::kIPFamilyAny;
+}
+
+zo_sturdy::_ZOSturdyEnvironmentSettings ClientOptions::EnvironmentRecord(
+    const std::string& data_path) const {
+  zo_sturdy::_ZOSturdyEnvironmentSettings record = {};
+  Fill(record.business, business, "--business");
+  Fill(record.business_token, token, "--token");
+  Fill(record.sdk_version_text, sdk_version, "--sdk-version");
+  Fill(record.data_path, data_path, "--data");
+  return record;
+}
+
+zo_sturdy::_ZOSturdyLBSSettings ClientOptions::LbsRecord() const {
+  zo_sturdy::_ZOSturdyLBSSettings record = {};
+  record.enable =
+      !lbs_urls.empty() || !default_v4.empty() || !default_v6.empty() || !default_links.empty();
+  if (!lbs_urls.empty()) {
+    Fill(record.lbs_url, lbs_urls[0], "--lbs");
+    FillRows(record.lbs_backup_urls, lbs_urls, 1, "--lbs");
+  }
+  Fill(record.default_link_v4, default_v4, "--default-v4");
+  Fill(record.default_link_v6, default_v6, "--default-v6");
+  FillRows(record.default_link_list, default_links, 0, "--default-link");
+  record.address_family = Family();
+  return record;
+}
+
+}  // namespace sturdyctl

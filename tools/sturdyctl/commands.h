@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "tools/sturdyctl/client_options.h"
+
+namespace sturdyctl {
+
+// Each command returns the exit code of the process. UsageError leaves with a sentence and 2.
+
+// Prints `count` link addresses, each with whether it came from the list or is a default.
+int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json);
+
+// Prints each update and each change of the list until Ctrl-C.
+int RunWatch(const ClientOptions& options, bool json);
+
+// Plays a scenario file and prints each request until Ctrl-C.
+int RunServe(const std::string& scenario_path);
+
+// Tells the story of a client whose servers fail; 0 only if each step came out as told.
+int RunDemo();
+
+}  // namespace sturdyctl

@@ -1,0 +1,82 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <string>
+
+#include "tools/sturdyctl/client_options.h"
+#include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/usage_error.h"
+
+namespace {
+
+constexpr char kExitCodes[] =
+    "Exit codes: 0 done, 1 failed, 2 the command line or a file of it can't be used.";
+
+constexpr char kLinkFields[] =
+    "JSON: {\"links\": [{\"host\", \"port\", \"family\": any|v4|v6, \"source\": list|default,\n"
+    "       \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n";
+
+constexpr char kWatchFields[] =
+    "JSON, one object a line: {\"event\": \"update\", \"code\": 200 or 0} after each fetch,\n"
+    "       {\"event\": \"list\", \"links\": [\"host:port\"]} when the list has changed\n";
+
+int Run(int argc, char** argv) {
+  CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
+  app.require_subcommand(1);
+  app.footer(kExitCodes);
+
+  std::function<int()> chosen;
+  sturdyctl::ClientOptions options;
+  bool json = false;
+
+  auto* link = app.add_subcommand("link", "Print link addresses of one client");
+  int count = 1;
+  bool wait = false;
+  link->add_option("--count", count, "How many addresses")->check(CLI::Range(1, 100000));
+  link->add_flag("--wait", wait, "Ask after the first fetch has ended, not at once");
+  link->add_flag("--json", json, "Print one JSON object");
+  options.AddTo(*link);
+  link->footer(std::string(kLinkFields) + kExitCodes);
+  link->callback([&] { chosen = [&] { return sturdyctl::RunLink(options, count, wait, json); }; });
+
+  auto* watch = app.add_subcommand("watch", "Print updates and changes of the list until Ctrl-C");
+  watch->add_flag("--json", json, "Print one JSON object a line");
+  options.AddTo(*watch);
+  watch->footer(std::string(kWatchFields) + kExitCodes);
+  watch->callback([&] { chosen = [&] { return sturdyctl::RunWatch(options, json); }; });
+
+  auto* serve = app.add_subcommand("serve", "Play a scenario of loopback servers until Ctrl-C");
+  std::string scenario;
+  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")->required();
+  serve->footer(kExitCodes);
+  serve->callback([&] { chosen = [&] { return sturdyctl::RunServe(scenario); }; });
+
+  auto* demo = app.add_subcommand("demo", "Tell how a client keeps its answer while servers fail");
+  demo->footer(kExitCodes);
+  demo->callback([&] { chosen = [] { return sturdyctl::RunDemo(); }; });
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "sturdyctl: %s\n", error.what());
+    return sturdyctl::kExitUsage;
+  }
+  return chosen();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const sturdyctl::UsageError& error) {
+    std::fprintf(stderr, "sturdyctl: %s\n", error.what());
+    return sturdyctl::kExitUsage;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "sturdyctl: %s\n", error.what());
+    return sturdyctl::kExitFailed;
+  }
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace sturdyctl {
+
+// A command line that can't be carried out. what() is one sentence for the user; exit code 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+}  // namespace sturdyctl
