@@ -119,9 +119,9 @@ LinkAnswer Client::NextLink(net::AddressFamily family) {
   return answer;
 }
 
-std::string Client::Document() {
+std::string Client::Document(bool settled) {
   const auto out = std::make_unique<char[]>(zo_sturdy::kLBSResponseBufferSize);
-  service_->GetLBSResponse(true, out.get());
+  service_->GetLBSResponse(!settled, out.get());
   return out.get();
 }
 

@@ -49,7 +49,9 @@ class Client {
   LogTail& log() { return log_; }
 
   LinkAnswer NextLink(net::AddressFamily family);
-  std::string Document();
+  // The active document; with `settled` only once no fetch is under way. The update callback comes
+  // a moment before a fetch is over, and an update asked for in that moment is dropped.
+  std::string Document(bool settled = false);
 
  private:
   const std::string data_folder_;

@@ -149,7 +149,7 @@ class Demo {
   }
 
   std::string FailOver() {
-    const Updates::Update update = updates_.WaitFor(1);
+    const Updates::Update update = WaitForUpdate(1);
     const std::chrono::duration<double, std::milli> passed =
         std::chrono::steady_clock::now() - started_;
     Expect("the code of the update", "200", std::to_string(update.code));
@@ -186,7 +186,7 @@ class Demo {
       ExpectNext(link, false);
     }
     ExpectNext("192.0.2.99:8099", true);
-    const Updates::Update update = updates_.WaitFor(2);
+    const Updates::Update update = WaitForUpdate(2);
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the third default caused one request", lab_.RequestsOf("good").size() == requests + 1);
     return "the third default handed out caused a fetch, answered by the document's own URL";
@@ -199,7 +199,7 @@ class Demo {
     client_->service().Update(net::kIPFamilyAny);
     Expect("the fetch is under way", lab_.WaitForHeld("late", 1, kPatience));
     client_->object().SetBusinessToken("second-key");
-    const Updates::Update update = updates_.WaitFor(3);
+    const Updates::Update update = WaitForUpdate(3);
     Expect("the new list", Join(kSecondList), Join(update.links));
     const std::string query = lab_.RequestsOf("good").back().query;
     Expect("the key of the new request", "k=second-key", query.substr(0, query.find('&')));
@@ -233,6 +233,13 @@ class Demo {
                   "a new process answers %s from the cache, %.1f ms after its start",
                   kSecondList[0].c_str(), link.at("after_ms").get<double>());
     return told;
+  }
+
+  Updates::Update WaitForUpdate(size_t count) {
+    Updates::Update update = updates_.WaitFor(count);
+    Expect("the document that was announced", Join(update.links),
+           Join(LinkList(client_->Document(true))));
+    return update;
   }
 
   void WaitForLog(const std::string& text) {
