@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
 #include "net/canon_output.h"
 
@@ -102,8 +103,12 @@ bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], si
   constexpr ptrdiff_t kMaxGroupDigits = 4;
   const char* const start = p;
   unsigned group = 0;
-  for (; p != end && DigitValue(*p) != kNoDigit; ++p) {
-    group = group << 4 | DigitValue(*p);
+  for (; p != end; ++p) {
+    const unsigned digit = DigitValue(*p);
+    if (digit == kNoDigit) {
+      break;
+    }
+    group = group << 4 | digit;
   }
   if (p == end || *p == ':') {
     if (p == start || p - start > kMaxGroupDigits || written == kV6Bytes) {
@@ -125,10 +130,9 @@ bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], si
   return true;
 }
 
-// The text between the brackets.
-bool ParseV6(const char* p, const char* end, uint8_t (&address)[kV6Bytes]) {
+// The text between the brackets. `bytes` is written to on a failure too.
+bool ParseV6(const char* p, const char* end, uint8_t (&bytes)[kV6Bytes]) {
   constexpr size_t kNone = kV6Bytes + 1;
-  uint8_t bytes[kV6Bytes];
   size_t written = 0;
   size_t contraction = kNone;  // the bytes that stand before it
   if (end - p < 2) {
@@ -158,24 +162,45 @@ bool ParseV6(const char* p, const char* end, uint8_t (&address)[kV6Bytes]) {
     }
   }
   if (contraction == kNone) {
-    if (written != kV6Bytes) {
-      return false;
-    }
-    contraction = kV6Bytes;
-  } else if (written + 2 > kV6Bytes) {
+    return written == kV6Bytes;
+  }
+  if (written + 2 > kV6Bytes) {
     return false;
   }
-  const size_t behind = written - contraction;
-  std::memset(address, 0, kV6Bytes);
-  std::memcpy(address, bytes, contraction);
-  std::memcpy(address + kV6Bytes - behind, bytes + contraction, behind);
+  std::copy_backward(bytes + contraction, bytes + written, bytes + kV6Bytes);
+  std::fill_n(bytes + contraction, kV6Bytes - written, uint8_t{0});
   return true;
+}
+
+// The short way for the form that nearly all addresses have: four decimal numbers without leading
+// zeros. False leaves the text to the parsers above.
+bool ReadDottedQuad(const char* p, const char* end, uint8_t* address) {
+  constexpr ptrdiff_t kMaxDigits = 3;
+  for (size_t i = 0; i < kV4Bytes; ++i) {
+    const char* const start = p;
+    unsigned number = 0;
+    while (p != end && *p >= '0' && *p <= '9' && p - start < kMaxDigits) {
+      number = number * 10 + static_cast<unsigned>(*p++ - '0');
+    }
+    if (p == start || (*start == '0' && p - start > 1) || number > 0xff) {
+      return false;
+    }
+    address[i] = static_cast<uint8_t>(number);
+    if (i + 1 < kV4Bytes && (p == end || *p++ != '.')) {
+      return false;
+    }
+  }
+  return p == end;
 }
 
 Literal ReadLiteral(std::string_view text) {
   Literal literal;
   const char* begin = text.data();
   const char* end = begin + text.size();
+  if (ReadDottedQuad(begin, end, literal.bytes)) {
+    literal.family = kIPFamilyV4;
+    return literal;
+  }
   if (text.find(':') == std::string_view::npos) {
     uint8_t address[kV4Bytes];
     int count = 0;
@@ -289,8 +314,13 @@ IPv4ParseResult ParseIPv4Text(const char* text, const url::URLRange& range, uint
 
 bool ParseIPv6Text(const char* text, const url::URLRange& range, uint8_t (&address)[16]) {
   const char* const begin = text + range.begin;
-  return range.len >= 2 && begin[0] == '[' && begin[range.len - 1] == ']' &&
-         ParseV6(begin + 1, begin + range.len - 1, address);
+  uint8_t bytes[kV6Bytes];
+  if (range.len < 2 || begin[0] != '[' || begin[range.len - 1] != ']' ||
+      !ParseV6(begin + 1, begin + range.len - 1, bytes)) {
+    return false;
+  }
+  std::copy(std::begin(bytes), std::end(bytes), address);
+  return true;
 }
 
 AddressFamily AddressFamilyOf(const IPBytes& address) {

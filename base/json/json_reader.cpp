@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,6 +17,8 @@ constexpr int kMaxDepth = 200;             // bounds the recursion of reading, d
 constexpr ptrdiff_t kMaxInteger = 9;       // characters of the longest number that stays an integer
 constexpr ptrdiff_t kMaxExactDigits = 18;  // decimal digits that any 64-bit integer can take
 
+constexpr size_t kFirstElements = 4;  // spares an array its first steps of growth
+
 // Bytes of a string that stand for themselves. A NUL is none, so that a scan stops at the end of
 // the input without a test of its own.
 constexpr std::array<bool, 256> kPlainBytes = [] {
@@ -29,9 +29,14 @@ constexpr std::array<bool, 256> kPlainBytes = [] {
   return plain;
 }();
 
-bool IsPlain(char c) {
-  return kPlainBytes[static_cast<unsigned char>(c)];
+// The first byte from `p` on that isn't plain.
+const char* SkipPlain(const char* p) {
+  while (kPlainBytes[static_cast<unsigned char>(*p)]) {
+    ++p;
+  }
+  return p;
 }
+
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -43,38 +48,6 @@ bool IsHighSurrogate(int32_t unit) {
 }
 bool IsLowSurrogate(int32_t unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-// A character for an error text. Bytes from 0x80 up are negative, and so shown by number alone.
-std::string Describe(char c) {
-  const auto byte = static_cast<signed char>(c);
-  char text[12];
-  if (byte < 32) {
-    std::snprintf(text, sizeof(text), "(%d)", byte);
-  } else {
-    std::snprintf(text, sizeof(text), "'%c' (%d)", byte, byte);
-  }
-  return text;
-}
-
-// Writes a code point as UTF-8; a lone surrogate as if it were a character, and -1 as nothing.
-void EncodeUtf8(int32_t point, std::string& out) {
-  const auto continuation = [point](int shift) {
-    return static_cast<char>(0x80 | ((point >> shift) & 0x3F));
-  };
-  if (point < 0) {
-    return;
-  }
-  if (point < 0x80) {
-    out += static_cast<char>(point);
-  } else if (point < 0x800) {
-    out += {static_cast<char>(0xC0 | (point >> 6)), continuation(0)};
-  } else if (point < 0x10000) {
-    out += {static_cast<char>(0xE0 | (point >> 12)), continuation(6), continuation(0)};
-  } else {
-    out += {static_cast<char>(0xF0 | (point >> 18)), continuation(12), continuation(6),
-            continuation(0)};
-  }
 }
 
 // The value of a hexadecimal digit, or -1.
@@ -129,7 +102,7 @@ Json JsonReader::ReadDocument(std::string& err) {
   Json result = parse_json(0);
   consume_garbage();
   if (!failed_ && position_ != end_) {
-    fail("unexpected trailing " + Describe(*position_));
+    fail("unexpected trailing " + DescribeCharacter(*position_));
   }
   err = std::move(error_);
   return failed_ ? Json() : result;
@@ -219,7 +192,7 @@ Json JsonReader::parse_json(int depth) {
         --position_;
         return parse_number();
       }
-      return fail("expected value, got " + Describe(ch));
+      return fail("expected value, got " + DescribeCharacter(ch));
   }
 }
 
@@ -231,7 +204,7 @@ Json JsonReader::parse_object(int depth) {
   }
   while (true) {
     if (ch != '"') {
-      return fail("expected '\"' in object, got " + Describe(ch));
+      return fail("expected '\"' in object, got " + DescribeCharacter(ch));
     }
     std::string key = parse_string();
     if (failed_) {
@@ -239,7 +212,7 @@ Json JsonReader::parse_object(int depth) {
     }
     ch = get_next_token();
     if (ch != ':') {
-      return fail("expected ':' in object, got " + Describe(ch));
+      return fail("expected ':' in object, got " + DescribeCharacter(ch));
     }
     Json value = parse_json(depth + 1);
     if (failed_) {
@@ -252,7 +225,7 @@ Json JsonReader::parse_object(int depth) {
       return {std::move(members)};
     }
     if (ch != ',') {
-      return fail("expected ',' in object, got " + Describe(ch));
+      return fail("expected ',' in object, got " + DescribeCharacter(ch));
     }
     ch = get_next_token();
   }
@@ -264,6 +237,7 @@ Json JsonReader::parse_array(int depth) {
   if (ch == ']') {
     return {std::move(values)};
   }
+  values.reserve(kFirstElements);
   while (!failed_) {
     --position_;
     values.push_back(parse_json(depth + 1));
@@ -275,7 +249,7 @@ Json JsonReader::parse_array(int depth) {
       return {std::move(values)};
     }
     if (ch != ',') {
-      return fail("expected ',' in list, got " + Describe(ch));
+      return fail("expected ',' in list, got " + DescribeCharacter(ch));
     }
     get_next_token();
   }
@@ -309,7 +283,7 @@ Json JsonReader::parse_number() {
       whole = whole * 10 + static_cast<uint64_t>(*position_ - '0');
     }
   } else {
-    return fail("invalid " + Describe(*position_) + " in number");
+    return fail("invalid " + DescribeCharacter(*position_) + " in number");
   }
 
   if (*position_ != '.' && *position_ != 'e' && *position_ != 'E' &&
@@ -342,7 +316,7 @@ Json JsonReader::parse_number() {
 // until it is known whether its other half follows.
 std::string JsonReader::parse_string() {
   const char* run = position_;
-  position_ = std::find_if_not(position_, end_, IsPlain);
+  position_ = SkipPlain(position_);
   std::string text(run, position_);
   int32_t held_unit = -1;
   while (true) {
@@ -352,20 +326,20 @@ std::string JsonReader::parse_string() {
     }
     const char ch = *position_++;
     if (ch == '"') {
-      EncodeUtf8(held_unit, text);
+      AppendUtf8(text, held_unit);
       return text;
     }
     if (ch != '\\') {
-      fail("unescaped " + Describe(ch) + " in string");
+      fail("unescaped " + DescribeCharacter(ch) + " in string");
       return {};
     }
     if (!parse_escape(text, held_unit)) {
       return {};
     }
     run = position_;
-    position_ = std::find_if_not(position_, end_, IsPlain);
+    position_ = SkipPlain(position_);
     if (run != position_) {
-      EncodeUtf8(std::exchange(held_unit, -1), text);
+      AppendUtf8(text, std::exchange(held_unit, -1));
       text.append(run, position_);
     }
   }
@@ -381,10 +355,10 @@ bool JsonReader::parse_escape(std::string& text, int32_t& held_unit) {
   if (ch == 'u') {
     const int32_t unit = parse_code_unit();
     if (IsHighSurrogate(held_unit) && IsLowSurrogate(unit)) {
-      EncodeUtf8((((held_unit - 0xD800) << 10) | (unit - 0xDC00)) + 0x10000, text);
+      AppendUtf8(text, (((held_unit - 0xD800) << 10) | (unit - 0xDC00)) + 0x10000);
       held_unit = -1;
     } else {
-      EncodeUtf8(held_unit, text);
+      AppendUtf8(text, held_unit);
       held_unit = unit;
     }
     return !failed_;
@@ -393,10 +367,10 @@ bool JsonReader::parse_escape(std::string& text, int32_t& held_unit) {
   constexpr std::string_view kMeanings = "\b\f\n\r\t\"/\\";
   const size_t index = kEscapes.find(ch);
   if (index == std::string_view::npos) {
-    fail("invalid escape character " + Describe(ch));
+    fail("invalid escape character " + DescribeCharacter(ch));
     return false;
   }
-  EncodeUtf8(std::exchange(held_unit, -1), text);
+  AppendUtf8(text, std::exchange(held_unit, -1));
   text += kMeanings[index];
   return true;
 }

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <system_error>
 
@@ -150,6 +151,36 @@ double DecimalToDouble(const char* first, const char* last) {
   const auto [end, error] = std::from_chars(first, last, value);
   static_cast<void>(end);
   return error == std::errc::result_out_of_range ? OutOfRangeValue(first, last) : value;
+}
+
+void AppendUtf8(std::string& out, int32_t point) {
+  const auto continuation = [point](int shift) {
+    return static_cast<char>(0x80 | ((point >> shift) & 0x3F));
+  };
+  if (point < 0) {
+    return;
+  }
+  if (point < 0x80) {
+    out += static_cast<char>(point);
+  } else if (point < 0x800) {
+    out += {static_cast<char>(0xC0 | (point >> 6)), continuation(0)};
+  } else if (point < 0x10000) {
+    out += {static_cast<char>(0xE0 | (point >> 12)), continuation(6), continuation(0)};
+  } else {
+    out += {static_cast<char>(0xF0 | (point >> 18)), continuation(12), continuation(6),
+            continuation(0)};
+  }
+}
+
+std::string DescribeCharacter(char c) {
+  const auto byte = static_cast<signed char>(c);
+  char text[12];
+  if (byte < 32) {
+    std::snprintf(text, sizeof(text), "(%d)", byte);
+  } else {
+    std::snprintf(text, sizeof(text), "'%c' (%d)", byte, byte);
+  }
+  return text;
 }
 
 }  // namespace zo_base::json11

@@ -64,12 +64,10 @@ TEST(Agreement, OnAllSmallTexts) {
     size_t max_tokens;
     size_t least_taken;  // so that the judging isn't about refusals alone
     bool comments;
-  } kAlphabets[] = {
-      {{"{", "}", "[", "]", ",", ":", "\"k\"", "1", "null", " "}, 5, 100, false},
-      {{"[", ",2", "]", "{\"k\":", "}", ",\"l\":", "1"}, 6, 25, false},
-      {{"0", "1", "-", "+", ".", "e", "23456789"}, 6, 500, false},
-      {{"/", "*", "\n", "1", "[", "]", "//", "/*", "*/"}, 5, 100, true},
-  };
+  } kAlphabets[] = {{{"{", "}", "[", "]", ",", ":", "\"k\"", "1", "null", " "}, 5, 100, false},
+                    {{"[", ",2", "]", "{\"k\":", "}", ",\"l\":", "1"}, 6, 25, false},
+                    {{"0", "1", "-", "+", ".", "e", "23456789"}, 6, 500, false},
+                    {{"/", "*", "\n", "1", "[", "]", "//", "/*", "*/"}, 5, 100, true}};
   for (const auto& alphabet : kAlphabets) {
     size_t taken = 0;
     ForAllTexts(alphabet.tokens, alphabet.max_tokens,
