@@ -1,0 +1,194 @@
+#include "base/key_value_file.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "base/json/json.h"
+#include "base/md5.h"
+#include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
+#include "tests/support/temp_folder.h"
+
+namespace zo_base {
+namespace {
+
+using testing::AnyOf;
+using testing::IsEmpty;
+using Items = std::map<std::string, std::string>;
+
+constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;
+
+Items ItemsOf(const KeyValueFile& store) {
+  Items items;
+  store.ForEach([&](const std::string& key, const KeyValueFile::Value& value) {
+    EXPECT_EQ(std::get<SVT>(value), SVT::kString);
+    items[key] = ZOAnyCast<std::string>(std::get<ZOAny>(value));
+  });
+  return items;
+}
+
+void SetText(KeyValueFile& store, const std::string& key, const std::string& text) {
+  store.Set(key, ZOAny(text), SVT::kString);
+}
+
+class KeyValueFileTest : public testing::Test {
+ protected:
+  const TempFolder folder_;
+  const std::string path_ = folder_.File("x.data");
+  KeyValueFile store_;
+};
+
+TEST_F(KeyValueFileTest, ALoadTakesAnObjectAndIsEmptiedByAnythingElse) {
+  const std::string blanks(kMaxFileBytes - 9, ' ');
+  const struct {
+    std::string text;
+    Items items;
+  } cases[] = {
+      {R"({"a":"1","b":"\u00e4"})", {{"a", "1"}, {"b", "ä"}}},
+      {R"({"a":1,"b":null,"c":{},"d":"x"})", {{"a", ""}, {"b", ""}, {"c", ""}, {"d", "x"}}},
+      {"{}", {}},
+      {"[\"a\"]", {}},
+      {"null", {}},
+      {"\n", {}},
+      {R"({"a":"1"} x)", {}},
+      {R"({"a":"1"})" + blanks, {{"a", "1"}}},
+      {R"({"a":"1"} )" + blanks, {}},
+  };
+  for (const auto& each : cases) {
+    SetText(store_, "old", "item");
+    ASSERT_TRUE(WriteWholeFile(path_, each.text));
+    EXPECT_TRUE(store_.Load(path_));
+    EXPECT_EQ(ItemsOf(store_), each.items) << each.text.substr(0, 40);
+  }
+}
+
+TEST_F(KeyValueFileTest, AnAbsentOrUnreadableFileLeavesTheItems) {
+  SetText(store_, "a", "1");
+  ASSERT_TRUE(WriteWholeFile(folder_.File("empty"), ""));
+  for (const std::string& path : {path_, folder_.path(), folder_.File("empty")}) {
+    EXPECT_TRUE(store_.Load(path));
+    EXPECT_TRUE(store_.Reload());
+    EXPECT_EQ(store_.Get("a"), "1") << path;
+  }
+}
+
+TEST_F(KeyValueFileTest, SavesWhatItLoads) {
+  const Items items = {{"", "no key"}, {"key", ""}, {"\"\\\n", "\x01ä\xff"}};
+  for (const auto& [key, text] : items) {
+    SetText(store_, key, "first");
+    SetText(store_, key, text);
+  }
+  store_.Save();  // there is no path yet
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+  store_.Load(path_);
+  store_.Save();
+  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0600));
+  KeyValueFile other;
+  other.Load(path_);
+  EXPECT_EQ(ItemsOf(other), items);
+  EXPECT_EQ(store_.Get("absent"), "");
+}
+
+TEST_F(KeyValueFileTest, OnlyTextsCanBeSaved) {
+  store_.Load(path_);
+  store_.Set("a", ZOAny(1), SVT::kString);
+  EXPECT_EQ(store_.Get("a"), "");
+  EXPECT_THROW(store_.Save(), BadZOAnyCast);
+  SetText(store_, "a", "1");
+  store_.Save();
+  EXPECT_EQ(ReadWholeFile(path_, 100), R"({"a": "1"})");
+}
+
+TEST_F(KeyValueFileTest, AFileCutAtAnyByteLoadsAsEmpty) {
+  const std::string text = R"({"a": "1", "b\n": "2"})";
+  for (size_t length = 1; length <= text.size(); ++length) {
+    ASSERT_TRUE(WriteWholeFile(path_, text.substr(0, length)));
+    store_.Load(path_);
+    EXPECT_EQ(ItemsOf(store_).size(), length == text.size() ? 2U : 0U);
+    std::string flipped = text;
+    flipped[length - 1] = static_cast<char>(~flipped[length - 1]);
+    ASSERT_TRUE(WriteWholeFile(path_, flipped));
+    store_.Load(path_);
+    EXPECT_LE(ItemsOf(store_).size(), 2U);
+  }
+}
+
+TEST_F(KeyValueFileTest, AnyFileCallOfASaveAndALoadCanFail) {
+  store_.Load(path_);
+  SetText(store_, "a", "old");
+  for (int n = 1, fired = 1; fired != 0; ++n) {
+    SetText(store_, "a", "old");
+    store_.Save();
+    SetText(store_, "a", "new");
+    KeyValueFile other;
+    {
+      const ScopedFileFault fault(n, FileFault::kFailOnce);
+      store_.Save();
+      other.Load(path_);
+      fired = ScopedFileFault::Fired() ? 1 : 0;
+    }
+    EXPECT_EQ(store_.Get("a"), "new");
+    EXPECT_THAT(other.Get("a"), fired != 0 ? AnyOf("", "old") : AnyOf("new", "new"));
+    store_.Save();
+    other.Load(path_);
+    EXPECT_EQ(other.Get("a"), "new");
+  }
+}
+
+TEST_F(KeyValueFileTest, AnyThreadMayUseIt) {
+  store_.Load(path_);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, i] {
+      for (int round = 0; round < 50; ++round) {
+        SetText(store_, "key" + std::to_string(i), "text");
+        EXPECT_THAT(store_.Get("key0"), AnyOf("", "text"));
+        store_.Save();
+        store_.Reload();
+        EXPECT_LE(ItemsOf(store_).size(), 4U);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+TEST(ReaderWriterSpinLockTest, AWriterIsAlone) {
+  for (const auto mode :
+       {ReaderWriterSpinLock::WaitMode::kYield, ReaderWriterSpinLock::WaitMode::kSleep}) {
+    ReaderWriterSpinLock lock(mode, 1);
+    int first = 0;
+    int second = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        for (int round = 0; round < 500; ++round) {
+          {
+            const WriteLock write(lock);
+            ++first;
+            ++second;
+          }
+          const ReadLock read(lock);
+          EXPECT_EQ(first, second);
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(first, 2000);
+  }
+}
+
+TEST(Md5Test, GivesThePublishedDigests) {
+  EXPECT_EQ(Md5Hex(""), "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(Md5Hex("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+}
+
+}  // namespace
+}  // namespace zo_base

@@ -1,0 +1,74 @@
+#include "base/log/log_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+#include "base/log/source_location.h"
+#include "tests/support/comma_locale.h"
+
+namespace zo_base {
+namespace {
+
+template <typename T>
+void SameAsAStream(T value) {
+  std::ostringstream wanted;
+  wanted.imbue(std::locale::classic());
+  wanted << value;
+  LogStream stream;
+  stream.AppendNumber(value);
+  EXPECT_EQ(stream.text(), wanted.str());
+}
+
+template <typename T>
+void SameAtTheLimits() {
+  using Limits = std::numeric_limits<T>;
+  for (const T value : {T{}, T{1}, T{65}, Limits::min(), Limits::max(), Limits::lowest()}) {
+    SameAsAStream(value);
+  }
+}
+
+template <typename... Types>
+void SameAtTheLimitsOfEach() {
+  (SameAtTheLimits<Types>(), ...);
+}
+
+enum Plain { kPlain = 7 };
+
+TEST(LogStreamTest, PrintsNumbersAsAClassicStream) {
+  const CommaLocale comma;
+  SameAtTheLimitsOfEach<char, signed char, unsigned char, short, unsigned short, int, unsigned,
+                        long, unsigned long, long long, unsigned long long, float, double,
+                        long double>();
+  for (const double value : {0.1, -0.0, 1.0 / 3, 100000.0, 999999.5, 1234567.5, 1e-4, 1e-5, 1e100,
+                             std::numeric_limits<double>::infinity(), -std::nan("")}) {
+    SameAsAStream(value);
+    SameAsAStream(static_cast<float>(value));
+    SameAsAStream(static_cast<long double>(value));
+  }
+  SameAsAStream(kPlain);
+}
+
+TEST(LogStreamTest, LeavesATraceOfNullAndEmptyText) {
+  LogStream stream;
+  const char* texts[] = {nullptr, "", "text"};
+  for (const char* text : texts) {
+    stream.AppendText(text);
+  }
+  stream.AppendBool(true);
+  stream.AppendBool(false);
+  stream.Append(std::string("a\0b", 3));
+  EXPECT_EQ(stream.text(), std::string("null ptr !empty string !texttruefalsea\0b",
+                                       sizeof "null ptr !empty string !texttruefalsea\0b" - 1));
+}
+
+constexpr bool HasBaseName(const char* path, std::string_view name) {
+  return path + BaseNameOffset(path) == name;
+}
+static_assert(HasBaseName("a/b/c.cpp", "c.cpp") && HasBaseName("D:\\a/b\\c.cpp", "c.cpp") &&
+              HasBaseName("c.cpp", "c.cpp") && HasBaseName("a/", ""));
+
+}  // namespace
+}  // namespace zo_base

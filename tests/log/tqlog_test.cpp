@@ -1,0 +1,182 @@
+#include "base/log/tqlog.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+#include "base/at_exit.h"
+#include "base/clock_for_test.h"
+#include "base/log/log.h"
+#include "base/platform/file.h"
+#include "base/platform/thread.h"
+#include "base/thread_info.h"
+#include "tests/support/log_lines.h"
+#include "tests/support/temp_folder.h"
+
+namespace zo_base {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+using testing::Not;
+
+struct TestTag {};
+using Logger = TQLogImplBase<TestTag>;
+using Helper = TQLogHelper<SturdyObject>;
+
+class Keeper : public Logger {
+ public:
+  void Write(int level, const std::string& text) override { lines.emplace_back(level, text); }
+  std::vector<std::pair<int, std::string>> lines;
+};
+
+int OpenDescriptors() {
+  int count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    ++count;
+  }
+  return count;
+}
+
+TQLogImpl<SturdyObject>* TheLogger() {
+  return TQLogImpl<SturdyObject>::Instance();
+}
+
+TEST(TqlogTest, ALineHasTimeIdsAndLevelAndIfSevereItsPlace) {
+  ScopedTestClock clock;
+  constexpr int64_t kWallMs = 1700000000007;
+  clock.SetWall(kWallMs);
+  const std::time_t second = kWallMs / 1000;
+  std::tm parts{};
+  ::localtime_r(&second, &parts);
+  std::array<char, 80> prefix{};
+  std::snprintf(prefix.data(), prefix.size(), "%02d-%02d %02d:%02d:%02d.007 %u-%u ",
+                parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
+                CurrentProcessId(), CurrentThreadId());
+  const struct {
+    int level;
+    SourceLocation location;
+    std::string rest;
+  } cases[] = {
+      {LV_INT, {"f.cpp", 3, "f"}, "[LV_INT] m1true\n"},
+      {LV_PRO, {"f.cpp", 3, "f"}, "[LV_PRO] m1true\n"},
+      {LV_WAR, {"f.cpp", 3, "f"}, "[LV_WAR] f.cpp:3\nm1true\n"},
+      {LV_KER, {"f.cpp", -1, "f"}, "[LV_KER] \nm1true\n"},
+      {LV_ERR, {"f.cpp", 3, ""}, "[LV_ERR] \nm1true\n"},
+      {7, {"f.cpp", 3, "f"}, "[] m1true\n"},
+      {-1, {"f.cpp", 3, "f"}, "[] f.cpp:3\nm1true\n"},
+  };
+  for (const auto& each : cases) {
+    Keeper keeper;
+    Helper(each.level, each.location, &keeper) << std::string("m") << 1 << true;
+    EXPECT_THAT(keeper.lines, ElementsAre(std::pair(each.level, prefix.data() + each.rest)));
+  }
+}
+
+TEST(TqlogTest, TheIdComesFromTheThreadsRecordIfItHasOne) {
+  Keeper keeper;
+  for (const uint32_t id : {77U, 0U}) {
+    SetCurrentThreadInfo({"worker", nullptr, id});
+    Helper(LV_APP, {}, &keeper) << "x";
+  }
+  ClearCurrentThreadInfo();
+  ASSERT_EQ(keeper.lines.size(), 2U);
+  EXPECT_THAT(keeper.lines[0].second, testing::HasSubstr("-77 [LV_APP] x"));
+  EXPECT_THAT(keeper.lines[1].second,
+              testing::HasSubstr("-" + std::to_string(CurrentThreadId()) + " [LV_APP] x"));
+}
+
+TEST(TqlogTest, FiltersByLevelOnceThereIsAPath) {
+  const TempFolder folder;
+  const std::string path = folder.File("a/b/x.log");
+  Logger logger;
+  logger.Write(LV_KER, "before\n");
+  EXPECT_EQ(logger.GetLevel(), LV_KER);
+  logger.SetLogFile(path, 0, 0);
+  logger.SetLevel(LV_APP);
+  logger.Write(LV_PRO, "too low\n");
+  logger.Write(LV_APP, "kept\n");
+  logger.Flush();
+  EXPECT_EQ(ReadWholeFile(path, 100), "kept\n");
+  EXPECT_EQ(logger.GetLogFile(), path);
+  logger.Close();
+  logger.Write(LV_APP, "closed\n");
+  EXPECT_EQ(ReadWholeFile(path, 100), "kept\n");
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(path).permissions(), perms(0600));
+  EXPECT_EQ(std::filesystem::status(path + ".qel_mmap").permissions(), perms(0600));
+  EXPECT_EQ(std::filesystem::status(folder.File("a")).permissions(), perms(0700));
+}
+
+TEST(TqlogTest, FindsTheFolderOfALogPath) {
+  const std::pair<const char*, const char*> cases[] = {{"a/b.log", "a/"},   {"/a/b.log", "/a/"},
+                                                       {"a\\b.log", "a\\"}, {"/b.log", ""},
+                                                       {"b.log", ""},       {"a/b/", ""}};
+  for (const auto& [path, folder] : cases) {
+    EXPECT_EQ(LogFolder(path), folder) << path;
+  }
+}
+
+TEST(TqlogTest, AStatementWithoutAnEnvironmentIsDroppedAndLeavesNothing) {
+  const TempFolder folder;
+  const int descriptors = OpenDescriptors();
+  ZO_LOG(LV_KER) << "before";
+  for (const char* run : {"first", "second"}) {
+    const auto manager = IAtExitManager<SturdyObject>::Get();
+    EXPECT_EQ(TheLogger()->GetLevel(), LV_KER);
+    EXPECT_EQ(TheLogger()->GetLogFile(), "");
+    TheLogger()->SetLogFile(folder.File("x.log"), 0, 0);
+    TheLogger()->SetLevel(LV_APP);
+    ZO_LOG(LV_APP) << run;
+    ZO_LOG(LV_ERR) << "severe";
+  }
+  ZO_LOG(LV_KER) << "after";
+  EXPECT_NE(TheLogger(), nullptr);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  const LogLines log(folder.path() + "/x.log");
+  EXPECT_THAT(log.Texts(), ElementsAre("load from mmap file begin", "first", "severe",
+                                       "load from mmap file end", "second", "severe"));
+  EXPECT_THAT(log.All()[2].location, testing::StartsWith("tqlog_test.cpp:"));
+}
+
+TEST(TqlogTest, PathAndLevelCanBeSetWhileOthersLog) {
+  constexpr size_t kThreads = 4;
+  constexpr size_t kLines = 500;
+  const TempFolder folder;
+  const std::string path = folder.File("x.log");
+  Logger logger;
+  logger.SetLevel(LV_APP);
+  std::vector<std::thread> threads;
+  std::atomic<size_t> running{kThreads};
+  for (size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (size_t line = 0; line < kLines; ++line) {
+        Helper(LV_APP, {}, &logger) << "line " << line << " of a thread";
+      }
+      --running;
+    });
+  }
+  while (running != 0) {
+    logger.SetLogFile(path, 0, 4096);
+    logger.SetLevel(LV_PRO);
+    EXPECT_EQ(logger.GetLogFile(), path);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  Helper(LV_APP, {}, &logger) << "last";
+  const LogLines log(path);
+  EXPECT_TRUE(log.WaitFor("last"));
+  EXPECT_THAT(log.Texts(), testing::Each(testing::MatchesRegex("line [0-9]+ of a thread|last")));
+}
+
+}  // namespace
+}  // namespace zo_base
