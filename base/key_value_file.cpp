@@ -10,7 +10,7 @@ using json11::Json;
 
 constexpr size_t kFirstBuckets = 8;
 // No cache of ours comes near it; a file past it is damaged, and reading it would cost the host.
-constexpr size_t kMaxFileBytes = 16U << 20;
+constexpr size_t kMaxFileBytes = size_t{16} << 20;
 
 // A null Json for what isn't one.
 Json ParseFile(const std::string& text) {

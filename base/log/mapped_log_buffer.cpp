@@ -16,7 +16,7 @@ constexpr char kOldTextBegin[] =
 constexpr char kOldTextEnd[] =
     "\r\n -----------------------load from mmap file end-----------------------\r\n";
 // Of a buffer of another size no more than this is taken over: twice the log's usual limit.
-constexpr size_t kMaxOldBytes = 16U << 20;
+constexpr size_t kMaxOldBytes = size_t{16} << 20;
 
 static_assert(std::endian::native == std::endian::little,
               "the header is stored as it is in memory");

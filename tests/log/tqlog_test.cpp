@@ -148,27 +148,25 @@ TEST(TqlogTest, AStatementWithoutAnEnvironmentIsDroppedAndLeavesNothing) {
 }
 
 TEST(TqlogTest, PathAndLevelCanBeSetWhileOthersLog) {
-  constexpr size_t kThreads = 4;
-  constexpr size_t kLines = 500;
   const TempFolder folder;
   const std::string path = folder.File("x.log");
   Logger logger;
   logger.SetLevel(LV_APP);
+  std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
-  std::atomic<size_t> running{kThreads};
-  for (size_t i = 0; i < kThreads; ++i) {
+  for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
-      for (size_t line = 0; line < kLines; ++line) {
+      for (int line = 0; !stop; ++line) {
         Helper(LV_APP, {}, &logger) << "line " << line << " of a thread";
       }
-      --running;
     });
   }
-  while (running != 0) {
+  for (int round = 0; round < 50; ++round) {
     logger.SetLogFile(path, 0, 4096);
     logger.SetLevel(LV_PRO);
     EXPECT_EQ(logger.GetLogFile(), path);
   }
+  stop = true;
   for (std::thread& thread : threads) {
     thread.join();
   }
