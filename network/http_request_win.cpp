@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "network/platform/exit_gate.h"
 #include "network/win_http.h"
 
 namespace KRBASE::network {
@@ -54,7 +55,11 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
 HttpRequestWin::~HttpRequestWin() = default;
 
 void HttpRequestWin::MakePool() {
-  pool_made.Call([this] { pool = std::make_shared<threadpool>(kPoolSize); });
+  pool_made.Call([this] {
+    // Before there are threads to use it. A transfer tries again what fails here.
+    platform::PrepareTransferCode();
+    pool = std::make_shared<threadpool>(kPoolSize);
+  });
 }
 
 void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Done& done) {

@@ -99,8 +99,7 @@ bool BuildLists(const TransferPlan& plan, CurlLists& lists) {
   const std::string connect_to = std::string(kConnectName) + ":" + std::to_string(plan.url.port);
   std::string resolve = connect_to + ":";
   for (const net::IPBytes& address : plan.addresses) {
-    const std::string text = net::IPBytesToText(address);
-    resolve += net::AddressFamilyOf(address) == net::kIPFamilyV6 ? "[" + text + "]," : text + ",";
+    resolve.append(UrlHost(address)).push_back(',');
   }
   resolve.pop_back();
   return is_built && lists.connect_to.Append("::" + connect_to) && lists.resolve.Append(resolve);

@@ -24,7 +24,7 @@ class CurlTransfer final : private zo_base::ClockListener {
  public:
   // Requires: `plan` outlives the transfer, unchanged.
   explicit CurlTransfer(const TransferPlan& plan);
-  ~CurlTransfer();
+  virtual ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 

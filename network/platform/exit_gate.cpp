@@ -51,8 +51,12 @@ void Prepare() {
     throw std::runtime_error("libcurl can't be set up");
   }
   prepared_in.store(getpid());
-  static_cast<void>(std::atexit(ShutGate));
   zo_base::AtUnload(CleanUpLibcurl);
+  // With the handler in place OpenSSL must still be there. If it is not, the process has been
+  // ending since before, and the handler may come too late or never.
+  if (std::atexit(ShutGate) != 0 || OPENSSL_init_ssl(0, nullptr) != 1) {
+    is_shut.store(true);
+  }
 }
 
 [[noreturn]] void SleepUntilTheProcessIsGone() {

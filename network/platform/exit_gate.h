@@ -14,7 +14,8 @@
 namespace KRBASE::network::platform {
 
 // Sets up the libraries below and the gate, once; false if libcurl can't be set up, the next call
-// tries again. Threads: any. An unload of the library, which has no threads then, undoes it.
+// tries again. Threads: any; the first call is made before there are workers, or a process that
+// ends at once could overtake it. An unload of the library, which has no threads then, undoes it.
 bool PrepareTransferCode();
 
 // Threads: any. One thread never holds two, or it could sleep within the gate.

@@ -72,11 +72,18 @@ std::string CanonicalHost(std::string_view host) {
   if (!net::ParseIPLiteral(host, address)) {
     return std::string(host);
   }
-  const std::string text = net::IPBytesToText(address);
-  return net::AddressFamilyOf(address) == net::kIPFamilyV6 ? "[" + text + "]" : text;
+  return UrlHost(address);
 }
 
 }  // namespace
+
+std::string UrlHost(const net::IPBytes& address) {
+  std::string text = net::IPBytesToText(address);
+  if (net::AddressFamilyOf(address) == net::kIPFamilyV6) {
+    text.insert(0, 1, '[').push_back(']');
+  }
+  return text;
+}
 
 std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit) {
   if (url.size() > INT32_MAX) {
@@ -92,7 +99,7 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
   std::string target(TextOf(url, parts.path));
   std::replace(target.begin(), target.end(), '\\', '/');
   if (target.empty()) {
-    target = "/";
+    target.push_back('/');
   }
   if (parts.query.len > 0) {
     target.append("?").append(TextOf(url, parts.query));

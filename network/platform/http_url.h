@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "net/ip_address.h"
+
 // What a transfer needs of a URL.
 // Threads: any, all functions are pure.
 // Errors:  an empty result; nothing throws but for want of memory.
@@ -24,6 +26,9 @@ struct HttpUrl {
 // that has so many characters or more. Bytes of the path that may not stand on the wire are
 // escaped; backslashes in it are slashes.
 std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit);
+
+// An address as it stands in a URL: in brackets if it is one of IPv6.
+std::string UrlHost(const net::IPBytes& address);
 
 // The URL without its target: "https://host:port".
 std::string UrlOrigin(const HttpUrl& url);
