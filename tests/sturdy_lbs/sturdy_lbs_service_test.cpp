@@ -1,13 +1,8 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
-#include <gmock/gmock.h>
-
-#include <atomic>
 #include <future>
-#include <system_error>
 #include <thread>
 
-#include "base/clock_for_test.h"
 #include "base/platform/file.h"
 #include "base/platform/thread_for_test.h"
 #include "tests/sturdy_lbs/lbs_fixture.h"
@@ -15,189 +10,146 @@
 namespace zo_sturdy {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::SizeIs;
 
 const std::string kNew =
     Document(R"("a:1","1.2.3.4:2","[::1]:3")", R"("d:9")", "http://next.example/",
              R"("lbs.backup":["http://1.1.1.1/b",""])");
-const std::string kBoxes = "\r\n--------------------------";
 const std::string kInvoke = "[count timer invoker] Invoke immediately";
 const std::string kForced = "[lbs]UpdateLBS force = true";
 const std::string kUnforced = "[lbs]UpdateLBS force = false";
+const std::string kBusy = "[lbs]UpdateLBS updatting_lbs_ = true,return";
 const std::string kSet = "[lbs]UpdateLBS set updatting = true";
 const std::string kClear = "[lbs]UpdateLBS set updatting = false";
 const std::string kBegin = "[lbs] Begin update LBS";
-const std::string kPostCall = "[lbs] Update LBS compare post task to lbs thread for callback";
+const std::string kPost = "[lbs] Update LBS compare post task to lbs thread for callback";
 const std::string kCall = "[lbs] Update LBS compare callback sdk";
 const std::string kActive = "[lbs]ParseLBSResponse parsel result = true,update active lbs";
 
+std::string Framed(const std::string& begin, const std::string& body, size_t dashes = 23) {
+  const std::string frame = "\r\n" + std::string(dashes, '-');
+  return begin + frame + "\r\n" + body + frame;
+}
 std::string Received(const std::string& text) {
-  return "[lbs]ParseLBSResponse rsp:" + kBoxes + "\r\n" + text + kBoxes;
+  return Framed("[lbs]ParseLBSResponse rsp:", text, 26);
 }
-std::string Checked(const std::string& token, const std::string& of_request) {
-  return "[lbs] Check response current business token :" + token +
-         " request business token:" + of_request;
-}
-std::string Completed(const std::string& token, const std::string& of_request) {
-  return "[lbs] Update LBS complete current business token :" + token +
-         " request business token:" + of_request;
-}
-std::string Body(const std::string& body) {
-  return "[lbs] Update LBS \r\n-----------------------\r\n" + body + "\r\n-----------------------";
+std::string Tokens(const std::string& what, const std::string& now, const std::string& asked) {
+  return "[lbs] " + what + " current business token :" + now + " request business token:" + asked;
 }
 
-// What the client was told, by a plain function as its interface has it.
-struct Client {
-  std::mutex mutex;
-  std::vector<std::string> calls;
-};
-Client* client = nullptr;
-void OnUpdate(int code, const char* text) {
-  const std::lock_guard lock(client->mutex);
-  client->calls.push_back(std::to_string(code) + " " + text);
-}
+std::promise<std::string>* told = nullptr;
 
 class LBSServiceTest : public LbsTest {
  protected:
-  LBSServiceTest() : service(MakeService()) { client = &told; }
-  ~LBSServiceTest() override {
-    if (service != nullptr) {
-      Release(service);
-    }
-  }
+  LBSServiceTest() { told = &told_; }
+  ~LBSServiceTest() override { service->Stop(); }
 
-  Messages Lines() const { return log.Tagged({"[lbs]", "[count timer invoker]"}); }
-  // With a token, and the first fetch under way as request 0.
+  // With a token, the first fetch under way as request 0, and the client's callback set.
   void StartWithToken() {
     SetToken("key");
-    service->SetUpdateCallback(OnUpdate);
+    service->SetUpdateCallback(
+        [](int code, const char* text) { told->set_value(std::to_string(code) + " " + text); });
     ASSERT_TRUE(service->Start(Record()));
-    agent.Request(0);
+    first = Request(0);
   }
-  bool Check(const MultipleURLHttpRequest& request, int32_t code, const std::string& body) {
-    need_statistic = false;
-    return request.check(0, code, "", body, need_statistic);
+  bool Check(int32_t code, const std::string& body) {
+    bool need_statistic = false;
+    const bool good = first.check(0, code, "", body, need_statistic);
+    EXPECT_NE(good, need_statistic);
+    return good;
   }
-  std::vector<std::string> Told(size_t count) {
-    EXPECT_TRUE(log.WaitForCount(kCall, count));
-    // The line comes before the call; a task behind the call would need the thread's loop.
-    for (int i = 0; i < 20000; ++i) {
-      const std::lock_guard lock(told.mutex);
-      if (told.calls.size() >= count) {
-        return told.calls;
-      }
-      std::this_thread::yield();
+  // The lines from StartHere on; the last two of a fetch come on two threads, here in this order.
+  Messages Lines() const {
+    Messages lines = log.Tagged({"[lbs]", "[count timer invoker]"});
+    if (!lines.empty() && lines.back() == kCall) {
+      std::swap(lines.back(), *(lines.end() - 2));
     }
-    return {};
+    return lines;
   }
 
-  Client told;
-  std::shared_ptr<ZOSturdyLBSServiceImpl> service;
-  bool need_statistic = false;
+  std::shared_ptr<ZOSturdyLBSServiceImpl> service = MakeService();
+  MultipleURLHttpRequest first;
+  std::promise<std::string> told_;
 };
 
 TEST_F(LBSServiceTest, OneFetchFromColdStartToTheClient) {
   StartWithToken();
   const std::string old = Response(*service);
-  EXPECT_EQ(Link(*service), "10.0.0.9:9/1");
-  const MultipleURLHttpRequest request = agent.Request(0);
-  EXPECT_THAT(request.urls, SizeIs(1));
-  EXPECT_EQ(request.urls[0].url, "http://root.example/lbs?k=key&sv=1&pv=2&tp=3&networkType=2");
-  EXPECT_TRUE(Check(request, 200, kNew));
-  EXPECT_FALSE(need_statistic);
-  request.callback(true, "", kNew);
-  EXPECT_THAT(Told(1), ElementsAre("200 " + kNew));
-  EXPECT_FALSE(service->IsUpdatingForTest());
-  Messages lines = Lines();
-  const auto link_lines = std::remove_if(lines.begin(), lines.end(), [](const std::string& line) {
-    return line.find("ddr") != std::string::npos && line.find("common") == std::string::npos;
-  });
-  lines.erase(link_lines, lines.end());
-  // The last three come on two threads.
-  ASSERT_THAT(lines, SizeIs(17));
-  std::sort(lines.end() - 2, lines.end());
-  EXPECT_EQ(lines, (Messages{Received(old), kActive, kInvoke, kUnforced, kSet, kBegin,
-                             Checked("key", "key"), "[lbs] Check response index:0 code:200",
-                             "[lbs] Check response res = true", Completed("key", "key"),
-                             "[lbs] Update LBS success = true", Body(kNew), Received(kNew), kActive,
-                             kPostCall, kCall, kClear}));
-  EXPECT_EQ(service->GetLinkHostCount(), 3);
+  EXPECT_EQ(first.urls[0].url, "http://root.example/lbs?k=key&sv=0&pv=0&tp=0&networkType=2");
+  EXPECT_TRUE(Check(200, kNew));
+  first.callback(true, "", kNew);
+  EXPECT_EQ(told_.get_future().get(), "200 " + kNew);
+  EXPECT_EQ(
+      Lines(),
+      (Messages{Received(old), kActive, kInvoke, kUnforced, kSet, kBegin,
+                Tokens("Check response", "key", "key"), "[lbs] Check response index:0 code:200",
+                "[lbs] Check response res = true", Tokens("Update LBS complete", "key", "key"),
+                "[lbs] Update LBS success = true", Framed("[lbs] Update LBS ", kNew),
+                Received(kNew), kActive, kPost, kCall, kClear}));
+  service->Update(net::kIPFamilyAny);  // to the URLs of the document
+  EXPECT_EQ(Request(1).urls[0].host + " " + Request(1).urls[1].host, "next.example next.example");
+  EXPECT_THAT(Request(1).urls, SizeIs(3));
 
-  // The next fetch goes to the URLs of the document.
-  service->Update(net::kIPFamilyAny);
-  std::vector<std::string> hosts;
-  for (const URLItem& item : agent.Request(1).urls) {
-    hosts.push_back(item.url.substr(0, item.url.find('?')) + " " + item.host);
+  // The next run serves from the cache, until its settings change.
+  for (const char* url : {"http://root.example/lbs", "http://changed.example/"}) {
+    service->Stop();
+    service = MakeService();
+    ASSERT_TRUE(service->Start(Record(url)));
+    EXPECT_EQ(Link(*service), url == std::string(Record().lbs_url) ? "a:1/0" : "10.0.0.9:9/1");
   }
-  EXPECT_THAT(hosts, ElementsAre("http://next.example/ next.example",
-                                 "http://1.1.1.1/b next.example", " "));
 }
 
 TEST_F(LBSServiceTest, AFailedFetchKeepsTheOldDocument) {
   StartWithToken();
   const std::string old = Response(*service);
-  const MultipleURLHttpRequest request = agent.Request(0);
+  auto waiting = std::async(std::launch::async, [this] { return Response(*service, false); });
   log.StartHere();
-  EXPECT_FALSE(Check(request, 500, kNew));
-  EXPECT_TRUE(need_statistic);
-  EXPECT_FALSE(Check(request, 200, "{}"));
-  EXPECT_TRUE(need_statistic);
+  EXPECT_FALSE(Check(500, kNew));
+  EXPECT_FALSE(Check(200, "{}"));
   service->Update(net::kIPFamilyAny);  // dropped beside the running one
-  request.callback(false, "", "{}");
-  EXPECT_THAT(Told(1), ElementsAre("0 " + old));
-  Messages lines = Lines();
-  ASSERT_THAT(lines, SizeIs(16));
-  std::sort(lines.end() - 2, lines.end());
+  EXPECT_EQ(waiting.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  first.callback(false, "", "{}");
+  EXPECT_EQ(told_.get_future().get(), "0 " + old);
+  EXPECT_EQ(waiting.get(), old);
+  const std::string checked = Tokens("Check response", "key", "key");
   EXPECT_EQ(
-      lines,
-      (Messages{Checked("key", "key"), "[lbs] Check response index:0 code:500",
-                "[lbs] Check response res = false", Checked("key", "key"),
+      Lines(),
+      (Messages{checked, "[lbs] Check response index:0 code:500",
+                "[lbs] Check response res = false", checked,
                 "[lbs] Check response index:0 code:200",
-                "[lbs] Check response res = false for body error\r\n-----------------------\r\n"
-                "body:\r\n{}\r\n-----------------------",
-                "[lbs]Call Update", kInvoke, kUnforced,
-                "[lbs]UpdateLBS updatting_lbs_ = true,return", Completed("key", "key"),
-                "[lbs] Update LBS success = false", Body("{}"), kPostCall, kCall, kClear}));
-  EXPECT_EQ(Response(*service), old);
+                Framed("[lbs] Check response res = false for body error", "body:\r\n{}"),
+                "[lbs]Call Update", kInvoke, kUnforced, kBusy,
+                Tokens("Update LBS complete", "key", "key"), "[lbs] Update LBS success = false",
+                Framed("[lbs] Update LBS ", "{}"), kPost, kCall, kClear}));
 }
 
-TEST_F(LBSServiceTest, ATokenChangeDropsWhatTheRunningFetchBrings) {
+TEST_F(LBSServiceTest, ChangesOfTokenAndFamilyAreForced) {
   StartWithToken();
+  service->SetUpdateCallback(nullptr);
   log.StartHere();
   SetToken("");
-  const MultipleURLHttpRequest first = agent.Request(0);
-  const MultipleURLHttpRequest second = agent.Request(1);
-  EXPECT_THAT(second.urls[0].url, Not(HasSubstr("k=")));
-  EXPECT_TRUE(Check(first, 500, ""));
+  const MultipleURLHttpRequest second = Request(1);
+  EXPECT_THAT(second.urls[0].url, HasSubstr("lbs?sv=0"));
+  EXPECT_TRUE(Check(500, ""));
   first.callback(true, "", kNew);
   EXPECT_TRUE(service->IsUpdatingForTest());
-  EXPECT_EQ(service->GetLinkHostCount(), 2);
   second.callback(false, "", "");
   EXPECT_FALSE(service->IsUpdatingForTest());
-  EXPECT_THAT(Told(1), SizeIs(1));
-  const Messages lines = Lines();
-  ASSERT_GT(lines.size(), 7U);
-  const Messages expected = {
-      kInvoke, kForced, kSet, kBegin, Checked("", "key"), Completed("", "key"), Completed("", "")};
-  EXPECT_EQ(Messages(lines.begin(), lines.begin() + 7), expected);
-}
-
-TEST_F(LBSServiceTest, ANetworkChangeIsForcedIfTheFamilyChanged) {
-  ASSERT_TRUE(service->Start(Record()));
+  EXPECT_EQ(service->GetLinkHostCount(), 2);
+  NotifyNetwork(2);  // without a token: stored, and nothing fetched
+  EXPECT_EQ(
+      Lines(),
+      (Messages{kInvoke, kForced, kSet, kBegin, Tokens("Check response", "", "key"),
+                Tokens("Update LBS complete", "", "key"), Tokens("Update LBS complete", "", ""),
+                "[lbs] Update LBS success = false", Framed("[lbs] Update LBS ", ""), kClear}));
+  SetToken("next");
+  EXPECT_THAT(Request(2).urls[0].url, HasSubstr("networkType=1"));
   log.StartHere();
-  NotifyNetwork(net::kIPFamilyV6);  // no token: stored, nothing fetched
-  EXPECT_EQ(Lines(), Messages{});
-  SetToken("key");
-  EXPECT_THAT(agent.Request(0).urls[0].url, HasSubstr("networkType=1"));
-  log.StartHere();
-  NotifyNetwork(net::kIPFamilyV6);
-  NotifyNetwork(net::kIPFamilyV4);
-  EXPECT_EQ(agent.Request(1).ip_family, 1);
-  EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, "[lbs]UpdateLBS updatting_lbs_ = true,return",
-                               kInvoke, kForced, kSet, kBegin}));
+  NotifyNetwork(2);
+  NotifyNetwork(1);
+  EXPECT_EQ(Request(3).ip_family, 1);
+  EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced, kSet, kBegin}));
 }
 
 TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
@@ -205,18 +157,15 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
   service->Update(net::kIPFamilyV4);
   ASSERT_TRUE(log.WaitFor("[lbs] LBS addr url list empty!"));
   service->Update(net::kIPFamilyAny);
-  EXPECT_TRUE(service->IsUpdatingForTest());
-  EXPECT_EQ(agent.Count(), 0U);
+  ASSERT_TRUE(log.WaitFor(kBusy));
   SetToken("key");
-  agent.Request(0).callback(false, "", "");
+  Request(0).callback(false, "", "");
   EXPECT_FALSE(service->IsUpdatingForTest());
 }
 
-TEST_F(LBSServiceTest, TheThirdDefaultFetchesAndTheListIsFollowed) {
-  StartWithToken();
-  agent.Request(0).callback(true, "", kNew);
-  EXPECT_THAT(Told(1), SizeIs(1));
-  EXPECT_EQ(Peek(*service), "a:1/0");
+TEST_F(LBSServiceTest, LinksRotateAndTheThirdDefaultFetches) {
+  ASSERT_TRUE(service->Start(Record()));
+  ASSERT_TRUE(service->ParseLBSResponse(kNew, "0"));
   EXPECT_EQ(Link(*service), "a:1/0");
   EXPECT_EQ(Link(*service), "1.2.3.4:2/1");
   service->HoldLinkAddress("1.2.3.4", 2);
@@ -230,238 +179,107 @@ TEST_F(LBSServiceTest, TheThirdDefaultFetchesAndTheListIsFollowed) {
                       "[lbs] Get link address d:9 use default:true", "[lbs] Addr may be domain d:9",
                       "[lbs] Use default link addr,need update lbs "}));
   for (int i = 0; i < 8; ++i) {
+    EXPECT_EQ(log.With("[times]"), Messages{});
     Link(*service);
   }
-  EXPECT_EQ(agent.Request(1).ip_family, 0);
-  EXPECT_THAT(log.With("[times]"), SizeIs(1));
-  EXPECT_EQ(agent.Count(), 2U);
-}
-
-TEST_F(LBSServiceTest, AnAddressWithoutHostOrPortIsTold) {
-  ASSERT_TRUE(service->Start(Record()));
-  const struct {
-    const char* host;
-    const char* link;
-    const char* line;
-  } cases[] = {
-      {R"("[fe80::1]:70000")", "[fe80::1]:4464/2", "[lbs] Addr may be ipv6 [fe80::1]:4464"},
-      {R"("1.2.3.4:80")", "1.2.3.4:80/1", "[lbs] Addr may be ipv4 1.2.3.4:80"},
-      {R"(":80")", ":80/0", "[lbs] Addr may be domain empty string !:80"},
-      {R"("name")", "name:0/0", "[lbs] Addr may be domain name:0"}};
-  for (const auto& c : cases) {
-    ASSERT_TRUE(service->ParseLBSResponse(Document(c.host, "", "u"), "0"));
-    EXPECT_EQ(Link(*service), c.link);
-    EXPECT_THAT(log.With("Addr may be"), testing::Contains(c.line));
+  EXPECT_EQ(Request(0).ip_family, 0);
+  const char* const odd[][3] = {{"[fe80::1]:70000", "[fe80::1]:4464/2", "ipv6 [fe80::1]:4464"},
+                                {":80", ":80/0", "domain empty string !:80"},
+                                {"1.2.3.4", "1.2.3.4:0/1", "ipv4 1.2.3.4:0"}};
+  for (const auto& [text, link, line] : odd) {
+    ASSERT_TRUE(service->ParseLBSResponse(Document('"' + std::string(text) + '"', "", "u"), "0"));
+    EXPECT_EQ(Link(*service), link);
+    EXPECT_EQ(log.With("Addr may be").back(), "[lbs] Addr may be " + std::string(line));
   }
 }
 
-TEST_F(LBSServiceTest, TheNextRunServesFromTheCacheUntilItsSettingsChange) {
-  StartWithToken();
-  agent.Request(0).callback(true, "", kNew);
-  Release(service);
-  service = MakeService();
+TEST_F(LBSServiceTest, ADocumentFillsGettersStatisticsAndCache) {
   ASSERT_TRUE(service->Start(Record()));
-  EXPECT_EQ(Link(*service), "a:1/0");
-  EXPECT_EQ(Response(*service), kNew);
-  EXPECT_THAT(agent.Request(1).urls[0].url, HasSubstr("http://next.example/"));
-  Release(service);
-  service = MakeService();
-  ASSERT_TRUE(service->Start(Record("http://changed.example/")));
-  EXPECT_EQ(Link(*service), "10.0.0.9:9/1");
-}
-
-TEST_F(LBSServiceTest, ADocumentFillsTheGettersTheStatisticsAndTheCache) {
-  ASSERT_TRUE(service->Start(Record()));
-  const auto value = [this](void (IZOSturdyLBSService::*getter)(char*)) {
-    std::vector<char> out(kVltListBufferSize);
-    (service.get()->*getter)(out.data());
-    return std::string(out.data());
-  };
-  const auto stat = [this] {
+  const auto values = [this] {
+    std::string texts;
+    for (auto getter : {&IZOSturdyLBSService::GetVltDL, &IZOSturdyLBSService::GetVltDLList,
+                        &IZOSturdyLBSService::GetVltList, &IZOSturdyLBSService::GetName,
+                        &IZOSturdyLBSService::GetDesc}) {
+      std::vector<char> out(kVltListBufferSize);
+      (service.get()->*getter)(out.data());
+      texts += std::string(out.data()) + "|";
+    }
     _ZOSturdyMsgStatInfo info;
-    std::memset(&info, 0xff, sizeof(info));
     service->GetMsgStatInfo(reinterpret_cast<char*>(&info));
-    return std::to_string(info.enable) + info.host + "|" + info.api + "|" + info.desc;
+    return texts + std::to_string(info.enable) + info.host + info.api + "|" + info.desc;
   };
-  const std::string api = "|/statics/report/im/sdk/msgreceived|";
-  EXPECT_EQ(stat(), "0" + std::string(kDefaultStatisticsHost) + api);
-  const std::string long_host(600, 'h');
+  const std::string api = "/statics/report/im/sdk/msgreceived|";
+  EXPECT_THAT(values(), HasSubstr("|0" + std::string(kDefaultStatisticsHost) + api));
+  const std::string host(600, 'h');
   ASSERT_TRUE(service->ParseLBSResponse(
-      Document(
-          R"("a:1")", R"("d:9")", "http://n/",
-          R"("vltdl":"v","vltdls":[1,{"b":0.5}],"vlt":null,"name":"n","desc":"what",)"
-          R"("msg.stat.enable":true,"report":{"host":")" +
-              long_host +
-              R"(","apierror":{"on":false,"threshold":{"count":3,"time":30,"min_delay":30}}})"),
+      Document(R"("a:1")", R"("d:9")", "http://n/",
+               R"("vltdl":"v","vltdls":[1,{"b":0.5}],"vlt":null,"name":"n","desc":"what",)"
+               R"("msg.stat.enable":true,"report":{"apierror":{"on":false,"threshold":)"
+               R"({"count":3,"time":30,"min_delay":30}},"host":")" +
+                   host + R"("})"),
       "1"));
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetVltDL), "v");
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetVltDLList), R"([1, {"b": 0.5}])");
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetVltList), "null");
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetName), "n");
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetDesc), "what");
-  EXPECT_EQ(stat(), "1" + ("https://" + long_host).substr(0, 511) + api + "what");
-  const auto rules = config->statistic_settings.Get();
-  EXPECT_EQ(rules->host, "https://" + long_host);
-  EXPECT_FALSE(rules->enable);
-  EXPECT_EQ(rules->count, 3);
-  EXPECT_EQ(rules->time, 30);
-  EXPECT_EQ(rules->min_delay, 30000);
-  const std::string file = zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20);
-  EXPECT_THAT(file, HasSubstr(R"("def_link_addr": "d:9")"));
-  EXPECT_THAT(file, HasSubstr(R"("lbs_ip_version": "1")"));
-
-  // What a document lacks goes back to the defaults, but for the values of the store.
-  ASSERT_TRUE(service->ParseLBSResponse(R"({"common":{"report":{"host":"http://x"}}})", "1"));
-  EXPECT_EQ(config->statistic_settings.Get()->host, "http://x");
+  EXPECT_EQ(values(),
+            R"(v|[1, {"b": 0.5}]|null|n|what|1https://)" + std::string(503, 'h') + api + "what");
+  const StatisticSettings rules = *config->statistic_settings.Get();
+  EXPECT_EQ(rules.host + std::to_string(rules.enable), "https://" + host + "0");
+  EXPECT_EQ(rules.count + rules.time + rules.min_delay, 3 + 30 + 30000);
+  EXPECT_THAT(zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20),
+              HasSubstr(R"("def_link_addr": "d:9")"));
+  // The rules of a document that lacks them are the defaults again, the values stay. What is too
+  // long for its buffer is passed over in a list, and isn't written elsewhere.
+  ASSERT_TRUE(
+      service->ParseLBSResponse(Document('"' + std::string(512, 'h') + R"(","a:1")", "", "u",
+                                         R"("name":")" + std::string(kNameBufferSize, 'n') + '"'),
+                                "0"));
   EXPECT_EQ(config->statistic_settings.Get()->count, StatisticSettings().count);
-  EXPECT_EQ(value(&IZOSturdyLBSService::GetName), "n");
-  EXPECT_EQ(service->GetLinkHostCount(), 0);
+  EXPECT_THAT(values(), HasSubstr("|null||what|"));
+  EXPECT_EQ(service->GetLinkHostCount(), 1);
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
-  EXPECT_FALSE(service->ParseLBSResponse("", "1"));
   EXPECT_FALSE(service->ParseLBSResponse(R"({"other":{}})", "1"));
   EXPECT_EQ(Response(*service), R"({"common":1})");
 }
 
-TEST_F(LBSServiceTest, ValuesPastTheirBufferAreNotWritten) {
-  ASSERT_TRUE(service->Start(Record()));
-  const std::string name(kNameBufferSize, 'n');
-  ASSERT_TRUE(service->ParseLBSResponse(
-      Document("\"" + std::string(512, 'h') + R"(","a:1")", "", "u", R"("name":")" + name + "\""),
-      "0"));
-  std::vector<char> out(kNameBufferSize);
-  service->GetName(out.data());
-  EXPECT_EQ(out[0], '\0');
-  service->GetLBSResponse(true, out.data());
-  EXPECT_EQ(out[0], '\0');
-  EXPECT_THAT(log.With("too long for the client"), SizeIs(2));
-  EXPECT_EQ(service->GetLinkHostCount(), 1);
-}
-
 TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   std::vector<char> out(kMsgStatInfoBufferSize, 'x');
-  const auto ask_all = [&out](IZOSturdyLBSService& slots) {
-    char* const text = out.data();
-    slots.GetLBSResponse(false, text);
-    slots.GetVltDL(text);
-    slots.GetVltDLList(text);
-    slots.GetVltList(text);
-    slots.GetName(text);
-    slots.GetDesc(text);
-    slots.GetMsgStatInfo(text);
-    slots.HoldLinkAddress("a", 1);
-    uint16_t port = 7;
-    auto family = net::kIPFamilyV6;
-    EXPECT_FALSE(slots.GetLinkAddress(text, &port, &family));
-    EXPECT_FALSE(slots.PeekLinkAddress(text, &port, &family));
-    EXPECT_EQ(port + family, 9);
-    EXPECT_EQ(slots.GetLinkHostCount(), 0);
-  };
-  ask_all(*service);
+  service->GetLBSResponse(false, out.data());
+  service->GetName(out.data());
+  service->GetMsgStatInfo(out.data());
+  service->HoldLinkAddress("a", 1);
+  EXPECT_THAT(out, testing::Each('x'));
+  EXPECT_EQ(Link(*service) + Peek(*service), "--");
+  EXPECT_EQ(service->GetLinkHostCount(), 0);
   service->Update(net::kIPFamilyAny);
   EXPECT_FALSE(service->IsUpdatingForTest());
-  EXPECT_THAT(out, testing::Each('x'));
-  ASSERT_TRUE(service->Start(Record()));
-  service->SetUpdateCallback(nullptr);
+  StartWithToken();
   log.StartHere();
-  char host[kLinkHostBufferSize];
   uint16_t port = 0;
   auto family = net::kIPFamilyAny;
   EXPECT_FALSE(service->GetLinkAddress(nullptr, &port, &family));
-  EXPECT_FALSE(service->GetLinkAddress(host, nullptr, &family));
-  EXPECT_FALSE(service->GetLinkAddress(host, &port, nullptr));
-  EXPECT_FALSE(service->PeekLinkAddress(host, &port, nullptr));
+  EXPECT_FALSE(service->PeekLinkAddress(out.data(), &port, nullptr));
   service->HoldLinkAddress(nullptr, 1);
   service->GetLBSResponse(false, nullptr);
-  service->GetName(nullptr);
   service->GetMsgStatInfo(nullptr);
   EXPECT_EQ(log.Texts(), Messages{});
   EXPECT_EQ(Link(*service), "10.0.0.9:9/1");
-  // After the stop nothing waits for a fetch, and none begins.
-  service->Update(net::kIPFamilyAny);
+  // After the stop nothing waits for a fetch, none begins, and none is applied.
   service->Stop();
   Response(*service, false);
   service->Update(net::kIPFamilyAny);
   EXPECT_FALSE(service->IsUpdatingForTest());
-}
-
-TEST_F(LBSServiceTest, AStoppedServiceLeavesTheCacheToTheNextOne) {
-  StartWithToken();
-  const MultipleURLHttpRequest request = agent.Request(0);
-  service->Stop();
-  auto next = MakeService();
-  ASSERT_TRUE(next->Start(Record()));
-  log.StartHere();
-  request.callback(true, "", kNew);
-  EXPECT_EQ(log.With("complete"), Messages{});
+  first.callback(true, "", kNew);
   EXPECT_EQ(service->GetLinkHostCount(), 2);
-  Release(next);
 }
 
-TEST_F(LBSServiceTest, GetLBSResponseWaitsForTheFetch) {
-  StartWithToken();
-  std::promise<std::string> answer;
-  std::thread asker([&] { answer.set_value(Response(*service, false)); });
-  auto result = answer.get_future();
-  EXPECT_EQ(result.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
-  EXPECT_THAT(Response(*service, true), HasSubstr("10.0.0.9:9"));
-  agent.Request(0).callback(true, "", kNew);
-  EXPECT_EQ(result.get(), kNew);
-  asker.join();
-}
-
-std::shared_ptr<ZOSturdyLBSServiceImpl>* calling = nullptr;
-std::promise<std::string>* asked = nullptr;
-
-TEST_F(LBSServiceTest, EverySlotAnswersInsideTheClientsCallback) {
-  zo_base::ScopedTestClock clock;
-  std::promise<std::string> answers;
-  calling = &service;
-  asked = &answers;
-  SetToken("key");
-  service->SetUpdateCallback([](int, const char*) {
-    IZOSturdyLBSService& slots = **calling;
-    slots.SetUpdateCallback(nullptr);
-    EXPECT_TRUE(slots.Start(Record()));
-    slots.Update(net::kIPFamilyAny);  // begins a fetch that nobody answers
-    std::vector<char> out(kVltListBufferSize);
-    slots.GetVltDL(out.data());
-    slots.GetVltDLList(out.data());
-    slots.GetVltList(out.data());
-    slots.GetName(out.data());
-    slots.GetDesc(out.data());
-    slots.GetMsgStatInfo(out.data());
-    EXPECT_EQ(Peek(slots), "a:1/0");
-    slots.HoldLinkAddress("[::1]", 3);
-    std::string text = std::to_string(slots.GetLinkHostCount());
-    text += " " + Link(slots);
-    text += " " + Link(slots);  // a default, with a timer on this very thread
-    asked->set_value(text + Response(slots, false));
-  });
-  ASSERT_TRUE(service->Start(Record()));
-  agent.Request(0).callback(true, "", kNew);
-  EXPECT_EQ(answers.get_future().get(), "3 [::1]:3/2 d:9/0" + kNew);
-  // The single default asks for its fetch when its time has come.
-  agent.Request(1).callback(false, "", "");
-  clock.Advance(1200);
-  ASSERT_TRUE(log.WaitFor("[count timer invoker][time out] Invoke task"));
-  agent.Request(2);
-  Release(service);
-}
-
-TEST_F(LBSServiceTest, AStartThatFindsNoThreadLeavesTheServiceAsNew) {
+TEST_F(LBSServiceTest, AStartThatFailsLeavesTheServiceAsNew) {
+  EXPECT_FALSE(std::make_shared<ZOSturdyLBSServiceImpl>()->Start(Record()));
   SetToken("key");
   zo_base::FailThreadStartForTest(1);
   EXPECT_THROW(service->Start(Record()), std::system_error);
   EXPECT_EQ(Link(*service), "-");
-  NotifyNetwork(net::kIPFamilyV6);
+  NotifyNetwork(2);
   ASSERT_TRUE(service->Start(Record()));
-  EXPECT_EQ(agent.Request(0).ip_family, 0);
+  EXPECT_EQ(Request(0).ip_family, 0);
   EXPECT_THAT(log.With(kUnforced), SizeIs(1));
-}
-
-TEST_F(LBSServiceTest, WithoutAConfigurationThereIsNoStart) {
-  service = std::make_shared<ZOSturdyLBSServiceImpl>();
-  EXPECT_FALSE(service->Start(Record()));
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ void ZOSturdyLBSServiceImpl::CopyValue(const char* key, char* out, size_t buffer
     ZO_LOG(LV_APP) << "[lbs] Value too long for the client :" << key << " size :" << value.size();
     return;
   }
-  std::memcpy(out, value.data(), value.size());
+  value.copy(out, value.size());
 }
 
 void ZOSturdyLBSServiceImpl::GetMsgStatInfo(char* out) {

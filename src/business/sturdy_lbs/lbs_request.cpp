@@ -58,7 +58,9 @@ MultipleURLHttpRequest BuildLBSRequest(const std::vector<std::string>& urls, con
   request.use_http_dns = true;
   request.ip_family = family;
   for (const std::string& base : urls) {
-    const std::string url = base + (base.find('?') == std::string::npos ? "?" : "&") + query_text;
+    std::string url = base;
+    url += base.find('?') == std::string::npos ? '?' : '&';
+    url += query_text;
     const std::string host = url::GetURLHost(url, false);
     const bool is_literal = net::IsIPLiteral(host);
     if (is_literal && IsOfOtherFamily(host, family)) {

@@ -1,6 +1,4 @@
 // Which link server to connect to: the slots over the link chooser.
-#include <cstring>
-
 #include "base/log/log.h"
 #include "net/ip_address.h"
 #include "net/url.h"
@@ -29,7 +27,7 @@ LinkAddress Split(const std::string& text) {
 
 // The texts of the choosers are bounded, so that the host fits.
 void Write(const LinkAddress& address, char* host, uint16_t* port, net::AddressFamily* family) {
-  std::memcpy(host, address.host.data(), address.host.size());
+  address.host.copy(host, address.host.size());
   *port = address.port;
   *family = address.family;
 }
