@@ -7,6 +7,7 @@
 
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
+#include "sturdy/sturdy.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -18,6 +19,13 @@ INSTANTIATE_TEST_SUITE_P(Servers, Cpp11Client,
                                          lab::HttpsServer("lbs", lab::Certificate::kSelfSigned),
                                          lab::HttpsServer("lbs", lab::Certificate::kWrongName),
                                          lab::HttpsServer("lbs", lab::Certificate::kExpired)));
+
+TEST(Version, IsTheBuilds) {
+  EXPECT_STREQ(STURDY_VERSION_STRING, BUILD_VERSION);
+  EXPECT_EQ(std::to_string(STURDY_VERSION_MAJOR) + "." + std::to_string(STURDY_VERSION_MINOR) +
+                "." + std::to_string(STURDY_VERSION_PATCH),
+            BUILD_VERSION);
+}
 
 TEST_P(Cpp11Client, GetsItsLinkAddresses) {
   auto server = GetParam();
