@@ -11,7 +11,6 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
-#include <set>
 
 #include "base/log/log_file.h"
 #include "base/log/tqlog.h"
@@ -62,35 +61,25 @@ class LogDamageTest : public testing::Test {
   const std::string buffer_path_ = path_ + ".qel_mmap";
 };
 
-TEST_F(LogDamageTest, ABufferFileCutAtAnyLengthIsUsableOrEmpty) {
+TEST_F(LogDamageTest, ABufferFileCutAtAnyLengthOrFlippedInItsHeaderIsUsableOrEmpty) {
+  constexpr size_t kText = 0x7f;
   ASSERT_TRUE(CreateFolders(folder_.File("logs")));
-  const std::string text(kBuffer / 2, 't');
-  std::string whole = std::string("\x7f\0\0\0", 4) + text;
-  whole.resize(kBuffer + 4, 's');
+  const std::string whole =
+      std::string("\x7f\0\0\0", 4) + std::string(kText, 't') + std::string(kBuffer - kText, 's');
   for (size_t length = 0; length <= whole.size(); ++length) {
     RemoveFile(path_);
     ASSERT_TRUE(WriteWholeFile(buffer_path_, whole.substr(0, length)));
     ExpectNextStartWorks();
-    const std::string log = LogLines(path_).Text();
-    EXPECT_EQ(std::count(log.begin(), log.end(), 't'),
-              std::count(log.begin(), log.begin() + 1, '\r') *
-                  static_cast<ptrdiff_t>(std::clamp<size_t>(length, 4, 4 + 0x7f) - 4))
-        << length;
+    const Messages kept = LogLines(path_).With("tt");
+    EXPECT_EQ(kept,
+              length < 6 ? Messages() : Messages{std::string(std::min(length - 4, kText), 't')});
   }
-}
-
-TEST_F(LogDamageTest, AnyByteOfTheHeaderCanBeAnything) {
-  ASSERT_TRUE(CreateFolders(folder_.File("logs")));
-  for (size_t at = 0; at < MappedLogBuffer::kHeaderBytes; ++at) {
-    for (int value = 0; value < 256; value += 15) {
-      for (const size_t length : {kBuffer, kBuffer - 1}) {
-        std::string bytes = std::string("\x10\0\0\0", 4) + std::string(length - 4, 't');
-        bytes[at] = static_cast<char>(value);
-        RemoveFile(path_);
-        ASSERT_TRUE(WriteWholeFile(buffer_path_, bytes));
-        ExpectNextStartWorks();
-      }
-    }
+  for (size_t flipped = 0; flipped < 32 * 2; ++flipped) {
+    std::string bytes = whole.substr(0, kBuffer - flipped % 2);
+    bytes[flipped / 16] = static_cast<char>(bytes[flipped / 16] ^ (1 << (flipped / 2 % 8)));
+    RemoveFile(path_);
+    ASSERT_TRUE(WriteWholeFile(buffer_path_, bytes));
+    ExpectNextStartWorks();
   }
 }
 
@@ -114,9 +103,7 @@ TEST_F(LogDamageTest, AnyFileCallCanFail) {
       WriteLine(logger, kLines);
       EXPECT_TRUE(LogLines(path_).WaitFor("line " + std::to_string(kLines)));
       ExpectNextStartWorks();
-      if (!fired) {
-        EXPECT_GT(n, kLines) << "too few calls for a flush, a cut and a start";
-      }
+      EXPECT_TRUE(fired || n > kLines) << "too few calls for a start, flushes and cuts";
     }
   }
 }
@@ -137,33 +124,25 @@ TEST_F(LogDamageTest, AProcessCanDieInAnyFileCall) {
       const ScopedFileFault fault(n, FileFault::kKill);
       Logger logger;
       logger.SetLogFile(path_, kLimit, kBuffer);
-      while (*written < kLines) {
+      for (; *written < kLines; ++*written) {
         WriteLine(logger, *written);
-        ++*written;
       }
       return 0;
     });
     killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
     EXPECT_TRUE(killed || status == 0) << status;
     const LogLines log(path_);
-    std::set<int> numbers;
-    for (const std::string& text : log.With("line ")) {
-      if (text.starts_with("line ")) {
-        numbers.insert(std::stoi(text.substr(5)));
-      }
+    const std::string text = log.Text();
+    const bool buffer_has_text = text.size() > FileSize(path_).value_or(0);
+    int first = *written;
+    while (first > 0 && text.find("line " + std::to_string(first - 1) + "\n") != text.npos) {
+      --first;
     }
-    const int last = numbers.empty() ? -1 : *numbers.rbegin();
-    EXPECT_GE(last, *written - 1);
-    EXPECT_EQ(numbers.size(), static_cast<size_t>(last + 1 - (last < 0 ? 0 : *numbers.begin())));
-    if (FileSize(path_).value_or(0) < kLimit / 2) {
-      EXPECT_TRUE(numbers.empty() || *numbers.begin() == 0);
-    }
-    const bool left_text = !log.Text().empty() && log.Text() != ReadWholeFile(path_, kLimit * 2);
+    EXPECT_TRUE(first == 0 || text.size() >= kLimit / 2) << text;
     ExpectNextStartWorks();
-    const std::vector<LogMessage> after = log.All();
-    ASSERT_GE(after.size(), left_text ? 3U : 1U);
-    EXPECT_EQ(after.size() > 1 && after[after.size() - 2].text == "load from mmap file end",
-              left_text);
+    const Messages after = log.Texts();
+    EXPECT_EQ(after.size() > 1 && after[after.size() - 2] == "load from mmap file end",
+              buffer_has_text);
   }
   ::munmap(written, sizeof(std::atomic<int>));
 }
