@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <memory>
-#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -23,9 +22,8 @@ enum class SVT : int { kString = 9 };
 class ZOAny {
  public:
   ZOAny() = default;
-  template <class T, class Value = std::decay_t<T>,
-            std::enable_if_t<!std::is_same_v<Value, ZOAny>, int> = 0>
-  explicit ZOAny(T&& value) : content(std::make_unique<holder<Value>>(std::forward<T>(value))) {}
+  template <class T>
+  explicit ZOAny(T value) : content(std::make_unique<holder<T>>(std::move(value))) {}
   ZOAny(const ZOAny& other) : content(other.content ? other.content->clone() : nullptr) {}
   ZOAny(ZOAny&& other) noexcept = default;
   ~ZOAny() = default;
@@ -50,10 +48,9 @@ class ZOAny {
   template <class T>
   class holder final : public placeholder {
    public:
-    template <class U>
-    explicit holder(U&& value) : held(std::forward<U>(value)) {}
+    explicit holder(T value) : held(std::move(value)) {}
     const std::type_info& type() const override { return typeid(T); }
-    placeholder* clone() const override { return new holder(std::as_const(held)); }
+    placeholder* clone() const override { return new holder(held); }
 
     T held;
   };

@@ -15,7 +15,7 @@ template <class Context>
 class _AtExitManager final : public IAtExitManager<Context> {
  public:
   _AtExitManager() = default;
-  ~_AtExitManager();
+  virtual ~_AtExitManager();
   _AtExitManager(const _AtExitManager&) = delete;
   _AtExitManager& operator=(const _AtExitManager&) = delete;
 

@@ -1,5 +1,7 @@
 #include "base/base_thread.h"
 
+#include <exception>
+#include <system_error>
 #include <utility>
 
 #include "base/platform/thread.h"
@@ -15,11 +17,17 @@ BaseThread::BaseThread(const std::string& thread_name)
       task_loop(std::make_shared<ThreadTaskLoop>()) {}
 
 BaseThread::~BaseThread() {
-  if (thread) {
-    BaseThread::RequestStop();
-    BaseThread::DoJoin();
-    running.exchange(0);
+  if (!thread) {
+    return;
   }
+  BaseThread::RequestStop();
+  try {
+    BaseThread::DoJoin();
+  } catch (const std::system_error&) {
+    // The last reference went on the thread itself, which would run on in a dead object.
+    std::terminate();
+  }
+  running.exchange(0);
 }
 
 bool BaseThread::IsRunning() {
@@ -72,6 +80,10 @@ void BaseThread::RequestStop() {
 }
 
 void BaseThread::DoJoin() {
+  const ThreadInfo* info = CurrentThreadInfo();
+  if (info != nullptr && info->task_loop == task_loop) {
+    throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+  }
   if (thread && thread->joinable()) {
     thread->join();
   }

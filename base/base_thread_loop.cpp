@@ -28,7 +28,7 @@ uint64_t NowMs() {
 class BaseThread::ClockWaker final : public ClockListener {
  public:
   explicit ClockWaker(BaseThread& thread) : thread_(thread) { Clock::AddListener(this); }
-  ~ClockWaker() { Clock::RemoveListener(this); }
+  virtual ~ClockWaker() { Clock::RemoveListener(this); }
   ClockWaker(const ClockWaker&) = delete;
   ClockWaker& operator=(const ClockWaker&) = delete;
 

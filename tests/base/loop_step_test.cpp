@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
@@ -18,6 +19,8 @@ class AtStep : public LoopFixture, public testing::WithParamInterface<LoopStep> 
  protected:
   ~AtStep() override {
     BaseThread::SetStepHookForTest(nullptr);
+    // The loop may still be inside the hook.
+    thread->Stop();
     if (foreign.joinable()) {
       foreign.join();
     }
@@ -25,9 +28,7 @@ class AtStep : public LoopFixture, public testing::WithParamInterface<LoopStep> 
 
   // Runs `act` once, on the loop's thread, when that next comes by the step.
   void RunThere(std::function<void()> act) {
-    std::promise<void> came;
-    std::atomic<bool> armed{true};
-    hook = [&](BaseThread&, LoopStep step) {
+    hook = [this, act = std::move(act)](BaseThread&, LoopStep step) {
       if (step == GetParam() && armed.exchange(false)) {
         act();
         came.set_value();
@@ -54,6 +55,8 @@ class AtStep : public LoopFixture, public testing::WithParamInterface<LoopStep> 
   }
 
   BaseThread::StepHook hook;
+  std::atomic<bool> armed{true};
+  std::promise<void> came;
   std::promise<void> arrived;
   std::thread foreign;
 };
