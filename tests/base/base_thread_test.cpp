@@ -6,13 +6,13 @@
 #include <climits>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
+#include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -160,19 +160,13 @@ TEST_F(Delayed, AStopFromWithinFailsAndDropsTheRest) {
 }
 
 TEST_F(Delayed, PostsOfOneThreadKeepTheirOrder) {
-  std::vector<std::thread> posters;
   std::vector<std::vector<int>> seen(3);
   std::promise<void> done;
-  for (int p = 0; p < 3; ++p) {
-    posters.emplace_back([&, p] {
-      for (int n = 0; n < 500; ++n) {
-        PostTo(loop, [&seen, p, n] { seen[p].push_back(n); });
-      }
-    });
-  }
-  for (std::thread& poster : posters) {
-    poster.join();
-  }
+  RunThreads(3, [&](int p) {
+    for (int n = 0; n < 500; ++n) {
+      PostTo(loop, [&seen, p, n] { seen[p].push_back(n); });
+    }
+  });
   PostTo(loop, [&] { done.set_value(); });
   ASSERT_TRUE(Arrives(done.get_future()));
   for (const std::vector<int>& numbers : seen) {

@@ -7,6 +7,7 @@
 
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
+#include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -87,17 +88,14 @@ INSTANTIATE_TEST_SUITE_P(EachStep, AtStep,
 class PostRace : public LoopFixture {};
 
 TEST_F(PostRace, NoAnswerIsLostWhenPostsMeetTimersAndEachOther) {
-  const auto post_and_wait = [&] {
+  RunThreads(2, [&](int) {
     for (int i = 0; i < 1000; ++i) {
       std::promise<void> ran;
       thread->PostDelayedTask(0, [] {});
       PostTo(loop, [&] { PostTo(loop, [&] { ran.set_value(); }); });
       ASSERT_TRUE(Arrives(ran.get_future()));
     }
-  };
-  std::thread other(post_and_wait);
-  post_and_wait();
-  other.join();
+  });
 }
 
 }  // namespace

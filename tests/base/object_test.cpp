@@ -4,8 +4,9 @@
 
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -43,16 +44,11 @@ TEST(WeakClosure, ExpiresWithCancelAndOwner) {
 
 TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
   Object owner;
-  std::thread other([&] {
-    for (int i = 0; i < 1000; ++i) {
-      owner.Cancel();
+  RunThreads(3, [&](int i) {
+    for (int n = 0; n < 500; ++n) {
+      i == 0 ? owner.Cancel() : owner.ToWeakClosure([] {})();
     }
   });
-  for (int i = 0; i < 1000; ++i) {
-    owner.ToWeakClosure([] {})();
-    owner.HasUsedFlag();
-  }
-  other.join();
 }
 
 TEST(WeakClosure, HoldWhileRunningKeepsTheOwnerForTheRun) {
@@ -127,21 +123,16 @@ TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
   itself.disconnect();
 }
 
-TEST_F(Signals, ExceptionOfASlotEndsTheEmission) {
-  emitter->Connect(key, [](const std::string&) { throw 5; });
-  emitter->Connect(key, Note("after"));
-  EXPECT_THROW(Emit("1"), int);
-  EXPECT_TRUE(calls.empty());
-}
-
-TEST_F(Signals, OneKeyHasOneSignature) {
+TEST_F(Signals, FailuresGoToTheCaller) {
   emitter->Connect(key, Note("a"));
   const SignalKeyOf<int> wrong{key.value};
   EXPECT_THROW(emitter->Emit(wrong, 1), BadZOAnyCast);
   EXPECT_THROW(emitter->Connect(wrong, [](int) {}), BadZOAnyCast);
   EXPECT_THROW(emitter->Disconnect<int>(key.value, 1), BadZOAnyCast);
-  Emit("still");
-  EXPECT_THAT(calls, ElementsAre("astill"));
+  emitter->Connect(key, [](const std::string&) { throw 5; });
+  emitter->Connect(key, Note("after"));
+  EXPECT_THROW(Emit("1"), int);
+  EXPECT_THAT(calls, ElementsAre("a1"));
 }
 
 TEST(SignalFunction, PrintsItsName) {
@@ -152,19 +143,13 @@ TEST(SignalFunction, PrintsItsName) {
 }
 
 TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 200; ++n) {
-        auto mine = emitter->Connect(key, [](const std::string&) {});
-        emitter->Emit(key, "x");
-        mine.disconnect();
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  RunThreads(4, [&](int) {
+    for (int n = 0; n < 200; ++n) {
+      auto mine = emitter->Connect(key, [](const std::string&) {});
+      emitter->Emit(key, "x");
+      mine.disconnect();
+    }
+  });
 }
 
 }  // namespace

@@ -14,22 +14,22 @@
 namespace zo_base {
 namespace {
 
-std::set<int> BlockedHere() {
+std::set<int> OpenSignals() {
   sigset_t mask;
   pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-  std::set<int> blocked;
+  std::set<int> open;
   for (int signal = 1; signal < 32; ++signal) {
-    if (sigismember(&mask, signal) == 1) {
-      blocked.insert(signal);
+    if (sigismember(&mask, signal) == 0) {
+      open.insert(signal);
     }
   }
-  return blocked;
+  return open;
 }
 
 bool hook_ran = false;
 
 TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
-  const std::set<int> before = BlockedHere();
+  const std::set<int> before = OpenSignals();
   EXPECT_FALSE(IsLibraryThread());
   EXPECT_EQ(LiveLibraryThreads(), 0);
   std::set<int> open;
@@ -41,19 +41,14 @@ TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
     EXPECT_NE(CurrentThreadId(), CurrentProcessId());
     SetCurrentThreadName("http dns manager");
     pthread_getname_np(pthread_self(), name, sizeof name);
-    const std::set<int> blocked = BlockedHere();
-    for (int signal = 1; signal < 32; ++signal) {
-      if (blocked.count(signal) == 0) {
-        open.insert(signal);
-      }
-    }
+    open = OpenSignals();
     RunUnloadHooksForTest();
     EXPECT_FALSE(hook_ran);
   }).join();
   EXPECT_STREQ(name, "http dns manage");
   EXPECT_EQ(open, (std::set<int>{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGKILL,
                                  SIGSTOP}));
-  EXPECT_EQ(BlockedHere(), before);
+  EXPECT_EQ(OpenSignals(), before);
   EXPECT_EQ(LiveLibraryThreads(), 0);
   RunUnloadHooksForTest();
   EXPECT_TRUE(hook_ran);

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/any.h"
@@ -12,6 +11,7 @@
 #include "base/singleton.h"
 #include "base/snapshot.h"
 #include "base/unload_hook.h"
+#include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -44,32 +44,25 @@ TEST(OnceFlag, StaysUnsetOnAnExceptionAndCanBeReset) {
   once.Call([&] { ++runs; });
   EXPECT_EQ(runs, 1);
   once.Reset();
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      once.Call([&] { ++runs; });
-      EXPECT_EQ(runs, 2);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  RunThreads(4, [&](int) {
+    once.Call([&] { ++runs; });
+    EXPECT_EQ(runs, 2);
+  });
 }
 
 TEST(Snapshot, ReadersKeepWhatTheyGot) {
   Snapshot<std::vector<int>> snapshot;
   EXPECT_EQ(snapshot.Get(), nullptr);
   snapshot.Set(std::vector<int>{1, 1});
-  std::thread reader([&] {
-    for (int i = 0; i < 1000; ++i) {
+  RunThreads(3, [&](int thread) {
+    for (int i = 0; i < 500; ++i) {
+      if (thread == 0) {
+        snapshot.Set(std::vector<int>{i, i});
+      }
       const auto seen = snapshot.Get();
       EXPECT_EQ(seen->front(), seen->back());
     }
   });
-  for (int i = 0; i < 1000; ++i) {
-    snapshot.Set(std::vector<int>{i, i});
-  }
-  reader.join();
 }
 
 TEST(AtExit, CallbacksRunBackwardsAndMayRegister) {
@@ -133,29 +126,20 @@ TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
 }
 
 TEST(Singleton, IsSafeWhileEnvironmentsComeAndGo) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([i] {
-      for (int n = 0; n < 500; ++n) {
-        std::shared_ptr<IAtExitManager<SturdyObject>> environment;
-        if (i == 0) {
-          environment = IAtExitManager<SturdyObject>::Get();
-        }
-        ASSERT_NE(Counted::Instance(), nullptr);
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  RunThreads(4, [](int thread) {
+    for (int n = 0; n < 500; ++n) {
+      const auto environment = thread == 0 ? IAtExitManager<SturdyObject>::Get() : nullptr;
+      ASSERT_NE(Counted::Instance(), nullptr);
+    }
+  });
   RunUnloadHooksForTest();
   EXPECT_EQ(Counted::alive, 0);
 }
 
-class ForLife : public Singleton<ForLife, ZOGlobalContext, 0> {};
+class ForLife : public Singleton<ForLife, SturdyObject, 0> {};
 
-TEST(Singleton, WithoutAtExitOutlivesTheEnvironment) {
-  auto environment = IAtExitManager<ZOGlobalContext>::Get();
+TEST(Singleton, OfTheProcessOutlivesTheEnvironment) {
+  auto environment = IAtExitManager<SturdyObject>::Get();
   ForLife* first = ForLife::Instance();
   environment.reset();
   EXPECT_EQ(ForLife::Instance(), first);
