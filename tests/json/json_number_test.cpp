@@ -14,6 +14,7 @@
 #include "base/json/json.h"
 #include "base/json/json_text.h"
 #include "tests/support/comma_locale.h"
+#include "tests/support/small_inputs.h"
 
 namespace zo_base::json11 {
 namespace {
@@ -66,33 +67,14 @@ TEST(Numbers, TheirLengthDecidesTheirForm) {
 
 TEST(Numbers, AreReadAsByStrtod) {
   const std::string zeros(400, '0');
-  for (const std::string& text : std::vector<std::string>{"1e308",
-                                                          "1.7976931348623157e308",
-                                                          "1.7976931348623158e308",
-                                                          "1.7976931348623159e308",
-                                                          "1e309",
-                                                          "1e99999999999999999999",
-                                                          "4.9e-324",
-                                                          "2.5e-324",
-                                                          "2.4e-324",
-                                                          "1e-400",
-                                                          "1e-99999999999999999999",
-                                                          "2.2250738585072011e-308",
-                                                          "2.2250738585072014e-308",
-                                                          "0e999",
-                                                          "0.0e-9999",
-                                                          "9007199254740993",
-                                                          "9007199254740992.99999",
-                                                          "18446744073709551616",
-                                                          "0.000001e400",
-                                                          "100000e-400",
-                                                          "1e+0",
-                                                          "5E-1",
-                                                          "1" + zeros,
-                                                          "1" + zeros + "e-400",
-                                                          "0." + zeros + "1",
-                                                          "0." + zeros + "1e401",
-                                                          "1" + zeros + ".5e-900"}) {
+  std::vector<std::string> texts = Words(
+      "1e308 1.7976931348623157e308 1.7976931348623158e308 1.7976931348623159e308 1e309 "
+      "1e99999999999999999999 4.9e-324 2.5e-324 2.4e-324 1e-400 1e-99999999999999999999 "
+      "2.2250738585072011e-308 2.2250738585072014e-308 0e999 0.0e-9999 9007199254740993 "
+      "9007199254740992.99999 18446744073709551616 0.000001e400 100000e-400 1e+0 5E-1");
+  texts.insert(texts.end(), {"1" + zeros, "1" + zeros + "e-400", "0." + zeros + "1",
+                             "0." + zeros + "1e401", "1" + zeros + ".5e-900"});
+  for (const std::string& text : texts) {
     ExpectSameAsStrtod(text);
     ExpectSameAsStrtod("-" + text);
   }

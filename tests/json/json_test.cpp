@@ -122,29 +122,18 @@ TEST(Accessors, AnswerForTheirOwnTypeAlone) {
 
 TEST(Comparison, ByTypeThenByValue) {
   std::string err;
-  const Json rising = Json::parse(
+  const std::string text =
       R"([null, -1, 5, 5.5, 2147483647, false, true, "", "a", "b", [], [1], [1,0], [2],
-          {}, {"a":1}, {"a":1,"b":0}, {"a":2}, {"b":0}])",
-      err);
-  const Json::array made = {{},
-                            -1LL,
-                            5,
-                            rising[3],
-                            2147483647,
-                            false,
-                            true,
-                            "",
-                            "a",
-                            std::string("b"),
-                            Json::array(),
-                            Json::array{1},
-                            Json::array{1, 0},
-                            rising[13],
-                            Json::object(),
-                            Json::object{{"a", 1}},
-                            rising[16],
-                            Json::object{{"a", 2LL}},
-                            rising[18]};
+          {}, {"a":1}, {"a":1,"b":0}, {"a":2}, {"b":0}])";
+  const Json rising = Json::parse(text, err);
+  Json::array made = Json::parse(text, err).array_items();
+  made[1] = -1LL;
+  made[2] = 5;
+  made[4] = 2147483647;
+  made[9] = std::string("b");
+  made[11] = Json::array{1};
+  made[15] = Json::object{{"a", 1}};
+  made[17] = Json::object{{"a", 2LL}};
   EXPECT_EQ(rising, Json(made)) << err;
   for (size_t i = 0; i < made.size(); ++i) {
     for (size_t j = 0; j < made.size(); ++j) {

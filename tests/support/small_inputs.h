@@ -1,8 +1,16 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
+
+// The words of a text, taken apart at its blanks.
+inline std::vector<std::string> Words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+}
 
 // Calls `visit` with every text that is made of up to `max_tokens` of `tokens`, the empty one too.
 template <typename Visit>
