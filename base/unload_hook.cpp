@@ -32,17 +32,20 @@ __attribute__((constructor)) void WatchForProcessEnd() {
   (void)std::atexit([] { process_ends = true; });
 }
 
+std::vector<void (*)()> TakeHooks() {
+  MutexLock lock(AllHooks().mutex);
+  return std::exchange(AllHooks().list, {});
+}
+
 void RunHooks() {
   if (LiveLibraryThreads() != 0) {
     return;
   }
-  std::vector<void (*)()> hooks;
-  {
-    MutexLock lock(AllHooks().mutex);
-    hooks.swap(AllHooks().list);
-  }
-  for (auto hook = hooks.rbegin(); hook != hooks.rend(); ++hook) {
-    (*hook)();
+  // A hook can bring something back to life, by a log line say, which hands in its hook anew.
+  for (std::vector<void (*)()> hooks = TakeHooks(); !hooks.empty(); hooks = TakeHooks()) {
+    for (auto hook = hooks.rbegin(); hook != hooks.rend(); ++hook) {
+      (*hook)();
+    }
   }
 }
 
