@@ -1,14 +1,19 @@
 #include "base/unload_hook.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
 #include "base/mutex.h"
 #include "base/no_destructor.h"
 #include "base/platform/thread.h"
+
+// The linker's name for the library itself.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform chose it
+extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
 
 namespace zo_base {
 namespace {
@@ -29,7 +34,7 @@ std::atomic<bool> process_ends{false};
 // runs them after it. So teardown that finds the mark set belongs to the end of the process.
 __attribute__((constructor)) void WatchForProcessEnd() {
   // Without the handler the hooks could run at the end of the process; nothing else is lost.
-  (void)std::atexit([] { process_ends = true; });
+  (void)AtEnd([] { process_ends = true; });
 }
 
 std::vector<void (*)()> TakeHooks() {
@@ -63,6 +68,11 @@ void AtUnload(void (*hook)()) {
   if (std::find(hooks.list.begin(), hooks.list.end(), hook) == hooks.list.end()) {
     hooks.list.push_back(hook);
   }
+}
+
+bool AtEnd(void (*handler)()) {
+  const auto call = [](void* function) { reinterpret_cast<void (*)()>(function)(); };
+  return abi::__cxa_atexit(call, reinterpret_cast<void*>(handler), &__dso_handle) == 0;
 }
 
 void RunUnloadHooksForTest() {

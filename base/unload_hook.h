@@ -10,6 +10,13 @@ namespace zo_base {
 // Threads: any.
 void AtUnload(void (*hook)());
 
+// Has `handler` called at the end of the process, or when the library is unloaded if that comes
+// first. Handlers run in reverse order. The handler is registered for the library by name: what
+// stands in for std::atexit in a program under a tool may forget whose the handler is, and then
+// calls it when the library is gone.
+// Errors: false if there is no room for it.
+bool AtEnd(void (*handler)());
+
 // Runs what an unloading would run. Requires: no other thread is inside the library.
 void RunUnloadHooksForTest();
 

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -54,7 +53,7 @@ void Prepare() {
   zo_base::AtUnload(CleanUpLibcurl);
   // With the handler in place OpenSSL must still be there. If it is not, the process has been
   // ending since before, and the handler may come too late or never.
-  if (std::atexit(ShutGate) != 0 || OPENSSL_init_ssl(0, nullptr) != 1) {
+  if (!zo_base::AtEnd(ShutGate) || OPENSSL_init_ssl(0, nullptr) != 1) {
     is_shut.store(true);
   }
 }
