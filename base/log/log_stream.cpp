@@ -23,7 +23,12 @@ std::string_view Print(std::array<char, kNumberBytes>& out, Args... args) {
 }  // namespace
 
 LogStream::LogStream() {
-  text_.reserve(kUsualLineBytes);
+  try {
+    text_.reserve(kUsualLineBytes);
+  } catch (const std::exception&) {
+    // No memory: what finds some later still gets in.
+    return;
+  }
 }
 
 void LogStream::Append(std::string_view text) noexcept {
