@@ -93,8 +93,11 @@ void ZOSturdyLBSServiceImpl::StartThread() {
 }
 
 void ZOSturdyLBSServiceImpl::RequestStop() {
-  posts_ = Posts::kNoMore;
-  { const zo_base::MutexLock applied(finish_mutex_); }
+  if (posts_.exchange(Posts::kNoMore) != Posts::kNoMore) {
+    // Only the first stop has a document to wait for. The destructor's may run in a slot, with the
+    // configuration's mutex held, which comes after this lock.
+    const zo_base::MutexLock applied(finish_mutex_);
+  }
   updatting_lbs_ = false;
   BaseThread::RequestStop();
 }
