@@ -33,8 +33,8 @@ using HttpRequestInvoker =
 // Threads: any. What changes at run time is atomic, a snapshot, or guarded by `mutex`; the rest is
 //          written by ApplySettings, before any service exists.
 // Owner:   EnvironmentManager, alone; components hold it weakly through
-// EnvironmentConfigGetterBase. Errors:  none; a text of the record that lacks its NUL is read to
-// the end of its array.
+//          EnvironmentConfigGetterBase.
+// Errors:  none; a text of the record that lacks its NUL is read to the end of its array.
 class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
  public:
   _EnvironmentConfig();
