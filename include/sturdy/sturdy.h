@@ -17,7 +17,7 @@
 // Errors:  there are no error codes: results are a bool, a text or a null pointer. A null pointer
 //          where a text or an output is due makes the call do nothing, with a result of false.
 //          A call out of order does nothing either. No operation throws, bar
-//          StartSturdyEnvironment.
+//          the two that make threads: StartSturdyEnvironment and the service's Start.
 // Texts:   a text that goes in ends at its NUL; one inside an array of a record ends at the end
 //          of the array at the latest. A text that comes out is written WITHOUT its NUL and
 //          without a length: zero the buffer first, and make it as large as the k...BufferSize
@@ -151,6 +151,8 @@ class IZOSturdyLBSService {
   // GetLinkAddress answers at once, and then, with a token set, fetches a new document in the
   // background. False if the environment has been exited.
   // `settings.address_family`: a value above 2 is passed on, but leaves the service at IPv4.
+  // Throws std::exception (no memory, no thread left); then the service isn't started, and another
+  // Start tries again.
   // Blocks: for reading and writing one cache file and for the start of a thread.
   virtual bool Start(const _ZOSturdyLBSSettings& settings) = 0;
 
