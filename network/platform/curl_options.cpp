@@ -2,7 +2,7 @@
 
 #include <sys/socket.h>
 
-#include <algorithm>
+#include <cstdint>
 
 namespace KRBASE::network::platform {
 
@@ -36,7 +36,8 @@ bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists)
   is_set &= curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 1L) == CURLE_OK;
   is_set &= curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L) == CURLE_OK;
   // The transfer watches this limit too; libcurl shares it out among the addresses.
-  const long connect_ms = std::max(plan.time_outs.connect_ms, 0);
+  // Its 0 would be 300 s.
+  const long connect_ms = plan.time_outs.connect_ms > 0 ? plan.time_outs.connect_ms : INT32_MAX;
   is_set &= curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connect_ms) == CURLE_OK;
   return is_set;
 }
