@@ -8,6 +8,7 @@
 
 #include "network/platform/curl_options.h"
 #include "network/platform/exit_gate.h"
+#include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
@@ -17,6 +18,13 @@ namespace {
 // The end of a limit; limits that aren't positive have none.
 int64_t After(int64_t start_ms, int32_t limit_ms) {
   return limit_ms > 0 ? start_ms + limit_ms : INT64_MAX;
+}
+
+// libcurl undoes a compression of the transfer unasked, and a few KiB would swell to what no bound
+// here holds. Other than chunked we never ask for.
+bool IsCodingUnasked(std::string_view line) {
+  const std::string coding = HeaderValue(line, "Transfer-Encoding");
+  return !coding.empty() && !SameName(coding, "chunked") && !SameName(coding, "identity");
 }
 
 }  // namespace
@@ -150,7 +158,9 @@ void CurlTransfer::Step() {
   const InsideTransferCode inside;
   if (is_paused_ && received_bytes() == 0) {
     is_paused_ = false;
-    curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    if (curl_easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OK) {
+      Fail();  // what it held back is lost
+    }
   }
   int running = 0;
   if (curl_multi_perform(multi_.get(), &running) != CURLM_OK) {
@@ -200,9 +210,9 @@ int64_t CurlTransfer::SentBytes() const {
   return uploaded + head_bytes;
 }
 
-void CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
+bool CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
   if (is_head_complete_) {
-    return;  // a trailer behind the last chunk
+    return true;  // a trailer behind the last chunk
   }
   if (std::exchange(is_new_head_, false)) {
     head_.clear();
@@ -217,6 +227,7 @@ void CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
     const int64_t code = status();
     is_head_complete_ = code < 100 || code > 199;
   }
+  return !IsCodingUnasked(line);
 }
 
 int CurlTransfer::OnConnected(void* self, char* /*to_ip*/, char* /*from_ip*/, int /*to_port*/,
@@ -234,11 +245,10 @@ size_t CurlTransfer::OnHeadLine(char* data, size_t size, size_t count, void* sel
     return 0;
   }
   try {
-    transfer->TakeHeadLine(data, size_bytes);
+    return transfer->TakeHeadLine(data, size_bytes) ? size_bytes : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }
-  return size_bytes;
 }
 
 size_t CurlTransfer::OnBody(char* data, size_t size, size_t count, void* self) {

@@ -68,7 +68,8 @@ class CurlTransfer final : private zo_base::ClockListener {
   [[nodiscard]] bool IsSent() const;
   [[nodiscard]] int64_t SentBytes() const;
   void Fail();
-  void TakeHeadLine(const char* data, size_t size_bytes);
+  // False for a line that ends the transfer.
+  bool TakeHeadLine(const char* data, size_t size_bytes);
 
   static int OnConnected(void* self, char* to_ip, char* from_ip, int to_port, int from_port);
   static size_t OnHeadLine(char* data, size_t size, size_t count, void* self);

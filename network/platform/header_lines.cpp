@@ -15,10 +15,14 @@ char LowerCase(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+}  // namespace
+
 bool SameName(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return LowerCase(x) == LowerCase(y); });
 }
+
+namespace {
 
 std::string_view WithoutBlanks(std::string_view text) {
   const size_t first = text.find_first_not_of(" \t");

@@ -32,6 +32,9 @@ class HeaderLines {
   std::vector<Line> lines_;
 };
 
+// Compares ASCII letters without case, as names are and some values.
+bool SameName(std::string_view a, std::string_view b);
+
 // The value of the first line with this name in the head of an answer, without the blanks round
 // it; empty if there is none.
 std::string HeaderValue(std::string_view head, std::string_view name);
