@@ -1,5 +1,5 @@
 // A process that returns from main while all workers are in transfers, and never stops the client.
-//   end_in_transfer URL NUMBER_OF_ANSWERS_FIRST [openssl-first] [fork]
+//   end_in_transfer URL NUMBER_OF_ANSWERS_FIRST [openssl-first | fork]
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,14 +44,9 @@ int main(int count, char** arguments) {
   for (int seen = answers; seen < enough; seen = answers) {
     answers.wait(seen);
   }
-  if (options == "fork") {
-    const pid_t child = fork();
-    if (child == 0) {
-      return 0;
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+  int status = 0;
+  if (options == "fork" && fork() != 0) {
+    wait(&status);
   }
-  return 0;
+  return status;
 }

@@ -9,9 +9,10 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
+#include <tuple>
 #include <vector>
 
-#include "base/mutex.h"
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "lab/lab.h"
@@ -21,9 +22,6 @@ namespace KRBASE::network {
 namespace {
 
 using namespace std::chrono_literals;
-using lab::Answer;
-using lab::HttpServer;
-using lab::Lab;
 
 constexpr int kPoolThreads = 12;
 
@@ -31,13 +29,11 @@ constexpr int kPoolThreads = 12;
 struct Got {
   std::shared_ptr<HttpResponseUser> response;
   int32_t error = 1;
-  HttpRequest* request = nullptr;
   bool on_library_thread = false;
 };
 
 class HttpClientTest : public testing::Test {
  protected:
-  HttpClientTest() : client(HttpClient::Instance()) {}
   ~HttpClientTest() override {
     lab.OpenGate("gate");
     client->Stop();
@@ -48,85 +44,71 @@ class HttpClientTest : public testing::Test {
     auto request = std::make_shared<HttpRequestUser>();
     request->method = kHttpMethodGet;
     request->url = lab.Url("it", path);
-    request->time_out = 5000;
     return request;
   }
 
-  // The future stays broken if the request is dropped.
-  static std::future<Got> Answered(const std::shared_ptr<HttpRequestUser>& request) {
+  // The future is broken if the request is dropped.
+  std::future<Got> Send(const std::shared_ptr<HttpRequestUser>& request) {
     auto promise = std::make_shared<std::promise<Got>>();
     std::future<Got> future = promise->get_future();
-    request->callback = [promise](HttpClient* /*client*/,
-                                  const std::shared_ptr<HttpResponseUser>& response,
-                                  int32_t error) {
-      promise->set_value(
-          {response, error, response ? response->request : nullptr, zo_base::IsLibraryThread()});
+    request->callback = [promise](HttpClient*, const auto& response, int32_t error) {
+      promise->set_value({response, error, zo_base::IsLibraryThread()});
     };
-    return future;
-  }
-
-  std::future<Got> Send(const std::string& path) {
-    auto request = Request(path);
-    std::future<Got> future = Answered(request);
     client->Send(request);
     return future;
   }
+  std::future<Got> Send(const std::string& path) { return Send(Request(path)); }
 
-  HttpClient* const client;
-  Lab lab{
-      {HttpServer("it")
-           .On("/",
-               Answer(std::string("a\0b", 3)).Field("X-Name", "two words").Field("X-Time", "12:30"))
-           .On("/none", Answer(204))
-           .On("/held", Answer("late").HeldAt("gate"))}};
+  std::vector<std::future<Got>> KeepAllWorkersBusy() {
+    client->Start();
+    std::vector<std::future<Got>> busy;
+    for (int i = 0; i < kPoolThreads; ++i) {
+      busy.push_back(Send("/held"));
+    }
+    EXPECT_TRUE(lab.WaitForHeld("gate", kPoolThreads, 10s));
+    return busy;
+  }
+
+  HttpClient* const client = HttpClient::Instance();
+  const lab::Behaviour whole =
+      lab::Answer(std::string("a\0b", 3)).Field("X-Name", "n m").Field("X-Time", "1:2");
+  const lab::Behaviour held = lab::Answer("late").HeldAt("gate");
+  lab::Lab lab{
+      {lab::HttpServer("it").On("/", whole).On("/none", lab::Answer(204)).On("/held", held)}};
 };
 
 TEST(HttpRequest, BeginsWithItsDefaults) {
   const HttpRequestUser first;
   const HttpRequest second;
   EXPECT_EQ(second.id, first.id + 1);
-  EXPECT_EQ(first.method, 5);
-  EXPECT_EQ(first.time_out, 30000);
-  EXPECT_EQ(first.port, 443);
-  EXPECT_FALSE(first.sni);
-  EXPECT_EQ(first.state, 0);
+  EXPECT_EQ(std::tuple(first.method, first.time_out, first.port, first.sni, first.state.load()),
+            std::tuple(5, 30000, 443, false, 0));
 }
 
 TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   client->Start();
   client->Start();
-  EXPECT_EQ(zo_base::LiveLibraryThreads(), kPoolThreads);
   client->Send(nullptr);
   EXPECT_EQ(zo_base::LiveLibraryThreads(), kPoolThreads + 1);
-  auto request = Request("/");
-  std::future<Got> future = Answered(request);
-  client->Send(request);
-  const Got got = future.get();
+  const auto request = Request("/");
+  const Got got = Send(request).get();
   EXPECT_EQ(got.error, 0);
   EXPECT_TRUE(got.on_library_thread);
-  EXPECT_EQ(got.request, request.get());
+  EXPECT_EQ(got.response->request, request.get());
   EXPECT_TRUE(got.response->success);
-  EXPECT_EQ(got.response->status, 200);
   EXPECT_EQ(got.response->body, "a");  // up to the zero byte
-  EXPECT_EQ(got.response->message, "");
-  EXPECT_TRUE(got.response->data.empty());
-  bool has_name = false;
+  std::string headers;
   for (const auto& [name, value] : got.response->headers) {
-    has_name = has_name || (name == "X-Name" && value == " two words");
-    EXPECT_NE(name, "X-Time");
-    EXPECT_EQ(name.find("HTTP/"), std::string::npos);
+    headers.append(name).append(":").append(value).append(";");
   }
-  EXPECT_TRUE(has_name);
-  EXPECT_EQ(Send("/none").get().response->success, false);
+  EXPECT_NE(headers.find("X-Name: n m;"), std::string::npos);
+  EXPECT_EQ(headers.find("X-Time"), std::string::npos);  // its value holds a colon
+  EXPECT_EQ(headers.find("HTTP/"), std::string::npos);
+  EXPECT_FALSE(Send("/none").get().response->success);
 }
 
 TEST_F(HttpClientTest, TheThirteenthWaitsForAWorker) {
-  client->Start();
-  std::vector<std::future<Got>> slow;
-  for (int i = 0; i < kPoolThreads; ++i) {
-    slow.push_back(Send("/held"));
-  }
-  ASSERT_TRUE(lab.WaitForHeld("gate", kPoolThreads, 10s));
+  std::vector<std::future<Got>> slow = KeepAllWorkersBusy();
   std::future<Got> thirteenth = Send("/");
   lab.OpenGate("gate");
   EXPECT_EQ(thirteenth.get().response->status, 200);
@@ -137,21 +119,10 @@ TEST_F(HttpClientTest, TheThirteenthWaitsForAWorker) {
 }
 
 TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
-  client->Start();
-  std::vector<std::future<Got>> under_way;
-  for (int i = 0; i < kPoolThreads; ++i) {
-    under_way.push_back(Send("/held"));
-  }
-  ASSERT_TRUE(lab.WaitForHeld("gate", kPoolThreads, 10s));
-  std::future<Got> waiting = Send("/");
+  std::vector<std::future<Got>> under_way = KeepAllWorkersBusy();
   std::future<void> stopped = std::async(std::launch::async, [this] { client->Stop(); });
-  // Once a request is dropped the stop has begun.
-  for (bool is_dropped = false; !is_dropped;) {
-    std::future<Got> probe = Send("/");
-    is_dropped = probe.wait_for(0ms) == std::future_status::ready;
-    if (is_dropped) {
-      EXPECT_THROW(probe.get(), std::future_error);
-    }
+  // Those before the stop wait for a worker, and the first after it is dropped at once.
+  while (Send("/").wait_for(0ms) != std::future_status::ready) {
   }
   lab.OpenGate("gate");
   stopped.get();
@@ -159,15 +130,13 @@ TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
   for (std::future<Got>& one : under_way) {
     EXPECT_EQ(one.get().response->body, "late");
   }
-  ASSERT_EQ(waiting.wait_for(0ms), std::future_status::ready);
   EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
 }
 
 TEST_F(HttpClientTest, AStopLeavesItAsNew) {
   client->Stop();
-  for (const bool has_dispatcher : {false, true, false}) {
+  for (const bool has_dispatcher : {false, true, true}) {
     EXPECT_THROW(Send("/").get(), std::future_error);  // dropped, and no thread for it
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
     client->Start();
     if (has_dispatcher) {
       EXPECT_EQ(Send("/").get().response->status, 200);
@@ -175,8 +144,6 @@ TEST_F(HttpClientTest, AStopLeavesItAsNew) {
     client->Stop();
     EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
   }
-  client->Start();
-  EXPECT_EQ(Send("/").get().response->status, 200);
 }
 
 TEST_F(HttpClientTest, LivesWithoutThreads) {
@@ -188,7 +155,6 @@ TEST_F(HttpClientTest, LivesWithoutThreads) {
   client->Start();
   zo_base::FailThreadStartForTest(1);
   const Got got = Send("/").get();
-  EXPECT_EQ(got.error, 0);
   EXPECT_EQ(got.response->status, 0);
   EXPECT_FALSE(got.on_library_thread);
   EXPECT_EQ(Send("/").get().response->status, 200);
@@ -208,51 +174,31 @@ TEST_F(HttpClientTest, LivesThroughFaultsOfCallbacks) {
 
 TEST_F(HttpClientTest, ACancelledRequestIsNotSent) {
   client->Start();
-  // The dispatcher is held by the callback of the first that it finds cancelled.
-  std::promise<void> go_on;
-  std::shared_future<void> may_go_on = go_on.get_future().share();
-  std::atomic<bool> is_held{false};
-  while (!is_held) {
-    auto request = Request("/none");
-    auto done = std::make_shared<std::promise<void>>();
-    request->callback = [&is_held, done](HttpClient*, const auto&, int32_t error) {
-      is_held = is_held || error == -1;
-      done->set_value();
-    };
-    request->callback = [inner = request->callback, may_go_on](HttpClient* it, const auto& response,
-                                                               int32_t error) {
-      inner(it, response, error);
-      if (error == -1) {
-        may_go_on.wait();
-      }
-    };
-    client->Send(request);
+  // The dispatcher needs its thread first, so that the state is there in time; if it isn't, the
+  // request is answered, and the next round tries again.
+  Got got;
+  for (int round = 0; got.error != -1; ++round) {
+    ASSERT_LT(round, 1000);
+    client->Stop();
+    client->Start();
+    lab.ForgetRequests();
+    const auto request = Request("/none");
+    std::future<Got> future = Send(request);
     request->state = kHttpRequestCancelled;
-    done->get_future().wait();
+    got = future.get();
   }
-  auto request = Request("/held");
-  std::future<Got> future = Answered(request);
-  client->Send(request);
-  EXPECT_EQ(request->state, kHttpRequestQueued);
-  request->state = kHttpRequestCancelled;
-  go_on.set_value();
-  const Got got = future.get();
-  EXPECT_EQ(got.error, -1);
   EXPECT_EQ(got.response, nullptr);
-  EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
-  for (const lab::Request& sent : lab.Requests()) {
-    EXPECT_NE(sent.path, "/held");
-  }
+  EXPECT_EQ(Send("/").get().response->status, 200);
+  EXPECT_EQ(lab.Requests().size(), 1U);
 }
 
 TEST_F(HttpClientTest, StartsSendsAndStopsFromManyThreads) {
   std::atomic<bool> is_over{false};
-  std::vector<std::future<void>> senders;
+  std::vector<std::future<void>> senders;  // joined at its end
   for (int i = 0; i < 4; ++i) {
-    senders.push_back(std::async(std::launch::async, [this, &is_over] {
-      while (!is_over) {
+    senders.push_back(std::async(std::launch::async, [&] {
+      for (; !is_over; std::this_thread::yield()) {
         client->Send(Request("/none"));
-        std::this_thread::yield();
       }
     }));
   }
@@ -264,9 +210,6 @@ TEST_F(HttpClientTest, StartsSendsAndStopsFromManyThreads) {
     client->Stop();
   }
   is_over = true;
-  for (std::future<void>& sender : senders) {
-    sender.get();
-  }
 }
 
 }  // namespace
