@@ -2,12 +2,11 @@
 
 #include <utility>
 
+#include "base/any_thread_closure.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
 #include "base/post_task.h"
 #include "base/signals.h"
-#include "base/thread_info.h"
-#include "base/weak_closure.h"
 #include "net/ip_address.h"
 #include "network/http_client.h"
 #include "src/sturdy/environment/environment_config.h"
@@ -18,31 +17,6 @@ namespace {
 
 constexpr int kHostIsAddress = 1;
 constexpr int kHostNotResolved = 2;
-
-// A closure of the agent that any thread may run: `plain` is the weak closure, `held` the same
-// with the agent held while it runs. The agent's own thread runs the plain one, since the agent
-// waits for that thread, and must not die on it.
-template <class Plain, class Held>
-class AnyThreadClosure {
- public:
-  AnyThreadClosure(std::weak_ptr<zo_base::ITaskLoop> agent_loop, Plain plain, Held held)
-      : agent_loop_(std::move(agent_loop)), plain_(std::move(plain)), held_(std::move(held)) {}
-
-  template <class... Args>
-  void operator()(const Args&... args) {
-    const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
-    if (thread != nullptr && thread->task_loop == agent_loop_.lock()) {
-      plain_(args...);
-    } else {
-      held_(args...);
-    }
-  }
-
- private:
-  std::weak_ptr<zo_base::ITaskLoop> agent_loop_;
-  Plain plain_;
-  Held held_;
-};
 
 std::string URLListText(const std::vector<URLItem>& urls) {
   std::string text =
@@ -67,10 +41,9 @@ auto HttpAgent::ForAnyThread(F closure) {
   if (thread != nullptr) {
     agent_loop = thread->GetTaskLoop();
   }
-  auto plain = ToWeakClosure(std::move(closure));
-  auto held =
-      zo_base::HoldWhileRunning(std::weak_ptr<HttpAgent>(SharedFromThis<HttpAgent>()), plain);
-  return AnyThreadClosure(std::move(agent_loop), std::move(plain), std::move(held));
+  return zo_base::AnyThreadClosure(std::move(agent_loop),
+                                   std::weak_ptr<HttpAgent>(SharedFromThis<HttpAgent>()),
+                                   ToWeakClosure(std::move(closure)));
 }
 
 void HttpAgent::Start() {
