@@ -1,0 +1,217 @@
+#include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "base/any_thread_closure.h"
+#include "base/clock.h"
+#include "base/json/json.h"
+#include "base/log/log.h"
+#include "base/post_task.h"
+#include "base/thread_info.h"
+#include "net/url.h"
+#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/environment/environment_manager.h"
+
+namespace zo_sturdy {
+namespace {
+
+using zo_base::json11::Json;
+
+constexpr size_t kMaxRecords = 20;
+constexpr int32_t kPost = 1;
+constexpr int32_t kStatusOk = 200;
+
+// Replaced as a whole by each good document, so a caller works with one record all through.
+std::shared_ptr<const StatisticSettings> ReadSettings() {
+  const auto config = EnvironmentManager::Instance().GetConfig();
+  return config != nullptr ? config->statistic_settings.Get()
+                           : std::make_shared<const StatisticSettings>();
+}
+
+std::string ReportBody(const std::list<StatisticRecord>& batch) {
+  Json::array reports;
+  for (const StatisticRecord& record : batch) {
+    reports.push_back(Json::object{
+        {"request_url", record.request_url},
+        {"host_ip", Json::array(record.host_ip.begin(), record.host_ip.end())},
+        {"appkey", record.appkey},
+        {"timestamp", static_cast<long long>(record.timestamp)},
+        {"error_code", record.error_code},
+        {"send_time", record.send_time},
+        {"platform", "pc"},
+    });
+  }
+  return Json(std::move(reports)).dump();
+}
+
+// A report's own failure is never recorded: it would feed itself.
+bool CheckReport(int32_t code, const std::string& body, bool& need_statistic) {
+  ZO_LOG(LV_APP) << "[statistic]Statistic check code:" << code;
+  ZO_LOG(LV_PRO) << "[statistic]Statistic check \r\n-----------------------\r\n"
+                 << body << "\r\n-----------------------";
+  need_statistic = false;
+  return code == kStatusOk;
+}
+
+}  // namespace
+
+StatisticCountTimerInvoker::StatisticCountTimerInvoker()
+    : BaseThread("statistic"), timer(GetTaskLoop()) {}
+
+StatisticCountTimerInvoker::~StatisticCountTimerInvoker() {
+  BaseThread::Stop();
+}
+
+template <class F>
+auto StatisticCountTimerInvoker::ForAnyThread(F closure) {
+  return zo_base::AnyThreadClosure(
+      GetTaskLoop(),
+      std::weak_ptr<StatisticCountTimerInvoker>(SharedFromThis<StatisticCountTimerInvoker>()),
+      ToWeakClosure(std::move(closure)));
+}
+
+void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failures, bool at_front) {
+  const auto settings = ReadSettings();
+  if (!settings->enable) {
+    return;
+  }
+  zo_base::RecursiveMutexLock guard(lock);
+  Merge(failures, at_front, -1);
+  if (count == 0) {
+    StartTimer(settings->time);
+  }
+  ++count;
+  if (count >= settings->count) {
+    CancelTimer();
+    const std::list<StatisticRecord> batch = records;
+    DoInvoke(batch);
+    ZO_LOG(LV_APP) << "[statistic][count] Statistic count :" << records.size();
+    records.clear();
+    count = 0;
+  }
+}
+
+void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
+  // A negative delay is due at once.
+  const auto delay_ms = static_cast<uint32_t>(std::max(delay, 0));
+  timer.StartHandedOn(
+      delay_ms, [this, number = ++arming] { TimedOut(number); }, 0);
+}
+
+void StatisticCountTimerInvoker::CancelTimer() {
+  ++arming;
+  if (timer.HasUsedFlag()) {
+    timer.Cancel();
+  }
+}
+
+void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
+  zo_base::RecursiveMutexLock guard(lock);
+  if (of_arming != arming) {
+    return;
+  }
+  ZO_LOG(LV_APP) << "[statistic][time out] Statistic count :" << records.size();
+  const std::list<StatisticRecord> batch = records;
+  DoInvoke(batch);
+  records.clear();
+  count = 0;
+}
+
+void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failures, bool at_front,
+                                       int32_t delay) {
+  zo_base::RecursiveMutexLock guard(lock);
+  std::list<StatisticRecord> fresh;
+  std::copy_if(failures.begin(), failures.end(), std::back_inserter(fresh),
+               [this](const StatisticRecord& failure) ZO_NO_THREAD_SAFETY_ANALYSIS {
+                 return std::none_of(records.begin(), records.end(), [&](const auto& known) {
+                   return known.request_url == failure.request_url;
+                 });
+               });
+  records.splice(at_front ? records.begin() : records.end(), fresh);
+  while (records.size() > kMaxRecords) {
+    records.pop_front();
+  }
+  if (delay > 0) {
+    StartTimer(delay);
+  }
+}
+
+void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
+  const auto settings = ReadSettings();
+  const int64_t now_ms = zo_base::Clock::WallMs();
+  const uint64_t last_ms = last_report_time;
+  // A clock that was set back counts as the delay gone by.
+  const bool is_set_back = now_ms < static_cast<int64_t>(last_ms);
+  const uint64_t passed_ms = static_cast<uint64_t>(now_ms) - last_ms;
+  if (!is_set_back && settings->min_delay > 0 &&
+      passed_ms < static_cast<uint64_t>(settings->min_delay)) {
+    const int64_t rest_ms = settings->min_delay - static_cast<int64_t>(passed_ms);
+    // Every URL of the batch stands in `records` still, so nothing is added there: the caller
+    // clears them, and what goes out after the delay is what has come by then.
+    Merge(batch, false,
+          static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));
+    ZO_LOG(LV_APP) << "[statistic] Time now - last report time < " << settings->min_delay << " ("
+                   << passed_ms << ") stop report";
+    return;
+  }
+  const MultipleURLHttpRequest report = MakeReport(settings->host, batch);
+  const auto config = EnvironmentManager::Instance().GetConfig();
+  const HttpRequestInvoker invoker =
+      config != nullptr ? config->GetHttpRequestInvoker() : HttpRequestInvoker();
+  if (!invoker) {
+    return;
+  }
+  ZO_LOG(LV_APP) << "[statistic] Do statistic data :" << report.body;
+  invoker(report, false);
+}
+
+MultipleURLHttpRequest StatisticCountTimerInvoker::MakeReport(
+    const std::string& endpoint, const std::list<StatisticRecord>& batch) {
+  MultipleURLHttpRequest report;
+  report.type = kPost;
+  report.time_out = 7000;
+  report.multiple_time_out = 2000;
+  report.use_http_dns = true;
+  if (const auto config = EnvironmentManager::Instance().GetConfig()) {
+    report.ip_family = static_cast<int32_t>(config->address_family.load());
+    DeriveSdkType(config->business);
+  }
+  report.urls.push_back(
+      {endpoint + "/statics/report/im/api/error",
+       url::GetURLScheme(endpoint).empty() ? endpoint : url::GetURLHost(endpoint, false)});
+  report.heads = {"Content-Type: application/json", "sdktype:" + sdktype};
+  report.check = [](int32_t /*index*/, int32_t code, const std::string& /*headers*/,
+                    const std::string& body,
+                    bool& need_statistic) { return CheckReport(code, body, need_statistic); };
+  report.callback =
+      ForAnyThread([this, batch](bool success, const std::string& /*headers*/,
+                                 const std::string& /*body*/) { FinishReport(batch, success); });
+  report.body = ReportBody(batch);
+  return report;
+}
+
+void StatisticCountTimerInvoker::DeriveSdkType(const std::string& business) {
+  const size_t end = business.find('_');
+  if (end != std::string::npos) {
+    sdktype = business.substr(0, end);
+  }
+}
+
+void StatisticCountTimerInvoker::FinishReport(const std::list<StatisticRecord>& batch,
+                                              bool success) {
+  ZO_LOG(LV_APP) << "[statistic]Statistic ret:" << success;
+  if (success) {
+    last_report_time = static_cast<uint64_t>(zo_base::Clock::WallMs());
+    return;
+  }
+  const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
+  if (thread != nullptr && thread->task_loop != nullptr) {
+    zo_base::PostTo(thread->task_loop, ForAnyThread([this, batch] { Invoke(batch, true); }));
+  }
+}
+
+}  // namespace zo_sturdy

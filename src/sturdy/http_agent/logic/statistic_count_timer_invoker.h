@@ -1,0 +1,67 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "base/base_thread.h"
+#include "base/mutex.h"
+#include "base/timer.h"
+#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+
+namespace zo_sturdy {
+
+// Gathers the failures that requests leave behind, and reports them in batches to the statistics
+// endpoint: when enough failed requests have come, or some time after the first of them. Its
+// thread, "statistic", runs the timer and the reports that the timer causes.
+//
+//   Idle        count 0, no timer
+//   Collecting  count above 0, timer armed for the setting `time`
+//   Delayed     count 0, timer armed for the rest of the setting `min_delay`
+//
+// Threads: Invoke from any. `lock` is held while a report is handed on, so a report begins on the
+//          thread that completed the batch, and its end comes back there. The timer is touched
+//          with `lock` held only. Locks go in the order HttpTool::DeliveryMutex (held by whoever
+//          comes without a task loop), `lock`, a loop's mutex of delayed tasks; so the timer's
+//          work is handed on to run without the last of these.
+// Owner:   the agent, by a shared pointer. It stops the thread before it lets go.
+// Errors:  a failed report goes back to the front of `records`. One that fails on a thread without
+//          a task loop is dropped.
+class StatisticCountTimerInvoker : public zo_base::BaseThread {
+ public:
+  StatisticCountTimerInvoker();
+  ~StatisticCountTimerInvoker() override;
+  StatisticCountTimerInvoker(const StatisticCountTimerInvoker&) = delete;
+  StatisticCountTimerInvoker& operator=(const StatisticCountTimerInvoker&) = delete;
+
+  // Takes the failures of one request; those of a report that failed go to the front.
+  void Invoke(const std::list<StatisticRecord>& failures, bool at_front);
+
+ private:
+  void StartTimer(int32_t delay) ZO_REQUIRES(lock);
+  void CancelTimer() ZO_REQUIRES(lock);
+  void TimedOut(uint64_t of_arming);
+  // Adds what isn't known by its URL yet, and arms the timer if `delay` is above 0.
+  void Merge(const std::list<StatisticRecord>& failures, bool at_front, int32_t delay);
+  void DoInvoke(const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
+  MultipleURLHttpRequest MakeReport(const std::string& endpoint,
+                                    const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
+  void DeriveSdkType(const std::string& business) ZO_REQUIRES(lock);
+  void FinishReport(const std::list<StatisticRecord>& batch, bool success);
+  template <class F>
+  auto ForAnyThread(F closure);
+
+  std::atomic<uint64_t> last_report_time{0};  // of the last good report
+
+  zo_base::RecursiveMutex lock;
+  int32_t count ZO_GUARDED_BY(lock) = 0;  // requests since the last batch
+  std::list<StatisticRecord> records ZO_GUARDED_BY(lock);
+  zo_base::Timer timer ZO_GUARDED_BY(lock);
+  // Counts the armings and their ends: a time-out that was handed on before a cancel, and comes to
+  // the lock after it, has an old number.
+  uint64_t arming ZO_GUARDED_BY(lock) = 0;
+  std::string sdktype ZO_GUARDED_BY(lock);
+};
+
+}  // namespace zo_sturdy
