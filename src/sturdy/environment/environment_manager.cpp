@@ -27,6 +27,10 @@ void EnvironmentManager::SetConfig(std::shared_ptr<_EnvironmentConfig> config) {
   }
 }
 
+void EnvironmentManager::SetConfigForTest(std::shared_ptr<_EnvironmentConfig> config) {
+  SetConfig(std::move(config));
+}
+
 std::shared_ptr<IZOSturdyObject> EnvironmentManager::Find(int32_t id) {
   if (!LockTable()) {
     return nullptr;

@@ -37,6 +37,8 @@ class EnvironmentManager {
 
   // Empty while nothing is started.
   std::shared_ptr<_EnvironmentConfig> GetConfig() const;
+  // Puts a configuration in place without a start; null takes it away.
+  void SetConfigForTest(std::shared_ptr<_EnvironmentConfig> config);
 
   // The object of this id, or an empty pointer. On a thread of the library it is empty, too, while
   // an exit stops the objects with the table locked: waiting there would never end.

@@ -208,9 +208,9 @@ void StatisticCountTimerInvoker::FinishReport(const std::list<StatisticRecord>& 
     last_report_time = static_cast<uint64_t>(zo_base::Clock::WallMs());
     return;
   }
-  const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
-  if (thread != nullptr && thread->task_loop != nullptr) {
-    zo_base::PostTo(thread->task_loop, ForAnyThread([this, batch] { Invoke(batch, true); }));
+  const zo_base::ThreadInfo* current = zo_base::CurrentThreadInfo();
+  if (current != nullptr && current->task_loop != nullptr) {
+    zo_base::PostTo(current->task_loop, ForAnyThread([this, batch] { Invoke(batch, true); }));
   }
 }
 
