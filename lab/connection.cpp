@@ -257,7 +257,8 @@ void ConnectionImpl::OnRequest() {
     desk_.observer(request_);
   }
   if (state_ != State::kOver) {  // the observer may have stopped the server
-    Play(MakePlan(behaviour, {request_.method, request_.path, keep_alive, desk_.journal.Count()}));
+    Play(MakePlan(behaviour, {request_.method, request_.path, request_.query, keep_alive,
+                              desk_.journal.Count()}));
   }
 }
 

@@ -18,11 +18,11 @@ constexpr int kBacklog = 128;
 
 }  // namespace
 
-Host::Host(asio::io_context& io, Server server, Journal& journal, Script& script,
+Host::Host(asio::io_context& io, Server server, LoopbackPort port, Journal& journal, Script& script,
            const std::function<void(const Request&)>& observer)
     : io_(io),
       server_(std::move(server)),
-      port_(server_.address, server_.port),
+      port_(std::move(port)),
       desk_{server_, journal, script, observer, nullptr} {
   if (!server_.https) {
     return;
@@ -37,6 +37,10 @@ Host::Host(asio::io_context& io, Server server, Journal& journal, Script& script
 std::string Host::HostPort() const {
   const std::string host = port_.is_v6() ? "[" + server_.address + "]" : server_.address;
   return host + ":" + std::to_string(port_.number());
+}
+
+Endpoint Host::AsEndpoint() const {
+  return {server_.name, HostPort(), Url(), server_.address, port_.number(), server_.https};
 }
 
 void Host::Listen() {

@@ -8,6 +8,7 @@
 
 #include "lab/connection.h"
 #include "lab/port.h"
+#include "lab/text.h"
 
 namespace lab {
 
@@ -17,8 +18,8 @@ namespace lab {
 // Errors:  the constructor and Listen throw std::system_error.
 class Host {
  public:
-  Host(boost::asio::io_context& io, Server server, Journal& journal, Script& script,
-       const std::function<void(const Request&)>& observer);
+  Host(boost::asio::io_context& io, Server server, LoopbackPort port, Journal& journal,
+       Script& script, const std::function<void(const Request&)>& observer);
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
@@ -26,6 +27,7 @@ class Host {
   int port() const { return port_.number(); }
   std::string HostPort() const;
   std::string Url() const { return (server_.https ? "https://" : "http://") + HostPort(); }
+  Endpoint AsEndpoint() const;
   const std::string& certificate_pem() const { return certificate_pem_; }
 
   void Listen();

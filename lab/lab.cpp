@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -14,6 +15,7 @@
 
 #include "lab/host.h"
 #include "lab/journal.h"
+#include "lab/reservation.h"
 #include "lab/scenario_check.h"
 #include "lab/script.h"
 
@@ -99,18 +101,17 @@ class Lab::Impl {
 
  private:
   void MakeHosts(const Scenario& scenario) {
+    std::vector<LoopbackPort> ports = ReservePorts(scenario.servers);
     for (size_t i = 0; i < scenario.servers.size(); ++i) {
       const Server& server = scenario.servers[i];
+      hosts_.push_back(
+          std::make_unique<Host>(*io_, server, std::move(ports[i]), journal, script, observer_));
       try {
-        hosts_.push_back(std::make_unique<Host>(*io_, server, journal, script, observer_));
         hosts_.back()->Listen();
       } catch (const std::system_error& error) {
-        throw ScenarioError("servers[" + std::to_string(i) + "].port: cannot listen on " +
-                            server.address + " port " + std::to_string(server.port) + " (" +
-                            error.code().message() + ").");
+        throw PortTaken(server, i, error);
       }
-      const Host& host = *hosts_.back();
-      endpoints_.push_back({host.name(), host.HostPort(), host.Url()});
+      endpoints_.push_back(hosts_.back()->AsEndpoint());
     }
   }
 
@@ -158,12 +159,31 @@ std::vector<Request> Lab::RequestsOf(const std::string& server) const {
   return of_server;
 }
 
+std::vector<Request> Lab::RequestsFor(const std::string& path) const {
+  std::vector<Request> for_path;
+  for (Request& request : impl_->journal.Requests()) {
+    if (request.path == path) {
+      for_path.push_back(std::move(request));
+    }
+  }
+  return for_path;
+}
+
 void Lab::ForgetRequests() {
   impl_->journal.Forget();
 }
 
 bool Lab::WaitForRequests(size_t count, Limit limit) const {
   return WaitFor([count](const std::vector<Request>& all) { return all.size() >= count; }, limit);
+}
+
+bool Lab::WaitForRequestsFor(const std::string& path, size_t count, Limit limit) const {
+  return WaitFor(
+      [&](const std::vector<Request>& all) {
+        const auto is_for_path = [&](const Request& request) { return request.path == path; };
+        return static_cast<size_t>(std::count_if(all.begin(), all.end(), is_for_path)) >= count;
+      },
+      limit);
 }
 
 bool Lab::WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,

@@ -42,8 +42,10 @@ class Lab {
   // What has come so far, in order of arrival over all servers.
   std::vector<Request> Requests() const;
   std::vector<Request> RequestsOf(const std::string& server) const;
+  std::vector<Request> RequestsFor(const std::string& path) const;
   void ForgetRequests();
   [[nodiscard]] bool WaitForRequests(size_t count, Limit limit) const;
+  [[nodiscard]] bool WaitForRequestsFor(const std::string& path, size_t count, Limit limit) const;
   // The predicate runs with the record locked and may not call the lab.
   [[nodiscard]] bool WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
                              Limit limit) const;

@@ -115,6 +115,14 @@ void AddAnswer(const Behaviour& b, const PlanInput& request, Plan& plan) {
   AddBody(b, plan);
 }
 
+// The behaviour with its body, where that depends on what is asked.
+Behaviour Asked(Behaviour b, const std::string& query) {
+  if (b.hosts.has_value()) {
+    b.body = b.hosts->AnswerTo(query);
+  }
+  return b;
+}
+
 }  // namespace
 
 Plan MakePlan(const Behaviour& behaviour, const PlanInput& request) {
@@ -135,6 +143,8 @@ Plan MakePlan(const Behaviour& behaviour, const PlanInput& request) {
       plan.end = Plan::End::kClose;
       break;
     case Behaviour::Kind::kAnswer:
+      AddAnswer(Asked(behaviour, request.query), request, plan);
+      break;
     case Behaviour::Kind::kEndless:
     case Behaviour::Kind::kRedirect:
     case Behaviour::Kind::kRedirectLoop:

@@ -30,6 +30,7 @@ struct Plan {
 struct PlanInput {
   std::string method;
   std::string path;
+  std::string query;
   bool keep_alive = true;  // what the request asks for
   int number = 0;          // differs for each request of the lab
 };

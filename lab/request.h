@@ -29,6 +29,8 @@ struct Request {
 
   // The value of the first field of that name (case is ignored), or nullptr.
   const std::string* Header(std::string_view name) const;
+  // The lines between request line and empty line as they came, without their line ends.
+  std::vector<std::string> HeaderLines() const;
 };
 
 }  // namespace lab

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "lab/host_book.h"
 #include "lab/request.h"
 
 namespace lab {
@@ -23,7 +25,9 @@ enum class Framing { kLength, kChunked, kUntilClose };
 // What a route does with one request. Made by the functions below and refined by chaining:
 //   Answer(200, "text").Field("Content-Type", "text/plain").InPieces(6, 3000)
 // Texts (body, header values, location, raw bytes) may hold "${name}" for the "host:port" of a
-// server of the scenario and "${url:name}" for its "scheme://host:port"; "$${" stands for "${".
+// server of the scenario, "${url:name}" for its "scheme://host:port", "${ip:name}" and
+// "${port:name}" for the two parts of where it is, "${endpoint:name}" for the JSON object by which
+// an HTTP DNS service names it as an endpoint; "$${" stands for "${".
 struct Behaviour {
   enum class Kind {
     kAnswer,
@@ -51,7 +55,9 @@ struct Behaviour {
   int status = 200;
   std::string reason;  // empty: the usual one
   std::vector<HeaderField> headers;
-  std::string body;  // kEndless: the piece that is repeated
+  std::string body;               // kEndless: the piece that is repeated
+  const char* body_key = "body";  // the key of the file that the body was written with
+  std::optional<HostBook> hosts;  // kAnswer: its answer to the request's query is the body
   Framing framing = Framing::kLength;
   bool keep_alive = true;
   int delay_ms = 0;
@@ -66,6 +72,7 @@ struct Behaviour {
 
 Behaviour Answer(int status, std::string body = "");
 Behaviour Answer(std::string body);  // 200
+Behaviour Answer(HostBook hosts);    // 200, whatever code the book has
 Behaviour Silent();
 Behaviour CloseEarly();
 Behaviour Reset();
@@ -103,14 +110,16 @@ enum class Certificate {
 struct Server {
   Server& On(std::string path, Behaviour always);
   Server& On(std::string path, std::initializer_list<Behaviour> in_turn);
-  Server& At(std::string ip);  // 127.0.0.0/8 or ::1, "127.0.0.1" if not given
-  Server& OnPort(int number);  // 0, the default: the system chooses
+  Server& At(std::string ip);            // 127.0.0.0/8 or ::1, "127.0.0.1" if not given
+  Server& OnPort(int number);            // 0, the default: the system chooses
+  Server& OnPortOf(std::string server);  // the same as an earlier server, on another address
   Server& Listens(Listening value);
 
   std::string name;
   bool https = false;
   std::string address = "127.0.0.1";
   int port = 0;
+  std::string port_of;
   Certificate certificate = Certificate::kSelfSigned;
   Listening listening = Listening::kServe;
   std::vector<Route> routes;

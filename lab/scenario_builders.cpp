@@ -73,6 +73,12 @@ Behaviour Answer(std::string body) {
   return Answer(200, std::move(body));
 }
 
+Behaviour Answer(HostBook hosts) {
+  Behaviour behaviour = Answer(200);
+  behaviour.hosts = std::move(hosts);
+  return behaviour;
+}
+
 Behaviour Silent() {
   return Make(Behaviour::Kind::kSilent);
 }
@@ -129,6 +135,11 @@ Server& Server::At(std::string ip) {
 
 Server& Server::OnPort(int number) {
   port = number;
+  return *this;
+}
+
+Server& Server::OnPortOf(std::string server) {
+  port_of = std::move(server);
   return *this;
 }
 

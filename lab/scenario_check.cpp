@@ -68,8 +68,9 @@ void CheckHead(const Behaviour& b, const std::string& key) {
 
 void CheckBody(const Behaviour& b, const std::string& key) {
   const bool no_body = b.status < 200 || b.status == 204 || b.status == 304;
-  if (no_body && (!b.body.empty() || b.missing_bytes != 0)) {
-    Fail(key + ".body", "must be empty with the status " + std::to_string(b.status) + ".");
+  if (no_body && (!b.body.empty() || b.hosts.has_value() || b.missing_bytes != 0)) {
+    Fail(key + "." + (b.hosts.has_value() ? "hosts" : b.body_key),
+         "must be empty with the status " + std::to_string(b.status) + ".");
   }
   if (b.missing_bytes > 0 && b.framing == Framing::kUntilClose) {
     Fail(key + ".missing_bytes", "needs an announced length, so no framing \"close\".");
@@ -121,6 +122,27 @@ void CheckRoute(const Server& server, size_t index, const std::string& key,
   CheckBehaviours(route.behaviours, key + ".behaviours", endpoints);
 }
 
+void CheckPortOf(const std::vector<Server>& servers, size_t index, const std::string& key) {
+  const Server& server = servers[index];
+  if (server.port != 0) {
+    Fail(key + ".port_of", "must not stand beside \"port\".");
+  }
+  bool found = false;
+  for (size_t i = 0; i < index; ++i) {
+    const bool is_owner = servers[i].name == server.port_of && servers[i].port_of.empty();
+    found = found || is_owner;
+    if (servers[i].address == server.address &&
+        (is_owner || servers[i].port_of == server.port_of)) {
+      Fail(key + ".address", "\"" + server.address + "\" is taken already at the port of \"" +
+                                 server.port_of + "\".");
+    }
+  }
+  if (!found) {
+    Fail(key + ".port_of",
+         "must name an earlier server with a port of its own, unlike \"" + server.port_of + "\".");
+  }
+}
+
 void CheckServer(const Server& server, const std::string& key,
                  const std::vector<Endpoint>& endpoints) {
   if (!IsLoopback(server.address)) {
@@ -164,10 +186,14 @@ void Scenario::Check() const {
         Fail(key, "\"" + name + "\" is taken already.");
       }
     }
-    endpoints.push_back({name, "", ""});
+    endpoints.push_back({name, "", "", "", 0, false});
   }
   for (size_t i = 0; i < servers.size(); ++i) {
-    CheckServer(servers[i], "servers[" + std::to_string(i) + "]", endpoints);
+    const std::string key = "servers[" + std::to_string(i) + "]";
+    CheckServer(servers[i], key, endpoints);
+    if (!servers[i].port_of.empty()) {
+      CheckPortOf(servers, i, key);
+    }
   }
 }
 

@@ -1,150 +1,18 @@
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <utility>
 
 #include "lab/scenario.h"
+#include "lab/scenario_node.h"
+#include "lab/service_table.h"
 
 namespace lab {
 namespace {
-
-using Json = nlohmann::ordered_json;  // header fields keep their order
-
-template <class T>
-using Names = std::initializer_list<std::pair<const char*, T>>;
-
-// A JSON value with the key that errors about it begin with.
-class Node {
- public:
-  Node(const Json& value, std::string key) : value_(value), key_(std::move(key)) {}
-
-  [[noreturn]] void Fail(const std::string& what) const {
-    throw ScenarioError((key_.empty() ? "scenario" : key_) + ": " + what);
-  }
-
-  // Requires an object all of whose keys are among `allowed`.
-  void ExpectKeys(std::initializer_list<const char*> allowed, const std::string& of_what) const {
-    ExpectObject();
-    for (const auto& [name, child] : value_.items()) {
-      if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
-        Node(child, Below(name)).Fail("is no key of " + of_what + ".");
-      }
-    }
-  }
-
-  bool Has(const char* name) const { return value_.contains(name); }
-
-  Node At(const char* name) const {
-    const auto found = value_.find(name);
-    if (found == value_.end()) {
-      throw ScenarioError(Below(name) + ": is missing.");
-    }
-    return {*found, Below(name)};
-  }
-
-  std::vector<Node> Items() const {
-    if (!value_.is_array()) {
-      Fail("must be a list.");
-    }
-    std::vector<Node> items;
-    for (const Json& item : value_) {
-      items.emplace_back(item, key_ + "[" + std::to_string(items.size()) + "]");
-    }
-    return items;
-  }
-
-  std::vector<std::pair<std::string, Node>> Members() const {
-    ExpectObject();
-    std::vector<std::pair<std::string, Node>> members;
-    for (const auto& [name, child] : value_.items()) {
-      members.emplace_back(name, Node(child, Below(name)));
-    }
-    return members;
-  }
-
-  bool IsList() const { return value_.is_array(); }
-  std::string Dump() const { return value_.dump(); }
-
-  void Read(const char* name, std::string& to) const {
-    if (Has(name)) {
-      to = At(name).Text();
-    }
-  }
-
-  void Read(const char* name, int& to) const {
-    if (Has(name)) {
-      to = At(name).Number();
-    }
-  }
-
-  void Read(const char* name, bool& to) const {
-    if (!Has(name)) {
-      return;
-    }
-    const Node node = At(name);
-    if (!node.value_.is_boolean()) {
-      node.Fail("must be true or false.");
-    }
-    to = node.value_.get<bool>();
-  }
-
-  template <class T>
-  void Read(const char* name, T& to, Names<T> names) const {
-    if (!Has(name)) {
-      return;
-    }
-    const Node node = At(name);
-    const std::string text = node.Text();
-    std::string all;
-    for (const auto& [known, value] : names) {
-      if (text == known) {
-        to = value;
-        return;
-      }
-      all.append(all.empty() ? "\"" : ", \"").append(known).append("\"");
-    }
-    node.Fail("must be one of " + all + ", not \"" + text + "\".");
-  }
-
-  std::string Text() const {
-    if (!value_.is_string()) {
-      Fail("must be a text.");
-    }
-    return value_.get<std::string>();
-  }
-
- private:
-  std::string Below(const std::string& name) const {
-    return key_.empty() ? name : key_ + "." + name;
-  }
-
-  void ExpectObject() const {
-    if (!value_.is_object()) {
-      Fail("must be an object.");
-    }
-  }
-
-  int Number() const {
-    const bool fits =
-        value_.is_number_integer() &&
-        (!value_.is_number_unsigned() || value_.get<uint64_t>() <= uint64_t{INT_MAX}) &&
-        value_.get<int64_t>() >= INT_MIN && value_.get<int64_t>() <= INT_MAX;
-    if (!fits) {
-      Fail("must be a whole number below 2^31.");
-    }
-    return value_.get<int>();
-  }
-
-  const Json& value_;
-  std::string key_;
-};
 
 // Keys that say how a head is sent, for all kinds that have one.
 void ReadHead(const Node& node, Behaviour& b) {
@@ -173,20 +41,99 @@ void ReadFraming(const Node& node, Framing& framing) {
              {"close", Framing::kUntilClose}});
 }
 
+std::vector<std::string> ReadTexts(const Node& node) {
+  std::vector<std::string> texts;
+  for (const Node& item : node.Items()) {
+    texts.push_back(item.Text());
+  }
+  return texts;
+}
+
+ServiceTable::Entries ReadEndpoints(const Node& node) {
+  ServiceTable::Entries entries;
+  for (const Node& item : node.Items()) {
+    if (item.IsText()) {
+      entries.emplace_back(item.Text());
+      continue;
+    }
+    item.ExpectKeys({"host", "port", "https"}, "an endpoint");
+    DnsEndpoint endpoint{item.At("host").Text()};
+    item.Read("port", endpoint.port);
+    item.Read("https", endpoint.https);
+    entries.emplace_back(endpoint);
+  }
+  return entries;
+}
+
+std::string ReadServiceTable(const Node& node) {
+  node.ExpectKeys({"host", "ipv4", "ipv6", "ttl"}, "a service table");
+  ServiceTable table;
+  if (node.Has("host")) {
+    table.Domain(node.At("host").Text());
+  }
+  if (node.Has("ipv4")) {
+    table.V4(ReadEndpoints(node.At("ipv4")));
+  }
+  if (node.Has("ipv6")) {
+    table.V6(ReadEndpoints(node.At("ipv6")));
+  }
+  if (node.Has("ttl")) {
+    table.Ttl(node.At("ttl").Number());
+  }
+  return table.Text();
+}
+
+HostBook ReadHosts(const Node& node) {
+  HostBook book;
+  for (const auto& [name, host] : node.Members()) {
+    host.ExpectKeys({"ip", "ipv6", "ttl"}, "a host");
+    HostRecord& record = book.hosts[name];
+    if (host.Has("ip")) {
+      record.ip = ReadTexts(host.At("ip"));
+    }
+    if (host.Has("ipv6")) {
+      record.ipv6 = ReadTexts(host.At("ipv6"));
+    }
+    if (host.Has("ttl")) {
+      record.ttl_s = host.At("ttl").Number();
+    }
+  }
+  return book;
+}
+
+// The body has one of four forms.
+void ReadAnswerBody(const Node& node, Behaviour& b) {
+  const char* given = nullptr;
+  for (const char* key : {"body", "json", "service_table", "hosts"}) {
+    if (node.Has(key) && given != nullptr) {
+      node.At(key).Fail("must not stand beside \"" + std::string(given) + "\".");
+    }
+    given = node.Has(key) ? key : given;
+  }
+  b.body_key = given == nullptr ? b.body_key : given;
+  node.Read("body", b.body);
+  if (node.Has("json")) {
+    b.body = node.At("json").Dump();
+  } else if (node.Has("service_table")) {
+    b.body = ReadServiceTable(node.At("service_table"));
+  } else if (node.Has("hosts")) {
+    b.hosts = ReadHosts(node.At("hosts"));
+    node.Read("code", b.hosts->code);
+  }
+  if (node.Has("code") && !b.hosts.has_value()) {
+    node.At("code").Fail("needs \"hosts\".");
+  }
+}
+
 Behaviour ReadAnswer(const Node& node) {
   node.ExpectKeys({"do", "hold", "delay_ms", "status", "reason", "headers", "keep_alive",
-                   "head_drip_ms", "body", "json", "framing", "pieces", "over_ms", "missing_bytes"},
+                   "head_drip_ms", "body", "json", "service_table", "hosts", "code", "framing",
+                   "pieces", "over_ms", "missing_bytes"},
                   "the behaviour \"answer\"");
   Behaviour b = Answer(200);
   ReadHead(node, b);
   ReadFraming(node, b.framing);
-  if (node.Has("body") && node.Has("json")) {
-    node.At("json").Fail("must not stand beside \"body\".");
-  }
-  node.Read("body", b.body);
-  if (node.Has("json")) {
-    b.body = node.At("json").Dump();
-  }
+  ReadAnswerBody(node, b);
   node.Read("pieces", b.body_pieces);
   node.Read("over_ms", b.body_over_ms);
   node.Read("missing_bytes", b.missing_bytes);
@@ -278,12 +225,17 @@ Route ReadRoute(const Node& node) {
 }
 
 Server ReadServer(const Node& node) {
-  node.ExpectKeys({"name", "scheme", "address", "port", "certificate", "listening", "routes"},
-                  "a server");
+  node.ExpectKeys(
+      {"name", "scheme", "address", "port", "port_of", "certificate", "listening", "routes"},
+      "a server");
   Server server = HttpServer(node.At("name").Text());
   node.Read("scheme", server.https, {{"http", false}, {"https", true}});
   node.Read("address", server.address);
   node.Read("port", server.port);
+  node.Read("port_of", server.port_of);
+  if (node.Has("port_of") && server.port_of.empty()) {
+    node.At("port_of").Fail("must not be empty.");
+  }
   node.Read("listening", server.listening,
             {{"serve", Listening::kServe},
              {"refuse", Listening::kRefuse},

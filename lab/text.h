@@ -11,7 +11,10 @@ struct Behaviour;
 struct Endpoint {
   std::string name;
   std::string host_port;
-  std::string url;  // scheme and host_port, without a slash at the end
+  std::string url;      // scheme and host_port, without a slash at the end
+  std::string address;  // without brackets
+  int port = 0;
+  bool https = false;
 };
 
 // `text` with its placeholders replaced (see Behaviour). Throws ScenarioError that begins with

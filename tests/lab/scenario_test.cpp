@@ -61,6 +61,13 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
       {WithServer(R"("port":18446744073709551615)"),
        server + ".port: must be a whole number below 2^31."},
       {WithServer(R"("port":1.5)"), server + ".port: must be a whole number below 2^31."},
+      {WithServer(R"("port_of":"a","port":1)"),
+       server + ".port_of: must not stand beside \"port\"."},
+      {WithServer(R"("port_of":"b")"),
+       server + ".port_of: must name an earlier server with a port of its own, unlike \"b\"."},
+      {WithServer(R"("port_of":"")"), server + ".port_of: must not be empty."},
+      {WithServer(R"("port_of":"a")"),
+       server + ".address: \"127.0.0.1\" is taken already at the port of \"a\"."},
       {WithServer(R"("certificate":"expired")"),
        server + ".certificate: needs the scheme \"https\"."},
       {WithServer(R"("listening":"no_handshake")"),
@@ -97,7 +104,27 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
       {WithBehaviour(R"("body":"${c}")"),
        behaviour + ".body: names the server \"c\", which isn't there."},
       {WithBehaviour(R"("json":["${url:a"])"),
-       behaviour + ".body: has a \"${\" without its \"}\"."},
+       behaviour + ".json: has a \"${\" without its \"}\"."},
+      {WithBehaviour(R"("body":"${path:a}")"),
+       behaviour + R"(.body: has the placeholder "${path:...}", which must be one of "url:", )"
+                   R"("ip:", "port:", "endpoint:".)"},
+      {WithBehaviour(R"("service_table":{},"hosts":{})"),
+       behaviour + ".hosts: must not stand beside \"service_table\"."},
+      {WithBehaviour(R"("service_table":{"domain":"x"})"),
+       behaviour + ".service_table.domain: is no key of a service table."},
+      {WithBehaviour(R"("service_table":{"ipv4":["c"]})"),
+       behaviour + ".service_table: names the server \"c\", which isn't there."},
+      {WithBehaviour(R"("service_table":{"ipv6":[{"port":1}]})"),
+       behaviour + ".service_table.ipv6[0].host: is missing."},
+      {WithBehaviour(R"("hosts":{"h":{"ipv4":[]}})"),
+       behaviour + ".hosts.h.ipv4: is no key of a host."},
+      {WithBehaviour(R"("hosts":{"h":{"ip":["","${ip:c}"]}})"),
+       behaviour + ".hosts.h.ip[1]: names the server \"c\", which isn't there."},
+      {WithBehaviour(R"("hosts":{"h":{"ttl":"1"}})"),
+       behaviour + ".hosts.h.ttl: must be a whole number below 2^31."},
+      {WithBehaviour(R"("hosts":{},"status":204)"),
+       behaviour + ".hosts: must be empty with the status 204."},
+      {WithBehaviour(R"("code":200)"), behaviour + ".code: needs \"hosts\"."},
       {WithBehaviour(R"("location":"/y")"),
        behaviour + ".location: is no key of the behaviour \"answer\"."},
       {WithBehaviour(R"("do":"silent","status":200)"),
@@ -124,7 +151,11 @@ TEST(ScenarioTest, EachKeyReachesItsField) {
         "missing_bytes":6,"hold":"g","delay_ms":9},
        {"do":"endless","body":"p","piece_every_ms":8,"framing":"close"},
        {"do":"redirect","location":"/y","status":307},{"do":"redirect_loop"},
-       {"do":"garbage","body":"a\u0000b"},{"do":"silent"},{"do":"close"},{"do":"reset"}]}]}]})");
+       {"do":"garbage","body":"a\u0000b"},{"do":"silent"},{"do":"close"},{"do":"reset"},
+       {"service_table":{"host":"d","ipv4":["a",{"host":"h"}],"ttl":-1,
+                         "ipv6":[{"host":"[::1]","port":2,"https":false}]}},
+       {"code":7,"hosts":{"h":{"ip":["1"],"ipv6":["2"],"ttl":3},"none":{}}}]}]},
+    {"name":"b","address":"127.0.0.2","port_of":"a"}]})");
   const Server& server = scenario.servers.at(0);
   EXPECT_TRUE(server.https && server.address == "::1" && server.port == 7);
   EXPECT_EQ(server.certificate, Certificate::kExpired);
@@ -141,20 +172,29 @@ TEST(ScenarioTest, EachKeyReachesItsField) {
   EXPECT_EQ(b[1].framing, Framing::kUntilClose);
   EXPECT_TRUE(b[2].location == "/y" && b[2].status == 307 && b[3].status == 302);
   EXPECT_EQ(b[4].body, std::string("a\0b", 3));
+  EXPECT_EQ(b[8].body, R"({"host":"d","ipv4":[${endpoint:a},{"host":"h","port":443,"https":true}],)"
+                       R"("ipv6":[{"host":"[::1]","port":2,"https":false}],"ttl":-1})");
+  EXPECT_EQ(b[9].hosts.value().AnswerTo("domain=none,h"),
+            R"({"code":7,"data":{"none":{},"h":{"ip":["1"],"ipv6":["2"],"ttl":3}}})");
+  EXPECT_EQ(scenario.servers.at(1).port_of, "a");
   using Kind = Behaviour::Kind;
   const Kind kinds[] = {Kind::kAnswer,  Kind::kEndless, Kind::kRedirect, Kind::kRedirectLoop,
-                        Kind::kGarbage, Kind::kSilent,  Kind::kClose,    Kind::kReset};
+                        Kind::kGarbage, Kind::kSilent,  Kind::kClose,    Kind::kReset,
+                        Kind::kAnswer,  Kind::kAnswer};
   for (size_t i = 0; i < b.size(); ++i) {
     EXPECT_EQ(b[i].kind, kinds[i]) << i;
   }
 }
 
-TEST(ScenarioTest, TheExampleOfThePageIsGood) {
+TEST(ScenarioTest, TheExamplesOfThePageAreGood) {
   std::ifstream page(STURDY_DOCS "/lab-scenario.md");
   const std::string text((std::istreambuf_iterator<char>(page)), std::istreambuf_iterator<char>());
-  const size_t begin = text.find("```json\n");
-  ASSERT_NE(begin, std::string::npos);
-  EXPECT_EQ(WhyNot(text.substr(begin + 8, text.find("\n```", begin) - begin - 8)), "");
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find("```json\n", at)) != std::string::npos; ++count) {
+    at += 8;
+    EXPECT_EQ(WhyNot(text.substr(at, text.find("\n```", at) - at)), "");
+  }
+  EXPECT_EQ(count, 2u);
 }
 
 }  // namespace

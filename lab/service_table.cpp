@@ -1,0 +1,50 @@
+#include "lab/service_table.h"
+
+#include <nlohmann/json.hpp>
+
+namespace lab {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string List(const ServiceTable::Entries& entries) {
+  std::string text;
+  for (const ServiceTable::Entry& entry : entries) {
+    text.append(text.empty() ? "" : ",").append(entry.text);
+  }
+  return "[" + text + "]";
+}
+
+}  // namespace
+
+ServiceTable::Entry::Entry(const DnsEndpoint& endpoint)
+    : text(Json{{"host", endpoint.host}, {"port", endpoint.port}, {"https", endpoint.https}}
+               .dump()) {}
+
+ServiceTable& ServiceTable::Domain(const std::string& name) {
+  return Set("host", Json(name).dump());
+}
+
+ServiceTable& ServiceTable::V4(const Entries& entries) {
+  return Set("ipv4", List(entries));
+}
+
+ServiceTable& ServiceTable::V6(const Entries& entries) {
+  return Set("ipv6", List(entries));
+}
+
+ServiceTable& ServiceTable::Ttl(int64_t seconds) {
+  return Set("ttl", std::to_string(seconds));
+}
+
+ServiceTable& ServiceTable::Set(const std::string& key, const std::string& json_text) {
+  members_.append(members_.empty() ? "" : ",").append(Json(key).dump()).append(":");
+  members_.append(json_text);
+  return *this;
+}
+
+std::string ServiceTable::Text() const {
+  return "{" + members_ + "}";
+}
+
+}  // namespace lab
