@@ -40,8 +40,8 @@ size_t SignalBody(const char* qualified_name);
 //          connection, with no lock held; they may connect, disconnect and destroy the emitter.
 // Owner:   it is a base of the emitter. A connection lives until it is disconnected or the
 //          emitter dies; the receiver's death leaves it, so slots are weak closures.
-// Errors:  BadZOAnyCast when one key is used with two signatures. An exception from a slot ends
-//          the emission and goes on to the emitter.
+// Errors:  BadZOAnyCast when one key is used with two signatures. A Connect that throws has changed
+//          nothing. An exception from a slot ends the emission and goes on to the emitter.
 class ConnectAble {
  public:
   ConnectAble() = default;
@@ -67,9 +67,24 @@ class ConnectAble {
   struct Connections {
     using List = std::vector<std::shared_ptr<Signal<Args...>>>;
 
-    void RenewList() {
-      auto renewed = std::make_shared<List>();
-      renewed->reserve(by_id.size());
+    // Both change nothing when memory runs out: it is taken before the first change.
+    void Add(size_t id, const std::shared_ptr<Signal<Args...>>& signal) {
+      auto renewed = EmptyList(by_id.size() + 1);
+      by_id.emplace(id, signal);
+      Fill(std::move(renewed));
+    }
+    void Remove(size_t id) {
+      auto renewed = EmptyList(by_id.size());
+      by_id.erase(id);
+      Fill(std::move(renewed));
+    }
+
+    static std::shared_ptr<List> EmptyList(size_t room) {
+      auto made = std::make_shared<List>();
+      made->reserve(room);
+      return made;
+    }
+    void Fill(std::shared_ptr<List> renewed) {
       for (const auto& connection : by_id) {
         renewed->push_back(connection.second);
       }
@@ -97,18 +112,19 @@ zo_sigslot::connection ConnectAble::Connect(SignalKeyOf<Args...> key, Func func)
   auto signal = std::make_shared<Signal<Args...>>(
       [this](size_t signal_key, size_t connection) { Disconnect<Args...>(signal_key, connection); },
       key.value, id);
-  RecursiveMutexLock lock(signals_mutex);
-  auto entry = signals.find(key.value);
-  if (entry == signals.end()) {
-    entry = signals.emplace(key.value, ZOAny(Connections<Args...>())).first;
-  }
-  auto& connections = ZOAnyCast<Connections<Args...>>(entry->second);
-  connections.by_id[id] = signal;
   signal->slot =
       std::make_shared<zo_sigslot::detail::slot<Func, Args...>>(signal.get(), std::move(func));
-  connections.RenewList();
+  RecursiveMutexLock lock(signals_mutex);
+  const auto entry = signals.find(key.value);
+  if (entry == signals.end()) {
+    Connections<Args...> made;
+    made.Add(id, signal);
+    signals.emplace(key.value, ZOAny(std::move(made)));
+  } else {
+    ZOAnyCast<Connections<Args...>>(entry->second).Add(id, signal);
+  }
   keys_seen |= KeyBit(key.value);
-  return zo_sigslot::connection(signal->slot);
+  return zo_sigslot::connection(signal);
 }
 
 template <class... Args>
@@ -143,12 +159,14 @@ void ConnectAble::Disconnect(size_t key, size_t id) {
     return;
   }
   auto& connections = ZOAnyCast<Connections<Args...>>(entry->second);
-  before = connections.list;
-  if (connections.by_id.erase(id) != 0) {
-    connections.RenewList();
+  if (connections.by_id.count(id) == 0) {
+    return;
   }
-  if (connections.by_id.empty()) {
+  before = connections.list;
+  if (connections.by_id.size() == 1) {
     signals.erase(entry);
+  } else {
+    connections.Remove(id);
   }
 }
 

@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace zo_sigslot {
@@ -30,25 +32,20 @@ class slot_state {
 
   virtual bool connected() const { return connected_ != 0; }
   // Requires: the emitter is alive.
-  virtual void disconnect() {
-    if (owner != nullptr) {
-      owner->disconnect_slot();
-    }
-  }
+  virtual void disconnect() { owner->disconnect_slot(); }
   bool callable() const { return connected_ != 0 && blocked == 0; }
-
-  // The signal object, which outlives the slot but for handles; null once it is gone.
-  disconnecable* owner;
 
  private:
   uint8_t connected_ = 1;
   uint8_t blocked = 0;
+  // The signal object. It alone owns the slot, and a handle that reaches the slot holds it too.
+  disconnecable* const owner;
 };
 
 // A pointer to a member function of any class, as two words; null for any other callable.
 struct callable_address {
-  void* function = nullptr;
-  ptrdiff_t adjustment = 0;
+  void* function;
+  ptrdiff_t adjustment;
 };
 
 template <class... Args>
@@ -65,6 +62,14 @@ class slot final : public slot_base<Args...> {
  public:
   slot(disconnecable* signal, Func func) : slot_base<Args...>(signal), func_(std::move(func)) {}
   void call_slot(Args... args) override { std::invoke(func_, static_cast<Args>(args)...); }
+  callable_address get_callable() const override {
+    callable_address address{};
+    if constexpr (std::is_member_function_pointer_v<Func>) {
+      static_assert(sizeof(Func) == sizeof(address));
+      std::memcpy(&address, &func_, sizeof(address));
+    }
+    return address;
+  }
 
  private:
   Func func_;
@@ -79,9 +84,6 @@ class signal_singl_base final : public detail::disconnecable {
                     size_t connection_id)
       : key(signal_key), id(connection_id), disconnect_fn(std::move(disconnect)) {}
   ~signal_singl_base() override {
-    if (slot) {
-      slot->owner = nullptr;
-    }
     slot.reset();
     destroyed.exchange(1);
   }
@@ -101,11 +103,14 @@ class signal_singl_base final : public detail::disconnecable {
 };
 
 // The handle of a connection. Dropping it disconnects nothing.
-// Threads: `disconnect` from any thread while the emitter is sure to live.
+// Threads: any, several at once too; `disconnect` only while the emitter is sure to live.
 class connection {
  public:
   connection() = default;
-  explicit connection(std::weak_ptr<detail::slot_state> slot) : slot_(std::move(slot)) {}
+  // Knows the slot by the life of its signal object, so that reaching the one keeps the other.
+  template <class Signal>
+  explicit connection(const std::shared_ptr<Signal>& signal)
+      : slot_(std::shared_ptr<detail::slot_state>(signal, signal->slot.get())) {}
   virtual ~connection() = default;
   connection(const connection&) = default;
   connection& operator=(const connection&) = default;

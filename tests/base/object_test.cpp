@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -39,6 +42,25 @@ TEST(WeakClosure, ExpiresWithCancelAndOwner) {
   EXPECT_EQ(runs, 1);
   owner.reset();
   new_one();
+  EXPECT_EQ(runs, 1);
+}
+
+// Runs a closure of its own in its destructor, as a loop might at that moment.
+class Dying : public ZOObjectIMPL {
+ public:
+  ~Dying() override { closure(); }
+  std::function<void()> closure;
+};
+
+TEST(WeakClosure, StillRunsInTheDestructorOfADerivedClass) {
+  int runs = 0;
+  std::function<void()> closure;
+  {
+    Dying dying;
+    closure = dying.closure = dying.ToWeakClosure([&] { ++runs; });
+  }
+  EXPECT_EQ(runs, 1);
+  closure();
   EXPECT_EQ(runs, 1);
 }
 
@@ -90,13 +112,14 @@ TEST_F(Signals, CallSlotsInOrderOfConnection) {
   Emit("nobody");
   Object receiver;
   emitter->Connect(key, Note("a"));
-  emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
+  const auto cancelled = emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
   emitter->Connect(key, Note("c"));
   Emit("1");
   EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
   receiver.Cancel();
   Emit("2");
   EXPECT_THAT(calls, ElementsAre("a2", "c2"));
+  EXPECT_TRUE(cancelled.connected());
   emitter->Emit(SignalKey(&Object::SIG_Number), 3);
   EXPECT_EQ(calls.size(), 2u);
 }
@@ -123,7 +146,17 @@ TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
   itself.disconnect();
 }
 
+// Throws when it is stored.
+struct Unstorable {
+  Unstorable() = default;
+  Unstorable(const Unstorable&) { throw 4; }
+  void operator()(const std::string&) const {}
+};
+
 TEST_F(Signals, FailuresGoToTheCaller) {
+  const Unstorable unstorable;
+  EXPECT_THROW(emitter->Connect(key, unstorable), int);
+  Emit("nobody");
   emitter->Connect(key, Note("a"));
   const SignalKeyOf<int> wrong{key.value};
   EXPECT_THROW(emitter->Emit(wrong, 1), BadZOAnyCast);
@@ -133,6 +166,19 @@ TEST_F(Signals, FailuresGoToTheCaller) {
   emitter->Connect(key, Note("after"));
   EXPECT_THROW(Emit("1"), int);
   EXPECT_THAT(calls, ElementsAre("a1"));
+  zo_sigslot::signal_singl_base<std::recursive_mutex> unbound({}, 1, 1);
+  EXPECT_THROW(unbound.disconnect_slot(), std::bad_function_call);
+}
+
+TEST(Slot, TellsWhichMemberItCalls) {
+  using Owner = WeakClosureSupportor;
+  void (Owner::*member)() = &Owner::Cancel;
+  const zo_sigslot::detail::slot<decltype(member), Owner*> calls_member(nullptr, member);
+  const auto address = calls_member.get_callable();
+  EXPECT_EQ(std::memcmp(&address, &member, sizeof(member)), 0);
+  const auto lambda = [](Owner*) {};
+  const zo_sigslot::detail::slot<decltype(lambda), Owner*> calls_lambda(nullptr, lambda);
+  EXPECT_EQ(calls_lambda.get_callable().function, nullptr);
 }
 
 TEST(SignalFunction, PrintsItsName) {
@@ -143,13 +189,24 @@ TEST(SignalFunction, PrintsItsName) {
 }
 
 TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {
-  RunThreads(4, [&](int) {
-    for (int n = 0; n < 200; ++n) {
-      auto mine = emitter->Connect(key, [](const std::string&) {});
-      emitter->Emit(key, "x");
-      mine.disconnect();
+  constexpr int kRounds = 500;
+  std::vector<zo_sigslot::connection> shared(kRounds);
+  for (auto& handle : shared) {
+    handle = emitter->Connect(key, [](const std::string&) {});
+  }
+  RunThreads(4, [&](int thread) {
+    for (auto& handle : shared) {
+      // Two threads disconnect the same ones while emissions of others hold them.
+      if (thread < 2) {
+        handle.disconnect();
+      } else {
+        auto mine = emitter->Connect(key, [](const std::string&) {});
+        emitter->Emit(key, "x");
+        mine.disconnect();
+      }
     }
   });
+  EXPECT_TRUE(std::none_of(shared.begin(), shared.end(), [](auto& h) { return h.connected(); }));
 }
 
 }  // namespace
