@@ -17,6 +17,14 @@ set(STURDY_DEFAULT_VLTDL_URL "http://localhost"
     CACHE STRING "Download URL of the built-in document, of http")
 set(STURDY_DEFAULT_STATISTICS_HOST "https://localhost"
     CACHE STRING "Where failures are reported until a document says otherwise: scheme and host only")
+set(STURDY_DEFAULT_HTTP_DNS_DOMAIN "localhost"
+    CACHE STRING "Domain name of the HTTP DNS service, asked by https on port 443")
+foreach(number RANGE 1 6)
+  set(STURDY_DEFAULT_HTTP_DNS_IPV4_${number} "127.0.0.${number}"
+      CACHE STRING "IPv4 address ${number} of 6 of the HTTP DNS service, dotted")
+endforeach()
+set(STURDY_DEFAULT_HTTP_DNS_IPV6 "[::1]"
+    CACHE STRING "IPv6 address of the HTTP DNS service, in brackets")
 
 set(STURDY_MAX_BODY_BYTES 1048576
     CACHE STRING "Bytes that are read of one answer; sturdy.h promises at most 1048576")

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/mutex.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+// What is known of one host name. A plain record; times are ms since the epoch.
+struct HostEntry {
+  std::string host;                // the map's key carries the name, and this stays empty
+  std::vector<std::string> ipv4;   // in server order
+  std::vector<std::string> ipv6;   // in server order, each in brackets
+  int32_t ttl = 0;                 // ms
+  int64_t updated_at = 0;          // when the entry was last written
+  int64_t refresh_time = 0;        // from here on it is served while a refresh runs
+  int64_t cache_expired_time = 0;  // from here on it isn't served
+};
+
+enum class CacheState {
+  kCacheFresh = 1,    // served, nothing else to do
+  kCacheStale = 2,    // served, and an asynchronous update is due
+  kCacheMissing = 3,  // nothing usable, a synchronous update is due
+};
+
+// Longer than every usual form of an address with its brackets.
+inline constexpr size_t kMaxIPTextBytes = 64;
+// Both lists of an entry, dumped as JSON arrays, fit a client's buffer of kQueryHostBufferSize.
+inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
+
+// The addresses of host names, in memory. Nothing ever removes an entry.
+//
+// An entry with a lifetime of T is fresh for three quarters of T and dead from nine tenths on. An
+// entry from the future, after the clock was set back, is dead.
+// Threads: any; the mutex is held for the single operation.
+// Owner:   HttpDNSManager.
+// Errors:  none. An address that is empty or longer than kMaxIPTextBytes is passed over, and so is
+//          the rest of a list that comes to kMaxAddressListBytes.
+class HostCache {
+ public:
+  using Entries = std::map<std::string, HostEntry>;
+
+  HostCache() = default;
+  HostCache(const HostCache&) = delete;
+  HostCache& operator=(const HostCache&) = delete;
+
+  // `ips` gets the addresses of the family, of both for any value but IPv4 and IPv6; it means
+  // something unless the host is missing.
+  CacheState CheckHost(net::AddressFamily ip_family, const std::string& host,
+                       std::vector<std::string>& ips);
+
+  // Gives the entry a new lease. A list is replaced only by one that has addresses.
+  void UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
+                  const std::vector<std::string>& ipv4, const std::vector<std::string>& ipv6,
+                  bool stale_from_start);
+
+  // A copy, so that nobody waits for whoever writes it to the disk.
+  Entries GetEntries();
+
+ private:
+  zo_base::RecursiveMutex mutex_;
+  Entries entries_ ZO_GUARDED_BY(mutex_);
+};
+
+}  // namespace zo_sturdy

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+// Arithmetic on times that servers and files state: what doesn't fit becomes the nearest that does.
+namespace zo_sturdy {
+
+inline int64_t SaturatingAdd(int64_t a, int64_t b) {
+  int64_t sum = 0;
+  if (__builtin_add_overflow(a, b, &sum)) {
+    return b < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+  }
+  return sum;
+}
+
+inline int64_t SaturatingSubtract(int64_t a, int64_t b) {
+  int64_t difference = 0;
+  if (__builtin_sub_overflow(a, b, &difference)) {
+    return b < 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
+  }
+  return difference;
+}
+
+// Cut towards zero; what is no number is 0.
+template <class Whole>
+Whole SaturatingWhole(double number) {
+  static_assert(std::is_integral_v<Whole> && std::is_signed_v<Whole>);
+  // The smallest value is a power of two, so both bounds are exact as doubles.
+  constexpr double kLeast = static_cast<double>(std::numeric_limits<Whole>::min());
+  if (number >= -kLeast) {
+    return std::numeric_limits<Whole>::max();
+  }
+  if (number <= kLeast) {
+    return std::numeric_limits<Whole>::min();
+  }
+  return std::isnan(number) ? 0 : static_cast<Whole>(number);
+}
+
+// The number that a text begins with; 0 if there is none.
+inline int64_t NumberOf(const std::string& text) {
+  return std::strtoll(text.c_str(), nullptr, 10);
+}
+
+// A delay for a timer, which waits for 24 days at most. A negative one has gone by already.
+inline uint32_t TimerDelayMs(int64_t delay_ms) {
+  return static_cast<uint32_t>(
+      std::clamp<int64_t>(delay_ms, 0, std::numeric_limits<int32_t>::max()));
+}
+
+}  // namespace zo_sturdy

@@ -1,0 +1,57 @@
+#include "src/sturdy/http_agent/http_dns/service_address.h"
+
+#include <utility>
+
+#include "net/ip_address.h"
+
+namespace zo_sturdy {
+namespace {
+
+constexpr int32_t kHttpPort = 80;
+
+}  // namespace
+
+std::string EndpointText(const ServiceAddress& address) {
+  if (!net::IsIPLiteral(address.host)) {
+    return address.host;
+  }
+  int32_t port = address.port;
+  if (port == 0) {
+    port = address.https != 0 ? kHttpDnsPort : kHttpPort;
+  }
+  return address.host + ":" + std::to_string(port);
+}
+
+std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
+                                          const ServiceAddress& missing) {
+  std::vector<ServiceAddress> endpoints;
+  endpoints.reserve(array.array_items().size());
+  for (const zo_base::json11::Json& element : array.array_items()) {
+    const auto& members = element.object_items();
+    ServiceAddress endpoint = missing;
+    if (const auto host = members.find("host"); host != members.end()) {
+      endpoint.host = host->second.string_value();
+    }
+    if (const auto port = members.find("port"); port != members.end()) {
+      endpoint.port = port->second.int_value();
+    }
+    if (const auto https = members.find("https"); https != members.end()) {
+      endpoint.https = https->second.bool_value() ? 1 : 0;
+    }
+    endpoints.push_back(std::move(endpoint));
+  }
+  return endpoints;
+}
+
+std::string InBrackets(const std::string& address) {
+  std::string text = address;
+  if (text.empty() || text.front() != '[') {
+    text.insert(text.begin(), '[');
+  }
+  if (text.back() != ']') {
+    text.push_back(']');
+  }
+  return text;
+}
+
+}  // namespace zo_sturdy

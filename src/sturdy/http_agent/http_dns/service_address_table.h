@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/mutex.h"
+#include "src/sturdy/http_agent/http_dns/service_address.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+// The endpoints of the HTTP DNS service, in memory.
+// Threads: any. `domain_lock` is taken after `addresses_lock` where both are held.
+// Owner:   HttpDNSManager.
+// Errors:  none.
+class ServiceAddressTable {
+ public:
+  ServiceAddressTable() = default;
+  ServiceAddressTable(const ServiceAddressTable&) = delete;
+  ServiceAddressTable& operator=(const ServiceAddressTable&) = delete;
+
+  // The order in which the service is tried: the domain first, then the addresses of the family,
+  // those of both in turn for kIPFamilyAny. For any other value the domain alone.
+  std::vector<ServiceAddress> GetServiceAddresses(net::AddressFamily ip_family);
+  std::string GetServiceDomain();
+
+  // A family whose new list is empty keeps the one that it has. The domain becomes part of header
+  // lines, so it ends at its first blank or control character.
+  void ReplaceServiceAddresses(const std::string& new_domain,
+                               const std::vector<ServiceAddress>& new_ipv4,
+                               const std::vector<ServiceAddress>& new_ipv6);
+
+ private:
+  zo_base::RecursiveMutex addresses_lock;
+  zo_base::RecursiveMutex domain_lock;
+  std::string domain ZO_GUARDED_BY(domain_lock);
+  std::vector<ServiceAddress> ipv4 ZO_GUARDED_BY(addresses_lock);
+  std::vector<ServiceAddress> ipv6 ZO_GUARDED_BY(addresses_lock);
+};
+
+}  // namespace zo_sturdy
