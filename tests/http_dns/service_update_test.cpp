@@ -127,7 +127,7 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   EXPECT_EQ(file["ttl"].string_value(), "1500");
   EXPECT_EQ(file["expired_time"].string_value(), std::to_string(now + 1500));
   EXPECT_EQ(file["updated_at"].string_value(), "1");
-  clock.Advance(1500);
+  Settle(1500);
   EXPECT_EQ(Next().first.urls[2].url, "http://[fe::1]:8443/httpdns/v2/s");
 }
 
