@@ -66,7 +66,8 @@ TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
   EXPECT_EQ(Untaken(), 0U);
   EXPECT_THAT(Table(), ElementsAre("old:443", "10.0.0.1:0", "!::7:7"));
   clock.Advance(1);
-  EXPECT_THAT(UrlsOf(Next().first),
+  const auto request = Next().first;
+  EXPECT_THAT(UrlsOf(request),
               ElementsAre("https://old/httpdns/v2/s", "https://10.0.0.1:443/httpdns/v2/s",
                           "http://::7:7/httpdns/v2/s"));
   EXPECT_THAT(
