@@ -1,14 +1,14 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "sturdy/sturdy.h"
 #include "tools/sturdyctl/client_options.h"
+#include "tools/sturdyctl/environment.h"
 #include "tools/sturdyctl/log_tail.h"
 
 namespace sturdyctl {
@@ -29,11 +29,10 @@ const char* FamilyName(net::AddressFamily family);
 // The "link" list of an LBS document, empty if the text is none.
 std::vector<std::string> LinkList(const std::string& document);
 
-// A running environment with its LBS service, from construction to destruction. Its files stay,
-// also in a temporary folder: the log is there to be read afterwards.
+// A running environment with its LBS service, from construction to destruction.
 // Threads: one; the update callback comes on the service's thread.
-// Owner:   the command. At most one at a time, as there is one environment in a process.
-// Errors:  throws UsageError for settings that don't fit, std::runtime_error if nothing starts.
+// Owner:   the command. At most one at a time.
+// Errors:  as those of Environment.
 class Client {
  public:
   using UpdateCallback = std::function<void(int code, const std::string& document)>;
@@ -43,10 +42,9 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  zo_sturdy::IZOSturdyObject& object() { return *object_; }
+  zo_sturdy::IZOSturdyObject& object() { return environment_->object(); }
   zo_sturdy::IZOSturdyLBSService& service() { return *service_; }
-  const std::string& log_path() const { return log_.path(); }
-  LogTail& log() { return log_; }
+  LogTail& log() { return environment_->log(); }
 
   LinkAnswer NextLink(net::AddressFamily family);
   // The active document; with `settled` only once no fetch is under way. The update callback comes
@@ -54,9 +52,7 @@ class Client {
   std::string Document(bool settled = false);
 
  private:
-  const std::string data_folder_;
-  LogTail log_;
-  zo_sturdy::IZOSturdyObject* object_ = nullptr;
+  std::unique_ptr<Environment> environment_;
   zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
 };
 

@@ -33,19 +33,23 @@ void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts,
 }  // namespace
 
 void ClientOptions::AddTo(CLI::App& command) {
+  AddEnvironmentTo(command);
   command.add_option("--lbs", lbs_urls, "URL of an LBS server, up to 6, in the order of trial")
       ->allow_extra_args(false);
-  command.add_option("--token", token, "The application's key; without one nothing is fetched");
-  command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
-  command.add_option("--sdk-version", sdk_version, "Version text of the client");
   command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
   command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
   command.add_option("--default-link", default_links, "host:port of a default link, up to 5")
       ->allow_extra_args(false);
+}
+
+void ClientOptions::AddEnvironmentTo(CLI::App& command) {
+  command.add_option("--token", token, "The application's key; without one nothing is fetched");
+  command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
+  command.add_option("--sdk-version", sdk_version, "Version text of the client");
+  command.add_option("--data", data_folder,
+                     "Folder of cache and log (a new one under /tmp if not given)");
   command.add_option("--family", family, "Address family wanted: any, v4 or v6")
       ->check(CLI::IsMember({"any", "v4", "v6"}));
-  command.add_option("--data", data_folder,
-                     "Folder of cache and log, (a new one under /tmp if not given)");
 }
 
 net::AddressFamily ClientOptions::Family() const {

@@ -11,7 +11,7 @@ class App;
 
 namespace sturdyctl {
 
-// The settings of a client, as the options of `link` and `watch` give them. A plain value.
+// The settings of a client, as the options of its commands give them. A plain value.
 // Errors: a text that doesn't fit into its field throws UsageError; nothing is cut.
 struct ClientOptions {
   std::string business;
@@ -24,7 +24,8 @@ struct ClientOptions {
   std::vector<std::string> default_links;
   std::string family = "any";
 
-  void AddTo(CLI::App& command);
+  void AddTo(CLI::App& command);             // all
+  void AddEnvironmentTo(CLI::App& command);  // those that need no LBS service
 
   net::AddressFamily Family() const;
   zo_sturdy::_ZOSturdyEnvironmentSettings EnvironmentRecord(const std::string& data_path) const;

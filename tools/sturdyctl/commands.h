@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/sturdyctl/client_options.h"
 
@@ -11,7 +12,11 @@ namespace sturdyctl {
 // Prints `count` link addresses, each with whether it came from the list or is a default.
 int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json);
 
-// Prints each update and each change of the list until Ctrl-C.
+// Prints the addresses of each name; 1 if one of them has none.
+int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& names, bool json);
+
+// Prints each update, each report of failures, each update of the HTTP DNS service's table and each
+// change of the list until Ctrl-C.
 int RunWatch(const ClientOptions& options, bool json);
 
 // Plays a scenario file and prints each request until Ctrl-C.

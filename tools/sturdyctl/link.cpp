@@ -43,10 +43,11 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
   }
   if (json) {
     const nlohmann::json result = {
-        {"links", answers}, {"list", LinkList(client.Document())}, {"log", client.log_path()}};
+        {"links", answers}, {"list", LinkList(client.Document())}, {"log", client.log().path()}};
     std::cout << result.dump(2) << std::endl;
   } else {
-    std::printf("log: %s (the newest lines: the same with .qel_mmap)\n", client.log_path().c_str());
+    std::printf("log: %s (the newest lines: the same with .qel_mmap)\n",
+                client.log().path().c_str());
   }
   return kExitOk;
 }

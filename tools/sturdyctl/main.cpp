@@ -3,6 +3,7 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/commands.h"
@@ -18,8 +19,22 @@ constexpr char kLinkFields[] =
     "       \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n";
 
 constexpr char kWatchFields[] =
-    "JSON, one object a line: {\"event\": \"update\", \"code\": 200 or 0} after each fetch,\n"
-    "       {\"event\": \"list\", \"links\": [\"host:port\"]} when the list has changed\n";
+    "JSON, one object a line, by its \"event\":\n"
+    "  \"update\" after each fetch: \"code\" 200 or 0\n"
+    "  \"list\" when the list has changed: \"links\" [\"host:port\"]\n"
+    "  \"report_sent\" when failures are reported: \"records\", the report as it goes out\n"
+    "  \"report_done\" when that has ended: \"success\" true or false\n"
+    "  \"service_update_begun\" when the HTTP DNS service is asked for its own addresses\n"
+    "  \"service_update_done\" when that has ended: \"success\" true or false\n"
+    "  \"exiting\" at Ctrl-C, \"exited\" when the environment has been exited\n";
+
+constexpr char kQueryFields[] =
+    "JSON: {\"hosts\": [{\"host\", \"code\": 200 resolved, 1 not a name but an address, 2 not\n"
+    "       resolved, \"ipv4\": [address], \"ipv6\": [\"[address]\"]}], \"log\": path}\n";
+
+constexpr char kQueryExitCodes[] =
+    "Exit codes: 0 each name has an address, 1 one of them hasn't or nothing could be asked,\n"
+    "            2 the command line can't be used.";
 
 int Run(int argc, char** argv) {
   CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
@@ -39,6 +54,14 @@ int Run(int argc, char** argv) {
   options.AddTo(*link);
   link->footer(std::string(kLinkFields) + kExitCodes);
   link->callback([&] { chosen = [&] { return sturdyctl::RunLink(options, count, wait, json); }; });
+
+  auto* query = app.add_subcommand("query-host", "Print what HTTP DNS has for host names");
+  std::vector<std::string> names;
+  query->add_option("NAME", names, "Host name")->required();
+  query->add_flag("--json", json, "Print one JSON object");
+  options.AddEnvironmentTo(*query);
+  query->footer(std::string(kQueryFields) + kQueryExitCodes);
+  query->callback([&] { chosen = [&] { return sturdyctl::RunQueryHost(options, names, json); }; });
 
   auto* watch = app.add_subcommand("watch", "Print updates and changes of the list until Ctrl-C");
   watch->add_flag("--json", json, "Print one JSON object a line");

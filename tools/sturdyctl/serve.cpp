@@ -16,6 +16,9 @@ int RunServe(const std::string& scenario_path) {
     lab::Lab lab(scenario, [](const lab::Request& request) {
       std::printf("%8.3f s  %-12s %s %s\n", static_cast<double>(request.at_ms) / 1000,
                   request.server.c_str(), request.method.c_str(), request.target.c_str());
+      if (!request.body.empty()) {
+        std::printf("%27s%s\n", "", request.body.c_str());
+      }
       std::fflush(stdout);
     });
     for (const lab::Server& server : scenario.servers) {

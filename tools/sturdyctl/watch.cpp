@@ -1,9 +1,12 @@
+#include <unistd.h>
+
 #include <chrono>
 #include <ctime>
 #include <iostream>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/sturdyctl/client.h"
@@ -15,6 +18,9 @@ namespace sturdyctl {
 
 namespace {
 
+// How often the log is looked at.
+constexpr std::chrono::milliseconds kLookAgain(100);
+
 std::string TimeOfDay() {
   const std::time_t now = std::time(nullptr);
   std::tm local = {};
@@ -24,19 +30,32 @@ std::string TimeOfDay() {
   return text;
 }
 
-// Prints updates and changes of the list, one line each. Threads: any.
+// The message of a log line of this process, empty for any other line.
+std::string Message(const std::string& line) {
+  constexpr size_t kTimeSize = 19;  // "03-14 15:09:26.535 "
+  constexpr std::string_view kLevel = " [LV_APP] ";
+  const std::string process = std::to_string(getpid()) + "-";
+  const size_t level = line.find(kLevel);
+  const bool ours = line.compare(std::min(kTimeSize, line.size()), process.size(), process) == 0;
+  return ours && level != std::string::npos ? line.substr(level + kLevel.size()) : "";
+}
+
+// Prints what happens, one line each. Threads: any.
 class Printer {
  public:
   explicit Printer(bool json) : json_(json) {}
 
+  // `text` for people, or an object with the name of the event for machines.
+  void Event(const std::string& text, const char* event,
+             nlohmann::ordered_json fields = nlohmann::ordered_json::object()) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    EventLocked(text, event, std::move(fields));
+  }
+
   void Update(int code, const std::string& document) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (json_) {
-      std::cout << nlohmann::json{{"event", "update"}, {"code", code}}.dump() << std::endl;
-    } else {
-      std::cout << TimeOfDay() << (code == 200 ? "  updated" : "  update failed, old document kept")
-                << std::endl;
-    }
+    EventLocked(code == 200 ? "updated" : "update failed, old document kept", "update",
+                {{"code", code}});
     ListLocked(LinkList(document));
   }
 
@@ -46,21 +65,27 @@ class Printer {
   }
 
  private:
+  void EventLocked(const std::string& text, const char* event, nlohmann::ordered_json fields) {
+    if (!json_) {
+      std::cout << TimeOfDay() << "  " << text << std::endl;
+      return;
+    }
+    nlohmann::ordered_json object = {{"event", event}};
+    object.update(fields);
+    std::cout << object.dump() << std::endl;
+  }
+
   void ListLocked(const std::vector<std::string>& list) {
     if (known_ && list == list_) {
       return;
     }
     known_ = true;
     list_ = list;
-    if (json_) {
-      std::cout << nlohmann::json{{"event", "list"}, {"links", list}}.dump() << std::endl;
-      return;
-    }
-    std::cout << TimeOfDay() << "  link servers:";
+    std::string text = "link servers:";
     for (const std::string& link : list) {
-      std::cout << ' ' << link;
+      text += " " + link;
     }
-    std::cout << std::endl;
+    EventLocked(text, "list", {{"links", list}});
   }
 
   const bool json_;
@@ -69,22 +94,50 @@ class Printer {
   std::vector<std::string> list_;
 };
 
+// What the library tells in its log alone.
+void PrintLogged(const std::string& message, Printer& printer) {
+  const auto after = [&](std::string_view begin, std::string& rest) {
+    const bool is_it = message.compare(0, begin.size(), begin) == 0;
+    rest = is_it ? message.substr(begin.size()) : "";
+    return is_it;
+  };
+  std::string rest;
+  if (after("[statistic] Do statistic data :", rest)) {
+    const auto records = nlohmann::ordered_json::parse(rest, nullptr, false);
+    printer.Event("report of failures sent: " + rest, "report_sent",
+                  {{"records", records.is_discarded() ? nlohmann::ordered_json(rest) : records}});
+  } else if (after("[statistic]Statistic ret:", rest)) {
+    printer.Event(rest == "true" ? "report of failures arrived" : "report of failures failed",
+                  "report_done", {{"success", rest == "true"}});
+  } else if (after("[http dns] Begin update service", rest)) {
+    printer.Event("HTTP DNS service asked for its own addresses", "service_update_begun");
+  } else if (after("[http dns] Service update complete success = ", rest)) {
+    printer.Event(rest == "true" ? "HTTP DNS service gave its own addresses"
+                                 : "HTTP DNS service gave none, old addresses kept",
+                  "service_update_done", {{"success", rest == "true"}});
+  }
+}
+
 }  // namespace
 
 int RunWatch(const ClientOptions& options, bool json) {
   Interrupt interrupt;
   Printer printer(json);
-  Client client(options,
-                [&](int code, const std::string& document) { printer.Update(code, document); });
-  if (!json) {
-    std::cout << "log: " << client.log_path() << "\nCtrl-C ends." << std::endl;
+  {
+    Client client(options,
+                  [&](int code, const std::string& document) { printer.Update(code, document); });
+    if (!json) {
+      std::cout << "log: " << client.log().path() << "\nCtrl-C ends." << std::endl;
+    }
+    printer.List(LinkList(client.Document()));
+    do {
+      for (const std::string& line : client.log().ReadNewLines()) {
+        PrintLogged(Message(line), printer);
+      }
+    } while (!interrupt.WaitFor(kLookAgain));
+    printer.Event("exit begins (a second Ctrl-C ends at once)", "exiting");
   }
-  printer.List(LinkList(client.Document()));
-  while (!interrupt.WaitFor(std::chrono::hours(1))) {
-  }
-  if (!json) {
-    std::cout << TimeOfDay() << "  exit (a second Ctrl-C ends at once)" << std::endl;
-  }
+  printer.Event("exited", "exited");
   return kExitOk;
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "sturdy/sturdy.h"
+#include "tools/sturdyctl/client_options.h"
+#include "tools/sturdyctl/log_tail.h"
+
+namespace sturdyctl {
+
+// The folder in which an environment keeps its files, given the client's folder and its business
+// name, which is the built-in one if empty.
+std::string DataFolder(const std::string& client_folder, const std::string& business);
+
+// A running environment, from construction to destruction. Its files stay, also in a temporary
+// folder: the log is there to be read afterwards.
+// Threads: one.
+// Owner:   the command. At most one at a time, as there is one environment in a process.
+// Errors:  throws UsageError for settings that don't fit, std::runtime_error if nothing starts.
+class Environment {
+ public:
+  explicit Environment(const ClientOptions& options);
+  ~Environment();
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+  zo_sturdy::IZOSturdyObject& object() { return *object_; }
+  // Stands in front of the first line of this environment at first.
+  LogTail& log() { return log_; }
+
+ private:
+  const std::string client_folder_;
+  LogTail log_;
+  zo_sturdy::IZOSturdyObject* object_ = nullptr;
+};
+
+}  // namespace sturdyctl
