@@ -14,6 +14,7 @@
 #include "base/clock_for_test.h"
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
+#include "base/post_task.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "tests/support/log_lines.h"
@@ -108,7 +109,7 @@ class DnsTest : public testing::Test {
   zo_base::ScopedTestClock clock;
   const int64_t now = zo_base::Clock::WallMs();
   const std::shared_ptr<_EnvironmentConfig> config = std::make_shared<_EnvironmentConfig>();
-  const LogLines log{folder.File("sturdy_comp.log")};
+  LogLines log{folder.File("sturdy_comp.log")};
   std::shared_ptr<HttpDNSManager> manager;
 
  private:

@@ -161,6 +161,9 @@ std::future<bool> HttpDNSManager::UpdateCache(const std::vector<std::string>& ho
 void HttpDNSManager::RequestHosts(const std::vector<std::string>& hosts,
                                   net::AddressFamily ip_family,
                                   const QueryPromises::Promise& promise) {
+  if (queries_.HasEnded()) {
+    return;  // an exit would wait for the transfer
+  }
   MultipleURLHttpRequest request = NewRequest();
   BuildHostQueryURLs(hosts, service_table_.GetServiceAddresses(ip_family), request.urls);
   request.check = ForAnyThread(
