@@ -22,9 +22,11 @@
 #include "base/post_task.h"
 #include "network/http_client.h"
 #include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/logic/http_agent.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/server_cache.h"
 #include "tests/support/temp_folder.h"
 
 // A transport played by hand: what is sent waits until the test answers it, on the test's thread.
@@ -91,13 +93,19 @@ class AgentTest : public testing::Test {
     log->SetLogFile(folder_.File("agent.log"), 0, 0);
     log->SetLevel(zo_base::LV_PRO);
     KRBASE::network::HttpClient::Instance()->StartForTest(transport_);
+    config_->data_path = folder_.path() + "/";
+    WriteServerCache(config_->data_path);  // HTTP DNS asks nobody by itself
+    zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(config_);
     agent_->SetEnvironmentConfig(config_);
     agent_->Start();
     NewThread();
   }
   ~AgentTest() override {
     thread_->Stop();
-    agent_.reset();
+    if (agent_ != nullptr) {
+      agent_->Stop();
+    }
+    zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(nullptr);
     KRBASE::network::HttpClient::Instance()->Stop();
   }
 

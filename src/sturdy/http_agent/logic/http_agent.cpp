@@ -10,13 +10,19 @@
 #include "net/ip_address.h"
 #include "network/http_client.h"
 #include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/http_agent/http_dns/http_dns_service.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
+#include "src/sturdy/http_agent/logic/second_pass.h"
+#include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
 
 namespace zo_sturdy {
 namespace {
 
+using zo_base::json11::Json;
+
 constexpr int kHostIsAddress = 1;
 constexpr int kHostNotResolved = 2;
+constexpr int kResolved = 200;
 
 std::string URLListText(const std::vector<URLItem>& urls) {
   std::string text =
@@ -26,6 +32,25 @@ std::string URLListText(const std::vector<URLItem>& urls) {
     text.append("host:").append(item.host).append(" url:").append(item.url).append("\r\n");
   }
   return text.append("-----------------------");
+}
+
+Json::object ByFamily(const std::list<std::string>& addresses) {
+  Json::array ipv4;
+  Json::array ipv6;
+  for (const std::string& address : addresses) {
+    net::AddressFamily family = net::kIPFamilyAny;
+    if (net::GetIPFamily(address, family)) {
+      (family == net::kIPFamilyV4 ? ipv4 : ipv6).push_back(address);
+    }
+  }
+  Json::object data;
+  if (!ipv4.empty()) {
+    data["ipv4"] = std::move(ipv4);
+  }
+  if (!ipv6.empty()) {
+    data["ipv6"] = std::move(ipv6);
+  }
+  return data;
 }
 
 }  // namespace
@@ -57,34 +82,70 @@ void HttpAgent::Start() {
   });
 }
 
-// What the thread's first request may need is there before the thread runs.
+// What a thread's first request may need is there before the thread runs: "http_agent_work" comes
+// last, and its queue keeps the request that HTTP DNS posts at its own start.
 void HttpAgent::StartMembers() {
   const auto thread = std::make_shared<zo_base::BaseThread>("http_agent_work");
+  const auto statistics = std::make_shared<StatisticCountTimerInvoker>();
+  const auto service = std::make_shared<HttpDNSService>();
   {
-    zo_base::MutexLock lock(thread_mutex);
+    zo_base::MutexLock lock(members_mutex);
     http_agent_thread = thread;
+    statistic_invoker = statistics;
+    http_dns_service = service;
   }
-  if (const auto config = GetEnvironmentConfig()) {
+  statistics->Start();
+  const auto config = GetEnvironmentConfig();
+  if (config != nullptr) {
     config->SetHttpRequestInvoker(
         ForAnyThread([this](const MultipleURLHttpRequest& request, bool on_agent_thread) {
           Invoke(request, on_agent_thread);
         }));
   }
   KRBASE::network::HttpClient::Instance()->Start();
+  service->SetEnvironmentConfig(config);
+  service->Start();
   thread->Start();
 }
 
 void HttpAgent::Stop() {
-  if (const std::shared_ptr<zo_base::BaseThread> thread = AgentThread()) {
+  EndQueries();  // "http_agent_work" may be waiting for one
+  if (const auto thread = AgentThread()) {
     thread->Stop();
-    zo_base::MutexLock lock(thread_mutex);
+    zo_base::MutexLock lock(members_mutex);
     http_agent_thread.reset();
+  }
+  if (const auto statistics = Statistics()) {
+    statistics->Stop();
+    zo_base::MutexLock lock(members_mutex);
+    statistic_invoker.reset();
+  }
+  if (const auto service = DNSService()) {
+    service->Stop();
+    zo_base::MutexLock lock(members_mutex);
+    http_dns_service.reset();
+  }
+}
+
+void HttpAgent::EndQueries() {
+  if (const auto service = DNSService()) {
+    service->EndQueries();
   }
 }
 
 std::shared_ptr<zo_base::BaseThread> HttpAgent::AgentThread() const {
-  zo_base::MutexLock lock(thread_mutex);
+  zo_base::MutexLock lock(members_mutex);
   return http_agent_thread;
+}
+
+std::shared_ptr<HttpDNSService> HttpAgent::DNSService() const {
+  zo_base::MutexLock lock(members_mutex);
+  return http_dns_service;
+}
+
+std::shared_ptr<StatisticCountTimerInvoker> HttpAgent::Statistics() const {
+  zo_base::MutexLock lock(members_mutex);
+  return statistic_invoker;
 }
 
 void HttpAgent::Invoke(const MultipleURLHttpRequest& request, bool on_agent_thread) {
@@ -119,6 +180,7 @@ void HttpAgent::CompleteRequest(MultipleURLHttpRequestHelper* helper, bool succe
                                 const std::string& headers, const std::string& body,
                                 const MultipleURLHttpRequest& request) {
   const std::shared_ptr<MultipleURLHttpRequestHelper> adopted(helper);
+  HandOnFailures(*helper);
   if (success) {
     request.callback(true, headers, body);
     return;
@@ -128,13 +190,64 @@ void HttpAgent::CompleteRequest(MultipleURLHttpRequestHelper* helper, bool succe
   if (!request.use_http_dns) {
     ZO_LOG(LV_APP) << kFailed << request.use_http_dns;
   }
-  request.callback(false, headers, body);
+  if (!request.use_http_dns || !StartSecondPass(*helper, request)) {
+    request.callback(false, headers, body);
+  }
 }
 
-bool HttpAgent::QueryHost(const std::string& host, int32_t /*ip_family*/, std::string& result) {
-  const int code = net::IsIPLiteral(host) ? kHostIsAddress : kHostNotResolved;
-  result = zo_base::json11::Json(zo_base::json11::Json::object{{"code", code}}).dump();
-  return false;
+// Once the request's loop has ended the agent is being stopped, and no report would come of them.
+void HttpAgent::HandOnFailures(const MultipleURLHttpRequestHelper& helper) {
+  const std::list<StatisticRecord>& failures = helper.GetFailList();
+  const auto statistics = Statistics();
+  if (failures.empty() || statistics == nullptr || !helper.MaySend()) {
+    return;
+  }
+  ZO_LOG(LV_APP) << "[multiple]Request fail need statics size " << failures.size();
+  statistics->Invoke(failures, false);
+}
+
+bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
+                                const MultipleURLHttpRequest& request) {
+  const NamedHosts named = GatherNamedHosts(request.urls);
+  if (named.hosts.empty()) {
+    ZO_LOG(LV_APP) << "[multiple]Use http dns,host list empty";
+    return false;
+  }
+  ZO_LOG(LV_APP) << "[multiple]Use http dns,host:";
+  for (const std::string& host : named.hosts) {
+    ZO_LOG(LV_APP) << "[multiple] -- " << host;
+  }
+  HostIPMap addresses;
+  const auto service = DNSService();
+  if (service == nullptr || !helper.MaySend() ||
+      !service->Query(static_cast<net::AddressFamily>(request.ip_family), named.hosts, addresses)) {
+    ZO_LOG(LV_APP) << "[multiple]User http dns,query host fail";
+    return false;
+  }
+  const MultipleURLHttpRequest second = MakeSecondPass(request, named, addresses);
+  if (second.urls.empty()) {
+    ZO_LOG(LV_APP) << "[multiple]Use http dns,url empty";
+    return false;
+  }
+  InvokeMultipleURLHttpRequest(second);
+  return true;
+}
+
+bool HttpAgent::QueryHost(const std::string& host, int32_t ip_family, std::string& result) {
+  if (net::IsIPLiteral(host)) {
+    result = Json(Json::object{{"code", kHostIsAddress}}).dump();
+    return false;
+  }
+  const bool is_named = ip_family == net::kIPFamilyAny || ip_family == net::kIPFamilyV4;
+  const auto family = is_named ? static_cast<net::AddressFamily>(ip_family) : net::kIPFamilyV6;
+  HostIPMap addresses;
+  const auto service = DNSService();
+  if (service == nullptr || !service->Query(family, {host}, addresses)) {
+    result = Json(Json::object{{"code", kHostNotResolved}}).dump();
+    return false;
+  }
+  result = Json(Json::object{{"code", kResolved}, {"data", ByFamily(addresses[host])}}).dump();
+  return true;
 }
 
 }  // namespace zo_sturdy

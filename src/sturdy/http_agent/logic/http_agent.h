@@ -13,14 +13,19 @@
 
 namespace zo_sturdy {
 
+class HttpDNSService;
 class MultipleURLHttpRequestHelper;
+class StatisticCountTimerInvoker;
 
-// The one road of all requests: owns the thread "http_agent_work", and installs into the
-// configuration the function by which every component sends.
+// The one road of all requests: owns the thread "http_agent_work", the HTTP DNS service and the
+// failure statistics, and installs into the configuration the function by which every component
+// sends. A request that has failed on all its URLs gets a second pass against the addresses that
+// HTTP DNS gives for their hosts, and its failures go to the statistics.
 //
-// Threads: requests may be started on any thread and stay on the one they were started on. Start
-//          and Stop belong to the owner's thread, which is never "http_agent_work".
-// Owner:   the environment's object, by a shared pointer.
+// Threads: requests may be started on any thread and stay on the one they were started on, which
+//          a host query of theirs blocks. Start and Stop belong to the owner's thread, which is
+//          never one of the agent's. QueryHost comes from any but HTTP DNS's own.
+// Owner:   the environment's object, by a shared pointer; it calls Stop before it lets go.
 // Errors:  Start hands on what a failed thread start throws, and has stopped by then. Requests
 //          never fail here: their outcome is in their callback.
 class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZOObjectIMPL {
@@ -32,8 +37,11 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
 
   // Runs once; a second call returns at once. Requires: the configuration is set.
   void Start();
-  // Waits for the request's step that is running on the thread, and drops what is queued there.
+  // Waits for the steps that are running on the threads, and drops what is queued there.
   void Stop();
+  // Ends the host queries that are waited for, and refuses new ones. For an owner that has more
+  // to wait for before it stops the agent.
+  void EndQueries();
 
   // Starts a request on the calling thread.
   void InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& request);
@@ -45,16 +53,25 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
  private:
   void StartMembers();
   void Invoke(const MultipleURLHttpRequest& request, bool on_agent_thread);
+  // Copies, since a stop clears the members while other threads may be at work with them.
   std::shared_ptr<zo_base::BaseThread> AgentThread() const;
+  std::shared_ptr<HttpDNSService> DNSService() const;
+  std::shared_ptr<StatisticCountTimerInvoker> Statistics() const;
   template <class F>
   auto ForAnyThread(F closure);
   void CompleteRequest(MultipleURLHttpRequestHelper* helper, bool success,
                        const std::string& headers, const std::string& body,
                        const MultipleURLHttpRequest& request);
+  void HandOnFailures(const MultipleURLHttpRequestHelper& helper);
+  // False if there is none, and so nobody else who will tell the caller.
+  bool StartSecondPass(const MultipleURLHttpRequestHelper& helper,
+                       const MultipleURLHttpRequest& request);
 
   zo_base::OnceFlag start_flag;
-  mutable zo_base::Mutex thread_mutex;  // held for one copy of the pointer
-  std::shared_ptr<zo_base::BaseThread> http_agent_thread ZO_GUARDED_BY(thread_mutex);
+  mutable zo_base::Mutex members_mutex;  // a leaf, held for one copy of a pointer
+  std::shared_ptr<zo_base::BaseThread> http_agent_thread ZO_GUARDED_BY(members_mutex);
+  std::shared_ptr<HttpDNSService> http_dns_service ZO_GUARDED_BY(members_mutex);
+  std::shared_ptr<StatisticCountTimerInvoker> statistic_invoker ZO_GUARDED_BY(members_mutex);
 };
 
 }  // namespace zo_sturdy

@@ -199,7 +199,8 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
   }
   ZO_LOG(LV_APP) << "[multiple][rsp]Business check response false,index :" << i;
   ZO_LOG(LV_PRO) << "[multiple][rsp]Business check response url:" << url;
-  if (need_statistic) {
+  // Once the loop has ended nobody will report it, and its look-up would hold up an exit.
+  if (need_statistic && MaySend()) {
     RecordFailure(url, code, sent_ms);
   }
   RemoveTimer(i);

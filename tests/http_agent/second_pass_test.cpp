@@ -1,0 +1,270 @@
+// What follows a request that has failed on all its URLs: the host query, the second pass, and the
+// report of the failures.
+#include "src/sturdy/http_agent/logic/second_pass.h"
+
+#include <gmock/gmock.h>
+
+#include "base/json/json.h"
+#include "base/platform/thread.h"
+#include "tests/http_agent/agent_fixture.h"
+
+namespace {
+
+using KRBASE::network::HttpHeaderList;
+using testing::ElementsAre;
+using zo_base::json11::Json;
+using zo_sturdy::MultipleURLHttpRequest;
+
+std::string ListText(const std::vector<zo_sturdy::URLItem>& urls) {
+  std::string text =
+      "[multiple]Invoke send multiple url\r\n-----------------------\r\nurl list:\r\n";
+  for (const auto& [url, host] : urls) {
+    text += "host:" + host + " url:" + url + "\r\n";
+  }
+  return text + "-----------------------";
+}
+
+class SecondPassTest : public AgentTest {
+ protected:
+  static constexpr char kReport[] = "/statics/report/im/api/error";
+
+  static MultipleURLHttpRequest Asking(const std::vector<std::string>& urls, Outcome& outcome) {
+    MultipleURLHttpRequest request = Request(0, outcome);
+    for (const std::string& url : urls) {
+      request.urls.push_back({url, "not looked at"});
+    }
+    request.use_http_dns = true;
+    return request;
+  }
+  void AnswerQuery(const std::string& hosts, int status, const std::string& body = "") {
+    transport_->Answer("https://localhost/httpdns/v2/d?domain=" + hosts, status, body);
+    if (status != 200) {
+      transport_->Answer("https://127.0.0.1:443/httpdns/v2/d?domain=" + hosts, status, body);
+    }
+  }
+  // What the requests' own thread has told of requests, but for detail.
+  Messages Told() {
+    uint32_t thread = 0;
+    OnThread([&] { thread = zo_base::CurrentThreadId(); });
+    Messages told;
+    for (const LogMessage& message : log_.All()) {
+      if (message.thread_id == thread && message.level == "LV_APP" &&
+          message.text.rfind("[multiple]", 0) == 0) {
+        told.push_back(message.text);
+      }
+    }
+    return told;
+  }
+  // The lines of a pass of which every URL fails at once.
+  static Messages FailingPass(const std::vector<zo_sturdy::URLItem>& urls, bool use_http_dns) {
+    const std::string dns = use_http_dns ? "true" : "false";
+    Messages lines = {
+        "[multiple]Invoke send multiple_time_out:2000 time_out:7000 use http dns:" + dns,
+        ListText(urls)};
+    for (size_t i = 0; i < urls.size(); ++i) {
+      const std::string n = std::to_string(i);
+      const bool last = i + 1 == urls.size();
+      for (const std::string& line :
+           {"Send sub url request:" + urls[i].url, "Start timer index:" + n,
+            "[rsp]Index:" + n + " code :500",
+            std::string("[rsp]All url requested :") + (last ? "true" : "false"),
+            "[rsp]Business check response false,index :" + n, "[rsp]Stop timer index :" + n,
+            "[rsp]Remove timer index :" + n}) {
+        lines.push_back("[multiple]" + line);
+      }
+      if (!last) {
+        lines.push_back("[multiple][rsp]Has waitting request false");
+        lines.push_back("[multiple][rsp]Switch to index :" + std::to_string(i + 1) +
+                        " triggered by :" + n);
+      }
+    }
+    lines.insert(lines.end(), {"[multiple][rsp]All sub url has been requested",
+                               "[multiple]Request return false, use http dns if fail:" + dns});
+    return lines;
+  }
+};
+
+TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
+  const std::vector<std::string> first = {"http://b.test/x", "https://a.test:8/b?h=a.test",
+                                          "http://127.0.0.1:9/"};
+  const std::vector<zo_sturdy::URLItem> second = {{"https://10.0.0.2:8/b?h=a.test", "a.test"},
+                                                  {"https://10.0.0.1:8/b?h=a.test", "a.test"},
+                                                  {"https://[::1]:8/b?h=a.test", "a.test"},
+                                                  {"http://10.0.0.3/x", "b.test"}};
+  Outcome outcome;
+  const MultipleURLHttpRequest request = Asking(first, outcome);
+  StartRequest(request);
+  for (const std::string& url : first) {
+    transport_->Answer(url, 500, "first");
+  }
+  AnswerQuery("b.test,a.test", 200,
+              R"({"code":200,"data":{"a.test":{"ip":["10.0.0.2","10.0.0.1"],"ipv6":["::1"]},)"
+              R"("b.test":{"ip":["10.0.0.3"]}}})");
+  for (const auto& [url, host] : second) {
+    EXPECT_EQ(outcome.calls, 0);
+    EXPECT_EQ(transport_->WaitFor(url).first->headers, (HttpHeaderList{{"Host", host}}));
+    transport_->Answer(url, 500, "second " + url);
+  }
+  Settle();
+  EXPECT_EQ(outcome.calls, 1);
+  EXPECT_EQ(std::tie(outcome.success, outcome.body),
+            std::make_tuple(false, "second http://10.0.0.3/x"));
+  EXPECT_EQ(transport_->sent, 8);
+  Messages expected = FailingPass(request.urls, true);
+  for (const char* line : {"Use http dns,host:", " -- b.test", " -- a.test",
+                           "User http dns, host:a.testip list:", "User http dns, ------10.0.0.2",
+                           "User http dns, ------10.0.0.1", "User http dns, ------[::1]",
+                           "User http dns, host:b.testip list:", "User http dns, ------10.0.0.3"}) {
+    expected.push_back(std::string("[multiple]") + line);
+  }
+  const std::string release = "[multiple]Request return,release request object";
+  Messages last = FailingPass(second, false);
+  // The first request is released once the second is on its way.
+  last.insert(last.begin() + 4, release);
+  last.insert(last.end(), {last.back(), release});
+  expected.insert(expected.end(), last.begin(), last.end());
+  EXPECT_EQ(Told(), expected);
+  EXPECT_EQ(Live(), 0U);
+}
+
+TEST_F(SecondPassTest, ThereIsNoneWithoutAnAddress) {
+  struct Case {
+    std::vector<std::string> urls;
+    const char* query;
+    int status;
+    const char* last_line;
+  };
+  const std::vector<Case> cases = {{{"http://127.0.0.1/", "https://[::1]:8/", "http://0x7f.1/"},
+                                    nullptr,
+                                    0,
+                                    "[multiple]Use http dns,host list empty"},
+                                   {{"http://a.test/", "http://b.test/"},
+                                    "a.test,b.test",
+                                    500,
+                                    "[multiple]User http dns,query host fail"},
+                                   {{"http://a.test/", "https://a.test/"},
+                                    "a.test",
+                                    200,
+                                    "[multiple]User http dns,query host fail"}};
+  for (const Case& c : cases) {
+    Outcome outcome;
+    StartRequest(Asking(c.urls, outcome));
+    for (const std::string& url : c.urls) {
+      transport_->Answer(url, 500, url);
+    }
+    if (c.query != nullptr) {
+      AnswerQuery(c.query, c.status, R"({"code":200,"data":{"b.test":{"ip":["10.0.0.1"]}}})");
+    }
+    Settle();
+    EXPECT_EQ(std::make_tuple(outcome.calls.load(), outcome.success, outcome.body),
+              std::make_tuple(1, false, c.urls.back()));
+    const Messages told = Told();
+    ASSERT_GE(told.size(), 2U);
+    EXPECT_EQ(told[told.size() - 2], c.last_line);
+  }
+  // Hosts that were not asked for, or have come without addresses, give no URL.
+  MultipleURLHttpRequest failed;
+  failed.urls = {{"http://a.test/", ""}};
+  const auto named = zo_sturdy::GatherNamedHosts(failed.urls);
+  EXPECT_TRUE(
+      zo_sturdy::MakeSecondPass(failed, named, {{"a.test", {}}, {"x", {"10.0.0.1"}}}).urls.empty());
+}
+
+TEST_F(SecondPassTest, EndOfTheAgentEndsTheWaitForAQuery) {
+  Outcome outcome;
+  config_->GetHttpRequestInvoker()(Asking({"http://a.test/"}, outcome), true);
+  transport_->Answer("http://a.test/", 500, "first");
+  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=a.test");
+  std::string result;
+  std::thread client([&] { EXPECT_FALSE(agent_->QueryHost("b.test", 0, result)); });
+  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=b.test");
+  agent_->Stop();
+  client.join();
+  EXPECT_EQ(result, "{\"code\": 2}");
+  EXPECT_EQ(std::tie(outcome.success, outcome.body), std::make_tuple(false, "first"));
+}
+
+TEST_F(SecondPassTest, QueryHostSortsByFamily) {
+  struct Case {
+    const char* host;
+    int32_t family;
+    const char* answer;  // null for one that the cache has
+    const char* result;
+  };
+  const std::vector<Case> cases = {
+      {"a.test", 0,
+       R"({"a.test":{"ip":["10.0.0.1","a name","10.0.0.2"],"ipv6":["::1","[::2]"],"ttl":9}})",
+       R"({"code": 200, "data": {"ipv4": ["10.0.0.1", "10.0.0.2"], "ipv6": ["[::1]", "[::2]"]}})"},
+      {"a.test", 1, nullptr, R"({"code": 200, "data": {"ipv4": ["10.0.0.1", "10.0.0.2"]}})"},
+      {"a.test", -7, nullptr, R"({"code": 200, "data": {"ipv6": ["[::1]", "[::2]"]}})"},
+      {"none.test", 0, "{}", R"({"code": 2})"},
+      {"::1", 0, nullptr, R"({"code": 1})"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.host);
+    const int before = transport_->sent;
+    std::string result;
+    std::thread client([&] { agent_->QueryHost(c.host, c.family, result); });
+    if (c.answer != nullptr) {
+      AnswerQuery(c.host, 200, std::string(R"({"code":200,"data":)") + c.answer + "}");
+    }
+    client.join();
+    EXPECT_EQ(result, c.result);
+    EXPECT_EQ(transport_->sent - before, c.answer != nullptr ? 1 : 0);
+  }
+}
+
+TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
+  config_->statistic_settings.Set(
+      zo_sturdy::StatisticSettings{true, "https://s.test:8", 1, 60000, 10000});
+  const auto fail_then_succeed = [this](const std::string& failing) {
+    Outcome outcome;
+    MultipleURLHttpRequest request = Asking({failing, "http://10.0.0.1/good"}, outcome);
+    request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
+      need_statistic = true;
+      return code == 200;
+    };
+    StartRequest(request);
+    transport_->Answer(failing, 404);
+    transport_->Answer("http://10.0.0.1/good", 200);
+    Settle();
+    EXPECT_TRUE(outcome.success);
+  };
+  const auto urls_of = [](const HandTransport::Request& request) {
+    std::string error;
+    const Json body = Json::parse(std::string(request->body.begin(), request->body.end()), error);
+    std::vector<std::string> urls;
+    for (const Json& record : body.array_items()) {
+      urls.push_back(record["request_url"].string_value());
+    }
+    return urls;
+  };
+  const std::string by_name = std::string("https://s.test:8") + kReport;
+  const std::string by_address = std::string("https://10.0.0.9:8") + kReport;
+  fail_then_succeed("http://10.0.0.1/a");
+  EXPECT_EQ(log_.With("Request fail need statics size 1").size(), 1U);
+  const auto report = transport_->WaitFor(by_name).first;
+  EXPECT_EQ(report->method, 1);
+  EXPECT_EQ(report->headers,
+            (HttpHeaderList{
+                {"Content-Type", " application/json"}, {"sdktype", "im"}, {"Host", "s.test"}}));
+  std::string error;
+  const Json record = Json::parse(std::string(report->body.begin(), report->body.end()), error)[0];
+  EXPECT_EQ(record["host_ip"], Json(Json::array{"10.0.0.1"}));
+  EXPECT_EQ(record["error_code"], Json(404));
+  // The report fails over like any request, and goes back when it has failed for good; with a count
+  // of one it is the next batch.
+  transport_->Answer(by_name, 204);
+  AnswerQuery("s.test", 200, R"({"code":200,"data":{"s.test":{"ip":["10.0.0.9"]}}})");
+  config_->statistic_settings.Set(
+      zo_sturdy::StatisticSettings{true, "https://s.test:8", 2, 60000, 10000});
+  transport_->Answer(by_address, 0);
+  Settle();
+  fail_then_succeed("http://10.0.0.1/b");
+  EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first),
+              ElementsAre("http://10.0.0.1/a", "http://10.0.0.1/b"));
+  transport_->Answer(by_name, 200);
+  Settle();
+  EXPECT_EQ(log_.With("[statistic]Statistic ret:true").size(), 1U);
+}
+
+}  // namespace
