@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sturdy/sturdy.h"
+#include "tests/support/server_cache.h"
 #include "tests/support/temp_folder.h"
 
 // The records of a client, filled from texts; a text too long for its field is cut.
@@ -43,15 +44,18 @@ inline std::string Link(zo_sturdy::IZOSturdyLBSService& service) {
   return host + (":" + std::to_string(port));
 }
 
-// Adds one started environment with a folder of its own, and exits it at the end.
+// Adds one started environment with a folder of its own, and exits it at the end. HTTP DNS has its
+// endpoints from an earlier run, and so asks nobody by itself.
 class EnvironmentTest : public testing::Test {
  protected:
   ~EnvironmentTest() override { zo_sturdy::ExitSturdyEnvironment(1); }
 
   zo_sturdy::IZOSturdyObject& Start(const std::string& token = "") {
+    WriteServerCache(FinalDataFolder(folder_.path()), dns_endpoints_);
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), token)), 1);
     return *zo_sturdy::GetSturdyObject(1);
   }
 
   const TempFolder folder_;
+  std::vector<CachedEndpoint> dns_endpoints_ = {{"127.0.0.1"}};  // where nobody listens
 };

@@ -5,8 +5,11 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include "lab/lab.h"
+#include "lab/paths.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/environment/client.h"
@@ -70,6 +73,25 @@ TEST_F(SturdyObject, QueryHostWritesNoMoreThanItsText) {
   EXPECT_FALSE(object.QueryHost(nullptr, 0, out));
   EXPECT_FALSE(object.QueryHost("localhost", 0, nullptr));
   EXPECT_EQ(std::string(out, sizeof(out)), std::string(32, '#'));
+}
+
+TEST_F(SturdyObject, QueryHostGivesWhatTheServiceSays) {
+  const lab::Lab lab({lab::HttpServer("dns").On(
+      lab::kHostQueryPath,
+      lab::Answer(R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1"],"ipv6":["::1"]}}})"))});
+  dns_endpoints_ = {{"127.0.0.1", lab.Port("dns"), false}};
+  IZOSturdyObject& object = Start();
+  const std::string both = R"({"code": 200, "data": {"ipv4": ["10.0.0.1"], "ipv6": ["[::1]"]}})";
+  const std::string v6 = R"({"code": 200, "data": {"ipv6": ["[::1]"]}})";
+  for (const auto& [host, family, text, exchanges] :
+       {std::make_tuple("a.test", 0, both, 1U), std::make_tuple("a.test", 2, v6, 1U),
+        std::make_tuple("b.test", 0, std::string("{\"code\":1}"), 2U)}) {
+    std::string out(100, '#');
+    EXPECT_EQ(object.QueryHost(host, family, out.data()), text.size() > 10);
+    EXPECT_EQ(out, text + std::string(100 - text.size(), '#'));
+    EXPECT_EQ(lab.Requests().size(), exchanges);
+  }
+  EXPECT_EQ(lab.Requests()[1].query, "domain=b.test");
 }
 
 // An object that was never given a configuration, or has stopped, answers everything.

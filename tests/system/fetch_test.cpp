@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,7 @@ class Told {
       Add({"[multiple][rsp]Stop timer index :" + n});
     }
     Add({"[multiple][rsp]Remove timer index :" + n});
+    failures_.insert(n + " " + std::to_string(code));
     if (!last) {
       Add({"[multiple][rsp]Has waitting request false",
            "[multiple][rsp]Switch to index :" + std::to_string(i + 1) + " triggered by :" + n});
@@ -87,6 +89,7 @@ class Told {
     Answers(i, 200, last);
     Add({"[lbs] Check response res = true",
          "[multiple][rsp]Business check response true,index :" + std::to_string(i)});
+    HandsOnFailures();
     Completes(true, body);
     Add({"[lbs]ParseLBSResponse rsp:\r\n--------------------------\r\n" + body +
              "\r\n--------------------------",
@@ -95,8 +98,11 @@ class Told {
   }
 
   Told& AllFail(const std::string& last_body) {
-    Add({"[multiple][rsp]All sub url has been requested",
-         "[multiple]Request return false, use http dns if fail:true"});
+    Add({"[multiple][rsp]All sub url has been requested"});
+    HandsOnFailures();
+    // The servers of these tests have addresses, no names.
+    Add({"[multiple]Request return false, use http dns if fail:true",
+         "[multiple]Use http dns,host list empty"});
     return Completes(false, last_body).Ends();
   }
 
@@ -110,6 +116,11 @@ class Told {
   void Send(int i) {
     Add({"[multiple]Send sub url request:" + urls_[i],
          "[multiple]Start timer index:" + std::to_string(i)});
+  }
+  void HandsOnFailures() {
+    if (!failures_.empty()) {
+      Add({"[multiple]Request fail need statics size " + std::to_string(failures_.size())});
+    }
   }
   Told& Completes(bool success, const std::string& body) {
     return Add(
@@ -126,6 +137,7 @@ class Told {
 
   const std::vector<std::string> urls_;
   std::vector<std::string> lines_;
+  std::set<std::string> failures_;
 };
 
 class FetchTest : public FetchingClientTest {

@@ -85,6 +85,7 @@ void EnvironmentManager::StopAndExit(int32_t id) {
       environments_.erase(object->id);
     }
     object->Stop();
+    ended_ = object;
   }
   KRBASE::network::HttpClient::Instance()->Stop();
   Exit();
@@ -98,8 +99,11 @@ void EnvironmentManager::Exit() {
 // Ends what is left in the table and forgets the configuration; the next start finds all as new.
 void EnvironmentManager::LetGo() {
   stopping_all_ = true;
-  ForEach(
-      [](int /*id*/, const std::shared_ptr<IZOSturdyObject>& object) { ToImpl(object)->Stop(); });
+  ForEach([this](int /*id*/, const std::shared_ptr<IZOSturdyObject>& object)
+              ZO_NO_THREAD_SAFETY_ANALYSIS {
+                ToImpl(object)->Stop();
+                ended_ = object;
+              });
   stopping_all_ = false;
   Clear();
   SetConfig(nullptr);

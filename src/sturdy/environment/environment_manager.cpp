@@ -5,6 +5,7 @@
 
 #include "base/no_destructor.h"
 #include "base/platform/thread.h"
+#include "base/unload_hook.h"
 #include "src/sturdy/environment/environment_config.h"
 
 namespace zo_sturdy {
@@ -12,6 +13,15 @@ namespace zo_sturdy {
 EnvironmentManager& EnvironmentManager::Instance() {
   static zo_base::NoDestructor<EnvironmentManager> manager;
   return *manager;
+}
+
+EnvironmentManager::EnvironmentManager() {
+  zo_base::AtUnload([] { Instance().ForgetEnded(); });
+}
+
+void EnvironmentManager::ForgetEnded() {
+  zo_base::MutexLock lock(lifecycle_mutex_);
+  ended_.reset();
 }
 
 std::shared_ptr<_EnvironmentConfig> EnvironmentManager::GetConfig() const {

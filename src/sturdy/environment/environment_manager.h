@@ -26,7 +26,7 @@ class EnvironmentManager {
  public:
   static EnvironmentManager& Instance();
 
-  EnvironmentManager() = default;
+  EnvironmentManager();
   EnvironmentManager(const EnvironmentManager&) = delete;
   EnvironmentManager& operator=(const EnvironmentManager&) = delete;
 
@@ -55,6 +55,7 @@ class EnvironmentManager {
   void CreateEnvironment() ZO_REQUIRES(lifecycle_mutex_);
   void Exit() ZO_REQUIRES(lifecycle_mutex_);
   void LetGo() ZO_REQUIRES(lifecycle_mutex_);
+  void ForgetEnded();
 
   bool LockTable() ZO_TRY_ACQUIRE(true, environments_mutex_);
   void SetConfig(std::shared_ptr<_EnvironmentConfig> config);
@@ -66,6 +67,9 @@ class EnvironmentManager {
   zo_base::Mutex lifecycle_mutex_;
   std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit_manager_
       ZO_GUARDED_BY(lifecycle_mutex_);
+  // The object of the last exit, stopped and empty. It stays until the next one, so that a client's
+  // call which the exit overtook finds an object to fail on.
+  std::shared_ptr<IZOSturdyObject> ended_ ZO_GUARDED_BY(lifecycle_mutex_);
 
   zo_base::Mutex environments_mutex_;
   Table environments_ ZO_GUARDED_BY(environments_mutex_);

@@ -18,17 +18,28 @@ ZOSturdyObjectImpl::~ZOSturdyObjectImpl() {
 }
 
 void ZOSturdyObjectImpl::Init() {
-  http_agent->SetEnvironmentConfig(GetEnvironmentConfig());
-  http_agent->Start();
+  const auto agent = Agent();
+  agent->SetEnvironmentConfig(GetEnvironmentConfig());
+  agent->Start();
 }
 
 void ZOSturdyObjectImpl::Stop() {
+  const auto agent = Agent();
+  if (agent) {
+    agent->EndQueries();  // the client's callback may be waiting for one on the service's thread
+  }
   // The service goes first, since its requests go through the agent.
   StopLBSService(/*make_anew=*/false);
-  if (http_agent) {
-    http_agent->Stop();
+  if (agent) {
+    agent->Stop();
+    zo_base::MutexLock lock(agent_mutex);
     http_agent.reset();
   }
+}
+
+std::shared_ptr<HttpAgent> ZOSturdyObjectImpl::Agent() const {
+  zo_base::MutexLock lock(agent_mutex);
+  return http_agent;
 }
 
 void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
@@ -70,11 +81,12 @@ void ZOSturdyObjectImpl::StopLBSService(bool make_anew) {
 }
 
 bool ZOSturdyObjectImpl::QueryHost(const char* host, int32_t ip_family, char* out) {
-  if (!http_agent || !host || !out) {
+  const auto agent = Agent();  // an exit in the middle of the query lets go of it
+  if (!agent || !host || !out) {
     return false;
   }
   std::string text;
-  bool found = http_agent->QueryHost(host, ip_family, text);
+  bool found = agent->QueryHost(host, ip_family, text);
   // The client's buffer has no length: what it can't hold counts as not found.
   if (!found || text.size() >= kQueryHostBufferSize) {
     found = false;

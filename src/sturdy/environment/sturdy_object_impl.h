@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/mutex.h"
 #include "base/once_flag.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 #include "sturdy/sturdy.h"
@@ -13,7 +14,8 @@ class HttpAgent;
 
 // What a client holds of an environment: the owner of the HTTP agent and of the LBS service.
 // Threads: the slots come from any thread; ReleaseLBSService and Stop not beside other calls, bar
-//          those from inside the client's callback, whose thread both of them join first.
+//          those from inside the client's callback, whose thread both of them join first, and bar
+//          QueryHost, which a client may be waiting in: Stop ends its wait.
 // Owner:   the table of EnvironmentManager.
 // Errors:  Init throws what the start of a thread throws; the slots report by their results.
 class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGetterBase {
@@ -35,9 +37,11 @@ class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGette
   int32_t id = 0;  // set by EnvironmentManager before Init
 
  private:
+  std::shared_ptr<HttpAgent> Agent() const;
   void StopLBSService(bool make_anew);
 
-  std::shared_ptr<HttpAgent> http_agent;
+  mutable zo_base::Mutex agent_mutex;  // a leaf, held for one copy of the pointer
+  std::shared_ptr<HttpAgent> http_agent ZO_GUARDED_BY(agent_mutex);
   std::shared_ptr<IZOSturdyLBSService> lbs_service;
   zo_base::OnceFlag lbs_once;
 };
