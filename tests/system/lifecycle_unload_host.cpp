@@ -3,16 +3,9 @@
 // Every tenth round exits with a look-up of a name in flight, at a name server that never answers.
 // Ends with 0 if all went well, 1 with a line that says what did not, and 77 if the system gives it
 // no network of its own, so that the rounds with a look-up were left out.
-#include <arpa/inet.h>
 #include <dlfcn.h>
-#include <net/if.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/ioctl.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +14,7 @@
 #include <string>
 
 #include "tests/environment/client.h"
+#include "tests/support/own_network.h"
 
 namespace {
 
@@ -34,33 +28,13 @@ constexpr uint16_t kNamePort = 53;
   std::exit(1);
 }
 
-bool RaiseLoopback() {
-  const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  ifreq request{};
-  std::string("lo").copy(request.ifr_name, sizeof request.ifr_name);
-  request.ifr_flags = IFF_UP | IFF_RUNNING;
-  const bool raised = ioctl(any, SIOCSIFFLAGS, &request) == 0;
-  close(any);
-  return raised;
-}
-
-// A network in which the only name server is the socket that comes back; -1 if there can be none.
+// The only name server of the network; -1 if there can be none.
 int MakeSilentNameServer(const std::string& folder) {
-  if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0 ||
-      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !RaiseLoopback()) {
+  const std::string setting = "nameserver 127.0.0.1\noptions timeout:1 attempts:1\n";
+  if (!EnterOwnNetwork() || !ReplaceFile("/etc/resolv.conf", setting, folder)) {
     return -1;
   }
-  const std::string path = folder + "/resolv.conf";
-  std::ofstream(path) << "nameserver 127.0.0.1\noptions timeout:1 attempts:1\n";
-  if (mount(path.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) {
-    return -1;
-  }
-  const int server = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kNamePort);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? server : -1;
+  return BindLoopback(SOCK_DGRAM, kNamePort);
 }
 
 void AwaitQuery(int server, int round) {
