@@ -180,11 +180,12 @@ void HttpDNSManager::RequestHosts(const std::vector<std::string>& hosts,
 void HttpDNSManager::BuildHostQueryURLs(const std::vector<std::string>& hosts,
                                         const std::vector<ServiceAddress>& addresses,
                                         std::vector<URLItem>& urls) {
-  const std::string query = hosts.empty() ? "domain" : "domain=" + Joined(hosts, ',');
+  std::string path = "/httpdns/v2/d?domain";
+  if (!hosts.empty()) {
+    path.append("=").append(Joined(hosts, ','));
+  }
   for (const ServiceAddress& address : addresses) {
-    const std::string scheme = address.https != 0 ? "https" : "http";
-    urls.push_back({scheme + "://" + EndpointText(address) + "/httpdns/v2/d?" + query,
-                    service_table_.GetServiceDomain()});
+    urls.push_back({ServiceUrl(address, path), service_table_.GetServiceDomain()});
   }
 }
 

@@ -22,6 +22,11 @@ std::string EndpointText(const ServiceAddress& address) {
   return address.host + ":" + std::to_string(port);
 }
 
+std::string ServiceUrl(const ServiceAddress& address, const std::string& path) {
+  std::string url = address.https != 0 ? "https://" : "http://";
+  return url.append(EndpointText(address)).append(path);
+}
+
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing) {
   std::vector<ServiceAddress> endpoints;

@@ -21,6 +21,9 @@ struct ServiceAddress {
 // none is stated, and without one for a name.
 std::string EndpointText(const ServiceAddress& address);
 
+// The URL of a path, with its query if it has one, at an endpoint.
+std::string ServiceUrl(const ServiceAddress& address, const std::string& path);
+
 // The endpoints of a JSON array, one for each element, whatever it is. A missing key leaves the
 // field as `missing` has it.
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,

@@ -63,8 +63,7 @@ bool HttpDNSManager::DoReload(net::AddressFamily ip_family) {
   const std::vector<ServiceAddress> addresses = service_table_.GetServiceAddresses(ip_family);
   const std::string domain = service_table_.GetServiceDomain();
   for (const ServiceAddress& address : addresses) {
-    const std::string scheme = address.https != 0 ? "https" : "http";
-    request.urls.push_back({scheme + "://" + EndpointText(address) + "/httpdns/v2/s", domain});
+    request.urls.push_back({ServiceUrl(address, "/httpdns/v2/s"), domain});
   }
   request.check = ForAnyThread([this](int32_t index, int32_t code, const std::string& /*headers*/,
                                       const std::string& body, bool& need_statistic) {
