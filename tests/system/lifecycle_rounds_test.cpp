@@ -13,6 +13,7 @@
 #include "lab/lbs_document.h"
 #include "tests/environment/client.h"
 #include "tests/support/sanitizers.h"
+#include "tests/system/process_state.h"
 
 namespace {
 
@@ -26,30 +27,6 @@ constexpr int kEarlyRound = kRounds / 10;
 
 int CountEntries(const char* folder) {
   return static_cast<int>(std::distance(fs::directory_iterator(folder), {}));
-}
-
-bool HasThread(const std::string& name) {
-  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
-    std::string line;
-    std::getline(std::ifstream(task.path() / "comm") >> std::ws, line);
-    if (line == name) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// Waits by looking: nothing tells of the end of a thread or of the state behind an atomic.
-template <class Condition>
-testing::AssertionResult Comes(const Condition& condition) {
-  const auto end = steady_clock::now() + kLimit;
-  while (!condition()) {
-    if (steady_clock::now() > end) {
-      return testing::AssertionFailure() << "what was waited for hasn't come";
-    }
-    std::this_thread::yield();
-  }
-  return testing::AssertionSuccess();
 }
 
 struct Mappings {
