@@ -29,8 +29,8 @@ constexpr char kWatchFields[] =
     "  \"exiting\" at Ctrl-C, \"exited\" when the environment has been exited\n";
 
 constexpr char kQueryFields[] =
-    "JSON: {\"hosts\": [{\"host\", \"code\": 200 resolved, 1 not a name but an address, 2 not\n"
-    "       resolved, \"ipv4\": [address], \"ipv6\": [\"[address]\"]}], \"log\": path}\n";
+    "JSON: {\"hosts\": [{\"host\", \"code\": 200, or 1 if not resolved or an address already,\n"
+    "       \"ipv4\": [address], \"ipv6\": [\"[address]\"]}], \"log\": path}\n";
 
 constexpr char kQueryExitCodes[] =
     "Exit codes: 0 each name has an address, 1 one of them hasn't or nothing could be asked,\n"

@@ -12,7 +12,6 @@ namespace sturdyctl {
 namespace {
 
 constexpr int kResolved = 200;
-constexpr int kIsAddress = 1;
 
 // Names go into a list within a URL as they are.
 void ExpectName(const std::string& name) {
@@ -47,8 +46,7 @@ void Print(const nlohmann::json& host) {
       std::printf(" %s", address.get<std::string>().c_str());
     }
   }
-  const int code = host.at("code");
-  std::puts(code == kResolved ? "" : code == kIsAddress ? " is an address" : " not resolved");
+  std::puts(host.at("code") == kResolved ? "" : " not resolved");
   std::fflush(stdout);
 }
 

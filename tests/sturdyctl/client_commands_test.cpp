@@ -1,0 +1,150 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "lab/lab.h"
+#include "lab/lbs_document.h"
+#include "lab/paths.h"
+#include "lab/service_table.h"
+#include "tests/support/child.h"
+#include "tests/support/server_cache.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+using testing::HasSubstr;
+
+constexpr auto kLimit = 30s;
+constexpr char kPath[] = "/lbs/conf.jsp";
+
+lab::Behaviour Document(const lab::LbsReport& report = {}) {
+  return lab::Answer(lab::LbsDocument()
+                         .Link({"192.0.2.1:1"})
+                         .LinkDefault({"192.0.2.2:2"})
+                         .Lbs(std::string("${url:lbs}") + kPath)
+                         .Report(report)
+                         .Text());
+}
+
+class SturdyctlTest : public testing::Test {
+ protected:
+  SturdyctlTest() { WriteServerCache(FinalDataFolder(folder_.path())); }
+
+  std::vector<std::string> Command(const std::string& name, std::vector<std::string> more) const {
+    std::vector<std::string> command = {STURDYCTL, name, "--data", folder_.path()};
+    command.insert(command.end(), more.begin(), more.end());
+    return command;
+  }
+
+  // Reads events until one of that name has come.
+  static json WaitForEvent(Child& watch, const std::string& name) {
+    for (std::string line = watch.ReadLine(); !line.empty(); line = watch.ReadLine()) {
+      const json event = json::parse(line, nullptr, false);
+      if (event.is_object() && event.at("event") == name) {
+        return event;
+      }
+    }
+    ADD_FAILURE() << "the output ended without " << name;
+    return {};
+  }
+
+  const TempFolder folder_;
+};
+
+TEST_F(SturdyctlTest, CtrlCExitsInOrder) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document())});
+    Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+    EXPECT_THAT(watch.ReadLine(),
+                testing::AllOf(HasSubstr("log: " + folder_.path()), HasSubstr("sturdy_comp.log")));
+    EXPECT_EQ(watch.ReadLine(), "Ctrl-C ends.");
+    std::string line = watch.ReadLine();
+    while (line.find("link servers: 192.0.2.1:1") == std::string::npos && !line.empty()) {
+      line = watch.ReadLine();
+    }
+    kill(watch.id(), signal);
+    const std::string rest = watch.ReadRest();
+    EXPECT_THAT(rest, testing::ContainsRegex(
+                          "  exit begins \\(a second Ctrl-C ends at once\\)\n[^\n]*  exited\n$"));
+    EXPECT_EQ(watch.Wait(), 0);
+  }
+}
+
+// The table is good for a second. Each update begins with the service's domain, whose refusal is a
+// failure to be reported.
+TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
+  const lab::LbsReport each{"${url:reports}", true, 1, 60000, 0};
+  const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(1).Text();
+  lab::Lab lab(
+      {lab::HttpServer("lbs").On(kPath, Document(each)),
+       lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
+       lab::HttpServer("reports").On(lab::kReportPath, {lab::Answer(200), lab::Answer(500)})});
+  WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
+                   "localhost", 0);
+  Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+  WaitForEvent(watch, "service_update_begun");
+  EXPECT_TRUE(WaitForEvent(watch, "service_update_done").at("success"));
+  const json records = WaitForEvent(watch, "report_sent").at("records");
+  EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
+  EXPECT_TRUE(WaitForEvent(watch, "report_done").at("success"));
+  ASSERT_TRUE(lab.WaitForRequestsFor(lab::kReportPath, 1, kLimit));
+  EXPECT_EQ(json::parse(lab.RequestsFor(lab::kReportPath).at(0).body), records);
+  EXPECT_FALSE(WaitForEvent(watch, "report_done").at("success"));
+  lab.StopListening("dns");
+  while (WaitForEvent(watch, "service_update_done").value("success", false)) {
+  }
+}
+
+TEST_F(SturdyctlTest, QueryHostTellsWhatItHasAndWhetherThatIsAll) {
+  const lab::HostBook book{{{"a.test", {{{"192.0.2.1", "192.0.2.2"}}, {{"2001:db8::1"}}, 60}}}};
+  const lab::Lab lab({lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
+  WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}});
+  const struct {
+    std::vector<std::string> arguments;
+    int code;
+    std::string hosts;
+  } cases[] = {
+      {{"a.test"},
+       0,
+       R"([{"code":200,"host":"a.test","ipv4":["192.0.2.1","192.0.2.2"],"ipv6":["[2001:db8::1]"]}])"},
+      {{"--family", "v6", "a.test", "b.test", "::1"},
+       1,
+       R"([{"code":200,"host":"a.test","ipv4":[],"ipv6":["[2001:db8::1]"]},)"
+       R"({"code":1,"host":"b.test","ipv4":[],"ipv6":[]},{"code":1,"host":"::1","ipv4":[],"ipv6":[]}])"},
+  };
+  for (const auto& query : cases) {
+    std::vector<std::string> arguments = query.arguments;
+    arguments.push_back("--json");
+    Child child(Command("query-host", arguments));
+    EXPECT_EQ(json::parse(child.ReadRest()).at("hosts").dump(), query.hosts);
+    EXPECT_EQ(child.Wait(), query.code);
+  }
+  Child text(Command("query-host", {"a.test", "b.test"}));
+  EXPECT_THAT(text.ReadRest(),
+              testing::ContainsRegex(
+                  "^a.test +192.0.2.1 192.0.2.2 \\[2001:db8::1\\]\nb.test +not resolved\nlog: "));
+  EXPECT_EQ(text.Wait(), 1);
+}
+
+// The exit waits for the transfer, which the silent server keeps open; a second one doesn't.
+TEST_F(SturdyctlTest, ASecondCtrlCEndsAtOnce) {
+  const lab::Lab lab({lab::HttpServer("lbs").On(kPath, lab::Silent())});
+  Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+  ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
+  kill(watch.id(), SIGINT);
+  WaitForEvent(watch, "exiting");
+  const auto begin = std::chrono::steady_clock::now();
+  kill(watch.id(), SIGINT);
+  EXPECT_EQ(watch.ReadRest(), "");
+  EXPECT_EQ(watch.Wait(), -SIGINT);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+}
+
+}  // namespace

@@ -1,0 +1,193 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "lab/lab.h"
+#include "lab/lbs_document.h"
+#include "lab/paths.h"
+#include "tools/sturdyctl/demo_scenes.h"
+#include "tools/sturdyctl/demo_stage.h"
+
+namespace sturdyctl {
+
+namespace {
+
+constexpr char kName[] = "localhost";  // the only name that no machine asks the network for
+constexpr char kSick[] = "127.0.0.3";
+constexpr char kGood[] = "127.0.0.2";
+
+// Addresses reserved for documentation: the demo asks for them and never connects to them.
+const List kListByHttp = {"203.0.113.1:8001"};
+const List kListByHttps = {"203.0.113.2:8002", "203.0.113.3:8003"};
+
+// Names the LBS servers by the name under which they are dead, and has each failure reported that
+// comes after it.
+std::string Document(const List& links) {
+  lab::LbsReport report;
+  report.host = "${url:reports}";
+  report.on = true;
+  report.count = 1;
+  report.min_delay_s = 0;
+  const std::string name = kName;
+  return lab::LbsDocument()
+      .Link(links)
+      .LinkDefault({"203.0.113.99:8099"})
+      .Lbs("http://" + name + ":${port:dead}" + kLbsPath)
+      .LbsBackup({"https://" + name + ":${port:dead_tls}" + kLbsPath})
+      .Report(report)
+      .Text();
+}
+
+lab::Scenario Servers() {
+  using lab::Answer;
+  using lab::HttpServer;
+  using lab::HttpsServer;
+  using lab::Listening;
+  const lab::Behaviour sick = Answer(503);
+  return {HttpServer("dead").Listens(Listening::kRefuse),
+          HttpsServer("dead_tls").Listens(Listening::kRefuse),
+          HttpServer("sick").At(kSick).OnPortOf("dead").On(kLbsPath, sick),
+          HttpsServer("sick_tls").At(kSick).OnPortOf("dead_tls").On(kLbsPath, sick),
+          HttpServer("good").At(kGood).OnPortOf("dead").On(kLbsPath,
+                                                           {Answer(Document(kListByHttp)), sick}),
+          HttpsServer("good_tls")
+              .At(kGood)
+              .OnPortOf("dead_tls")
+              .On(kLbsPath, Answer(Document(kListByHttps))),
+          HttpServer("dns").On(lab::kHostQueryPath,
+                               Answer(lab::HostBook{{{kName, {{{kSick, kGood}}, {}, 3600}}}})),
+          HttpServer("reports").On(lab::kReportPath, Answer(200))};
+}
+
+// Servers that are dead by name and good by another address, and one method a step.
+class HttpDnsScene {
+ public:
+  HttpDnsScene() : lab_(Servers()) {
+    ClientOptions& options = stage_.options();
+    options.token = "dns-key";
+    options.family = "v4";  // the name may stand for an IPv6 address too, where nothing listens
+    options.lbs_urls = {NamedUrl("dead"), NamedUrl("dead_tls")};
+    options.default_v4 = "localhost:7000";
+    stage_.LeaveServerCache(lab_.Port("dns"));
+  }
+
+  bool Tell(Story& story) {
+    return story.Step("HTTP DNS", [this] { return SecondPass(); }) &&
+           story.Step("over https", [this] { return OverHttps(); }) &&
+           story.Step("report", [this] { return Report(); }) &&
+           story.Step("names on disk", [this] { return NamesOnDisk(); });
+  }
+
+ private:
+  std::string NamedUrl(const std::string& server) const {
+    return (server == "dead" ? "http://" : "https://") + (kName + (":" + Port(server))) + kLbsPath;
+  }
+  std::string Port(const std::string& server) const { return std::to_string(lab_.Port(server)); }
+
+  // What LBS servers have been asked since the last call, as "server" in the order of arrival.
+  // Each must have been asked for what the dead URLs stand for.
+  List Asked() {
+    List servers;
+    const std::vector<lab::Request> all = lab_.RequestsFor(kLbsPath);
+    for (; seen_ < all.size(); ++seen_) {
+      const lab::Request& request = all[seen_];
+      const std::string* host = request.Header("Host");
+      Expect("the Host header that " + request.server + " got", kName,
+             host == nullptr ? "none" : *host);
+      Expect("the query that " + request.server + " got", "k=dns-key",
+             request.query.substr(0, request.query.find('&')));
+      servers.push_back(request.server);
+    }
+    return servers;
+  }
+
+  std::string SecondPass() {
+    stage_.StartClient();
+    const Updates::Update update = stage_.WaitForUpdate(1);
+    Expect("the code of the update", "200", std::to_string(update.code));
+    Expect("the new list", Join(kListByHttp), Join(update.links));
+    const std::vector<lab::Request> queries = lab_.RequestsFor(lab::kHostQueryPath);
+    Expect("HTTP DNS was asked once", queries.size() == 1);
+    Expect("what HTTP DNS was asked", std::string("domain=") + kName, queries[0].query);
+    Expect("the servers asked by address, in order", "sick, sick_tls, good", Join(Asked()));
+    return "both URLs refuse at " + std::string(kName) + "; HTTP DNS knows it as " + kSick +
+           " and " + kGood + "\n" + kSick + " answers 503, " + kGood +
+           " the list: " + Join(update.links);
+  }
+
+  std::string OverHttps() {
+    stage_.client().service().Update(net::kIPFamilyV4);
+    const Updates::Update update = stage_.WaitForUpdate(2);
+    Expect("the code of the update", "200", std::to_string(update.code));
+    Expect("the new list", Join(kListByHttps), Join(update.links));
+    Expect("the servers asked by address, in order", "sick, sick_tls, good, good_tls",
+           Join(Asked()));
+    Expect("HTTP DNS wasn't asked again", lab_.RequestsFor(lab::kHostQueryPath).size() == 1);
+    return std::string(kGood) + " fails over http and answers over https, under the same name\n" +
+           "HTTP DNS wasn't asked again: its answer is good for an hour";
+  }
+
+  // The first document has the failures reported that come after it, and those from before it
+  // that still waited.
+  std::string Report() {
+    Expect("a report of the failures came",
+           lab_.WaitForRequestsFor(lab::kReportPath, 1, kPatience));
+    const lab::Request report = lab_.RequestsFor(lab::kReportPath).front();
+    Expect("the method of the report", "POST", report.method);
+    const std::string* type = report.Header("Content-Type");
+    Expect("its Content-Type", "application/json", type == nullptr ? "none" : *type);
+    const std::string* sdk = report.Header("sdktype");
+    Expect("its sdktype", "im", sdk == nullptr ? "none" : *sdk);
+    const auto records = nlohmann::json::parse(report.body, nullptr, false);
+    Expect("it is a list", records.is_array());
+    ExpectRecord(records, "http://" + (kName + (":" + Port("dead"))), 0, "127.0.0.1");
+    ExpectRecord(records, "https://" + (std::string(kSick) + ":" + Port("sick_tls")), 503, kSick);
+    return std::to_string(records.size()) + " failures in one report, each with URL, addresses, " +
+           "code and time";
+  }
+
+  static void ExpectRecord(const nlohmann::json& records, const std::string& url, int error_code,
+                           const std::string& address) {
+    const nlohmann::json fields = {
+        {"appkey", "dns-key"}, {"platform", "pc"}, {"error_code", error_code}};
+    const auto found = std::find_if(records.begin(), records.end(), [&](const auto& record) {
+      return record.value("request_url", "").rfind(url + kLbsPath, 0) == 0;
+    });
+    Expect("a record of " + url + " in " + records.dump(), found != records.end());
+    for (const auto& [key, value] : fields.items()) {
+      Expect("the " + key + " of " + url, value.dump(), found->value(key, nlohmann::json()).dump());
+    }
+    const auto addresses = found->value("host_ip", std::vector<std::string>());
+    Expect("the host_ip of " + url + " with " + address + ", got " + Join(addresses),
+           std::count(addresses.begin(), addresses.end(), address) == 1);
+    for (const char* key : {"timestamp", "send_time"}) {
+      Expect(std::string("the ") + key + " of " + url + " is a number",
+             found->value(key, nlohmann::json()).is_number_integer());
+    }
+  }
+
+  std::string NamesOnDisk() {
+    lab_.StopListeningAll();
+    stage_.ExitClient();
+    const nlohmann::json output = stage_.RunAnother("query-host --family v4 " + std::string(kName));
+    const nlohmann::json& host = output.at("hosts").at(0);
+    Expect("the addresses that a new process has", nlohmann::json({kSick, kGood}).dump(),
+           host.at("ipv4").dump());
+    return "HTTP DNS gone: a new process still knows " + std::string(kName) + " as " + kSick +
+           " and " + kGood;
+  }
+
+  lab::Lab lab_;
+  Stage stage_;
+  size_t seen_ = 0;
+};
+
+}  // namespace
+
+bool TellHttpDns(Story& story) {
+  HttpDnsScene scene;
+  return scene.Tell(story);
+}
+
+}  // namespace sturdyctl
