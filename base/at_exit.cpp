@@ -25,7 +25,8 @@ class _AtExitManager final : public IAtExitManager<Context> {
     }
   }
 
-  // While a caller holds a manager no newer one is made, so this one is the top.
+  // A held manager is the top: no newer one is made beside it. Only an ending one can have a newer
+  // one above, which a callback asked for; what its callbacks then add to it still runs with it.
   void RegisterCallback(std::function<void()> callback) override {
     RecursiveMutexLock lock(mutex);
     callbacks.push_back(std::move(callback));

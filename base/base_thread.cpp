@@ -37,7 +37,15 @@ bool BaseThread::IsRunning() {
 void BaseThread::Start() {
   const auto self = SharedFromThis<BaseThread>();
   begun.exchange(0);
-  thread = std::make_unique<std::thread>(StartThread([this] { ThreadMain(); }));
+  {
+    MutexLock lock(start_mutex);
+    thread = std::make_unique<std::thread>(StartThread([this] {
+      // The first tasks may already ask for a join, and so look at `thread`.
+      start_mutex.lock();
+      start_mutex.unlock();
+      ThreadMain();
+    }));
+  }
   while (begun == 0) {
     std::this_thread::yield();
   }
@@ -80,13 +88,13 @@ void BaseThread::RequestStop() {
 }
 
 void BaseThread::DoJoin() {
-  const ThreadInfo* info = CurrentThreadInfo();
-  if (info != nullptr && info->task_loop == task_loop) {
+  if (!thread || !thread->joinable()) {
+    return;
+  }
+  if (thread->get_id() == std::this_thread::get_id()) {
     throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
   }
-  if (thread && thread->joinable()) {
-    thread->join();
-  }
+  thread->join();
 }
 
 void BaseThread::ThreadMain() {

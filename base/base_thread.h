@@ -17,18 +17,25 @@
 
 namespace zo_base {
 
-// The places of a pass of the loop at which a test can hold it.
+// The places of a pass of the loop, and of a post, at which a test can hold it.
 enum class LoopStep {
   kPassBegins,
   kWaitMutexHeld,
+  kMarkedWaiting,
+  kWaitReckoned,
   kWaited,
   kDrainedPriority,
   kDrainedNormal,
   kBeforeWalk,
+  kDrainedBeforeWalk,
   kDelayedMutexHeld,
   kTaskRan,
   kWalked,
   kPassEnds,
+  // On the thread that posts: before its task is stored, and after it has marked a wake-up as
+  // pending.
+  kPosterAppends,
+  kPosterMarked,
 };
 
 // One system thread with a task loop, started at most once. It waits for a post or the earliest
@@ -37,8 +44,8 @@ enum class LoopStep {
 // Owner:   a shared pointer, or its loop drops all posts. The owner calls Stop before it lets go,
 //          and a derived class also stops in its own destructor, since the base's comes too late
 //          for the members that tasks use. The last reference must not go on the thread itself.
-// Errors:  an exception from a task ends the process. Stop from the thread itself throws the
-//          standard deadlock error. Tasks that are pending at the stop are dropped.
+// Errors:  an exception from a task ends the process. Stop and Join of a started thread from itself
+//          throw the standard deadlock error. Tasks that are pending at the stop are dropped.
 // Locks:   none is held while an immediate task runs; `delayed_mutex`, which is recursive, is held
 //          while delayed tasks run. `wake_mutex` is a leaf.
 class BaseThread : public IThread, public ITaskDelegate {
@@ -66,11 +73,12 @@ class BaseThread : public IThread, public ITaskDelegate {
   // One pending wake-up serves all posts that come before it is run.
   void PostAndWake(const std::function<void()>& task) override;
 
-  // Interrupts nothing: a task that runs is finished, and no further one is begun.
+  // Interrupts nothing: a task that runs is finished, and no further one is begun. For good: a
+  // Start that this overtakes before the begin signals never returns. Their slots may call it.
   virtual void RequestStop();
 
-  // Called on the loop's thread at each step of every loop; null takes it away. The function
-  // outlives all loops that can see it.
+  // Called at each step of every loop, on its thread or the one that posts; null takes it away.
+  // The function outlives all loops that can see it.
   using StepHook = std::function<void(BaseThread&, LoopStep)>;
   static void SetStepHookForTest(const StepHook* hook);
 
@@ -122,11 +130,11 @@ class BaseThread : public IThread, public ITaskDelegate {
   bool TakeNormalIncoming();
   bool RunDueDelayedTasks();
   WalkResult WalkDueTasksLocked(std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
-  bool RunDueEntryLocked(DueTasks& entry, bool& ran) ZO_REQUIRES(delayed_mutex);
+  bool RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
   void MirrorEarliestDueLocked() ZO_REQUIRES(delayed_mutex);
   void Step(LoopStep step);
 
-  // Held while the begin signals are emitted.
+  // Held while the begin signals are emitted, and until Start has stored the thread.
   Mutex start_mutex;
   RecursiveMutex wake_mutex;
   RecursiveMutex priority_queue_mutex;

@@ -14,6 +14,9 @@ namespace {
 constexpr int64_t kFirstWaitMs = 1;
 // 61 days: the sleep of a thread that has nothing to do.
 constexpr int64_t kIdleWaitMs = 5'270'400'000;
+// Bounds what a walk keeps from being freed: repeats of 0 ms are due again behind it without end.
+// What is left is due at once in the next pass.
+constexpr size_t kMostTasksPerWalk = 1000;
 constexpr uint64_t kNothingDue = std::numeric_limits<uint64_t>::max();
 
 std::atomic<const BaseThread::StepHook*> step_hook{nullptr};
@@ -84,6 +87,7 @@ void BaseThread::PostHighPriorityTask(const std::function<void()>& task) {
 }
 
 void BaseThread::AppendPriority(const std::function<void()>& task) {
+  Step(LoopStep::kPosterAppends);
   RecursiveMutexLock lock(priority_queue_mutex);
   AppendLocked(priority_working, priority_incoming, priority_filled, task);
 }
@@ -122,8 +126,15 @@ void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, 
 void BaseThread::PostAndWake(const std::function<void()>& task) {
   AppendPriority(task);
   if (!wake_up_pending && !wake_up_pending.exchange(true)) {
-    AppendDelayed(
-        0, [this] { wake_up_pending = false; }, 0);
+    Step(LoopStep::kPosterMarked);
+    try {
+      AppendDelayed(
+          0, [this] { wake_up_pending = false; }, 0);
+    } catch (...) {
+      // A mark without its task would keep every later post from waking the loop.
+      wake_up_pending = false;
+      throw;
+    }
   }
   Notify();
 }
@@ -175,8 +186,10 @@ BaseThread::Wake BaseThread::WaitForWork() {
   RecursiveMutexLock lock(wake_mutex);
   Step(LoopStep::kWaitMutexHeld);
   waiting = true;
+  Step(LoopStep::kMarkedWaiting);
   // A stop that came before the mark has notified nobody.
   const int64_t wait_ms = stop_requested != 0 ? 0 : WaitMs();
+  Step(LoopStep::kWaitReckoned);
   if (wait_ms < 1) {
     waiting = false;
     return Wake::kTimedOut;
@@ -289,6 +302,7 @@ bool BaseThread::RunDueDelayedTasks() {
   if (!DrainPriorityQueue()) {
     return false;
   }
+  Step(LoopStep::kDrainedBeforeWalk);
   WalkResult walk;
   std::list<DelayTask> done;
   {
@@ -309,17 +323,20 @@ bool BaseThread::RunDueDelayedTasks() {
 
 BaseThread::WalkResult BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done) {
   WalkResult result{false, false};
-  for (auto entry = delayed_tasks.begin(); entry != delayed_tasks.end();) {
+  auto entry = delayed_tasks.begin();
+  while (entry != delayed_tasks.end() && done.size() < kMostTasksPerWalk) {
     if (entry->first > NowMs()) {
       ++entry;
       continue;
     }
-    if (!RunDueEntryLocked(entry->second, result.ran)) {
+    result.ran = true;
+    if (!RunDueEntryLocked(entry->second, done)) {
       result.stopped = true;
       break;
     }
-    done.splice(done.end(), entry->second.tasks);
-    entry = delayed_tasks.erase(entry);
+    if (entry->second.tasks.empty()) {
+      entry = delayed_tasks.erase(entry);
+    }
     if (stop_requested != 0) {
       result.stopped = true;
       break;
@@ -328,20 +345,23 @@ BaseThread::WalkResult BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done
   return result;
 }
 
-// A task may append to the list that is walked. False when the stop was seen.
-bool BaseThread::RunDueEntryLocked(DueTasks& entry, bool& ran) {
-  for (DelayTask& due : entry.tasks) {
+// A task may append to the list that is walked. What has run goes to `done`, unless the stop is
+// seen meanwhile: then the result is false.
+bool BaseThread::RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) {
+  auto due = entry.tasks.begin();
+  for (size_t runs = done.size(); due != entry.tasks.end() && runs < kMostTasksPerWalk; ++runs) {
     if (stop_requested != 0) {
       return false;
     }
-    --due.times;
-    if (due.times > 0 && due.repost) {
-      due.repost(due.delay_ms, due.task, due.times);
+    --due->times;
+    if (due->times > 0 && due->repost) {
+      due->repost(due->delay_ms, due->task, due->times);
     }
-    ran = true;
-    due.task();
+    due->task();
     Step(LoopStep::kTaskRan);
+    ++due;
   }
+  done.splice(done.end(), entry.tasks, entry.tasks.begin(), due);
   return true;
 }
 

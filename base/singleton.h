@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/at_exit.h"
@@ -24,6 +25,8 @@ template <class T, class Context, int flag>
 class Singleton {
  public:
   virtual ~Singleton() = default;
+  // Nothing was set that a later user would notice.
+  virtual bool IsAsNew() { return true; }
   Singleton(const Singleton&) = delete;
   Singleton& operator=(const Singleton&) = delete;
 
@@ -49,8 +52,8 @@ class Singleton {
     Mutex mutex;
     // Ended with their at-exit manager.
     std::vector<T*> forgotten ZO_GUARDED_BY(mutex);
-    // Made while no manager lived, and so forgotten at once. Taken again by the next making, so
-    // that use outside any environment costs no memory.
+    // Made while no manager lived, and so forgotten at once. Taken again by the next making if it
+    // is as new, so that use outside any environment costs no memory.
     T* spare ZO_GUARDED_BY(mutex) = nullptr;
   };
 
@@ -70,6 +73,7 @@ class Singleton {
         object.reset(new T());
       }
       if constexpr (flag == 1) {
+        // Before the object is published: a registration that throws leaves nothing behind.
         manager = IAtExitManager<Context>::Get();
         manager->RegisterCallback([] { Forget(); });
       }
@@ -100,9 +104,11 @@ class Singleton {
   static T* TakeSpare() {
     Kept& kept = TheKept();
     MutexLock lock(kept.mutex);
-    T* spare = kept.spare;
-    kept.spare = nullptr;
-    return spare;
+    if (kept.spare != nullptr && !kept.spare->IsAsNew()) {
+      kept.forgotten.push_back(kept.spare);
+      kept.spare = nullptr;
+    }
+    return std::exchange(kept.spare, nullptr);
   }
 
   static void FreeAll() {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 
 #include "base/base_thread.h"
+#include "base/mutex.h"
 
 namespace zo_base {
 
@@ -34,10 +34,8 @@ class BaseThread::ThreadTaskLoop final : public ITaskLoop {
     }
   }
   void AttachDelegate(const std::shared_ptr<ITaskDelegate>& delegate) override {
-    if (!attached_) {
-      delegate_ = delegate;
-      attached_ = true;
-    }
+    MutexLock lock(mutex_);
+    delegate_ = delegate;
   }
   void PostAndWake(const std::function<void()>& task) override {
     if (const auto delegate = Delegate()) {
@@ -46,11 +44,14 @@ class BaseThread::ThreadTaskLoop final : public ITaskLoop {
   }
 
  private:
-  std::shared_ptr<ITaskDelegate> Delegate() const { return attached_ ? delegate_.lock() : nullptr; }
+  std::shared_ptr<ITaskDelegate> Delegate() {
+    MutexLock lock(mutex_);
+    return delegate_.lock();
+  }
 
-  // Written once, by the thread itself before its loop, and published by the mark.
-  std::weak_ptr<ITaskDelegate> delegate_;
-  std::atomic<bool> attached_{false};
+  // A leaf.
+  Mutex mutex_;
+  std::weak_ptr<ITaskDelegate> delegate_ ZO_GUARDED_BY(mutex_);
 };
 
 }  // namespace zo_base

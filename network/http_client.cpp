@@ -117,7 +117,7 @@ void HttpClient::Start() {
 void HttpClient::StartForTest(std::shared_ptr<IHttpRequestor> transport) {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
   zo_base::MutexLock lock(state_mutex);
-  requestor = std::move(transport);
+  requestor.swap(transport);  // the one before dies without the lock: its workers may call back
 }
 
 bool HttpClient::StartDispatcherLocked() {

@@ -94,7 +94,10 @@ void TQLogImplBase<T>::SetLogFile(const std::string& path, uint32_t max_size,
 
 // The process-wide logger of a component, made by the first line.
 template <typename T>
-class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {};
+class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {
+ public:
+  bool IsAsNew() override { return this->GetLevel() == LV_KER && this->GetLogFile().empty(); }
+};
 
 // One log statement: the constructor writes the line's prefix, operator<< the message, and the
 // destructor ends the line and hands it to the logger.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
@@ -16,25 +17,22 @@ constexpr int kPeriodMs = 1'000'000;
 
 // The loop is held at one of its steps, and there a post or a stop comes in. Nothing follows that
 // could make up for a lost one: the clock stands still and the loop's wait is a long one.
-class AtStep : public LoopFixture, public testing::WithParamInterface<LoopStep> {
+class HeldLoop : public LoopFixture {
  protected:
-  ~AtStep() override {
+  using Work = std::function<void()>;
+
+  ~HeldLoop() override {
     BaseThread::SetStepHookForTest(nullptr);
     // The loop may still be inside the hook.
     thread->Stop();
-    if (foreign.joinable()) {
-      foreign.join();
+    for (std::thread& other : others) {
+      other.join();
     }
   }
 
-  // Runs `act` once, on the loop's thread, when that next comes by the step.
-  void RunThere(std::function<void()> act) {
-    hook = [this, act = std::move(act)](BaseThread&, LoopStep step) {
-      if (step == GetParam() && armed.exchange(false)) {
-        act();
-        came.set_value();
-      }
-    };
+  // Does each piece of work on the loop's thread, when that comes by its step, one after the other.
+  void RunAt(std::vector<std::pair<LoopStep, Work>> what) {
+    script = std::move(what);
     thread->PostRepeatedTask(
         kPeriodMs, [] {}, -1);
     BaseThread::SetStepHookForTest(&hook);
@@ -43,47 +41,114 @@ class AtStep : public LoopFixture, public testing::WithParamInterface<LoopStep> 
     auto there = came.get_future();
     do {
       clock.Advance(kPeriodMs);
-    } while (there.wait_for(std::chrono::milliseconds(200)) != std::future_status::ready);
+    } while (there.wait_for(std::chrono::milliseconds(200)) != std::future_status::ready &&
+             next == 0);
+    EXPECT_TRUE(Arrives(std::move(there)));
     BaseThread::SetStepHookForTest(nullptr);
   }
 
-  void RunForeign(const std::function<void()>& act) {
-    foreign = std::thread(act);
-    // Where the loop holds the delayed tasks the other thread waits for it inside its post.
-    if (GetParam() != LoopStep::kDelayedMutexHeld && GetParam() != LoopStep::kTaskRan) {
-      foreign.join();
+  void OnStep(LoopStep step) {
+    if (!thread->IsCurrentThread()) {
+      LoopStep expected = step;
+      if (poster_held_at.compare_exchange_strong(expected, LoopStep::kPassEnds)) {
+        held.set_value();
+        go_on.get_future().wait();
+      }
+    } else if (next < script.size() && step == script[next].first) {
+      script[next++].second();
+      if (next == script.size()) {
+        came.set_value();
+      }
     }
   }
 
-  BaseThread::StepHook hook;
-  std::atomic<bool> armed{true};
+  // Runs to its end, or until it waits for a lock that the step holds.
+  void RunForeign(const Work& work) {
+    auto done = std::make_shared<std::promise<void>>();
+    others.emplace_back([work, done] {
+      work();
+      done->set_value();
+    });
+    (void)done->get_future().wait_for(std::chrono::milliseconds(100));
+  }
+  // Runs until it comes by the step, and stays there until `go_on`.
+  void RunForeignUntil(LoopStep step, const Work& work) {
+    poster_held_at = step;
+    others.emplace_back(work);
+    EXPECT_TRUE(Arrives(held.get_future()));
+  }
+
+  const Work nothing = [] {};
+  const Work arrival = [this] { arrived.set_value(); };
+  const BaseThread::StepHook hook = [this](BaseThread&, LoopStep step) { OnStep(step); };
+  std::vector<std::pair<LoopStep, Work>> script;
+  std::atomic<size_t> next{0};
+  std::atomic<LoopStep> poster_held_at{LoopStep::kPassEnds};
   std::promise<void> came;
   std::promise<void> arrived;
-  std::thread foreign;
+  std::promise<void> held;
+  std::promise<void> go_on;
+  std::vector<std::thread> others;
 };
 
+class AtStep : public HeldLoop, public testing::WithParamInterface<LoopStep> {};
+
 TEST_P(AtStep, APostOfTheLoopItselfArrives) {
-  RunThere([&] { PostTo(loop, [&] { arrived.set_value(); }); });
+  if (GetParam() == LoopStep::kWaitReckoned) {
+    GTEST_SKIP() << "the loop runs nothing between the reckoning and the wait";
+  }
+  RunAt({{GetParam(), [&] { PostTo(loop, arrival); }}});
   EXPECT_TRUE(Arrives(arrived.get_future()));
 }
 
 TEST_P(AtStep, APostOfAnotherThreadArrives) {
-  RunThere([&] { RunForeign([&] { PostTo(loop, [&] { arrived.set_value(); }); }); });
+  RunAt({{GetParam(), [&] { RunForeign([&] { PostTo(loop, arrival); }); }}});
   EXPECT_TRUE(Arrives(arrived.get_future()));
 }
 
 TEST_P(AtStep, AStopIsSeen) {
-  RunThere([&] { RunForeign([&] { thread->RequestStop(); }); });
+  RunAt({{GetParam(), [&] { RunForeign([&] { thread->RequestStop(); }); }}});
   thread->Join();
   EXPECT_FALSE(thread->IsRunning());
 }
 
 INSTANTIATE_TEST_SUITE_P(EachStep, AtStep,
                          testing::Values(LoopStep::kPassBegins, LoopStep::kWaitMutexHeld,
+                                         LoopStep::kMarkedWaiting, LoopStep::kWaitReckoned,
                                          LoopStep::kWaited, LoopStep::kDrainedPriority,
                                          LoopStep::kDrainedNormal, LoopStep::kBeforeWalk,
-                                         LoopStep::kDelayedMutexHeld, LoopStep::kTaskRan,
-                                         LoopStep::kWalked, LoopStep::kPassEnds));
+                                         LoopStep::kDrainedBeforeWalk, LoopStep::kDelayedMutexHeld,
+                                         LoopStep::kTaskRan, LoopStep::kWalked,
+                                         LoopStep::kPassEnds));
+
+TEST_F(HeldLoop, AWalkMayUseUpTheWakeUpOfAPostAfterItsDrain) {
+  RunAt({{LoopStep::kBeforeWalk, [&] { PostTo(loop, nothing); }},
+         {LoopStep::kDrainedBeforeWalk, [&] { RunForeign([&] { PostTo(loop, arrival); }); }}});
+  EXPECT_TRUE(Arrives(arrived.get_future()));
+}
+
+TEST_F(HeldLoop, APosterMayStoreItsTaskAfterTheWakeUpThatWasPendingHasRun) {
+  RunAt({{LoopStep::kBeforeWalk,
+          [&] {
+            PostTo(loop, nothing);
+            RunForeignUntil(LoopStep::kPosterAppends, [&] { PostTo(loop, arrival); });
+          }},
+         {LoopStep::kWaitMutexHeld, [&] {
+            go_on.set_value();
+            others.back().join();
+            others.pop_back();
+          }}});
+  EXPECT_TRUE(Arrives(arrived.get_future()));
+}
+
+TEST_F(HeldLoop, AMarkWhoseWakeUpComesLateServesTheOthersToo) {
+  RunAt({{LoopStep::kWaitMutexHeld, [&] {
+            RunForeignUntil(LoopStep::kPosterMarked, [&] { PostTo(loop, nothing); });
+            RunForeign([&] { PostTo(loop, arrival); });
+          }}});
+  go_on.set_value();
+  EXPECT_TRUE(Arrives(arrived.get_future()));
+}
 
 class PostRace : public LoopFixture {};
 

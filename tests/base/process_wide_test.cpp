@@ -79,8 +79,17 @@ TEST(AtExit, CallbacksRunBackwardsAndMayRegister) {
   manager->RegisterCallback(std::function<void()>());
   manager.reset();
   EXPECT_EQ(order, "bnestedca");
-  IAtExitManager<SturdyObject>::Get()->RegisterCallback([&] { order += "-next"; });
-  EXPECT_EQ(order, "bnestedca-next");
+  // A callback keeps a newer manager, which outlives the ending one below it.
+  std::shared_ptr<IAtExitManager<SturdyObject>> newer;
+  IAtExitManager<SturdyObject>::Get()->RegisterCallback([&] {
+    newer = IAtExitManager<SturdyObject>::Get();
+    newer->RegisterCallback([&] { order += "-newer"; });
+    order += "-older";
+  });
+  EXPECT_EQ(order, "bnestedca-older");
+  EXPECT_EQ(IAtExitManager<SturdyObject>::Get(), newer);
+  newer.reset();
+  EXPECT_EQ(order, "bnestedca-older-newer");
 }
 
 class Counted : public Singleton<Counted, SturdyObject, 1> {
@@ -92,6 +101,7 @@ class Counted : public Singleton<Counted, SturdyObject, 1> {
     ++alive;
   }
   ~Counted() override { --alive; }
+  bool IsAsNew() override { return level == 0; }
 
   int level = 0;
   static inline std::atomic<int> alive{0};
@@ -113,12 +123,13 @@ TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
   EXPECT_EQ(Counted::alive, 1);
   first->level = 5;
   environment.reset();
-  // A new one, and the old one is still good for a late user.
+  // A new one, also after an object that was set up outside any environment; the old ones are
+  // still good for a late user.
+  Counted::Instance()->level = 6;
   environment = IAtExitManager<SturdyObject>::Get();
-  EXPECT_NE(Counted::Instance(), first);
   EXPECT_EQ(Counted::Instance()->level, 0);
   EXPECT_EQ(first->level, 5);
-  EXPECT_EQ(Counted::alive, 2);
+  EXPECT_EQ(Counted::alive, 3);
   environment.reset();
   RunUnloadHooksForTest();
   EXPECT_EQ(Counted::alive, 0);

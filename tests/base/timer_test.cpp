@@ -61,14 +61,25 @@ TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelled) {
   EXPECT_EQ(FiredAfter(100), "13e3e3ee");
 }
 
-TEST_F(TimerTest, UsesTheLoopOfTheCallingThread) {
+TEST_F(TimerTest, WithoutALoopOfItsOwnUsesTheCallingThreads) {
+  auto gone = std::make_shared<BaseThread>("gone");
+  Timer orphan{gone->GetTaskLoop()};
+  gone.reset();
   Timer own;
-  OnLoop([&] { own.Start(10, Note("a"), 0); });
-  EXPECT_EQ(FiredAfter(10), "a");
-  own.Start(10, Note("b"), 0);  // No loop here: nothing but the cancel of what was before.
+  OnLoop([&] {
+    own.Start(10, Note("a"), 0);
+    orphan.StartHandedOn(10, Note("o"), 0);
+  });
+  EXPECT_EQ(FiredAfter(10), "ao");
+  // No loop here: nothing but the cancel of what was due.
+  OnLoop([&] {
+    own.Start(10, Note("b"), 0);
+    orphan.Start(10, Note("b"), 0);
+  });
+  own.Start(10, Note("c"), 0);
+  orphan.StartHandedOn(10, Note("c"), 0);
   EXPECT_FALSE(own.HasUsedFlag());
-  own.StartHandedOn(10, Note("b"), 0);
-  EXPECT_EQ(FiredAfter(10), "a");
+  EXPECT_EQ(FiredAfter(10), "ao");
 }
 
 TEST_F(TimerTest, ADelayPastTheLimitIsCutToIt) {
@@ -81,16 +92,26 @@ TEST_F(TimerTest, ADelayPastTheLimitIsCutToIt) {
 // with the loop's mutex.
 TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
   Mutex mutex;
+  std::promise<void> begun;
+  std::promise<void> posted;
   const auto work = [&] {
+    begun.set_value();
     MutexLock lock(mutex);
     fired += "w";
   };
   timer.StartHandedOn(10, work, 3);
-  clock.Advance(10);
-  for (int i = 0; i < 100; ++i) {
+  std::thread poster;
+  {
     MutexLock lock(mutex);
-    thread->PostDelayedTask(0, [] {});
+    clock.Advance(10);
+    EXPECT_TRUE(Arrives(begun.get_future()));
+    poster = std::thread([&] {
+      thread->PostDelayedTask(0, [] {});
+      posted.set_value();
+    });
+    EXPECT_TRUE(Arrives(posted.get_future()));
   }
+  poster.join();
   EXPECT_EQ(FiredAfter(0), "w");
   // Cancelled between the due task and the work that it has handed on.
   OnLoop([&] {
