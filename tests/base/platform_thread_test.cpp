@@ -5,10 +5,7 @@
 
 #include <csignal>
 #include <set>
-#include <stdexcept>
-#include <system_error>
 
-#include "base/platform/thread_for_test.h"
 #include "base/unload_hook.h"
 
 namespace zo_base {
@@ -52,14 +49,6 @@ TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
   EXPECT_EQ(LiveLibraryThreads(), 0);
   RunUnloadHooksForTest();
   EXPECT_TRUE(hook_ran);
-}
-
-TEST(PlatformThread, TheNthStartFailsOnce) {
-  FailThreadStartForTest(2);
-  StartThread([] {}).join();
-  EXPECT_THROW(StartThread([] {}), std::system_error);
-  StartThread([] {}).join();
-  EXPECT_EQ(LiveLibraryThreads(), 0);
 }
 
 }  // namespace

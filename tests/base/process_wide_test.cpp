@@ -147,15 +147,6 @@ TEST(Singleton, IsSafeWhileEnvironmentsComeAndGo) {
   EXPECT_EQ(Counted::alive, 0);
 }
 
-class ForLife : public Singleton<ForLife, SturdyObject, 0> {};
-
-TEST(Singleton, OfTheProcessOutlivesTheEnvironment) {
-  auto environment = IAtExitManager<SturdyObject>::Get();
-  ForLife* first = ForLife::Instance();
-  environment.reset();
-  EXPECT_EQ(ForLife::Instance(), first);
-}
-
 std::string hooks_run;
 
 TEST(UnloadHook, RunBackwardsOnceEach) {

@@ -6,7 +6,6 @@
 #include <string>
 #include <thread>
 
-#include "base/clock.h"
 #include "base/mutex.h"
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
@@ -120,17 +119,6 @@ TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
     thread->PostDelayedTask(10, [&] { timer.Cancel(); });
   });
   EXPECT_EQ(FiredAfter(10), "w");
-}
-
-TEST(ScopedTestClock, StandsUntilItIsSet) {
-  ScopedTestClock clock;
-  const int64_t wall = Clock::WallMs();
-  const int64_t monotonic = Clock::MonotonicMs();
-  clock.Advance(7);
-  EXPECT_EQ(Clock::WallMs(), wall + 7);
-  clock.SetWall(5);
-  EXPECT_EQ(Clock::WallMs(), 5);
-  EXPECT_EQ(Clock::MonotonicMs(), monotonic + 7);
 }
 
 }  // namespace
