@@ -90,12 +90,12 @@ TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
                    "localhost", 0);
   Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));
   WaitForEvent(watch, "service_update_begun");
-  EXPECT_TRUE(WaitForEvent(watch, "service_update_done").at("success"));
   const json records = WaitForEvent(watch, "report_sent").at("records");
   EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
   EXPECT_TRUE(WaitForEvent(watch, "report_done").at("success"));
   ASSERT_TRUE(lab.WaitForRequestsFor(lab::kReportPath, 1, kLimit));
   EXPECT_EQ(json::parse(lab.RequestsFor(lab::kReportPath).at(0).body), records);
+  EXPECT_TRUE(WaitForEvent(watch, "service_update_done").at("success"));
   EXPECT_FALSE(WaitForEvent(watch, "report_done").at("success"));
   lab.StopListening("dns");
   while (WaitForEvent(watch, "service_update_done").value("success", false)) {
