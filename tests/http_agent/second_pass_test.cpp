@@ -4,8 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
+
+#include "base/clock.h"
 #include "base/json/json.h"
 #include "base/platform/thread.h"
+#include "lab/lab.h"
 #include "tests/http_agent/agent_fixture.h"
 
 namespace {
@@ -41,6 +45,43 @@ class SecondPassTest : public AgentTest {
     if (status != 200) {
       transport_->Answer("https://127.0.0.1:443/httpdns/v2/d?domain=" + hosts, status, body);
     }
+  }
+  // Each failure is a batch of its own, or one of two.
+  void ReportTo(const std::string& endpoint, int32_t count = 1) {
+    config_->statistic_settings.Set(
+        zo_sturdy::StatisticSettings{true, endpoint, count, 60000, 10000});
+  }
+  // Of a request whose first URL fails and is recorded.
+  static MultipleURLHttpRequest Recorded(const std::vector<std::string>& urls, Outcome& outcome) {
+    MultipleURLHttpRequest request = Asking(urls, outcome);
+    request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
+      need_statistic = true;
+      return code == 200;
+    };
+    return request;
+  }
+  void FailThenSucceed(const std::string& failing, bool with_loop = true) {
+    Outcome outcome;
+    const MultipleURLHttpRequest request = Recorded({failing, "http://10.0.0.1/good"}, outcome);
+    if (with_loop) {
+      StartRequest(request);
+    } else {
+      agent_->InvokeMultipleURLHttpRequest(request);
+    }
+    transport_->Answer(failing, 404);
+    transport_->Answer("http://10.0.0.1/good", 200);
+    Settle();
+    EXPECT_TRUE(outcome.success);
+  }
+  // The threads that the statistics have told something on.
+  std::set<uint32_t> ReportThreads() {
+    std::set<uint32_t> threads;
+    for (const LogMessage& message : log_.All()) {
+      if (message.text.rfind("[statistic]", 0) == 0) {
+        threads.insert(message.thread_id);
+      }
+    }
+    return threads;
   }
   // What the requests' own thread has told of requests, but for detail.
   Messages Told() {
@@ -214,21 +255,7 @@ TEST_F(SecondPassTest, QueryHostSortsByFamily) {
 }
 
 TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
-  config_->statistic_settings.Set(
-      zo_sturdy::StatisticSettings{true, "https://s.test:8", 1, 60000, 10000});
-  const auto fail_then_succeed = [this](const std::string& failing) {
-    Outcome outcome;
-    MultipleURLHttpRequest request = Asking({failing, "http://10.0.0.1/good"}, outcome);
-    request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
-      need_statistic = true;
-      return code == 200;
-    };
-    StartRequest(request);
-    transport_->Answer(failing, 404);
-    transport_->Answer("http://10.0.0.1/good", 200);
-    Settle();
-    EXPECT_TRUE(outcome.success);
-  };
+  ReportTo("https://s.test:8");
   const auto urls_of = [](const HandTransport::Request& request) {
     std::string error;
     const Json body = Json::parse(std::string(request->body.begin(), request->body.end()), error);
@@ -240,7 +267,7 @@ TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   };
   const std::string by_name = std::string("https://s.test:8") + kReport;
   const std::string by_address = std::string("https://10.0.0.9:8") + kReport;
-  fail_then_succeed("http://10.0.0.1/a");
+  FailThenSucceed("http://10.0.0.1/a");
   EXPECT_EQ(log_.With("Request fail need statics size 1").size(), 1U);
   const auto report = transport_->WaitFor(by_name).first;
   EXPECT_EQ(report->method, 1);
@@ -255,16 +282,66 @@ TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   // of one it is the next batch.
   transport_->Answer(by_name, 204);
   AnswerQuery("s.test", 200, R"({"code":200,"data":{"s.test":{"ip":["10.0.0.9"]}}})");
-  config_->statistic_settings.Set(
-      zo_sturdy::StatisticSettings{true, "https://s.test:8", 2, 60000, 10000});
+  ReportTo("https://s.test:8", 2);
   transport_->Answer(by_address, 0);
   Settle();
-  fail_then_succeed("http://10.0.0.1/b");
+  FailThenSucceed("http://10.0.0.1/b");
   EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first),
               ElementsAre("http://10.0.0.1/a", "http://10.0.0.1/b"));
   transport_->Answer(by_name, 200);
   Settle();
   EXPECT_EQ(log_.With("[statistic]Statistic ret:true").size(), 1U);
+  // The last report lies ahead of a clock that was set back: no delay.
+  clock_.SetWall(1000);
+  ReportTo("https://s.test:8");
+  FailThenSucceed("http://10.0.0.1/c");
+  EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first), ElementsAre("http://10.0.0.1/c"));
+}
+
+// The report begins on the thread "statistic", so its host query holds up nobody.
+TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
+  ReportTo("http://s.test");
+  FailThenSucceed("http://10.0.0.1/a", false);
+  transport_->Answer(std::string("http://s.test") + kReport, 500);
+  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=s.test");
+  FailThenSucceed("http://10.0.0.1/b", false);
+  AnswerQuery("s.test", 200, R"({"code":200,"data":{"s.test":{"ip":["10.0.0.9"]}}})");
+  transport_->Answer(std::string("http://10.0.0.9") + kReport, 200);
+  EXPECT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  EXPECT_EQ(ReportThreads().size(), 1U);
+  EXPECT_FALSE(ReportThreads().contains(zo_base::CurrentThreadId()));
+}
+
+TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
+  KRBASE::network::HttpClient::Instance()->Stop();
+  KRBASE::network::HttpClient::Instance()->Start();
+  const lab::Lab lab({lab::HttpServer("s")
+                          .On("/bad", lab::Answer(404))
+                          .On("/good", lab::Answer(200))
+                          .On(kReport, {lab::Answer(204), lab::Answer(200)})});
+  ReportTo(lab.Url("s"));
+  Outcome outcome;
+  StartRequest(Recorded({lab.Url("s", "/bad"), lab.Url("s", "/good")}, outcome));
+  ASSERT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  EXPECT_EQ(lab.Requests().size(), 4U);
+  const Json::array expected = {
+      Json::object{{"appkey", ""},
+                   {"error_code", 404},
+                   {"host_ip", Json::array{"127.0.0.1"}},
+                   {"platform", "pc"},
+                   {"request_url", lab.Url("s", "/bad")},
+                   {"send_time", 0},
+                   {"timestamp", static_cast<long long>(zo_base::Clock::WallMs())}}};
+  for (const lab::Request& report : lab.RequestsFor(kReport)) {
+    EXPECT_EQ(report.method, "POST");
+    EXPECT_EQ(report.body, Json(expected).dump());
+    EXPECT_THAT(report.HeaderLines(),
+                testing::IsSupersetOf(
+                    {"Host: 127.0.0.1", "Content-Type:  application/json", "sdktype: im"}));
+  }
+  uint32_t sender = 0;
+  OnThread([&] { sender = zo_base::CurrentThreadId(); });
+  EXPECT_THAT(ReportThreads(), ElementsAre(sender));
 }
 
 }  // namespace

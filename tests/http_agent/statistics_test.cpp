@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 
 #include <barrier>
+#include <fstream>
 #include <limits>
 
 #include "base/clock.h"
 #include "base/json/json.h"
+#include "base/platform/thread.h"
 #include "base/thread_info.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
@@ -30,6 +32,14 @@ Records Failures(int first, int last) {
   return records;
 }
 
+// Waits for a lock, or for something else.
+bool Sleeps(uint32_t thread) {
+  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string id, name, state;
+  stat >> id >> name >> state;
+  return state == "S";
+}
+
 // The statistics over an invoker that keeps what it is given.
 class StatisticsTest : public testing::Test {
  protected:
@@ -41,7 +51,7 @@ class StatisticsTest : public testing::Test {
   StatisticsTest() {
     auto* const log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
     log->SetLogFile(folder_.File("statistic.log"), 0, 0);
-    log->SetLevel(zo_base::LV_APP);
+    log->SetLevel(zo_base::LV_PRO);
     config_->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool on_agent) {
       EXPECT_FALSE(on_agent);
       const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
@@ -58,6 +68,12 @@ class StatisticsTest : public testing::Test {
 
   void Set(int32_t count, int32_t time, int64_t min_delay, const std::string& host = "http://s:1") {
     config_->statistic_settings.Set(StatisticSettings{true, host, count, time, min_delay});
+  }
+  // A request each.
+  void Fail(std::initializer_list<int> urls) {
+    for (const int i : urls) {
+      statistics_->Invoke(Failures(i, i), false);
+    }
   }
   void OnStatistic(const std::function<void()>& task) {
     std::promise<void> ran;
@@ -91,6 +107,8 @@ class StatisticsTest : public testing::Test {
     }
     return all;
   }
+  // What is told of a report that goes out.
+  std::string Data(size_t i) { return "[statistic] Do statistic data :" + Sent(i).request.body; }
   void End(size_t i, bool success) {
     const auto request = Sent(i).request;
     OnStatistic([&] { request.callback(success, "", ""); });
@@ -129,6 +147,14 @@ TEST_F(StatisticsTest, TenthFailureOrAMinuteMakesABatch) {
   EXPECT_EQ(told[0].rfind("[statistic] Do statistic data :[{\"appkey\": \"\", ", 0), 0U);
   EXPECT_EQ(told[1], "[statistic][count] Statistic count :10");
   EXPECT_EQ(told[2], "[statistic][time out] Statistic count :1");
+  // The minute is that of the first failure after the batch.
+  Fail({7});
+  Pass(30000);
+  Fail({8});
+  Pass(29999);
+  EXPECT_EQ(SentUrls().size(), 2U);
+  Pass(1);
+  EXPECT_EQ(SentUrls().at(2), "u7 u8");
 }
 
 TEST_F(StatisticsTest, ReportTellsEachFailure) {
@@ -166,11 +192,21 @@ TEST_F(StatisticsTest, ReportTellsEachFailure) {
                     R"("timestamp": 4398046511104}, )"
                     R"({"appkey": "", "error_code": 404, "host_ip": [], "platform": "pc", )"
                     R"("request_url": "http://a/\"", "send_time": -8, "timestamp": 0}])");
+    Messages expected, told;
+    log_.StartHere();
     for (const int code : {0, 200, 204}) {
       bool need_statistic = true;
-      EXPECT_EQ(check(0, code, "", "", need_statistic), code == 200);
+      EXPECT_EQ(check(0, code, "", "answer", need_statistic), code == 200);
       EXPECT_FALSE(need_statistic);
+      expected.push_back("LV_APP [statistic]Statistic check code:" + std::to_string(code));
+      expected.push_back(
+          "LV_PRO [statistic]Statistic check \r\n-----------------------\r\nanswer"
+          "\r\n-----------------------");
     }
+    for (const LogMessage& message : log_.All()) {
+      told.push_back(message.level + " " + message.text);
+    }
+    EXPECT_EQ(told, expected);
   }
 }
 
@@ -178,42 +214,43 @@ TEST_F(StatisticsTest, KeepsTheNewestTwentyAndEachUrlOnce) {
   Set(3, 60000, 10000);
   statistics_->Invoke(Failures(1, 25), false);
   statistics_->Invoke(Failures(25, 26), false);
-  statistics_->Invoke(Failures(26, 26), false);
+  Fail({26});
   EXPECT_THAT(SentUrls(), ElementsAre("u7 u8 u9 u10 u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
                                       "u22 u23 u24 u25 u26"));
 }
 
 TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {
   Set(1, 60000, 10000);
-  statistics_->Invoke(Failures(1, 1), false);
-  statistics_->Invoke(Failures(2, 2), false);  // two batches at once: nothing marks the first
+  Fail({1, 2});  // two batches at once: nothing marks the first
   End(0, true);
   Pass(4000);
-  statistics_->Invoke(Failures(3, 3), false);
-  EXPECT_EQ(SentUrls().size(), 2U);
-  EXPECT_EQ(log_.With("stop report"),
-            Messages{"[statistic] Time now - last report time < 10000 (4000) stop report"});
+  Fail({3});
   Pass(5999);
   EXPECT_EQ(SentUrls().size(), 2U);
   Pass(1);
-  EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", ""));
   EXPECT_EQ(Sent(2).request.body, "[]");
   // A first failure starts the timer anew.
   End(2, true);
-  statistics_->Invoke(Failures(4, 4), false);
+  Fail({4});
   Set(2, 60000, 10000);
-  statistics_->Invoke(Failures(5, 5), false);
+  Fail({5});
   Pass(59999);
   EXPECT_EQ(SentUrls().size(), 3U);
   Pass(1);
-  EXPECT_EQ(SentUrls().at(3), "u5");
+  EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "", "u5"));
+  const std::string one = "[statistic][count] Statistic count :1";
+  const std::string good = "[statistic]Statistic ret:true";
+  const std::string soon = "[statistic] Time now - last report time < 10000 (";
+  EXPECT_THAT(log_.Tagged({"[statistic]"}),
+              ElementsAre(Data(0), one, Data(1), one, good, soon + "4000) stop report", one,
+                          "[statistic][time out] Statistic count :0", Data(2), good,
+                          soon + "0) stop report", one, "[statistic][time out] Statistic count :1",
+                          Data(3)));
 }
 
 TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
   Set(2, 60000, 10000);
-  statistics_->Invoke(Failures(1, 1), false);
-  statistics_->Invoke(Failures(2, 2), false);
-  statistics_->Invoke(Failures(3, 3), false);
+  Fail({1, 2, 3});
   End(0, false);
   EXPECT_THAT(SentUrls(), ElementsAre("u1 u2", "u1 u2 u3"));
   Sent(1).request.callback(false, "", "");  // no loop to hand it to
@@ -231,37 +268,80 @@ TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
 TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   constexpr int64_t kEver = std::numeric_limits<int64_t>::max();
   constexpr int64_t kLongestMs = std::numeric_limits<int32_t>::max();
-  config_->statistic_settings.Set(StatisticSettings{false, "http://s:1", 1, 1, 0});
-  statistics_->Invoke(Failures(1, 1), false);
-  Pass(60000);
+  // New ones don't touch what has been gathered, but a batch goes where they say.
+  Set(9, 60000, 0);
+  Fail({1});
+  config_->statistic_settings.Set(StatisticSettings{false, "http://t:2", 1, 1, 0});
+  Fail({9});
+  Pass(59999);
   EXPECT_TRUE(SentUrls().empty());
+  Pass(1);
+  EXPECT_EQ(Sent(0).request.urls[0].url, "http://t:2/statics/report/im/api/error");
   Set(0, 60000, -1);
-  statistics_->Invoke(Failures(2, 2), false);
-  EXPECT_THAT(SentUrls(), ElementsAre("u2"));
-  End(0, true);
-  statistics_->Invoke(Failures(3, 3), false);
+  Fail({2});
+  End(1, true);
+  Fail({3});
   Set(9, -5, kEver);
-  statistics_->Invoke(Failures(4, 4), false);
+  Fail({4});
   Pass(0);
-  EXPECT_THAT(SentUrls(), ElementsAre("u2", "u3"));  // the wait goes past the timer's longest
-  Pass(kLongestMs);
-  EXPECT_EQ(log_.With("< 9223372036854775807 (").size(), 2U);
+  Pass(kLongestMs);  // the wait goes past the timer's longest
   Set(1, 60000, kEver);
   clock_.SetWall(1000);  // set back: the delay counts as gone by
-  statistics_->Invoke(Failures(5, 5), false);
-  EXPECT_EQ(SentUrls().at(2), "u5");
+  Fail({5});
   EnvironmentManager::Instance().SetConfigForTest(nullptr);
-  for (int i = 0; i < 10; ++i) {
-    statistics_->Invoke(Failures(i, i), false);  // nothing to send with
-  }
-  EXPECT_EQ(SentUrls().size(), 3U);
+  Fail({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});  // nothing to send with
+  EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "u3", "u5"));
+  const std::string one = "[statistic][count] Statistic count :1";
+  const std::string by_time = "[statistic][time out] Statistic count :";
+  const std::string soon = "[statistic] Time now - last report time < 9223372036854775807 (";
+  EXPECT_THAT(log_.Tagged({"[statistic]"}),
+              ElementsAre(by_time + "1", Data(0), Data(1), one, "[statistic]Statistic ret:true",
+                          Data(2), one, by_time + "1", soon + "0) stop report", by_time + "0",
+                          soon + "2147483647) stop report", Data(3), one,
+                          "[statistic][count] Statistic count :10"));
+}
+
+// A time-out that waits for `lock` while its arming ends is not taken for that of the next one.
+TEST_F(StatisticsTest, LateTimeOutEndsNoOtherArming) {
+  bool ran = false;
+  std::atomic<uint32_t> walked{0};  // the thread that has walked over the time-out
+  const zo_base::BaseThread::StepHook hook = [&](const auto&, zo_base::LoopStep step) {
+    ran |= step == zo_base::LoopStep::kTaskRan;
+    if (ran && step == zo_base::LoopStep::kWalked) {
+      walked = zo_base::CurrentThreadId();
+    }
+  };
+  Set(1, 60000, 10000);
+  config_->SetHttpRequestInvoker([&, invoker = config_->GetHttpRequestInvoker()](
+                                     const MultipleURLHttpRequest& request, bool on_agent) {
+    invoker(request, on_agent);
+    if (reports_.size() > 1) {
+      return;
+    }
+    request.callback(true, "", "");
+    Fail({2});  // too soon: armed for the delay
+    zo_base::BaseThread::SetStepHookForTest(&hook);
+    clock_.Advance(10000);
+    while (walked == 0 || !Sleeps(walked)) {
+      std::this_thread::yield();
+    }
+    zo_base::BaseThread::SetStepHookForTest(nullptr);
+    Set(2, 500, 0);
+    Fail({3});
+  });
+  Fail({1});
+  Pass(499);
+  EXPECT_THAT(SentUrls(), ElementsAre("u1"));
+  Pass(1);
+  EXPECT_THAT(SentUrls(), ElementsAre("u1", ""));
 }
 
 // A batch by time meets a failure that is the first of the next batch or the last of its own, and
-// a report that fails. Each failure goes out once, and no time-out outlives the batch by count.
+// so does the empty one after a delay. Each failure goes out once, and no time-out outlives the
+// batch by count.
 TEST_F(StatisticsTest, TimeOutMeetsFailures) {
   constexpr int kRounds = 1000;
-  for (const int count : {2, 10}) {
+  for (const auto& [count, is_delayed] : {std::pair(2, false), {10, false}, {2, true}}) {
     Set(count, 1000, 0);
     reports_.clear();
     std::barrier together(2);
@@ -273,14 +353,21 @@ TEST_F(StatisticsTest, TimeOutMeetsFailures) {
       }
     });
     for (int round = 0; round < kRounds; ++round) {
-      statistics_->Invoke(Failures(1, 1), false);
+      if (is_delayed) {
+        Set(1, 60000, 1000);
+        Fail({0});
+        End(0, true);
+        reports_.clear();
+      }
+      Fail({1});
+      Set(count, 1000, is_delayed ? 1000 : 0);
       together.arrive_and_wait();
-      statistics_->Invoke(Failures(2, 2), false);
+      Fail({2});
       together.arrive_and_wait();
       Pass(1000);
       const std::vector<std::string> sent = SentUrls();
-      ASSERT_TRUE(sent == std::vector<std::string>{"u1 u2"} ||
-                  sent == std::vector<std::string>({"u1", "u2"}))
+      ASSERT_TRUE(sent == std::vector<std::string>{is_delayed ? "u2" : "u1 u2"} ||
+                  sent == std::vector<std::string>({is_delayed ? "" : "u1", "u2"}))
           << testing::PrintToString(sent);
       const std::lock_guard guard(mutex_);
       reports_.clear();

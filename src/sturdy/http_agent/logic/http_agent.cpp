@@ -7,6 +7,7 @@
 #include "base/log/log.h"
 #include "base/post_task.h"
 #include "base/signals.h"
+#include "base/thread_info.h"
 #include "net/ip_address.h"
 #include "network/http_client.h"
 #include "src/sturdy/environment/environment_config.h"
@@ -203,7 +204,12 @@ void HttpAgent::HandOnFailures(const MultipleURLHttpRequestHelper& helper) {
     return;
   }
   ZO_LOG(LV_APP) << "[multiple]Request fail need statics size " << failures.size();
-  statistics->Invoke(failures, false);
+  const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
+  if (thread != nullptr && thread->task_loop != nullptr) {
+    statistics->Invoke(failures, false);
+  } else {
+    statistics->PostInvoke(failures);
+  }
 }
 
 bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,

@@ -81,9 +81,6 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
   }
   zo_base::RecursiveMutexLock guard(lock);
   Merge(failures, at_front, -1);
-  if (count == 0) {
-    StartTimer(settings->time);
-  }
   ++count;
   if (count >= settings->count) {
     CancelTimer();
@@ -92,7 +89,14 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
     ZO_LOG(LV_APP) << "[statistic][count] Statistic count :" << records.size();
     records.clear();
     count = 0;
+  } else if (count == 1) {
+    // Only if no batch follows: a cancelled arming stays with the loop until it is due.
+    StartTimer(settings->time);
   }
+}
+
+void StatisticCountTimerInvoker::PostInvoke(const std::list<StatisticRecord>& failures) {
+  zo_base::PostTo(*this, ToWeakClosure([this, failures] { Invoke(failures, false); }));
 }
 
 void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
@@ -142,8 +146,10 @@ void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failure
 
 void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
   const auto settings = ReadSettings();
-  const int64_t now_ms = zo_base::Clock::WallMs();
+  // In this order: the end of an earlier report, which comes without `lock`, could set it past a
+  // clock that has been read already.
   const uint64_t last_ms = last_report_time;
+  const int64_t now_ms = zo_base::Clock::WallMs();
   // A clock that was set back counts as the delay gone by.
   const bool is_set_back = now_ms < static_cast<int64_t>(last_ms);
   const uint64_t passed_ms = static_cast<uint64_t>(now_ms) - last_ms;

@@ -20,14 +20,15 @@ namespace zo_sturdy {
 //   Collecting  count above 0, timer armed for the setting `time`
 //   Delayed     count 0, timer armed for the rest of the setting `min_delay`
 //
-// Threads: Invoke from any. `lock` is held while a report is handed on, so a report begins on the
-//          thread that completed the batch, and its end comes back there. The timer is touched
-//          with `lock` held only. Locks go in the order HttpTool::DeliveryMutex (held by whoever
-//          comes without a task loop), `lock`, a loop's mutex of delayed tasks; so the timer's
-//          work is handed on to run without the last of these.
+// Threads: Invoke from a thread with a task loop, PostInvoke from any. `lock` is held while a
+//          report is handed on, so a report begins on the thread that completed the batch, and its
+//          end comes back there, through the loop. Without one the end could come, host query and
+//          all, while the report is still being handed on. The timer is touched with `lock` held
+//          only. `lock` goes before a loop's mutex of delayed tasks; so the timer's work is handed
+//          on to run without that one.
 // Owner:   the agent, by a shared pointer. It stops the thread before it lets go.
-// Errors:  a failed report goes back to the front of `records`. One that fails on a thread without
-//          a task loop is dropped.
+// Errors:  a failed report goes back to the front of `records`, unless the loop of its thread has
+//          ended by then.
 class StatisticCountTimerInvoker : public zo_base::BaseThread {
  public:
   StatisticCountTimerInvoker();
@@ -37,6 +38,8 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
 
   // Takes the failures of one request; those of a report that failed go to the front.
   void Invoke(const std::list<StatisticRecord>& failures, bool at_front);
+  // Has the thread "statistic" take them.
+  void PostInvoke(const std::list<StatisticRecord>& failures);
 
  private:
   void StartTimer(int32_t delay) ZO_REQUIRES(lock);
