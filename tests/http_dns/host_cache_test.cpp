@@ -54,8 +54,8 @@ TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
 }
 
 TEST_F(HostCacheTest, AddressesFitTheClientsBuffer) {
-  cache.UpdateHost("h", now, 9, std::vector<std::string>(500000, "1"), {}, false);
-  cache.UpdateHost("h", now, 9, {}, std::vector<std::string>(500000, "[::]"), false);
+  cache.UpdateHost("h", now, 9, std::vector<std::string>(250000, "1"), {}, false);
+  cache.UpdateHost("h", now, 9, {}, std::vector<std::string>(250000, "[::]"), false);
   const HostEntry entry = cache.GetEntries()["h"];
   const zo_base::json11::Json::array ipv4(entry.ipv4.begin(), entry.ipv4.end());
   const zo_base::json11::Json::array ipv6(entry.ipv6.begin(), entry.ipv6.end());

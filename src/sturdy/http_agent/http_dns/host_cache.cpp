@@ -1,5 +1,6 @@
 #include "src/sturdy/http_agent/http_dns/host_cache.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/clock.h"
@@ -16,14 +17,53 @@ constexpr int64_t kFirstExpiryMs = 270000;
 // What a JSON array adds to an address: two quotes, a comma and a blank.
 constexpr size_t kBytesAroundText = 4;
 
+// What an entry has around its host and its addresses in the file: names of keys, two numbers and
+// the signs between them.
+constexpr size_t kBytesAroundEntry = 160;
+
+bool IsVisible(char c) {
+  constexpr char kFirst = 0x21;
+  constexpr char kLast = 0x7e;
+  return c >= kFirst && c <= kLast;
+}
+
+// Of a visible text without its quotes; each level of JSON doubles what it escapes.
+size_t DumpedBytes(const std::string& text, size_t levels) {
+  const auto escaped = static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return c == '"' || c == '\\'; }));
+  return text.size() + escaped * ((size_t{1} << levels) - 1);
+}
+
+// An address in the file stands in a JSON text that is a JSON string itself.
+size_t BytesInFile(const std::vector<std::string>& addresses) {
+  size_t bytes = 0;
+  for (const std::string& address : addresses) {
+    bytes += DumpedBytes(address, 2) + kBytesAroundText + 2;
+  }
+  return bytes;
+}
+
+// At most: a control character is escaped by six, a part of a longer one at most doubles.
+size_t BytesInFile(const std::string& host) {
+  constexpr size_t kEscapedBytes = 6;
+  size_t bytes = kBytesAroundEntry;
+  for (const char c : host) {
+    bytes += c == '"' || c == '\\' || static_cast<signed char>(c) < 0 ? 2
+             : IsVisible(c) || c == ' '                               ? 1
+                                                                      : kEscapedBytes;
+  }
+  return bytes;
+}
+
 std::vector<std::string> UsableAddresses(const std::vector<std::string>& addresses) {
   std::vector<std::string> usable;
   size_t list_bytes = 0;
   for (const std::string& address : addresses) {
-    if (address.empty() || address.size() > kMaxIPTextBytes) {
+    if (address.empty() || address.size() > kMaxIPTextBytes ||
+        !std::all_of(address.begin(), address.end(), IsVisible)) {
       continue;
     }
-    list_bytes += address.size() + kBytesAroundText;
+    list_bytes += DumpedBytes(address, 1) + kBytesAroundText;
     if (list_bytes > kMaxAddressListBytes) {
       break;
     }
@@ -72,9 +112,14 @@ void HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
   std::vector<std::string> new_ipv4 = UsableAddresses(ipv4);
   std::vector<std::string> new_ipv6 = UsableAddresses(ipv6);
   zo_base::RecursiveMutexLock lock(mutex_);
-  const auto [position, is_new] = entries_.try_emplace(host);
-  HostEntry& entry = position->second;
+  const bool is_new = entries_.count(host) == 0;
+  const size_t added = BytesInFile(new_ipv4) + BytesInFile(new_ipv6);
+  if (is_new && file_bytes_ + BytesInFile(host) + added > kMaxNewHostsBytes) {
+    return;
+  }
+  HostEntry& entry = entries_[host];
   if (is_new) {
+    file_bytes_ += BytesInFile(host);
     entry.refresh_time = SaturatingAdd(now, kFirstRefreshMs);
     entry.cache_expired_time = SaturatingAdd(now, kFirstExpiryMs);
   }
@@ -82,12 +127,20 @@ void HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
   entry.ttl = ttl_ms;
   entry.refresh_time = stale_from_start ? now : SaturatingAdd(now, ShareOf(ttl_ms, kFreshShare));
   entry.cache_expired_time = SaturatingAdd(now, ShareOf(ttl_ms, kServedShare));
-  if (!new_ipv4.empty()) {
-    entry.ipv4 = std::move(new_ipv4);
+  ReplaceAddresses(entry.ipv4, std::move(new_ipv4));
+  ReplaceAddresses(entry.ipv6, std::move(new_ipv6));
+}
+
+void HostCache::ReplaceAddresses(std::vector<std::string>& old,
+                                 std::vector<std::string> addresses) {
+  const size_t old_bytes = BytesInFile(old);
+  const size_t new_bytes = BytesInFile(addresses);
+  const size_t file_bytes = file_bytes_ - old_bytes + new_bytes;
+  if (addresses.empty() || (file_bytes > kMaxCacheBytes && new_bytes > old_bytes)) {
+    return;
   }
-  if (!new_ipv6.empty()) {
-    entry.ipv6 = std::move(new_ipv6);
-  }
+  old = std::move(addresses);
+  file_bytes_ = file_bytes;
 }
 
 HostCache::Entries HostCache::GetEntries() {

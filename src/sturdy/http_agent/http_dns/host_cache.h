@@ -30,8 +30,13 @@ enum class CacheState {
 
 // Longer than every usual form of an address with its brackets.
 inline constexpr size_t kMaxIPTextBytes = 64;
-// Both lists of an entry, dumped as JSON arrays, fit a client's buffer of kQueryHostBufferSize.
+// Of a list, dumped as a JSON array: both of an entry fit a client's buffer of
+// kQueryHostBufferSize.
 inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
+// Of all entries as the file holds them, where a longer one than 16 MiB is taken for damaged: new
+// hosts are let in up to the first, and those that are known can grow up to the second.
+inline constexpr size_t kMaxNewHostsBytes = size_t{8} << 20;
+inline constexpr size_t kMaxCacheBytes = size_t{12} << 20;
 
 // The addresses of host names, in memory. Nothing ever removes an entry.
 //
@@ -39,8 +44,9 @@ inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
 // entry from the future, after the clock was set back, is dead.
 // Threads: any; the mutex is held for the single operation.
 // Owner:   HttpDNSManager.
-// Errors:  none. An address that is empty or longer than kMaxIPTextBytes is passed over, and so is
-//          the rest of a list that comes to kMaxAddressListBytes.
+// Errors:  none. An address that is empty, longer than kMaxIPTextBytes, or not of visible ASCII is
+//          passed over, and so are the rest of a list that comes to kMaxAddressListBytes, a new
+//          host past kMaxNewHostsBytes, and what a known one would add past kMaxCacheBytes.
 class HostCache {
  public:
   using Entries = std::map<std::string, HostEntry>;
@@ -63,8 +69,12 @@ class HostCache {
   Entries GetEntries();
 
  private:
+  void ReplaceAddresses(std::vector<std::string>& old, std::vector<std::string> addresses)
+      ZO_REQUIRES(mutex_);
+
   zo_base::RecursiveMutex mutex_;
   Entries entries_ ZO_GUARDED_BY(mutex_);
+  size_t file_bytes_ ZO_GUARDED_BY(mutex_) = 0;  // what the entries can take in the file
 };
 
 }  // namespace zo_sturdy

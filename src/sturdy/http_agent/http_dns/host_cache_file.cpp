@@ -56,6 +56,7 @@ void HttpDNSManager::LoadHostItem(const std::string& host, const std::string& te
 // The lock makes of two answers, each delivered on a thread of its own, two files in order.
 void HttpDNSManager::SaveHostCache() {
   const zo_base::MutexLock lock(save_mutex_);
+  host_cache_file_.Clear();  // what the cache passed over when it was loaded doesn't come back
   for (const auto& [host, entry] : host_cache_.GetEntries()) {
     const Json item = Json::object{{kTtl, entry.ttl},
                                    {kCacheExpiredTime, entry.cache_expired_time},

@@ -224,7 +224,7 @@ bool HttpDNSManager::ApplyHostResponse(const std::string& /*headers*/, const std
       address = InBrackets(address);
     }
     int32_t ttl_ms = kUnstatedTtlMs;
-    if (value["ttl"].type() == Json::NUMBER) {
+    if (value.object_items().count("ttl") != 0) {
       ttl_ms = SaturatingWhole<int32_t>(value["ttl"].number_value() * kMsPerSecond);
     }
     host_cache_.UpdateHost(host, now, ttl_ms, ipv4, ipv6, false);

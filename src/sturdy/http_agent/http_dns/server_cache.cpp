@@ -27,13 +27,16 @@ constexpr double kMsPerSecond = 1000;
 // A table that is good for less than this is asked for anew at once.
 constexpr int64_t kLeastLeftMs = 2001;
 
+// Empty if a build has none of the family.
 template <size_t kCount>
 std::string DefaultEndpoints(const char* const (&hosts)[kCount]) {
   Json::array endpoints;
   for (const char* host : hosts) {
-    endpoints.push_back(Json::object{{"host", host}, {"port", kHttpDnsPort}, {"https", true}});
+    if (*host != '\0') {
+      endpoints.push_back(Json::object{{"host", host}, {"port", kHttpDnsPort}, {"https", true}});
+    }
   }
-  return Json(endpoints).dump();
+  return endpoints.empty() ? "" : Json(endpoints).dump();
 }
 
 Json ParseArray(const std::string& text) {
@@ -50,16 +53,19 @@ void HttpDNSManager::LoadServerCache() {
     return;
   }
   server_cache_file_.Load(folder + "http_server_cache.data");
-  if (server_cache_file_.Get(kHost).empty() ||
-      ParseArray(server_cache_file_.Get(kIPv4)).type() != Json::ARRAY) {
+  if (server_cache_file_.Get(kHost).empty() || server_cache_file_.Get(kIPv4).empty()) {
     ResetServerCache(true);
   }
 }
 
 void HttpDNSManager::ResetServerCache(bool save) {
   SetServerValue(kHost, kDefaultHttpDnsDomain);
-  SetServerValue(kIPv4, DefaultEndpoints(kDefaultHttpDnsIPv4));
-  SetServerValue(kIPv6, DefaultEndpoints(kDefaultHttpDnsIPv6));
+  if (const std::string ipv4 = DefaultEndpoints(kDefaultHttpDnsIPv4); !ipv4.empty()) {
+    SetServerValue(kIPv4, ipv4);
+  }
+  if (const std::string ipv6 = DefaultEndpoints(kDefaultHttpDnsIPv6); !ipv6.empty()) {
+    SetServerValue(kIPv6, ipv6);
+  }
   SetServerValue(kTtl, std::to_string(kDefaultTtl));
   const std::string now = std::to_string(zo_base::Clock::WallMs());
   SetServerValue(kUpdatedAt, now);
@@ -98,12 +104,9 @@ void HttpDNSManager::BeginUpdateCycle() {
 }
 
 bool HttpDNSManager::UpdateServerCache(const Json& json) {
-  std::string domain = json[kHost].string_value();
-  if (domain.empty()) {
-    domain = service_table_.GetServiceDomain();
-  }
+  const std::string domain = json[kHost].string_value();
   int64_t ttl_ms = kUnstatedTtlMs;
-  if (json[kTtl].type() == Json::NUMBER) {
+  if (json.object_items().count(kTtl) != 0) {
     ttl_ms = SaturatingWhole<int64_t>(json[kTtl].number_value() * kMsPerSecond);
   }
   const ServiceAddress missing{0, 0, ""};

@@ -30,8 +30,10 @@ std::string ServiceUrl(const ServiceAddress& address, const std::string& path) {
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing) {
   std::vector<ServiceAddress> endpoints;
-  endpoints.reserve(array.array_items().size());
   for (const zo_base::json11::Json& element : array.array_items()) {
+    if (endpoints.size() == kMaxEndpoints) {
+      break;
+    }
     const auto& members = element.object_items();
     ServiceAddress endpoint = missing;
     if (const auto host = members.find("host"); host != members.end()) {
@@ -43,7 +45,9 @@ std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
     if (const auto https = members.find("https"); https != members.end()) {
       endpoint.https = https->second.bool_value() ? 1 : 0;
     }
-    endpoints.push_back(std::move(endpoint));
+    if (endpoint.host.size() <= kMaxHostBytes) {
+      endpoints.push_back(std::move(endpoint));
+    }
   }
   return endpoints;
 }

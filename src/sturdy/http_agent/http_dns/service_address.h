@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,6 +10,13 @@
 namespace zo_sturdy {
 
 inline constexpr int32_t kHttpDnsPort = 443;
+
+// How many endpoints of a family a document can bring. A request tries all of them, two seconds
+// apart, and gives each the name of the service: what a server sends without a bound costs it
+// little, and the client a product of both.
+inline constexpr size_t kMaxEndpoints = 64;
+// No host of an endpoint and no name of the service is longer; a transport refuses those anyway.
+inline constexpr size_t kMaxHostBytes = 259;
 
 // One endpoint of the HTTP DNS service. A plain record.
 struct ServiceAddress {
@@ -24,8 +32,9 @@ std::string EndpointText(const ServiceAddress& address);
 // The URL of a path, with its query if it has one, at an endpoint.
 std::string ServiceUrl(const ServiceAddress& address, const std::string& path);
 
-// The endpoints of a JSON array, one for each element, whatever it is. A missing key leaves the
-// field as `missing` has it.
+// The endpoints of a JSON array, one for each element, whatever it is, up to kMaxEndpoints. One
+// whose host is longer than kMaxHostBytes is passed over. A missing key leaves the field as
+// `missing` has it.
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing);
 

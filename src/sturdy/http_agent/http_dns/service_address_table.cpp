@@ -7,10 +7,14 @@ namespace {
 
 constexpr char kBlank = ' ';
 
-std::string UpToControl(const std::string& text) {
+// Up to a blank or a control character; empty if nothing could be sent to a name of that length.
+std::string UsableName(const std::string& text) {
   const auto end = std::find_if(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) <= static_cast<unsigned char>(kBlank);
   });
+  if (static_cast<size_t>(end - text.begin()) > kMaxHostBytes) {
+    return {};
+  }
   return {text.begin(), end};
 }
 
@@ -44,7 +48,7 @@ void ServiceAddressTable::ReplaceServiceAddresses(const std::string& new_domain,
                                                   const std::vector<ServiceAddress>& new_ipv6) {
   zo_base::RecursiveMutexLock lock(addresses_lock);
   zo_base::RecursiveMutexLock domain_guard(domain_lock);
-  domain = UpToControl(new_domain);
+  domain = UsableName(new_domain);
   if (!new_ipv4.empty()) {
     ipv4 = new_ipv4;
   }

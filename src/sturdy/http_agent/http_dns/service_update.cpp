@@ -57,6 +57,9 @@ bool HttpDNSManager::DoReload(net::AddressFamily ip_family) {
     return true;
   }
   updatting_interface_ = true;
+  // First of all: whatever ends the rest early has ended an update.
+  const auto notice = std::make_shared<LostRequestNotice>(
+      ForAnyThread([this] { CompleteServiceUpdate(false, ""); }));
   MultipleURLHttpRequest request = NewRequest();
   request.heads = request_headers_;
   request.ip_family = ip_family;
@@ -69,8 +72,6 @@ bool HttpDNSManager::DoReload(net::AddressFamily ip_family) {
                                       const std::string& body, bool& need_statistic) {
     return JudgeServiceResponse(index, code, body, need_statistic);
   });
-  const auto notice = std::make_shared<LostRequestNotice>(
-      ForAnyThread([this] { CompleteServiceUpdate(false, ""); }));
   request.callback = ForAnyThread(
       [this, notice](bool success, const std::string& /*headers*/, const std::string& body) {
         notice->Answered();
