@@ -37,9 +37,9 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   void Send(const std::shared_ptr<HttpRequest>& request);
 
   // Ends the dispatcher and waits for the transfers in progress, whose callbacks still come.
-  // Requests that wait are dropped. Each transfer ends within the sum of its connect time-out,
-  // 2 s for each step of sending and 30 s from there on, and of its look-up of the host name,
-  // which a redirect at the end of the 30 s makes two.
+  // Requests that wait are dropped. Each transfer ends within the sum of its connect time-out
+  // and 30 s from there on, and of its look-up of the host name, which a redirect at the end of
+  // the 30 s makes two.
   void Stop();
 
  private:

@@ -249,13 +249,13 @@ class IZOSturdyObject {
 // ---------------------------------------------------------------------------------------------
 // The exported functions.
 
-// How long an exit can take, in seconds, with fetches in flight: 7 s to connect, 2 s to send and
-// 30 s for the answer, redirects included. To this come the look-ups of host names by the system's
+// How long an exit can take, in seconds, with fetches in flight: 7 s to connect and 30 s
+// to send the request and receive the answer, redirects included. To this come the look-ups of host names by the system's
 // resolver, whose time the library can't bound: one of the transfer itself, one if the transfer is
 // redirected at the last moment, and one for each of two threads that may be looking into a failed
 // URL. As resolvers are commonly set up, a look-up without any answer takes 10 to 20 s. A QueryHost
 // that is waiting is ended, with a result of false, and adds nothing.
-const int kExitBoundSeconds = 7 + 2 + 30;
+const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; there is at most one in a process. If it
 // is started already, the call returns the id and ignores `settings`. Starts and exits from

@@ -85,8 +85,15 @@ bool CurlTransfer::Send() {
   const int64_t connect_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.connect_ms);
   int64_t send_by_ms = INT64_MAX;
   int64_t last_sent_bytes = -1;
+  bool is_deadline_set = false;
   for (;;) {
     Step();
+    if (is_connected_ && !is_deadline_set) {
+      // From here on, so that a server that takes a body byte by byte has no more time than one
+      // that sends one so.
+      SetDeadline(std::min(deadline_ms_, zo_base::Clock::MonotonicMs() + kMaxTransferMs));
+      is_deadline_set = true;
+    }
     if (IsSent() || is_head_complete_) {
       return true;
     }

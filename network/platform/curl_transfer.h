@@ -28,8 +28,10 @@ class CurlTransfer final : private zo_base::ClockListener {
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  // Each of the three ends at this instant of the monotonic clock, whatever else bounds it.
+  // Each of the three ends at this instant of the monotonic clock, whatever else bounds it; Send
+  // brings it forward to kMaxTransferMs after the connect.
   void SetDeadline(int64_t monotonic_ms) { deadline_ms_ = monotonic_ms; }
+  [[nodiscard]] int64_t deadline_ms() const { return deadline_ms_; }
 
   // Connects, TLS included, and sends. A server that hangs up once it has been sent the request
   // fails the next step, not this one.

@@ -96,8 +96,7 @@ bool HttpRequestHandle::ReceiveResponse() {
   if (transfer_ == nullptr) {
     return false;
   }
-  deadline_ms_ = zo_base::Clock::MonotonicMs() + kMaxTransferMs;
-  transfer_->SetDeadline(deadline_ms_);
+  deadline_ms_ = transfer_->deadline_ms();
   for (int redirects = 0; transfer_->ReceiveHead(); ++redirects) {
     const NextHop next_hop = PrepareNextHop();
     if (next_hop == NextHop::kNone) {

@@ -79,7 +79,7 @@ class HttpRequestHandle {
   [[nodiscard]] bool Send(std::string_view extra_header_text, std::string_view body);
   [[nodiscard]] bool name_not_resolved() const { return name_not_resolved_; }
 
-  // Waits for the head of the final answer. The clock of kMaxTransferMs starts here.
+  // Waits for the head of the final answer.
   [[nodiscard]] bool ReceiveResponse();
 
   // Requires: a response has been received. Empty for a content length that the server didn't tell.

@@ -163,6 +163,19 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
   EXPECT_FALSE(service->IsUpdatingForTest());
 }
 
+TEST_F(LBSServiceTest, ADocumentOfManyBackupsIsAskedForAtSixtyFourUrls) {
+  StartWithToken();
+  std::string backups = "\"http://1.1.1.1/\"";
+  for (int i = 0; i < 1000; ++i) {
+    backups += ",\"http://1.1.1.1/\"";
+  }
+  first.callback(
+      true, "",
+      Document(R"("a:1")", R"("d:9")", "http://next.example/", "\"lbs.backup\":[" + backups + "]"));
+  service->Update(net::kIPFamilyAny);
+  EXPECT_THAT(Request(1).urls, SizeIs(64));
+}
+
 TEST_F(LBSServiceTest, LinksRotateAndTheThirdDefaultFetches) {
   ASSERT_TRUE(service->Start(Record()));
   ASSERT_TRUE(service->ParseLBSResponse(kNew, "0"));

@@ -7,6 +7,13 @@
 #include "src/sturdy/environment/environment_config.h"
 
 namespace zo_sturdy {
+namespace {
+
+// A document of the bound size names a hundred thousand backups, and asking them all would take
+// days, with no other fetch beside it.
+constexpr size_t kMaxLbsUrls = 64;
+
+}  // namespace
 
 void ZOSturdyLBSServiceImpl::Update(net::AddressFamily family) {
   ZO_LOG(LV_APP) << "[lbs]Call Update";
@@ -46,6 +53,9 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   }
   std::vector<std::string> urls = {response_.Get(lbs_key::kRuntimeAddress)};
   for (std::string& backup : response_.GetBackupLBS()) {
+    if (urls.size() == kMaxLbsUrls) {
+      break;
+    }
     urls.push_back(std::move(backup));
   }
   const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
