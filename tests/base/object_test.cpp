@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/any_thread_closure.h"
+#include "base/base_thread.h"
+#include "base/post_task.h"
 #include "tests/base/run_threads.h"
 
 namespace zo_base {
@@ -24,6 +28,30 @@ class Object : public ZOObjectIMPL {
 class LeftPath : public virtual Object {};
 class RightPath : public virtual Object {};
 class BothPaths : public LeftPath, public RightPath {};
+
+TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
+  auto owner = std::make_shared<Object>();
+  auto thread = std::make_shared<BaseThread>("own");
+  const std::weak_ptr<Object> weak = owner;
+  auto owners = AnyThreadClosure(std::weak_ptr<ITaskLoop>(thread->GetTaskLoop()), weak,
+                                 owner->ToWeakClosure([&](bool drop) {
+                                   if (drop) {
+                                     owner.reset();
+                                   }
+                                   return weak.use_count();
+                                 }));
+  std::promise<long> on_own_thread;
+  PostTo(*thread, [&] { on_own_thread.set_value(owners(false)); });
+  thread->Start();
+  EXPECT_EQ(on_own_thread.get_future().get(), 1);
+  EXPECT_EQ(owners(false), 2);
+  thread->Stop();
+  thread.reset();
+  EXPECT_EQ(owners(false), 2);
+  EXPECT_EQ(owners(true), 1);
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(owners(false), 0);
+}
 
 TEST(WeakClosure, ExpiresWithCancelAndOwner) {
   auto owner = std::make_shared<Object>();

@@ -40,7 +40,8 @@ TEST_F(HostCacheTest, AnEntryIsFreshThenStaleThenMissing) {
 
 TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
   EXPECT_EQ(Check("h"), 3);
-  cache.UpdateHost("h", now, 100000, {"1.1.1.1", "", "2.2.2.2"}, {}, false);
+  cache.UpdateHost("h", now, 100000, {"1.1.1.1", "", "2 2", "\xe2\x80\xa8", "\x7f", "2.2.2.2"}, {},
+                   false);
   EXPECT_EQ(Check("h", net::kIPFamilyV6), 3);
   cache.UpdateHost("h", now + 5, 100000, {}, {"[::1]", std::string(65, '1')}, false);
   EXPECT_EQ(cache.GetEntries()["h"].updated_at, now + 5);
@@ -54,15 +55,48 @@ TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
 }
 
 TEST_F(HostCacheTest, AddressesFitTheClientsBuffer) {
-  cache.UpdateHost("h", now, 9, std::vector<std::string>(250000, "1"), {}, false);
-  cache.UpdateHost("h", now, 9, {}, std::vector<std::string>(250000, "[::]"), false);
-  const HostEntry entry = cache.GetEntries()["h"];
-  const zo_base::json11::Json::array ipv4(entry.ipv4.begin(), entry.ipv4.end());
-  const zo_base::json11::Json::array ipv6(entry.ipv6.begin(), entry.ipv6.end());
-  const zo_base::json11::Json json = zo_base::json11::Json::object{
-      {"code", 200}, {"data", zo_base::json11::Json::object{{"ipv4", ipv4}, {"ipv6", ipv6}}}};
-  EXPECT_LT(json.dump().size(), kQueryHostBufferSize);
-  EXPECT_GT(json.dump().size(), kQueryHostBufferSize - 1000);
+  using zo_base::json11::Json;
+  for (const std::string text : {"1", R"("\)"}) {
+    cache.UpdateHost("h", now, 9, std::vector<std::string>(250000, text), {}, false);
+    cache.UpdateHost("h", now, 9, {}, std::vector<std::string>(250000, "[" + text + "]"), false);
+    const HostEntry entry = cache.GetEntries()["h"];
+    const Json::array ipv4(entry.ipv4.begin(), entry.ipv4.end());
+    const Json::array ipv6(entry.ipv6.begin(), entry.ipv6.end());
+    const Json json =
+        Json::object{{"code", 200}, {"data", Json::object{{"ipv4", ipv4}, {"ipv6", ipv6}}}};
+    EXPECT_LT(json.dump().size(), kQueryHostBufferSize);
+    EXPECT_GT(json.dump().size(), kQueryHostBufferSize - 1000);
+  }
+}
+
+TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
+  const auto apply = [&](const std::string& data) {
+    manager->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + R"("": {}}})");
+  };
+  manager->LoadHostCache();
+  apply(R"("k1": {"ip": ["1.1.1.1"]}, "k2": {"ip": ["1.1.1.1"]}, "k3": {"ip": ["1.1.1.1"]}, )");
+  std::string escaped;
+  for (int i = 0; i < 100; ++i) {
+    escaped += "\\u0001";
+  }
+  for (int answer = 0; answer < 3; ++answer) {
+    std::string names;
+    for (int i = 0; i < 10000; ++i) {
+      names += "\"" + std::to_string(i) + "." + std::to_string(answer) + escaped + "\": {}, ";
+    }
+    apply(names);
+  }
+  for (const char* known : {"k1", "k2", "k3"}) {
+    manager->HostsForTest().UpdateHost(
+        known, now, 9000, std::vector<std::string>(7900, std::string(64, '"')), {}, false);
+  }
+  apply(R"("k3": {"ip": ["2.2.2.2"]}, )");
+  EXPECT_GT(ReadCache("http_dns_cache.data").size(), kMaxNewHostsBytes);
+  NewManager();
+  manager->LoadHostCache();
+  auto entries = manager->HostsForTest().GetEntries();
+  EXPECT_EQ(entries.count("0.0" + std::string(100, '\x01')), 1U);
+  EXPECT_THAT(entries["k3"].ipv4, ElementsAre("2.2.2.2"));
 }
 
 TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {

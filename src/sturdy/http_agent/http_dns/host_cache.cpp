@@ -108,13 +108,14 @@ CacheState HostCache::CheckHost(net::AddressFamily ip_family, const std::string&
 
 void HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                            const std::vector<std::string>& ipv4,
-                           const std::vector<std::string>& ipv6, bool stale_from_start) {
+                           const std::vector<std::string>& ipv6, bool stale_from_start,
+                           size_t new_hosts_bytes) {
   std::vector<std::string> new_ipv4 = UsableAddresses(ipv4);
   std::vector<std::string> new_ipv6 = UsableAddresses(ipv6);
   zo_base::RecursiveMutexLock lock(mutex_);
   const bool is_new = entries_.count(host) == 0;
   const size_t added = BytesInFile(new_ipv4) + BytesInFile(new_ipv6);
-  if (is_new && file_bytes_ + BytesInFile(host) + added > kMaxNewHostsBytes) {
+  if (is_new && file_bytes_ + BytesInFile(host) + added > new_hosts_bytes) {
     return;
   }
   HostEntry& entry = entries_[host];

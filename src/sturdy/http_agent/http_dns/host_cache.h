@@ -33,8 +33,8 @@ inline constexpr size_t kMaxIPTextBytes = 64;
 // Of a list, dumped as a JSON array: both of an entry fit a client's buffer of
 // kQueryHostBufferSize.
 inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
-// Of all entries as the file holds them, where a longer one than 16 MiB is taken for damaged: new
-// hosts are let in up to the first, and those that are known can grow up to the second.
+// Of all entries as the file holds them, where a longer one than 16 MiB is taken for damaged. An
+// answer's new hosts are let in up to the first, and those that are known can grow to the second.
 inline constexpr size_t kMaxNewHostsBytes = size_t{8} << 20;
 inline constexpr size_t kMaxCacheBytes = size_t{12} << 20;
 
@@ -60,10 +60,11 @@ class HostCache {
   CacheState CheckHost(net::AddressFamily ip_family, const std::string& host,
                        std::vector<std::string>& ips);
 
-  // Gives the entry a new lease. A list is replaced only by one that has addresses.
+  // Gives the entry a new lease. A list is replaced only by one that has addresses. A new host is
+  // let in up to `new_hosts_bytes`: what a file brings back all finds room.
   void UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                   const std::vector<std::string>& ipv4, const std::vector<std::string>& ipv6,
-                  bool stale_from_start);
+                  bool stale_from_start, size_t new_hosts_bytes = kMaxNewHostsBytes);
 
   // A copy, so that nobody waits for whoever writes it to the disk.
   Entries GetEntries();

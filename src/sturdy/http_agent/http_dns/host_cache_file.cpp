@@ -50,7 +50,7 @@ void HttpDNSManager::LoadHostItem(const std::string& host, const std::string& te
   const bool stale_from_start = remaining < kShortLeaseMs;
   const int64_t lease_ms = std::clamp(remaining, kShortLeaseMs, kLongestLeaseMs);
   host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), TextsOf(item[kIPv4]),
-                         TextsOf(item[kIPv6]), stale_from_start);
+                         TextsOf(item[kIPv6]), stale_from_start, kMaxCacheBytes);
 }
 
 // The lock makes of two answers, each delivered on a thread of its own, two files in order.
