@@ -234,8 +234,11 @@ class IZOSturdyObject {
   // (kQueryHostBufferSize bytes, zeroed): {"code":1} with a result of false if the host can't be
   // resolved or is an address already, else an object with "code" 200 and "data", in which "ipv4"
   // and "ipv6" list the addresses. `ip_family`: 0 both, 1 IPv4, every other value IPv6.
-  // Blocks: for as long as the HTTP DNS service takes to answer or to fail: about 21 s with eight
-  // endpoints that never answer, and 2 s more for each further one.
+  // Blocks: for as long as the HTTP DNS service takes to answer or to fail: 2 s for each silent
+  // endpoint but the last, and then at most 37 s for those still in flight (7 s to connect, 30 s to
+  // send and to receive). That is about 21 s with the built-in endpoints when none takes a
+  // connection. To this come look-ups of host names by the system's resolver. An exit ends the
+  // wait.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
   // Changes the application's key; an empty text takes it away. A new key causes a fetch, also
@@ -254,7 +257,8 @@ class IZOSturdyObject {
 // resolver, whose time the library can't bound: one of the transfer itself, one if the transfer is
 // redirected at the last moment, and one for each of two threads that may be looking into a failed
 // URL. As resolvers are commonly set up, a look-up without any answer takes 10 to 20 s. A QueryHost
-// that is waiting is ended, with a result of false, and adds nothing.
+// that is waiting is ended, with a result of false, and adds nothing: at once by an exit with the
+// environment's id, and after the transfers in flight by one with another id.
 const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; there is at most one in a process. If it

@@ -110,6 +110,9 @@ TEST(SturdyObjectAlone, AnswersWithNothing) {
     }
     object.Stop();
   }
+  ZOSturdyObjectImpl unasked;
+  unasked.Stop();
+  EXPECT_EQ(unasked.GetLBSService(), nullptr);
 }
 
 }  // namespace

@@ -211,6 +211,18 @@ TEST_F(SecondPassTest, ThereIsNoneWithoutAnAddress) {
       zo_sturdy::MakeSecondPass(failed, named, {{"a.test", {}}, {"x", {"10.0.0.1"}}}).urls.empty());
 }
 
+TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
+  const std::vector<zo_sturdy::URLItem> urls = {
+      {"http://a.test/1", ""}, {"http://a.test/2", ""}, {"http://a.test/3", ""}, {"http://b/", ""}};
+  MultipleURLHttpRequest failed;
+  failed.urls = urls;
+  const std::list<std::string> many(100000, "10.0.0.1");
+  const auto second = zo_sturdy::MakeSecondPass(failed, zo_sturdy::GatherNamedHosts(urls),
+                                                {{"a.test", many}, {"b", many}});
+  EXPECT_EQ(second.urls.size(), 64U);
+  EXPECT_EQ(log_.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
+}
+
 TEST_F(SecondPassTest, EndOfTheAgentEndsTheWaitForAQuery) {
   Outcome outcome;
   config_->GetHttpRequestInvoker()(Asking({"http://a.test/"}, outcome), true);

@@ -30,6 +30,7 @@ void ZOSturdyObjectImpl::Stop() {
   }
   // The service goes first, since its requests go through the agent.
   StopLBSService(/*make_anew=*/false);
+  lbs_once.Call([] {});  // one that was never asked for doesn't come any more
   if (agent) {
     agent->Stop();
     zo_base::MutexLock lock(agent_mutex);

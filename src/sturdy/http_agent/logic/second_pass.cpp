@@ -1,8 +1,5 @@
 #include "src/sturdy/http_agent/logic/second_pass.h"
 
-#include <algorithm>
-#include <utility>
-
 #include "base/log/log.h"
 #include "net/ip_address.h"
 #include "net/url.h"
@@ -24,10 +21,11 @@ NamedHosts GatherNamedHosts(const std::vector<URLItem>& urls) {
     if (net::IsIPLiteral(host)) {
       continue;
     }
-    if (std::find(named.hosts.begin(), named.hosts.end(), host) == named.hosts.end()) {
+    std::vector<std::string>& urls_of_host = named.urls[host];
+    if (urls_of_host.empty()) {
       named.hosts.push_back(host);
     }
-    named.urls[host].push_back(item.url);
+    urls_of_host.push_back(item.url);
   }
   return named;
 }
@@ -37,15 +35,25 @@ MultipleURLHttpRequest MakeSecondPass(const MultipleURLHttpRequest& failed, cons
   MultipleURLHttpRequest second = failed;
   second.use_http_dns = false;
   second.urls.clear();
+  const auto is_full = [&second] { return second.urls.size() >= kMaxSecondPassUrls; };
   for (const auto& [host, list] : addresses) {
+    if (is_full()) {
+      break;
+    }
     ZO_LOG(LV_APP) << "[multiple]User http dns, host:" << host << "ip list:";
     const auto urls = named.urls.find(host);
     for (const std::string& address : list) {
+      if (is_full()) {
+        break;
+      }
       ZO_LOG(LV_APP) << "[multiple]User http dns, ------" << address;
       if (urls == named.urls.end()) {
         continue;
       }
       for (const std::string& url : urls->second) {
+        if (is_full()) {
+          break;
+        }
         second.urls.push_back({WithAddress(url, host, address), host});
       }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,8 +19,12 @@ struct NamedHosts {
 
 NamedHosts GatherNamedHosts(const std::vector<URLItem>& urls);
 
+// A host's answer can list addresses by the ten thousand, and each URL that fails costs a transfer.
+inline constexpr size_t kMaxSecondPassUrls = 64;
+
 // The request that follows a failed one: each URL of each host once per address, with the address
-// in the name's place and the name as the host to present. It has no pass after it.
+// in the name's place and the name as the host to present, up to kMaxSecondPassUrls. It has no pass
+// after it.
 MultipleURLHttpRequest MakeSecondPass(const MultipleURLHttpRequest& failed, const NamedHosts& named,
                                       const HostIPMap& addresses);
 
