@@ -2,6 +2,7 @@
 
 #include <system_error>
 
+#include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "base/thread_info.h"
 #include "tests/http_agent/agent_fixture.h"
@@ -39,6 +40,20 @@ TEST_F(AgentTest, RequestWithoutUrlsIsToldAndReleased) {
   EXPECT_FALSE(outcome.success);
   EXPECT_EQ(log_.With("[multiple] Request url list empty").size(), 2U);
   EXPECT_EQ(Live(), 0U);
+}
+
+TEST_F(AgentTest, RequestIsReleasedWhenItsOutcomeCantBeTold) {
+  Outcome outcome;
+  MultipleURLHttpRequest request = Request(1, outcome);
+  for (const bool has_callback : {true, false}) {
+    request.callback = nullptr;
+    if (has_callback) {
+      request.callback = [](const auto&...) { throw std::runtime_error("the client's own"); };
+    }
+    agent_->InvokeMultipleURLHttpRequest(request);
+    transport_->Answer(Url(0), 200);
+    EXPECT_EQ(Live(), 0U);
+  }
 }
 
 TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
@@ -119,10 +134,13 @@ TEST_F(AgentTest, FailedStartLeavesNothingAndTheNextOneWorks) {
   agent_->Stop();
   for (const int failing : {1, 2, 13, 14, 15}) {
     KRBASE::network::HttpClient::Instance()->Stop();
+    const int threads = zo_base::LiveLibraryThreads();
     const auto agent = std::make_shared<HttpAgent>();
     agent->SetEnvironmentConfig(config_);
     zo_base::FailThreadStartForTest(failing);
     EXPECT_THROW(agent->Start(), std::system_error);
+    KRBASE::network::HttpClient::Instance()->Stop();
+    EXPECT_EQ(zo_base::LiveLibraryThreads(), threads);
     agent->Start();
     agent->Stop();
   }

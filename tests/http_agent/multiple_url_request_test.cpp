@@ -185,19 +185,31 @@ TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
   EXPECT_EQ(good, kRounds);
 }
 
-TEST_F(AgentTest, NoUrlIsSentOnceTheLoopHasEnded) {
+TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
+  config_->statistic_settings.Set(
+      zo_sturdy::StatisticSettings{true, "http://10.0.0.9", 1, 60000, 0});
   Outcome outcome;
-  StartRequest(Request(4, outcome));
+  MultipleURLHttpRequest request = Request(4, outcome);
+  request.urls[0].url = "http://10.0.0.1/";
+  request.use_http_dns = true;
+  request.check = [](int32_t i, int32_t, const auto&, const auto&, bool& need_statistic) {
+    need_statistic = i == 0;
+    return false;
+  };
+  StartRequest(request);
   Settle(2000);
   Settle(2000);
+  transport_->Answer("http://10.0.0.1/", 500);  // to be reported, while there is a loop
+  Settle();
   NewThread();
-  for (const int i : {2, 0, 1}) {
+  for (const int i : {2, 1}) {
     EXPECT_EQ(outcome.calls, 0);
     transport_->Answer(Url(i), 500, std::to_string(i));
   }
   EXPECT_EQ(outcome.calls, 1);
   EXPECT_EQ(std::tie(outcome.success, outcome.body), std::make_tuple(false, "1"));
-  EXPECT_EQ(transport_->sent, 3);
+  EXPECT_EQ(transport_->sent, 3) << "no further URL, host query or report";
+  EXPECT_TRUE(log_.With("need statics").empty());
   EXPECT_EQ(Live(), 0U);
 }
 

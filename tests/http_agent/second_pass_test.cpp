@@ -100,7 +100,7 @@ class SecondPassTest : public AgentTest {
   static Messages FailingPass(const std::vector<zo_sturdy::URLItem>& urls, bool use_http_dns) {
     const std::string dns = use_http_dns ? "true" : "false";
     Messages lines = {
-        "[multiple]Invoke send multiple_time_out:2000 time_out:7000 use http dns:" + dns,
+        "[multiple]Invoke send multiple_time_out:1500 time_out:6000 use http dns:" + dns,
         ListText(urls)};
     for (size_t i = 0; i < urls.size(); ++i) {
       const std::string n = std::to_string(i);
@@ -133,7 +133,9 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
                                                   {"https://[::1]:8/b?h=a.test", "a.test"},
                                                   {"http://10.0.0.3/x", "b.test"}};
   Outcome outcome;
-  const MultipleURLHttpRequest request = Asking(first, outcome);
+  MultipleURLHttpRequest request = Asking(first, outcome);
+  request.time_out = 6000;
+  request.multiple_time_out = 1500;
   StartRequest(request);
   for (const std::string& url : first) {
     transport_->Answer(url, 500, "first");
@@ -165,6 +167,14 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   last.insert(last.end(), {last.back(), release});
   expected.insert(expected.end(), last.begin(), last.end());
   EXPECT_EQ(Told(), expected);
+  Outcome won;
+  StartRequest(Asking({"http://a.test/"}, won));
+  transport_->Answer("http://a.test/", 500);
+  transport_->Answer("http://10.0.0.2/", 500);
+  transport_->Answer("http://10.0.0.1/", 200, "good");
+  Settle();
+  EXPECT_EQ(std::make_tuple(won.calls.load(), won.success, won.body),
+            std::make_tuple(1, true, "good"));
   EXPECT_EQ(Live(), 0U);
 }
 
@@ -268,6 +278,7 @@ TEST_F(SecondPassTest, QueryHostSortsByFamily) {
 
 TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   ReportTo("https://s.test:8");
+  config_->address_family = net::kIPFamilyV4;
   const auto urls_of = [](const HandTransport::Request& request) {
     std::string error;
     const Json body = Json::parse(std::string(request->body.begin(), request->body.end()), error);
@@ -293,10 +304,15 @@ TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   // The report fails over like any request, and goes back when it has failed for good; with a count
   // of one it is the next batch.
   transport_->Answer(by_name, 204);
-  AnswerQuery("s.test", 200, R"({"code":200,"data":{"s.test":{"ip":["10.0.0.9"]}}})");
+  AnswerQuery("s.test", 200,
+              R"({"code":200,"data":{"s.test":{"ip":["10.0.0.9"],"ipv6":["::9"]}}})");
+  const auto again = transport_->WaitFor(by_address).first;
+  EXPECT_EQ(std::tie(again->method, again->headers, again->body, again->time_out),
+            std::tie(report->method, report->headers, report->body, report->time_out));
   ReportTo("https://s.test:8", 2);
   transport_->Answer(by_address, 0);
   Settle();
+  EXPECT_TRUE(log_.With("[::9]:8").empty()) << "not of the request's family";
   FailThenSucceed("http://10.0.0.1/b");
   EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first),
               ElementsAre("http://10.0.0.1/a", "http://10.0.0.1/b"));

@@ -36,6 +36,7 @@ class ExitMoments : public testing::Test {
     void (ExitMoments::*come)();
     // What shows that the exit is under way and waits for the held transfer alone.
     bool (ExitMoments::*is_exiting)();
+    int id = 1;  // by another one the transfers in flight end before the queries
   };
 
   zo_sturdy::IZOSturdyObject& Start(int64_t cache_expires_in_ms = 86400000) {
@@ -51,15 +52,24 @@ class ExitMoments : public testing::Test {
   }
   void AwaitHeld() { EXPECT_TRUE(lab_.WaitForHeld(kGate, 1, kLimit)); }
 
+  void QueryInVain() {
+    std::vector<char> out(zo_sturdy::kQueryHostBufferSize);
+    EXPECT_FALSE(object_->QueryHost("a.test", 0, out.data()));
+    EXPECT_STREQ(out.data(), "{\"code\":1}");
+    client_returned_ = true;
+  }
+
   void ClientWaitsInItsQuery() {
     Start();
-    client_returned_ = false;
-    clients_.emplace_back([this] {
-      std::vector<char> out(zo_sturdy::kQueryHostBufferSize);
-      EXPECT_FALSE(object_->QueryHost("a.test", 0, out.data()));
-      EXPECT_STREQ(out.data(), "{\"code\":1}");
-      client_returned_ = true;
-    });
+    clients_.emplace_back([this] { QueryInVain(); });
+    AwaitHeld();
+  }
+  void CallbackWaitsInItsQuery() {
+    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500, "")});
+    static ExitMoments* current;
+    current = this;
+    Start().GetLBSService()->SetUpdateCallback([](int, const char*) { current->QueryInVain(); });
+    EXPECT_TRUE(object_->GetLBSService()->Start(LBSRecord(lab_.Url("lbs", kLbsPath), "x:9")));
     AwaitHeld();
   }
   void ClientsQueryWithoutEnd() {
@@ -81,15 +91,22 @@ class ExitMoments : public testing::Test {
     }
     EXPECT_TRUE(Comes([] { return answers > 10; }));
   }
-  void ReportIsOut() {
+  void ReportIsOut() { Report("${url:statistics}", 1, 60000); }
+  void StatisticsWaitInTheirQuery() {
+    lab_.SetBehaviours("statistics", lab::kReportPath, {lab::Answer(500, "")});
+    Report("http://localhost:" + std::to_string(lab_.Port("statistics")), 100, 1);
+  }
+  void Report(const std::string& endpoint, int count, int time_ms) {
+    const std::string threshold = R"({"count":)" + std::to_string(count) + R"(,"time":)" +
+                                  std::to_string(time_ms) + R"(,"min_delay":0})";
     lab_.SetBehaviours(
         "lbs", kLbsPath,
         {lab::Answer(lab::LbsDocument()
                          .Link({"one.example:1"})
                          .LinkDefault({"two.example:2"})
                          .Lbs("${url:lbs}/lbs/conf.jsp")
-                         .Set("report", R"({"host":"${url:statistics}","apierror":)"
-                                        R"({"threshold":{"count":1,"time":60,"min_delay":0}}})")
+                         .Set("report", R"({"host":")" + endpoint +
+                                            R"(","apierror":{"threshold":)" + threshold + "}}")
                          .Text()),
          lab::Answer(500, "")});
     Fetch(lab_.Url("lbs", kLbsPath));
@@ -123,13 +140,14 @@ class ExitMoments : public testing::Test {
           std::make_pair("statistics", lab::kReportPath)}) {
       lab_.SetBehaviours(server, path, {lab::Answer(500, "").HeldAt(kGate)});
     }
+    client_returned_ = false;
     (this->*moment.come)();
     const auto begin = steady_clock::now();
-    std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
+    std::thread exit([&] { zo_sturdy::ExitSturdyEnvironment(moment.id); });
     if (moment.is_exiting != nullptr) {
       EXPECT_TRUE(Comes([&] { return (this->*moment.is_exiting)(); }));
-      lab_.Release(kGate);
     }
+    lab_.Release(kGate);
     exit.join();
     const auto time = steady_clock::now() - begin;
     clients_stop_ = true;
@@ -158,7 +176,13 @@ TEST_F(ExitMoments, NoneIsWrong) {
   const std::vector<Moment> moments = {
       {"client waits in its query", &ExitMoments::ClientWaitsInItsQuery,
        &ExitMoments::ClientHasReturned},
+      {"client waits, exit by another id", &ExitMoments::ClientWaitsInItsQuery, nullptr, 7},
+      {"callback waits in its query", &ExitMoments::CallbackWaitsInItsQuery,
+       &ExitMoments::ClientHasReturned},
       {"clients query without end", &ExitMoments::ClientsQueryWithoutEnd, nullptr},
+      {"clients query, exit by another id", &ExitMoments::ClientsQueryWithoutEnd, nullptr, 7},
+      {"statistics wait in their query", &ExitMoments::StatisticsWaitInTheirQuery,
+       &ExitMoments::ThreadsAreGone},
       {"report is out", &ExitMoments::ReportIsOut, &ExitMoments::ThreadsAreGone},
       {"service update is in flight", &ExitMoments::ServiceUpdateIsInFlight,
        &ExitMoments::ThreadsAreGone},

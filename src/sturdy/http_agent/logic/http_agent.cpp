@@ -231,6 +231,7 @@ bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
     return false;
   }
   const MultipleURLHttpRequest second = MakeSecondPass(request, named, addresses);
+  // A query that has succeeded names an address for each host, so this doesn't come today.
   if (second.urls.empty()) {
     ZO_LOG(LV_APP) << "[multiple]Use http dns,url empty";
     return false;
