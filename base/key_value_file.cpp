@@ -2,6 +2,7 @@
 
 #include "base/json/json.h"
 #include "base/platform/file.h"
+#include "sturdy/built_in_values.h"
 
 namespace zo_base {
 namespace {
@@ -10,7 +11,7 @@ using json11::Json;
 
 constexpr size_t kFirstBuckets = 8;
 // No cache of ours comes near it; a file past it is damaged, and reading it would cost the host.
-constexpr size_t kMaxFileBytes = size_t{16} << 20;
+constexpr size_t kMaxFileBytes = zo_sturdy::kMaxCacheFileBytes;
 
 // A null Json for what isn't one.
 Json ParseFile(const std::string& text) {

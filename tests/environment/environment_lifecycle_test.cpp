@@ -1,12 +1,17 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "base/base_thread.h"
 #include "base/platform/file.h"
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
@@ -53,6 +58,42 @@ TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
   ExitSturdyEnvironment(1);
   EXPECT_EQ(LogLines(second.path()).With("- start -").size(), 2u);
   EXPECT_EQ(LogLines(first.path()).With("- start -").size(), 2u);
+}
+
+// Who may still post to whom decides both orders.
+TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
+  static std::mutex mutex;
+  static std::vector<std::string> steps;  // the name of the thread, once for each step of its loop
+  static const zo_base::BaseThread::StepHook note = [](zo_base::BaseThread& /*thread*/,
+                                                       zo_base::LoopStep step) {
+    char name[16] = {};
+    prctl(PR_GET_NAME, name);
+    const std::lock_guard lock(mutex);
+    if (step == zo_base::LoopStep::kPassBegins || step == zo_base::LoopStep::kWaited) {
+      steps.emplace_back(name);
+    }
+  };
+  const auto firsts = [](auto begin, auto end) {
+    std::vector<std::string> order;
+    for (; begin != end; ++begin) {
+      if (std::find(order.begin(), order.end(), *begin) == order.end()) {
+        order.push_back(*begin);
+      }
+    }
+    return order;
+  };
+  const TempFolder folder;
+  zo_base::BaseThread::SetStepHookForTest(&note);
+  StartSturdyEnvironment(EnvironmentSettings(folder.path()));
+  GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
+  ExitSturdyEnvironment(1);
+  zo_base::BaseThread::SetStepHookForTest(nullptr);
+  EXPECT_THAT(
+      firsts(steps.begin(), steps.end()),
+      testing::ElementsAre("statistic", "http dns manage", "http_agent_work", "lbs service"));
+  EXPECT_THAT(
+      firsts(steps.rbegin(), steps.rend()),
+      testing::ElementsAre("http dns manage", "statistic", "http_agent_work", "lbs service"));
 }
 
 TEST(EnvironmentLifecycle, ExitWithoutAStart) {

@@ -1,4 +1,5 @@
 #include "src/business/sturdy_lbs/lbs_response.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
 
 #include "base/json/json.h"
 #include "base/platform/file.h"
@@ -58,13 +59,17 @@ TEST_F(LBSResponseTest, ABodyIsCompleteOrNot) {
   const auto padded = [&good](int size) { return good + std::string(size - good.size(), ' '); };
   const auto of_length = [](size_t n) { return '"' + std::string(n, 'h') + '"'; };
   for (const std::string& body :
-       {good, padded(kMaxBodyBytes), Document(of_length(kMaxAddressBytes), R"("d:9")", "u")}) {
+       {good, padded(kMaxBodyBytes),
+        Document(R"("a:1")", R"("d:9")", std::string(kMaxLbsUrlBytes, 'u')),
+        Document(of_length(kMaxAddressBytes), R"("d:9")", "u")}) {
     EXPECT_TRUE(response.CheckResponse(body)) << body.substr(0, 80);
   }
   for (const std::string& body :
        {padded(kMaxBodyBytes + 1), Document(of_length(kMaxAddressBytes + 1), R"("d:9")", "u"),
         Document(R"("a:1")", R"("")", "u"), Document("1", R"("d:9")", "u"),
-        Document(R"("a:1")", R"("d:9")", ""), "[" + good + "]", std::string(300, '[')}) {
+        Document(R"("a:1")", R"("d:9")", ""),
+        Document(R"("a:1")", R"("d:9")", std::string(kMaxLbsUrlBytes + 1, 'u')), "[" + good + "]",
+        std::string(300, '[')}) {
     EXPECT_FALSE(response.CheckResponse(body)) << body.substr(0, 80);
   }
   for (size_t cut = 0; cut < good.size(); ++cut) {

@@ -163,9 +163,9 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
   EXPECT_FALSE(service->IsUpdatingForTest());
 }
 
-TEST_F(LBSServiceTest, ADocumentOfManyBackupsIsAskedForAtSixtyFourUrls) {
+TEST_F(LBSServiceTest, OnlyUrlsThatCanBeSentAreAskedAndNoMoreThanSixtyFour) {
   StartWithToken();
-  std::string backups = "\"http://1.1.1.1/\"";
+  std::string backups = "\"http://" + std::string(900000, 'h') + "/\"";
   for (int i = 0; i < 1000; ++i) {
     backups += ",\"http://1.1.1.1/\"";
   }
@@ -173,7 +173,9 @@ TEST_F(LBSServiceTest, ADocumentOfManyBackupsIsAskedForAtSixtyFourUrls) {
       true, "",
       Document(R"("a:1")", R"("d:9")", "http://next.example/", "\"lbs.backup\":[" + backups + "]"));
   service->Update(net::kIPFamilyAny);
-  EXPECT_THAT(Request(1).urls, SizeIs(64));
+  const std::vector<URLItem> urls = Request(1).urls;
+  EXPECT_THAT(urls, SizeIs(64));
+  EXPECT_THAT(urls[1].url, HasSubstr("http://1.1.1.1/"));
 }
 
 TEST_F(LBSServiceTest, LinksRotateAndTheThirdDefaultFetches) {

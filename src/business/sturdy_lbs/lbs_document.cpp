@@ -112,8 +112,9 @@ bool IsCompleteLBSDocument(const std::string& body) {
   std::string error;
   const Json parsed = Json::parse(body, error);
   const Json& common = parsed["common"];
+  const size_t lbs_bytes = common["lbs"].string_value().size();
   return HasUsableAddress(common["link"]) && HasUsableAddress(common["link.default"]) &&
-         !common["lbs"].string_value().empty();
+         lbs_bytes > 0 && lbs_bytes <= kMaxLbsUrlBytes;
 }
 
 std::vector<std::string> ReadTextList(const std::string& json_text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +11,9 @@
 namespace zo_sturdy {
 
 struct LBSSettings;
+
+// What no transport could send counts as no URL, and isn't carried into records and reports.
+inline constexpr size_t kMaxLbsUrlBytes = 2048;
 
 // What an LBS document says, taken from its member "common". Every member is optional; one that
 // has another type than it should counts as missing. Texts are empty where the document has none.

@@ -53,10 +53,9 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   }
   std::vector<std::string> urls = {response_.Get(lbs_key::kRuntimeAddress)};
   for (std::string& backup : response_.GetBackupLBS()) {
-    if (urls.size() == kMaxLbsUrls) {
-      break;
+    if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
+      urls.push_back(std::move(backup));
     }
-    urls.push_back(std::move(backup));
   }
   const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
                           settings_.address_family};

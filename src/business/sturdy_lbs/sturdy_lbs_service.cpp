@@ -28,7 +28,14 @@ ZOSturdyLBSServiceImpl::~ZOSturdyLBSServiceImpl() {
 bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& settings) {
   const auto config = GetEnvironmentConfig();
   if (!started_ && config != nullptr) {
-    start_once_.Call([&] { StartOnce(settings, config); });
+    start_once_.Call([&] {
+      try {
+        StartOnce(settings, config);
+      } catch (...) {
+        ForgetStart();
+        throw;
+      }
+    });
   }
   return started_;
 }
@@ -56,7 +63,8 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
   }
   connections_.push_back(Connect(zo_base::SignalKey(&IThread::SIG_ThreadBegin),
                                  ToWeakClosure([this] { OnThreadBegin(); })));
-  StartThread();
+  serving_ = true;
+  BaseThread::Start();
   started_ = true;
 }
 
@@ -77,19 +85,13 @@ bool ZOSturdyLBSServiceImpl::ParseActiveData() {
   return ParseLBSResponse(response_.Get(lbs_key::kResponse), family_text);
 }
 
-void ZOSturdyLBSServiceImpl::StartThread() {
-  serving_ = true;
-  try {
-    BaseThread::Start();
-  } catch (...) {
-    // Another Start must find the service as new.
-    serving_ = false;
-    for (zo_sigslot::connection& connection : connections_) {
-      connection.disconnect();
-    }
-    connections_.clear();
-    throw;
+// Another Start must find the service as new.
+void ZOSturdyLBSServiceImpl::ForgetStart() {
+  serving_ = false;
+  for (zo_sigslot::connection& connection : connections_) {
+    connection.disconnect();
   }
+  connections_.clear();
 }
 
 void ZOSturdyLBSServiceImpl::RequestStop() {

@@ -90,7 +90,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   void StartOnce(const _ZOSturdyLBSSettings& record, const std::shared_ptr<_EnvironmentConfig>& c);
   void ChooseActiveData();
   bool ParseActiveData();
-  void StartThread();
+  void ForgetStart();
   void OnThreadBegin();
   void OnTokenChanged();
   void OnNetworkChanged(net::AddressFamily family);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "sturdy/built_in_values.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {
@@ -33,10 +34,12 @@ inline constexpr size_t kMaxIPTextBytes = 64;
 // Of a list, dumped as a JSON array: both of an entry fit a client's buffer of
 // kQueryHostBufferSize.
 inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
-// Of all entries as the file holds them, where a longer one than 16 MiB is taken for damaged. An
-// answer's new hosts are let in up to the first, and those that are known can grow to the second.
+// Of all entries as the file holds them, where a longer one than kMaxCacheFileBytes is taken for
+// damaged. An answer's new hosts are let in up to the first, and those that are known can grow to
+// the second.
 inline constexpr size_t kMaxNewHostsBytes = size_t{8} << 20;
 inline constexpr size_t kMaxCacheBytes = size_t{12} << 20;
+static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
 
 // The addresses of host names, in memory. Nothing ever removes an entry.
 //
