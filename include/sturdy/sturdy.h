@@ -252,13 +252,16 @@ class IZOSturdyObject {
 // ---------------------------------------------------------------------------------------------
 // The exported functions.
 
-// How long an exit can take, in seconds, with fetches in flight: 7 s to connect and 30 s
-// to send the request and receive the answer, redirects included. To this come the look-ups of host names by the system's
-// resolver, whose time the library can't bound: one of the transfer itself, one if the transfer is
-// redirected at the last moment, and one for each of two threads that may be looking into a failed
-// URL. As resolvers are commonly set up, a look-up without any answer takes 10 to 20 s. A QueryHost
-// that is waiting is ended, with a result of false, and adds nothing: at once by an exit with the
-// environment's id, and after the transfers in flight by one with another id.
+// How long an exit can take, in seconds, with requests in flight: 7 s to connect and 30 s to send
+// the request and receive the answer, redirects included. To this come the look-ups of host names
+// by the system's resolver, whose time the library can't bound: one of the transfer itself, one if
+// the transfer is redirected at the last moment, and one for each of two threads that may be
+// looking into a failed URL. As resolvers are commonly set up, a look-up without any answer takes
+// 10 to 20 s. A QueryHost that is waiting is ended, with a result of false, and adds nothing: at
+// once by an exit with the environment's id, and after the transfers in flight by one with another
+// id. Without a request in flight (fetch, QueryHost, update of the HTTP DNS service, report of
+// failures) an exit takes milliseconds. The first start always has one: the built-in endpoints of
+// the HTTP DNS service count as expired, so an update of them is sent at once.
 const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; there is at most one in a process. If it
@@ -270,6 +273,8 @@ const int kExitBoundSeconds = 7 + 30;
 STURDY_EXPORT int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings);
 
 // The object of the environment with this id, or null if there is none.
+// Blocks: while an exit with an unknown id is under way; inside the update callback it gives null
+// then.
 STURDY_EXPORT IZOSturdyObject* GetSturdyObject(int id);
 
 // Exits the environment, whatever `id` is: the services stop, every thread of the library ends and

@@ -11,7 +11,7 @@ namespace KRBASE::network::platform {
 
 // A body is read up to here; one byte more and the read fails.
 inline constexpr size_t kMaxBodyBytes = zo_sturdy::kMaxBodyBytes;
-// From the first connect, TLS included, to the last read, over all redirects.
+// From the end of the first connect (TLS included) to the last read, over all redirects.
 inline constexpr int64_t kMaxTransferMs = zo_sturdy::kMaxTransferMs;
 // All heads of one hop, 1xx included. Real ones have a few KiB; libcurl bounds a line, not a head.
 inline constexpr size_t kMaxHeadBytes = 65536;
