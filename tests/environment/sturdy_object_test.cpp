@@ -39,11 +39,11 @@ TEST_F(SturdyObject, ChangesReachTheConfigurationAndItsListeners) {
       zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged),
       [&](const std::string& token) {
         // The lock is held, and a slot may take it again.
-        bool free = true;
+        bool free = false;
         std::thread([&] {
-          free = config->mutex.try_lock();
-          if (free) {
+          if (config->mutex.try_lock()) {
             config->mutex.unlock();
+            free = true;
           }
         }).join();
         heard.push_back(token + "/" + config->GetBusinessToken() + (free ? "/free" : ""));
