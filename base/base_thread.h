@@ -46,8 +46,9 @@ enum class LoopStep {
 //          for the members that tasks use. The last reference must not go on the thread itself.
 // Errors:  an exception from a task ends the process. Stop and Join of a started thread from itself
 //          throw the standard deadlock error. Tasks that are pending at the stop are dropped.
-// Locks:   none is held while an immediate task runs; `delayed_mutex`, which is recursive, is held
-//          while delayed tasks run. `wake_mutex` is a leaf.
+// Locks:   none is held while an immediate task runs, but `start_mutex` for those that wait when
+//          the thread begins; `delayed_mutex`, which is recursive, is held while delayed tasks
+//          run. `wake_mutex` is a leaf.
 class BaseThread : public IThread, public ITaskDelegate {
  public:
   explicit BaseThread(const std::string& name);

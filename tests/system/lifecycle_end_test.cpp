@@ -35,8 +35,7 @@ std::vector<std::string> Ways() {
 
 INSTANTIATE_TEST_SUITE_P(
     All, ProcessEnd,
-    testing::Combine(testing::ValuesIn(Ways()),
-                     testing::Values(lab::Silent(), lab::Endless(1)),
+    testing::Combine(testing::ValuesIn(Ways()), testing::Values(lab::Silent(), lab::Endless(1)),
                      testing::Values("", "openssl-first")),
     [](const auto& parameters) {
       return std::get<0>(parameters.param) +
