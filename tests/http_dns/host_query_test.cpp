@@ -301,25 +301,5 @@ TEST_F(HostQueryTest, AServiceStopsInAnyMomentOfItsQueries) {
   }
 }
 
-TEST_F(HostQueryTest, TheFirstServiceUpdateIsNeverLost) {
-  manager->Stop();
-  for (int round = 0; round < 200; ++round) {
-    const auto agent_thread = std::make_shared<zo_base::BaseThread>("agent");
-    std::promise<std::string> asked;
-    config->SetHttpRequestInvoker([&](const MultipleURLHttpRequest& request, bool on_agent) {
-      ASSERT_TRUE(on_agent);
-      zo_base::PostTo(*agent_thread, [&, url = request.urls[0].url] { asked.set_value(url); });
-    });
-    WriteCache("http_server_cache.data", "{}");
-    const auto service = std::make_shared<HttpDNSService>();
-    service->SetEnvironmentConfig(config);
-    service->Start();
-    agent_thread->Start();
-    EXPECT_EQ(asked.get_future().get(), "https://localhost/httpdns/v2/s");
-    service->Stop();
-    agent_thread->Stop();
-  }
-}
-
 }  // namespace
 }  // namespace zo_sturdy
