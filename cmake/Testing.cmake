@@ -18,10 +18,7 @@ function(sturdy_test name)
   endforeach()
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
   sturdy_warnings(${name})
-  if(STURDY_SANITIZER)
-    # The code under test keeps its -O1; for the tests themselves compiling is what takes time.
-    target_compile_options(${name} PRIVATE -O0)
-  endif()
+  sturdy_quick_under_sanitizer(${name})
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST
