@@ -95,10 +95,10 @@ class FailOverScene {
   }
 
   std::string Hold() {
-    stage_.client().service().HoldLinkAddress("192.0.2.2", 8002);
-    ExpectNext(kFirstList[1], false);
+    // Not the one whose turn it is.
+    stage_.client().service().HoldLinkAddress("192.0.2.3", 8003);
     ExpectNext(kFirstList[2], false);
-    return "the one that worked comes first next time: " + kFirstList[1];
+    return "the one that worked comes first next time: " + kFirstList[2];
   }
 
   std::string FallBack() {
