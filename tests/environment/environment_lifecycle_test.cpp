@@ -63,24 +63,23 @@ TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
 // Who may still post to whom decides both orders.
 TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
   static std::mutex mutex;
-  static std::vector<std::string> steps;  // the name of the thread, once for each step of its loop
-  static const zo_base::BaseThread::StepHook note = [](zo_base::BaseThread& /*thread*/,
+  static std::vector<std::string> begun;
+  static std::vector<std::string> ended;
+  static const zo_base::BaseThread::StepHook note = [](zo_base::BaseThread& thread,
                                                        zo_base::LoopStep step) {
     char name[16] = {};
     prctl(PR_GET_NAME, name);
     const std::lock_guard lock(mutex);
-    if (step == zo_base::LoopStep::kPassBegins || step == zo_base::LoopStep::kWaited) {
-      steps.emplace_back(name);
+    if (step == zo_base::LoopStep::kPassBegins &&
+        std::find(begun.begin(), begun.end(), name) == begun.end()) {
+      begun.emplace_back(name);
+      // The last steps of a loop come before it sees its stop, so they tell no order of ends.
+      thread.Connect(zo_base::SignalKey(&zo_base::IThread::SIG_ThreadEnd),
+                     [name = begun.back()]() -> void {
+                       const std::lock_guard end_lock(mutex);
+                       ended.push_back(name);
+                     });
     }
-  };
-  const auto firsts = [](auto begin, auto end) {
-    std::vector<std::string> order;
-    for (; begin != end; ++begin) {
-      if (std::find(order.begin(), order.end(), *begin) == order.end()) {
-        order.push_back(*begin);
-      }
-    }
-    return order;
   };
   const TempFolder folder;
   zo_base::BaseThread::SetStepHookForTest(&note);
@@ -88,12 +87,10 @@ TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
   GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
   ExitSturdyEnvironment(1);
   zo_base::BaseThread::SetStepHookForTest(nullptr);
-  EXPECT_THAT(
-      firsts(steps.begin(), steps.end()),
-      testing::ElementsAre("statistic", "http dns manage", "http_agent_work", "lbs service"));
-  EXPECT_THAT(
-      firsts(steps.rbegin(), steps.rend()),
-      testing::ElementsAre("http dns manage", "statistic", "http_agent_work", "lbs service"));
+  EXPECT_THAT(begun, testing::ElementsAre("statistic", "http dns manage", "http_agent_work",
+                                          "lbs service"));
+  EXPECT_THAT(ended, testing::ElementsAre("lbs service", "http_agent_work", "statistic",
+                                          "http dns manage"));
 }
 
 TEST(EnvironmentLifecycle, ExitWithoutAStart) {
