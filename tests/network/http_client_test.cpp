@@ -10,7 +10,6 @@
 #include <string>
 #include <system_error>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "base/platform/thread.h"
@@ -77,14 +76,6 @@ class HttpClientTest : public testing::Test {
       {lab::HttpServer("it").On("/", whole).On("/none", lab::Answer(204)).On("/held", held)}};
 };
 
-TEST(HttpRequest, BeginsWithItsDefaults) {
-  const HttpRequestUser first;
-  const HttpRequest second;
-  EXPECT_EQ(second.id, first.id + 1);
-  EXPECT_EQ(std::tuple(first.method, first.time_out, first.port, first.sni, first.state.load()),
-            std::tuple(5, 30000, 443, false, 0));
-}
-
 TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   client->Start();
   client->Start();
@@ -105,17 +96,6 @@ TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   EXPECT_EQ(headers.find("X-Time"), std::string::npos);  // its value holds a colon
   EXPECT_EQ(headers.find("HTTP/"), std::string::npos);
   EXPECT_FALSE(Send("/none").get().response->success);
-}
-
-TEST_F(HttpClientTest, TheThirteenthWaitsForAWorker) {
-  std::vector<std::future<Got>> slow = KeepAllWorkersBusy();
-  std::future<Got> thirteenth = Send("/");
-  lab.OpenGate("gate");
-  EXPECT_EQ(thirteenth.get().response->status, 200);
-  for (std::future<Got>& one : slow) {
-    EXPECT_EQ(one.get().response->body, "late");
-  }
-  EXPECT_EQ(lab.Requests().back().path, "/");
 }
 
 TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
