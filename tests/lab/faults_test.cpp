@@ -132,17 +132,6 @@ TEST_P(ListeningTest, FaultsBelowHttp) {
   EXPECT_TRUE(lab.Requests().empty());
 }
 
-TEST(LabTest, PiecesComeOverTheTimeGiven) {
-  const Lab lab({HttpServer("it").On("/x", Answer("0123456789").InPieces(4, 400))});
-  RawClient client(lab.Port("it"));
-  client.Send("GET /x HTTP/1.1\r\nHost: it\r\n\r\n");
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_THAT(client.ReadTo("\r\n\r\n"), testing::StartsWith("HTTP/1.1 200 OK\r\n"));
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 400ms);
-  EXPECT_EQ(client.ReadTo("789"), "0123456789");
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, 399ms);
-}
-
 TEST(LabTest, CertificatesAreGoodOrBadToWhoChecksThem) {
   const Lab lab({HttpsServer("good").On("/", Answer("x")),
                  HttpsServer("six").At("::1").On("/", Answer("x")),

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "lab/lbs_document.h"
 #include "tests/lab/client.h"
 
 namespace lab {
@@ -138,27 +137,6 @@ TEST(LabTest, KeepsItsPortsApart) {
     EXPECT_THAT(error.what(), StartsWith("servers[0].port: cannot listen on 127.0.0.1 port "));
   }
   EXPECT_THROW(one.Port("c"), std::invalid_argument);
-}
-
-TEST(LbsDocumentTest, WritesMembersInTheOrderOfTheCalls) {
-  LbsReport report;
-  report.host = "h";
-  report.on = true;
-  report.min_delay_s = 2;
-  EXPECT_EQ(LbsDocument()
-                .Link({"${a}", "b:1"})
-                .LinkDefault({})
-                .Lbs("u\"")
-                .LbsBackup({"v"})
-                .MsgStatEnable(false)
-                .Report(report)
-                .Set("vlt", "[1,null]")
-                .Lbs("w")
-                .Text(),
-            R"({"common":{"link":["${a}","b:1"],"link.default":[],"lbs":"w","lbs.backup":["v"],)"
-            R"("msg.stat.enable":false,"report":{"host":"h","apierror":{"on":true,"threshold":)"
-            R"({"min_delay":2}}},"vlt":[1,null]}})");
-  EXPECT_EQ(LbsDocument().Text(), R"({"common":{}})");
 }
 
 }  // namespace
