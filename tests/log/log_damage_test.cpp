@@ -61,28 +61,6 @@ class LogDamageTest : public testing::Test {
   const std::string buffer_path_ = path_ + ".qel_mmap";
 };
 
-TEST_F(LogDamageTest, ABufferFileCutAtAnyLengthOrFlippedInItsHeaderIsUsableOrEmpty) {
-  constexpr size_t kText = 0x7f;
-  ASSERT_TRUE(CreateFolders(folder_.File("logs")));
-  const std::string whole =
-      std::string("\x7f\0\0\0", 4) + std::string(kText, 't') + std::string(kBuffer - kText, 's');
-  for (size_t length = 0; length <= whole.size(); ++length) {
-    RemoveFile(path_);
-    ASSERT_TRUE(WriteWholeFile(buffer_path_, whole.substr(0, length)));
-    ExpectNextStartWorks();
-    const Messages kept = LogLines(path_).With("tt");
-    EXPECT_EQ(kept,
-              length < 6 ? Messages() : Messages{std::string(std::min(length - 4, kText), 't')});
-  }
-  for (size_t flipped = 0; flipped < 32 * 2; ++flipped) {
-    std::string bytes = whole.substr(0, kBuffer - flipped % 2);
-    bytes[flipped / 16] = static_cast<char>(bytes[flipped / 16] ^ (1 << (flipped / 2 % 8)));
-    RemoveFile(path_);
-    ASSERT_TRUE(WriteWholeFile(buffer_path_, bytes));
-    ExpectNextStartWorks();
-  }
-}
-
 TEST_F(LogDamageTest, AnyFileCallCanFail) {
   for (const FileFault fault : {FileFault::kFailOnce, FileFault::kFailOn}) {
     bool fired = true;

@@ -59,6 +59,8 @@ TEST_F(LogFileTest, TakesOverWhatAFormerRunLeft) {
       {"a negative header", BufferBytes(-5, full, kBuffer), ""},
       {"a longer file", BufferBytes(5, "12345678", kBuffer * 3), Framed("12345")},
       {"a shorter file, header too high", BufferBytes(99, "12345678", 12), Framed("12345678")},
+      {"a file of nothing", "", ""},
+      {"a cut header", std::string("\x05\0\0", 3), ""},
       {"a shorter file, negative header", BufferBytes(-1, "12345678", 12), ""},
   };
   for (const auto& each : cases) {
