@@ -6,7 +6,6 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
