@@ -7,6 +7,7 @@
 
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/pages.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace {
@@ -38,8 +39,10 @@ constexpr char kQueryExitCodes[] =
 
 int Run(int argc, char** argv) {
   CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
+  app.name("sturdyctl");
   app.require_subcommand(1);
   app.footer(kExitCodes);
+  sturdyctl::AddPageOptions(app);
 
   std::function<int()> chosen;
   sturdyctl::ClientOptions options;
@@ -71,7 +74,9 @@ int Run(int argc, char** argv) {
 
   auto* serve = app.add_subcommand("serve", "Play a scenario of loopback servers until Ctrl-C");
   std::string scenario;
-  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")->required();
+  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")
+      ->type_name("FILE")
+      ->required();
   serve->footer(kExitCodes);
   serve->callback([&] { chosen = [&] { return sturdyctl::RunServe(scenario); }; });
 
@@ -81,8 +86,8 @@ int Run(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& help) {
-    return app.exit(help);
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "sturdyctl: %s\n", error.what());
     return sturdyctl::kExitUsage;
