@@ -80,6 +80,18 @@ TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
   });
 }
 
+TEST(WeakClosure, HoldWhileRunningKeepsTheOwnerForTheRun) {
+  auto owner = std::make_shared<Object>();
+  std::weak_ptr<Object> watch = owner;
+  std::function<bool()> held = HoldWhileRunning(watch, owner->ToWeakClosure([&] {
+    owner.reset();
+    return !watch.expired();
+  }));
+  EXPECT_TRUE(held());
+  EXPECT_TRUE(watch.expired());
+  EXPECT_FALSE(held());
+}
+
 TEST(ZOObject, IsSharedAsWhatItIs) {
   auto both = std::make_shared<BothPaths>();
   EXPECT_EQ(both->SharedFromThis<LeftPath>(), both);
