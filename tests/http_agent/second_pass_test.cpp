@@ -199,20 +199,6 @@ TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
   EXPECT_EQ(log_.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
 }
 
-TEST_F(SecondPassTest, EndOfTheAgentEndsTheWaitForAQuery) {
-  Outcome outcome;
-  config_->GetHttpRequestInvoker()(Asking({"http://a.test/"}, outcome), true);
-  transport_->Answer("http://a.test/", 500, "first");
-  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=a.test");
-  std::string result;
-  std::thread client([&] { EXPECT_FALSE(agent_->QueryHost("b.test", 0, result)); });
-  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=b.test");
-  agent_->Stop();
-  client.join();
-  EXPECT_EQ(result, "{\"code\": 2}");
-  EXPECT_EQ(std::tie(outcome.success, outcome.body), std::make_tuple(false, "first"));
-}
-
 TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   ReportTo("https://s.test:8");
   config_->address_family = net::kIPFamilyV4;
@@ -256,11 +242,6 @@ TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   transport_->Answer(by_name, 200);
   Settle();
   EXPECT_EQ(log_.With("[statistic]Statistic ret:true").size(), 1U);
-  // The last report lies ahead of a clock that was set back: no delay.
-  clock_.SetWall(1000);
-  ReportTo("https://s.test:8");
-  FailThenSucceed("http://10.0.0.1/c");
-  EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first), ElementsAre("http://10.0.0.1/c"));
 }
 
 // The report begins on the thread "statistic", so its host query holds up nobody.
