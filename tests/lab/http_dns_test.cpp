@@ -50,18 +50,5 @@ TEST(HttpDnsTest, OnePortOnSeveralAddresses) {
   }
 }
 
-TEST(HttpDnsTest, APortThatIsTakenOnTheOtherAddressIsToldByItsKey) {
-  const Lab other({HttpServer("taken").At("127.0.0.2")});
-  const int port = other.Port("taken");
-  try {
-    const Lab lab({HttpServer("a").OnPort(port), HttpServer("b").At("127.0.0.2").OnPortOf("a")});
-    FAIL();
-  } catch (const ScenarioError& error) {
-    EXPECT_STREQ(error.what(),
-                 "servers[1].port_of: cannot listen on 127.0.0.2 port of \"a\" (Address already in "
-                 "use).");
-  }
-}
-
 }  // namespace
 }  // namespace lab

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <string>
 #include <vector>
 
@@ -100,29 +99,6 @@ TEST(LabTest, BehavioursTakeTurnsAndCanBeReplaced) {
   EXPECT_THROW(lab.SetBehaviours("c", "/x", {Answer("")}), std::invalid_argument);
   lab.ForgetRequests();
   EXPECT_FALSE(lab.WaitForRequests(1, 1ms));
-}
-
-TEST(LabTest, AGateHoldsUntilItIsReleased) {
-  Lab lab({HttpServer("it").On("/x", Answer("x").HeldAt("gate")).On("/y", Reset().HeldAt("gate"))});
-  const auto fetch = [&](const char* path) {
-    return std::async(std::launch::async, [url = lab.Url("it", path)] { return Fetch(url).code; });
-  };
-  EXPECT_EQ(lab.Release("gate"), 0);
-  auto first = fetch("/x");
-  auto second = fetch("/y");
-  { RawClient(lab.Port("it")).Send("GET /x HTTP/1.1\r\n\r\n"); }  // goes, and leaves the gate
-  ASSERT_TRUE(lab.WaitForRequests(3, kLimit));
-  ASSERT_TRUE(lab.WaitForOpen("it", 2, kLimit));
-  ASSERT_TRUE(lab.WaitForHeld("gate", 2, kLimit));
-  EXPECT_FALSE(lab.WaitForHeld("gate", 3, 1ms));
-  EXPECT_EQ(lab.Release("gate"), 2);
-  EXPECT_EQ(first.get(), CURLE_OK);
-  EXPECT_EQ(second.get(), CURLE_RECV_ERROR);
-  auto third = fetch("/x");
-  ASSERT_TRUE(lab.WaitForHeld("gate", 1, kLimit));
-  lab.OpenGate("gate");
-  EXPECT_EQ(third.get(), CURLE_OK);
-  EXPECT_EQ(fetch("/x").get(), CURLE_OK);
 }
 
 TEST(LabTest, KeepsItsPortsApart) {
