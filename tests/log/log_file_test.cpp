@@ -131,16 +131,5 @@ TEST_F(LogFileTest, AFolderInAFilesPlaceCostsNoMoreThanThatFile) {
   EXPECT_FALSE(without_buffer.Flush() || without_buffer.Close());
 }
 
-TEST_F(LogFileTest, ASecondInitMovesTheLogAndKeepsTheBuffer) {
-  LogFile log;
-  ASSERT_TRUE(log.Init(path_, 0, kBuffer));
-  log.Write("1");
-  const std::string other = folder_.File("y.log");
-  EXPECT_TRUE(log.Init(other, 0, kBuffer * 2));
-  EXPECT_TRUE(log.Flush());
-  EXPECT_EQ(ReadWholeFile(other, kNoLimit), "1");
-  EXPECT_FALSE(FileExists(path_) || FileExists(other + ".qel_mmap"));
-}
-
 }  // namespace
 }  // namespace zo_base
