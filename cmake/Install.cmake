@@ -44,6 +44,11 @@ endfunction()
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 sturdy_way_to(pc_libdir ${pc_dir} ${CMAKE_INSTALL_LIBDIR} "\${pcfiledir}/")
 sturdy_way_to(pc_includedir ${pc_dir} ${CMAKE_INSTALL_INCLUDEDIR} "\${pcfiledir}/")
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  # Stays where it is, and pkg-config leaves out the folders that it knows.
+  set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/sturdy_comp.pc.in
                ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc

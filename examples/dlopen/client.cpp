@@ -31,12 +31,12 @@ int main(int argc, char** argv) {
     return 1;
 
   zo::_ZOSturdyEnvironmentSettings environment = {};
-  std::strncpy(environment.business_token, "your-key", sizeof(environment.business_token));
-  std::strncpy(environment.data_path, argv[3], sizeof(environment.data_path));
+  std::strcpy(environment.business_token, "your-key");
+  std::snprintf(environment.data_path, sizeof(environment.data_path), "%s", argv[3]);
   const int id = start(environment);
   zo::_ZOSturdyLBSSettings lbs = {};
   lbs.enable = true;
-  std::strncpy(lbs.lbs_url, argv[2], sizeof(lbs.lbs_url));
+  std::snprintf(lbs.lbs_url, sizeof(lbs.lbs_url), "%s", argv[2]);
   zo::IZOSturdyLBSService* service = get(id)->GetLBSService();
   service->Start(lbs);
   std::vector<char> document(zo::kLBSResponseBufferSize);

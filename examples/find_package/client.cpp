@@ -30,13 +30,13 @@ int main(int argc, char** argv) {
   if (argc != 3)
     return 2;
   zo_sturdy::_ZOSturdyEnvironmentSettings environment = {};
-  std::strncpy(environment.business_token, "your-key", sizeof(environment.business_token));
-  std::strncpy(environment.data_path, argv[2], sizeof(environment.data_path));
+  std::strcpy(environment.business_token, "your-key");
+  std::snprintf(environment.data_path, sizeof(environment.data_path), "%s", argv[2]);
   const int id = zo_sturdy::StartSturdyEnvironment(environment);
 
   zo_sturdy::_ZOSturdyLBSSettings lbs = {};
   lbs.enable = true;
-  std::strncpy(lbs.lbs_url, argv[1], sizeof(lbs.lbs_url));
+  std::snprintf(lbs.lbs_url, sizeof(lbs.lbs_url), "%s", argv[1]);
   zo_sturdy::IZOSturdyLBSService* service = zo_sturdy::GetSturdyObject(id)->GetLBSService();
   service->Start(lbs);
   std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
