@@ -2,10 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <thread>
 
 #include "base/md5.h"
+#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/environment/record_fields.h"
+#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace zo_sturdy {
 namespace {
@@ -51,6 +57,12 @@ TEST(EnvironmentConfig, FieldsThatLackTheirNulOrHoldNoBool) {
   config.ApplySettings(Settings("", ""));
   EXPECT_EQ(config.GetBusinessToken() + config.sdk_version_text, "");
   EXPECT_EQ(config.business, std::string(32, 'x'));
+
+  _ZOSturdyLBSSettings lbs;
+  std::memset(&lbs, 255, sizeof(lbs));
+  EXPECT_TRUE(FieldFlag(lbs.enable));
+  EXPECT_EQ(FieldFamily(lbs.address_family), -1);
+  EXPECT_EQ(FieldText(lbs.lbs_url).size(), 512u);
 }
 
 TEST(EnvironmentConfig, SignalsPrintTheirNames) {
@@ -60,6 +72,52 @@ TEST(EnvironmentConfig, SignalsPrintTheirNames) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "zo_sturdy::_EnvironmentConfig::SIG_NetworkChanged\n"
             "zo_sturdy::_EnvironmentConfig::SIG_BusinessTokenChanged\n");
+}
+
+TEST(EnvironmentConfigGetter, SendsOnlyThroughALiveConfigurationWithAnInvoker) {
+  EnvironmentConfigGetterBase getter;
+  const MultipleURLHttpRequest request;
+  getter.SendMultipleURLRequest(request, true);  // none set
+  auto config = std::make_shared<_EnvironmentConfig>();
+  getter.SetEnvironmentConfig(config);
+  EXPECT_EQ(getter.GetEnvironmentConfig(), config);
+  getter.SendMultipleURLRequest(request, true);  // no invoker
+  int calls = 0;
+  config->SetHttpRequestInvoker([&](const MultipleURLHttpRequest& r, bool on_agent_thread) {
+    calls += &r == &request && on_agent_thread;
+  });
+  getter.SendMultipleURLRequest(request, true);
+  EXPECT_EQ(calls, 1);
+  config.reset();
+  EXPECT_EQ(getter.GetEnvironmentConfig(), nullptr);
+  getter.SendMultipleURLRequest(request, true);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(EnvironmentConfigGetter, WhatChangesWhileItIsRead) {
+  EnvironmentConfigGetterBase getter;
+  const auto config = std::make_shared<_EnvironmentConfig>();
+  config->SetHttpRequestInvoker([](const MultipleURLHttpRequest&, bool) {});
+  EXPECT_TRUE(config->statistic_settings.Get()->enable);
+  std::thread writer([&] {
+    for (int i = 1; i <= 1000; ++i) {
+      getter.SetEnvironmentConfig(i % 2 ? config : nullptr);
+      config->address_family = static_cast<net::AddressFamily>(i % 3);
+      StatisticSettings settings;
+      settings.count = i;
+      config->statistic_settings.Set(settings);
+      config->SetHttpRequestInvoker([](const MultipleURLHttpRequest&, bool) {});
+    }
+  });
+  int32_t last = 0;
+  while (last < 1000) {
+    getter.SendMultipleURLRequest({}, false);
+    EXPECT_LE(config->address_family, net::kIPFamilyV6);
+    const int32_t count = config->statistic_settings.Get()->count;
+    EXPECT_TRUE(count >= last || last == 0);
+    last = std::max(count == 10 ? 0 : count, last);
+  }
+  writer.join();
 }
 
 }  // namespace

@@ -213,4 +213,35 @@ TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
   EXPECT_EQ(Live(), 0U);
 }
 
+TEST_F(AgentTest, LoopEndsWithThreeAnswersInFlight) {
+  constexpr int kRounds = 100;
+  size_t told = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    Outcome outcome;
+    const bool wins = round % 2 == 0;
+    StartRequest(Request(3, outcome));
+    Settle(2000);
+    Settle(2000);
+    std::barrier together(4);
+    std::vector<std::thread> answers;
+    for (int i = 0; i < 3; ++i) {
+      transport_->WaitFor(Url(i));
+      answers.emplace_back([&, i] {
+        together.arrive_and_wait();
+        transport_->Answer(Url(i), wins && i == 1 ? 200 : 500);
+      });
+    }
+    together.arrive_and_wait();
+    NewThread();
+    for (std::thread& answer : answers) {
+      answer.join();
+    }
+    EXPECT_TRUE(outcome.calls == 0 || (outcome.calls == 1 && outcome.success == wins));
+    told += outcome.calls;
+  }
+  EXPECT_EQ(transport_->sent, 3 * kRounds);
+  // Requests whose answers the ending loop swallowed stay, reachable.
+  EXPECT_EQ(Live(), kRounds - told);
+}
+
 }  // namespace

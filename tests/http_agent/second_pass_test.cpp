@@ -9,6 +9,7 @@
 #include "base/clock.h"
 #include "base/json/json.h"
 #include "base/platform/thread.h"
+#include "lab/lab.h"
 #include "tests/http_agent/agent_fixture.h"
 
 namespace {
@@ -19,7 +20,8 @@ using zo_base::json11::Json;
 using zo_sturdy::MultipleURLHttpRequest;
 
 std::string ListText(const std::vector<zo_sturdy::URLItem>& urls) {
-  std::string text = "Invoke send multiple url\r\n-----------------------\r\nurl list:\r\n";
+  std::string text =
+      "[multiple]Invoke send multiple url\r\n-----------------------\r\nurl list:\r\n";
   for (const auto& [url, host] : urls) {
     text += "host:" + host + " url:" + url + "\r\n";
   }
@@ -81,20 +83,45 @@ class SecondPassTest : public AgentTest {
     }
     return threads;
   }
-  // What the requests' own thread has told of requests, but for the single URLs.
+  // What the requests' own thread has told of requests, but for detail.
   Messages Told() {
     uint32_t thread = 0;
     OnThread([&] { thread = zo_base::CurrentThreadId(); });
     Messages told;
     for (const LogMessage& message : log_.All()) {
-      const std::string& text = message.text;
       if (message.thread_id == thread && message.level == "LV_APP" &&
-          text.rfind("[multiple]", 0) == 0 && text.find("[rsp]") == text.npos &&
-          text.find("Send sub") == text.npos && text.find("Start timer") == text.npos) {
-        told.push_back(text.substr(10));
+          message.text.rfind("[multiple]", 0) == 0) {
+        told.push_back(message.text);
       }
     }
     return told;
+  }
+  // The lines of a pass of which every URL fails at once.
+  static Messages FailingPass(const std::vector<zo_sturdy::URLItem>& urls, bool use_http_dns) {
+    const std::string dns = use_http_dns ? "true" : "false";
+    Messages lines = {
+        "[multiple]Invoke send multiple_time_out:1500 time_out:6000 use http dns:" + dns,
+        ListText(urls)};
+    for (size_t i = 0; i < urls.size(); ++i) {
+      const std::string n = std::to_string(i);
+      const bool last = i + 1 == urls.size();
+      for (const std::string& line :
+           {"Send sub url request:" + urls[i].url, "Start timer index:" + n,
+            "[rsp]Index:" + n + " code :500",
+            std::string("[rsp]All url requested :") + (last ? "true" : "false"),
+            "[rsp]Business check response false,index :" + n, "[rsp]Stop timer index :" + n,
+            "[rsp]Remove timer index :" + n}) {
+        lines.push_back("[multiple]" + line);
+      }
+      if (!last) {
+        lines.push_back("[multiple][rsp]Has waitting request false");
+        lines.push_back("[multiple][rsp]Switch to index :" + std::to_string(i + 1) +
+                        " triggered by :" + n);
+      }
+    }
+    lines.insert(lines.end(), {"[multiple][rsp]All sub url has been requested",
+                               "[multiple]Request return false, use http dns if fail:" + dns});
+    return lines;
   }
 };
 
@@ -126,18 +153,20 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   EXPECT_EQ(std::tie(outcome.success, outcome.body),
             std::make_tuple(false, "second http://10.0.0.3/x"));
   EXPECT_EQ(transport_->sent, 8);
-  const std::string begin = "Invoke send multiple_time_out:1500 time_out:6000 use http dns:";
-  const std::string fails = "Request return false, use http dns if fail:";
-  const std::string release = "Request return,release request object";
+  Messages expected = FailingPass(request.urls, true);
+  for (const char* line : {"Use http dns,host:", " -- b.test", " -- a.test",
+                           "User http dns, host:a.testip list:", "User http dns, ------10.0.0.2",
+                           "User http dns, ------10.0.0.1", "User http dns, ------[::1]",
+                           "User http dns, host:b.testip list:", "User http dns, ------10.0.0.3"}) {
+    expected.push_back(std::string("[multiple]") + line);
+  }
+  const std::string release = "[multiple]Request return,release request object";
+  Messages last = FailingPass(second, false);
   // The first request is released once the second is on its way.
-  EXPECT_THAT(Told(),
-              ElementsAre(begin + "true", ListText(request.urls), fails + "true",
-                          "Use http dns,host:", " -- b.test", " -- a.test",
-                          "User http dns, host:a.testip list:", "User http dns, ------10.0.0.2",
-                          "User http dns, ------10.0.0.1", "User http dns, ------[::1]",
-                          "User http dns, host:b.testip list:", "User http dns, ------10.0.0.3",
-                          begin + "false", ListText(second), release, fails + "false",
-                          fails + "false", release));
+  last.insert(last.begin() + 4, release);
+  last.insert(last.end(), {last.back(), release});
+  expected.insert(expected.end(), last.begin(), last.end());
+  EXPECT_EQ(Told(), expected);
   Outcome won;
   StartRequest(Asking({"http://a.test/"}, won));
   transport_->Answer("http://a.test/", 500);
@@ -156,13 +185,18 @@ TEST_F(SecondPassTest, ThereIsNoneWithoutAnAddress) {
     int status;
     const char* last_line;
   };
-  const std::vector<Case> cases = {
-      {{"http://127.0.0.1/", "https://[::1]:8/", "http://0x7f.1/"},
-       nullptr,
-       0,
-       "Use http dns,host list empty"},
-      {{"http://a.test/", "http://b.test/"}, "a.test,b.test", 500, "User http dns,query host fail"},
-      {{"http://a.test/", "https://a.test/"}, "a.test", 200, "User http dns,query host fail"}};
+  const std::vector<Case> cases = {{{"http://127.0.0.1/", "https://[::1]:8/", "http://0x7f.1/"},
+                                    nullptr,
+                                    0,
+                                    "[multiple]Use http dns,host list empty"},
+                                   {{"http://a.test/", "http://b.test/"},
+                                    "a.test,b.test",
+                                    500,
+                                    "[multiple]User http dns,query host fail"},
+                                   {{"http://a.test/", "https://a.test/"},
+                                    "a.test",
+                                    200,
+                                    "[multiple]User http dns,query host fail"}};
   for (const Case& c : cases) {
     Outcome outcome;
     StartRequest(Asking(c.urls, outcome));
@@ -242,6 +276,11 @@ TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   transport_->Answer(by_name, 200);
   Settle();
   EXPECT_EQ(log_.With("[statistic]Statistic ret:true").size(), 1U);
+  // The last report lies ahead of a clock that was set back: no delay.
+  clock_.SetWall(1000);
+  ReportTo("https://s.test:8");
+  FailThenSucceed("http://10.0.0.1/c");
+  EXPECT_THAT(urls_of(transport_->WaitFor(by_name).first), ElementsAre("http://10.0.0.1/c"));
 }
 
 // The report begins on the thread "statistic", so its host query holds up nobody.
@@ -256,6 +295,38 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
   EXPECT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
   EXPECT_EQ(ReportThreads().size(), 1U);
   EXPECT_FALSE(ReportThreads().contains(zo_base::CurrentThreadId()));
+}
+
+TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
+  KRBASE::network::HttpClient::Instance()->Stop();
+  KRBASE::network::HttpClient::Instance()->Start();
+  const lab::Lab lab({lab::HttpServer("s")
+                          .On("/bad", lab::Answer(404))
+                          .On("/good", lab::Answer(200))
+                          .On(kReport, {lab::Answer(204), lab::Answer(200)})});
+  ReportTo(lab.Url("s"));
+  Outcome outcome;
+  StartRequest(Recorded({lab.Url("s", "/bad"), lab.Url("s", "/good")}, outcome));
+  ASSERT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  EXPECT_EQ(lab.Requests().size(), 4U);
+  const Json::array expected = {
+      Json::object{{"appkey", ""},
+                   {"error_code", 404},
+                   {"host_ip", Json::array{"127.0.0.1"}},
+                   {"platform", "pc"},
+                   {"request_url", lab.Url("s", "/bad")},
+                   {"send_time", 0},
+                   {"timestamp", static_cast<long long>(zo_base::Clock::WallMs())}}};
+  for (const lab::Request& report : lab.RequestsFor(kReport)) {
+    EXPECT_EQ(report.method, "POST");
+    EXPECT_EQ(report.body, Json(expected).dump());
+    EXPECT_THAT(report.HeaderLines(),
+                testing::IsSupersetOf(
+                    {"Host: 127.0.0.1", "Content-Type:  application/json", "sdktype: im"}));
+  }
+  uint32_t sender = 0;
+  OnThread([&] { sender = zo_base::CurrentThreadId(); });
+  EXPECT_THAT(ReportThreads(), ElementsAre(sender));
 }
 
 }  // namespace

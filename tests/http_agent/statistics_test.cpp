@@ -1,6 +1,7 @@
 // The failure statistics alone: what is gathered, when it goes out, and what a report holds.
 #include <gmock/gmock.h>
 
+#include <barrier>
 #include <fstream>
 #include <limits>
 
@@ -324,6 +325,46 @@ TEST_F(StatisticsTest, LateTimeOutEndsNoOtherArming) {
   EXPECT_THAT(SentUrls(), ElementsAre("u1"));
   Pass(1);
   EXPECT_THAT(SentUrls(), ElementsAre("u1", ""));
+}
+
+// A batch by time meets a failure that is the first of the next batch or the last of its own, and
+// so does the empty one after a delay. Each failure goes out once, and no time-out outlives the
+// batch by count.
+TEST_F(StatisticsTest, TimeOutMeetsFailures) {
+  constexpr int kRounds = 1000;
+  for (const auto& [count, is_delayed] : {std::pair(2, false), {10, false}, {2, true}}) {
+    Set(count, 1000, 0);
+    reports_.clear();
+    std::barrier together(2);
+    std::thread time([&] {
+      for (int round = 0; round < kRounds; ++round) {
+        together.arrive_and_wait();
+        clock_.Advance(1000);
+        together.arrive_and_wait();
+      }
+    });
+    for (int round = 0; round < kRounds; ++round) {
+      if (is_delayed) {
+        Set(1, 60000, 1000);
+        Fail({0});
+        End(0, true);
+        reports_.clear();
+      }
+      Fail({1});
+      Set(count, 1000, is_delayed ? 1000 : 0);
+      together.arrive_and_wait();
+      Fail({2});
+      together.arrive_and_wait();
+      Pass(1000);
+      const std::vector<std::string> sent = SentUrls();
+      ASSERT_TRUE(sent == std::vector<std::string>{is_delayed ? "u2" : "u1 u2"} ||
+                  sent == std::vector<std::string>({is_delayed ? "" : "u1", "u2"}))
+          << testing::PrintToString(sent);
+      const std::lock_guard guard(mutex_);
+      reports_.clear();
+    }
+    time.join();
+  }
 }
 
 }  // namespace

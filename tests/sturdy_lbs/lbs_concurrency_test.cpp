@@ -84,5 +84,26 @@ TEST_F(LBSConcurrencyTest, ManyThreadsAskUpdateAndChangeWhileDocumentsArrive) {
   service.reset();
 }
 
+TEST_F(LBSConcurrencyTest, ReleasedWhileDocumentsArriveAndTokensChange) {
+  std::atomic<size_t> round{0};
+  std::thread changer([&] {
+    for (int i = 0; !over; ++i) {
+      SetToken(std::to_string(i % 3));
+      NotifyNetwork(i % 3);
+      for (const size_t seen = round; !over && round == seen;) {
+        std::this_thread::yield();
+      }
+    }
+  });
+  for (; round < 1000; ++round) {
+    auto released = MakeService();
+    EXPECT_TRUE(released->Start(Record()));
+    EXPECT_NE(Link(*released), "-");
+    released->Stop();
+  }
+  over = true;
+  changer.join();
+}
+
 }  // namespace
 }  // namespace zo_sturdy

@@ -1,6 +1,7 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
 #include <future>
+#include <thread>
 
 #include "base/platform/file.h"
 #include "base/platform/thread_for_test.h"

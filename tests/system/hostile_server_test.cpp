@@ -1,12 +1,9 @@
 // Servers that would keep a client for ever or fill its memory: each fetch ends at its bound.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <string>
 
 #include "tests/system/fetching_client.h"
@@ -90,39 +87,6 @@ TEST_P(HostileServer, AnExitMeanwhileEndsWithinTheStatedSum) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin,
             std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
   ExpectSmall();
-}
-
-// The endpoints of HTTP DNS take connections and say nothing: the query is given up in time, and
-// what else the client does goes on without it.
-class DeadDNS : public FetchingClientTest {};
-
-TEST_F(DeadDNS, AQueryIsGivenUpInTimeAndDisturbsNobody) {
-  const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Answer(500, "")),
-                      lab::HttpsServer("dns").Listens(lab::Listening::kNoHandshake)});
-  dns_endpoints_ = {{"127.0.0.1", lab.Port("dns")}, {"127.0.0.1", lab.Port("dns")}};
-  auto& service = Fetch(lab, {"lbs"});
-  AwaitUpdate();
-  service.SetUpdateCallback(nullptr);
-  zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
-  const auto begin = std::chrono::steady_clock::now();
-  const std::clock_t processor_before = std::clock();
-  char out[32] = {};
-  auto query = std::async(std::launch::async, [&] { return object.QueryHost("a.test", 0, out); });
-  auto longest = std::chrono::steady_clock::duration::zero();
-  while (query.wait_for(milliseconds(200)) != std::future_status::ready) {
-    const auto call = std::chrono::steady_clock::now();
-    EXPECT_NE(Link(service), "");
-    object.NotifyNetworkChanged(net::kIPFamilyAny);
-    longest = std::max(longest, std::chrono::steady_clock::now() - call);
-  }
-  const auto passed = std::chrono::steady_clock::now() - begin;
-  EXPECT_FALSE(query.get());
-  EXPECT_STREQ(out, "{\"code\":1}");
-  EXPECT_GE(passed, milliseconds(2000 + 7000)) << "the next endpoint, and its time to connect";
-  EXPECT_LT(passed, milliseconds(2000 + 7000) + kSlack);
-  EXPECT_LT(longest, milliseconds(1000)) << "a call waited for the query";
-  EXPECT_GE(lab.RequestsOf("lbs").size(), 10u) << "the fetches waited for the query";
-  EXPECT_LT((std::clock() - processor_before) / (CLOCKS_PER_SEC / 1000), 2000) << "not idle";
 }
 
 }  // namespace

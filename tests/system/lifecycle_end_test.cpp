@@ -1,5 +1,7 @@
-// The end of a process that runs an environment, and the end of the library in one that goes on.
+// The end of a process that runs an environment, the end of the library in a process that goes on,
+// and life without an environment.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <chrono>
 #include <string>
@@ -8,16 +10,19 @@
 
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
+#include "tests/environment/client.h"
 #include "tests/support/child.h"
+#include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
-#include "tests/support/temp_folder.h"
 
 namespace {
 
 constexpr std::chrono::seconds kLimit{30};
 
-// The way of the end, and what the transfers in flight wait for.
-class ProcessEnd : public testing::TestWithParam<std::tuple<std::string, lab::Behaviour>> {};
+// The way of the end, what the transfers in flight wait for, and whether the host has OpenSSL
+// first.
+class ProcessEnd
+    : public testing::TestWithParam<std::tuple<std::string, lab::Behaviour, std::string>> {};
 
 // The sanitizers can't end a forked child of a process with many threads.
 std::vector<std::string> Ways() {
@@ -30,15 +35,17 @@ std::vector<std::string> Ways() {
 
 INSTANTIATE_TEST_SUITE_P(
     All, ProcessEnd,
-    testing::Combine(testing::ValuesIn(Ways()), testing::Values(lab::Silent(), lab::Endless(1))),
+    testing::Combine(testing::ValuesIn(Ways()), testing::Values(lab::Silent(), lab::Endless(1)),
+                     testing::Values("", "openssl-first")),
     [](const auto& parameters) {
       return std::get<0>(parameters.param) +
              (std::get<1>(parameters.param).kind == lab::Behaviour::Kind::kSilent ? "Silent"
-                                                                                  : "Endless");
+                                                                                  : "Endless") +
+             (std::get<2>(parameters.param).empty() ? "" : "OpenSSLFirst");
     });
 
 TEST_P(ProcessEnd, WithFetchesInFlightIsClean) {
-  const auto& [way, in_flight] = GetParam();
+  const auto& [way, in_flight, openssl] = GetParam();
   const lab::Behaviour first = lab::Answer(lab::LbsDocument()
                                                .Link({"one.example:1"})
                                                .LinkDefault({"two.example:2"})
@@ -46,7 +53,12 @@ TEST_P(ProcessEnd, WithFetchesInFlightIsClean) {
                                                .Text());
   const lab::Lab lab({lab::HttpsServer("lbs").On("/lbs/conf.jsp", {first, in_flight, first})});
   const TempFolder folder;
-  Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", "/lbs/conf.jsp")});
+  std::vector<std::string> command = {LIFECYCLE_HOST, way, folder.path(),
+                                      lab.Url("lbs", "/lbs/conf.jsp")};
+  if (!openssl.empty()) {
+    command.push_back(openssl);
+  }
+  Child host(command);
   EXPECT_TRUE(lab.WaitForRequests(2, kLimit));
   host.Signal();
   EXPECT_EQ(host.ReadRest(), "");
@@ -63,6 +75,23 @@ TEST(Unload, LeavesNothingAfterEachOfFiftyRounds) {
     GTEST_SKIP() << "this user may not make a network namespace; five rounds were left out";
   }
   EXPECT_EQ(code, 0);
+}
+
+TEST(NoEnvironment, LinesAreDroppedAndCostNothing) {
+  const auto exit_often = [](int times) {
+    for (int i = 0; i < times; ++i) {
+      zo_sturdy::ExitSturdyEnvironment(i % 3);
+      EXPECT_EQ(zo_sturdy::GetSturdyObject(1), nullptr);
+    }
+  };
+  const TempFolder folder;
+  exit_often(100);  // before a start
+  EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
+  exit_often(100);
+  EXPECT_EQ(LogLines(folder.path()).With("- start -").size(), 2u) << "one start, one exit";
+  const size_t before = mallinfo2().uordblks;
+  exit_often(1000);
+  EXPECT_LT(mallinfo2().uordblks, before + 1000);
 }
 
 }  // namespace

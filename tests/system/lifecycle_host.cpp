@@ -1,9 +1,10 @@
 // A client that doesn't exit its environment.
 //   lifecycle_host stay DATA_FOLDER URL    prints its first link and the code of each fetch
 //   lifecycle_host churn DATA_FOLDER URL   the same, and fetches without end
-//   lifecycle_host WAY DATA_FOLDER URL
+//   lifecycle_host WAY DATA_FOLDER URL [openssl-first]
 // The last one starts another fetch after its first, waits for a byte on its input and ends in one
 // of the ways "return", "thread", "callback", "call", "fork", without a word.
+#include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,6 +101,9 @@ int main(int count, char** arguments) {
     return 2;
   }
   const std::string way = arguments[1];
+  if (count > 4) {
+    OPENSSL_init_ssl(0, nullptr);
+  }
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(arguments[2], "first"));
   object = zo_sturdy::GetSturdyObject(1);
   IZOSturdyLBSService& service = *object->GetLBSService();
