@@ -30,7 +30,8 @@ using Includes = std::vector<std::string>;
 
 std::map<std::string, Includes> ReadTree() {
   std::map<std::string, Includes> tree;
-  for (const char* top : {"include", "base", "net", "network", "src", "lab", "tools", "tests"}) {
+  for (const char* top :
+       {"include", "base", "net", "network", "src", "lab", "tools", "tests", "fuzz"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / top)) {
       if (std::set<fs::path>{".h", ".cpp", ".in"}.count(entry.path().extension()) == 0) {
         continue;
@@ -75,7 +76,8 @@ TEST(Layering, IncludesOnlyPointDown) {
       {"src", {"include/", "base/", "net/", "network/", "src/"}},
       {"lab", {"include/", "lab/"}},
       {"tools", {""}},
-      {"tests", {""}}};
+      {"tests", {""}},
+      {"fuzz", {""}}};
   for (const auto& [path, includes] : Tree()) {
     for (const std::string& include : includes) {
       const std::string target = Resolve(include);

@@ -32,6 +32,8 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
   const std::pair<std::string, std::string> cases[] = {
       {"{\n  \"servers\": nul\n}", "scenario: is no JSON, from line 2, column 17 on."},
       {"[]", "scenario: must be an object."},
+      {R"({"servers":1e999})", "scenario: holds a number that is too large."},
+      {R"({"a\nb":1})", "a?b: is no key of a scenario."},
       {"{}", "servers: is missing."},
       {R"({"servers":[]})", "servers: must have at least one entry."},
       {R"({"servers":[],"more":1})", "more: is no key of a scenario."},
