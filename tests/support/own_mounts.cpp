@@ -31,3 +31,8 @@ bool EnterOwnMounts() {
 bool MountDisk(const std::string& folder, const std::string& size) {
   return mount("none", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
 }
+
+void UnmountDisks(const std::string& folder) {
+  while (umount2(folder.c_str(), MNT_DETACH) == 0) {
+  }
+}

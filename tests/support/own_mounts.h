@@ -11,6 +11,8 @@ bool EnterOwnMounts();
 
 // An empty file system in memory over the folder, of this size ("1m"). Requires: EnterOwnMounts.
 bool MountDisk(const std::string& folder, const std::string& size);
+// Takes all of them away from the folder.
+void UnmountDisks(const std::string& folder);
 
 // Leaves a test that needs a right which its user may lack ("make a mount namespace"). Where all
 // tests must run a missing right is a failure.
