@@ -72,6 +72,18 @@ int Run(int argc, char** argv) {
   watch->footer(std::string(kWatchFields) + kExitCodes);
   watch->callback([&] { chosen = [&] { return sturdyctl::RunWatch(options, json); }; });
 
+  auto* log = app.add_subcommand("log", "Print a client's log, also of one that runs");
+  sturdyctl::LogOptions wanted;
+  log->add_option("FOLDER", wanted.folder, "Data folder of the client")->required();
+  log->add_flag("--follow", wanted.follow, "Go on with what comes, until Ctrl-C");
+  log->add_option("--tag", wanted.tags, "Only messages with this tag, such as lbs; may be repeated")
+      ->allow_extra_args(false);
+  log->add_option(
+      "--since", wanted.since,
+      "Only what came after 14:05, \"03-14 14:05:30\", or in the last 90s, 15m, 2h, 1d");
+  log->footer(kExitCodes);
+  log->callback([&] { chosen = [&] { return sturdyctl::RunLog(wanted); }; });
+
   auto* serve = app.add_subcommand("serve", "Play a scenario of loopback servers until Ctrl-C");
   std::string scenario;
   serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")
