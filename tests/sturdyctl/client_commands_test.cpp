@@ -1,8 +1,12 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -131,6 +135,38 @@ TEST_F(SturdyctlTest, QueryHostTellsWhatItHasAndWhetherThatIsAll) {
               testing::ContainsRegex(
                   "^a.test +192.0.2.1 192.0.2.2 \\[2001:db8::1\\]\nb.test +not resolved\nlog: "));
   EXPECT_EQ(text.Wait(), 1);
+}
+
+// What a host process gives to the programs that it starts, and what it makes of TLS keys.
+TEST_F(SturdyctlTest, KeepsItsDescriptorsAndTellsKeysWhereTheHostWantsThem) {
+  const lab::Lab lab(
+      {lab::HttpServer("silent").On(kPath, lab::Silent()),
+       lab::HttpsServer("lbs", lab::Certificate::kSelfSigned).On(kPath, Document())});
+  Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("silent", kPath)}));
+  ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
+  int descriptors = 0;
+  const auto folder = "/proc/" + std::to_string(watch.id()) + "/fdinfo";
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    std::string key;
+    unsigned flags = 0;
+    std::ifstream info(entry.path());
+    while (info >> key && key != "flags:") {
+    }
+    if (std::stoi(entry.path().filename()) > 2 && info >> std::oct >> flags) {
+      EXPECT_NE(flags & O_CLOEXEC, 0u) << entry.path();
+      ++descriptors;
+    }
+  }
+  EXPECT_GT(descriptors, 0) << "the transfer has one";
+
+  const std::string keys = folder_.File("keys");
+  std::vector<std::string> link = Command("link", {"--wait", "--token", "t", "--lbs"});
+  link.insert(link.begin(), {"/usr/bin/env", "SSLKEYLOGFILE=" + keys});
+  link.push_back(lab.Url("lbs", kPath));
+  Child child(link);
+  EXPECT_THAT(child.ReadRest(), HasSubstr("192.0.2.1:1"));
+  std::ifstream in(keys);
+  EXPECT_THAT(std::string(std::istreambuf_iterator<char>(in), {}), HasSubstr("CLIENT_"));
 }
 
 // The exit waits for the transfer, which the silent server keeps open; a second one doesn't.
