@@ -168,6 +168,8 @@ TEST_F(LogReaderTest, GivesNothingTwiceOrTornBesideABusyWriter) {
   for (const uint32_t limit : {0x800000U, 0x20000U}) {
     const std::string path = folder_.File(std::to_string(limit));
     std::atomic<bool> done{false};
+    LogReader log(path);
+    log.SkipToEnd();
     std::thread writer([&] {
       zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
       logger.SetLevel(zo_base::LV_APP);
@@ -178,7 +180,6 @@ TEST_F(LogReaderTest, GivesNothingTwiceOrTornBesideABusyWriter) {
       }
       done = true;
     });
-    LogReader log(path);
     int next = 0;
     bool last_look = false;
     do {

@@ -65,7 +65,7 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
       {{log, "--since", "150m"}, hours + back + now},
       {{log, "--since", "1d", "--tag", "lbs"}, back},
       {{log, "--since", "3600s"}, now},
-      {{log, "--since", At(-2 * kHour)}, hours + back + now},
+      {{log, "--since", At(-2 * kHour - 60)}, hours + back + now},
       {{log, "--since", At(-2 * kHour + 60).substr(0, 14)}, now},
   };
   for (const auto& show : cases) {

@@ -205,6 +205,7 @@ std::string LogReader::ReadNewText() {
   if (look.begin != offset_ || look.inode != inode_) {
     before_.clear();
   }
+  follows_ = true;
   inode_ = look.inode;
   offset_ = look.begin;
   if (look.overlap == 0) {
@@ -219,7 +220,7 @@ std::string LogReader::ReadNewText() {
 }
 
 std::vector<LogMessage> LogReader::ReadNewMessages() {
-  const bool follows = !before_.empty() || !given_.empty();
+  const bool follows = follows_;
   std::vector<LogMessage> messages = ParseMessages(ReadNewText());
   if (follows && !messages.empty() && messages.front().level == "cut") {
     messages.erase(messages.begin());

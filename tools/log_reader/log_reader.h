@@ -44,6 +44,7 @@ class LogReader {
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;
 
   const std::string path_;
+  bool follows_ = false;  // not the first look
   uint64_t inode_ = 0;
   uint64_t offset_ = 0;  // in the log file; all before it has been given out
   std::string before_;   // the last of what stood before `offset_`
