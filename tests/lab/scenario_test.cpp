@@ -130,15 +130,17 @@ TEST(ScenarioTest, EachKeyReachesItsField) {
   }
 }
 
-TEST(ScenarioTest, TheExamplesOfThePageAreGood) {
-  std::ifstream page(STURDY_DOCS "/lab-scenario.md");
-  const std::string text((std::istreambuf_iterator<char>(page)), std::istreambuf_iterator<char>());
+TEST(ScenarioTest, TheExamplesOfThePagesAreGood) {
   size_t count = 0;
-  for (size_t at = 0; (at = text.find("```json\n", at)) != std::string::npos; ++count) {
-    at += 8;
-    EXPECT_EQ(WhyNot(text.substr(at, text.find("\n```", at) - at)), "");
+  for (const char* name : {"/lab-scenario.md", "/client-guide.md"}) {
+    std::ifstream page(STURDY_DOCS + std::string(name));
+    const std::string text((std::istreambuf_iterator<char>(page)), {});
+    for (size_t at = 0; (at = text.find("```json\n", at)) != std::string::npos; ++count) {
+      at += 8;
+      EXPECT_EQ(WhyNot(text.substr(at, text.find("\n```", at) - at)), "");
+    }
   }
-  EXPECT_EQ(count, 2u);
+  EXPECT_EQ(count, 3u);
 }
 
 }  // namespace
