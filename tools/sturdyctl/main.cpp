@@ -74,7 +74,9 @@ int Run(int argc, char** argv) {
 
   auto* log = app.add_subcommand("log", "Print a client's log, also of one that runs");
   sturdyctl::LogOptions wanted;
-  log->add_option("FOLDER", wanted.folder, "Data folder of the client")->required();
+  log->add_option("FOLDER", wanted.folder, "Data folder of the client")
+      ->type_name("DIR")
+      ->required();
   log->add_flag("--follow", wanted.follow, "Go on with what comes, until Ctrl-C");
   log->add_option("--tag", wanted.tags, "Only messages with this tag, such as lbs; may be repeated")
       ->allow_extra_args(false);
