@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -137,6 +138,28 @@ TEST(Layering, EverySourceIsBuilt) {
       named = lists.find(path.filename()) != std::string::npos;
     }
     EXPECT_TRUE(named) << entry.first << " is in no CMakeLists.txt";
+  }
+}
+
+// A reader of the log finds each tag, and each that stands behind one, in the client's guide.
+TEST(Guide, ExplainsEveryTagOfTheLog) {
+  const auto read = [](const fs::path& path) {
+    std::ifstream in(kRoot / path);
+    return std::string{std::istreambuf_iterator<char>(in), {}};
+  };
+  const std::string guide = read("docs/client-guide.md");
+  const std::regex begin(R"(ZO_LOG\(LV_\w+\)\s*<<\s*"((\[[a-z ]+\])+))");
+  std::set<std::string> tags;
+  for (const auto& entry : Tree()) {
+    const std::string text =
+        Starts(entry.first, {"base/", "net", "src/"}) ? read(entry.first) : std::string();
+    for (std::sregex_iterator it(text.begin(), text.end(), begin), end; it != end; ++it) {
+      tags.insert((*it)[1].str());
+    }
+  }
+  EXPECT_THAT(tags, testing::SizeIs(testing::Ge(9u)));
+  for (const std::string& tag : tags) {
+    EXPECT_NE(guide.find(tag), std::string::npos) << tag;
   }
 }
 
