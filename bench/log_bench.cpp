@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "base/at_exit.h"
 #include "base/log/log.h"
 #include "bench/work_folder.h"
 
@@ -22,6 +23,8 @@ bench::WorkFolder FolderOf(const benchmark::State& state) {
 
 void LogOurs(benchmark::State& state) {
   const bench::WorkFolder folder = FolderOf(state);
+  // As an environment holds it, so that the logger is one and the same.
+  const auto at_exit = zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
   auto* const logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
   logger->Close();
   logger->SetLogFile(folder.File("sturdy_comp.log"), 0, 0);
@@ -47,8 +50,12 @@ void LogSpdlog(benchmark::State& state, bool is_flushed) {
   }
 }
 
-BENCHMARK(LogOurs)->Name("log/ours")->Arg(0)->Arg(1);
-BENCHMARK_CAPTURE(LogSpdlog, flushed, true)->Name("log/spdlog_flushed")->Arg(0)->Arg(1);
-BENCHMARK_CAPTURE(LogSpdlog, unflushed, false)->Name("log/spdlog")->Arg(0)->Arg(1);
+BENCHMARK(LogOurs)->Name("log/ours")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK_CAPTURE(LogSpdlog, flushed, true)
+    ->Name("log/spdlog_flushed")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(LogSpdlog, unflushed, false)->Name("log/spdlog")->Arg(0)->Arg(1)->UseRealTime();
 
 }  // namespace

@@ -50,7 +50,7 @@ void TakeApartCurl(benchmark::State& state) {
     for (const std::string& url : kUrls) {
       curl_url_set(handle.get(), CURLUPART_URL, url.c_str(), 0);
       std::string host = Part(handle.get(), CURLUPART_HOST);
-      const int port = std::atoi(Part(handle.get(), CURLUPART_PORT).c_str());
+      const long port = std::strtol(Part(handle.get(), CURLUPART_PORT).c_str(), nullptr, 10);
       std::string scheme = Part(handle.get(), CURLUPART_SCHEME);
       benchmark::DoNotOptimize(host);
       benchmark::DoNotOptimize(port);
