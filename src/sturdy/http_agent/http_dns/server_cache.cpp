@@ -51,7 +51,7 @@ void HttpDNSManager::LoadServerCache() {
     return;
   }
   server_cache_file_.Load(folder + "http_server_cache.data");
-  if (server_cache_file_.Get(kHost).empty() || server_cache_file_.Get(kIPv4).empty()) {
+  if (UsableName(server_cache_file_.Get(kHost)).empty() || server_cache_file_.Get(kIPv4).empty()) {
     ResetServerCache(true);
   }
 }
