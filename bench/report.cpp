@@ -3,6 +3,7 @@
 // The table goes to OUT.md and between the marks of the README, the numbers to OUT.json.
 #include <sys/utsname.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <exception>
@@ -53,20 +54,29 @@ std::map<std::string, json> Medians(const json& run) {
   return medians;
 }
 
+// Work that waits for nothing is told in processor time, which a busy machine doesn't stretch.
 double TimeNs(const std::map<std::string, json>& medians, const std::string& name) {
   const auto found = medians.find(name);
   if (found == medians.end()) {
     throw std::runtime_error("the run has no benchmark " + name);
   }
-  return found->second.at("real_time").get<double>() *
+  const bool is_real =
+      name.find("real_time") != std::string::npos || name.find("manual_time") != std::string::npos;
+  return found->second.at(is_real ? "real_time" : "cpu_time").get<double>() *
          UnitNs(found->second.at("time_unit").get<std::string>());
 }
 
-std::string Print(const char* format, double value) {
-  char text[64];
-  // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): formats are this file's
-  std::snprintf(text, sizeof text, format, value);
-  return text;
+std::string Print(double value, int decimals) {
+  std::array<char, 64> text;
+  std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  return text.data();
+}
+
+int DecimalsOfThreeDigits(double value) {
+  if (value < 10) {
+    return 2;
+  }
+  return value < 100 ? 1 : 0;
 }
 
 // Three digits with the unit that suits.
@@ -78,10 +88,10 @@ std::string Time(double ns) {
   for (const Unit unit : {Unit{1e9, " s"}, Unit{1e6, " ms"}, Unit{1e3, " µs"}}) {
     if (ns >= unit.ns) {
       const double value = ns / unit.ns;
-      return Print(value < 10 ? "%.2f" : value < 100 ? "%.1f" : "%.0f", value) + unit.name;
+      return Print(value, DecimalsOfThreeDigits(value)) + unit.name;
     }
   }
-  return Print(ns < 10 ? "%.2f" : ns < 100 ? "%.1f" : "%.0f", ns) + " ns";
+  return Print(ns, DecimalsOfThreeDigits(ns)) + " ns";
 }
 
 struct Table {
@@ -100,7 +110,7 @@ Table MakeTable(const std::map<std::string, json>& medians) {
     const double peer_ns = row.peer.empty() ? 0 : TimeNs(medians, row.peer);
     const bool is_aimed = row.factor > 0;
     const bool is_reached = ours_ns <= row.factor * peer_ns + row.plus_ns;
-    const std::string ratio = peer_ns > 0 ? Print("%.2f", ours_ns / peer_ns) : "";
+    const std::string ratio = peer_ns > 0 ? Print(ours_ns / peer_ns, 2) : "";
     table.text += "| " + row.work + " | " + Time(ours_ns) + " | " + row.peer_name + " | " +
                   (peer_ns > 0 ? Time(peer_ns) : "") + " | " + ratio + " | " + row.aim + " | " +
                   (!is_aimed    ? ""
@@ -154,7 +164,7 @@ std::string FootprintTable(const json& footprint) {
          number("calls_per_1000_lines") +
          " | 0 |\n"
          "| size of the stripped library | " +
-         Print("%.0f", footprint.at("library_bytes").get<double>() / 1024) +
+         Print(footprint.at("library_bytes").get<double>() / 1024, 0) +
          " KiB | |\n"
          "| resident memory that a start adds, with all that it loads | " +
          number("resident_kib") +
@@ -186,13 +196,13 @@ std::string Notes(const std::map<std::string, json>& medians) {
       TimeNs(medians, "start/cache" + once) - TimeNs(medians, "start/cache_from_main" + once);
   return "- `GetLinkAddress` builds one text of the whole list, for a line of its log that the "
          "level drops. That costs " +
-         Print("%.1f", per_host) + " ns per host. What it does beside its log lines takes " +
+         Print(per_host, 1) + " ns per host. What it does beside its log lines takes " +
          Time(std::abs(rest_few)) +
          " with 3 hosts; with 10,000 the difference to the lines alone is " +
          (rest_many < 0 ? "-" : "") + Time(std::abs(rest_many)) +
          ", so nothing else grows with the list.\n"
          "- Of 16 threads that ask at once the one served least got " +
-         Print("%.2f", least) +
+         Print(least, 2) +
          " of an even share.\n"
          "- Of the time from process start to the first address " +
          Time(to_main_ns) +
