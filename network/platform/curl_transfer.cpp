@@ -235,7 +235,10 @@ bool CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
   if (line.empty()) {
     is_new_head_ = true;
     const int64_t code = status();
-    is_head_complete_ = code < 100 || code > 199;
+    if (code < 100) {
+      return false;  // no status is that small, and 0 tells of a failure
+    }
+    is_head_complete_ = code > 199;
   }
   return !IsCodingUnasked(line);
 }
