@@ -159,7 +159,7 @@ void Killed::ExpectWholeLines(const std::string& text) {
 
 TEST_F(Killed, AtAnyMomentTheNextOneAnswersAndHasTheWholeLog) {
   SCOPED_TRACE("seed " + std::to_string(seed_));
-  for (int round = 0; round < (kSanitized ? 25 : 350) && !HasFailure(); ++round) {
+  for (int round = 0; round < (kSanitized ? 15 : 350) && !HasFailure(); ++round) {
     if (round % 5 == 4) {
       Spawn("busy");
       KillWithin(20);
@@ -180,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(Of, KilledInFileCall, testing::Values("save", "flush", 
                          [](const auto& work) { return std::string(work.param); });
 
 TEST_P(KilledInFileCall, TheNextOneAnswersAndHasTheWholeLog) {
-  for (int call = 1; call <= 50 && !HasFailure(); call += kSanitized ? 4 : 1) {
+  for (int call = 1; call <= 50 && !HasFailure(); call += kSanitized ? 7 : 1) {
     SCOPED_TRACE(call);
     ExpectAGoodStart(GetParam(), call);
     child_->Signal();
