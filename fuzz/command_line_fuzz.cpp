@@ -44,6 +44,11 @@ int RunWatch(const ClientOptions& options, bool) {
   return UseOptions(options);
 }
 
+int RunLog(const LogOptions&) {
+  ++commands_run;
+  return 0;
+}
+
 int RunServe(const std::string&) {
   ++commands_run;
   return 0;
