@@ -71,7 +71,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   void PostDelayedTask(int delay_ms, const std::function<void()>& task) override;
   void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) override;
 
-  // One pending wake-up serves all posts that come before it is run.
+  // A post that ends a wait needs no more; otherwise one pending wake-up serves all posts that come
+  // before it is run.
   void PostAndWake(const std::function<void()>& task) override;
 
   // Interrupts nothing: a task that runs is finished, and no further one is begun. For good: a
@@ -110,7 +111,8 @@ class BaseThread : public IThread, public ITaskDelegate {
     bool ran;
   };
 
-  void Notify();
+  // True if the thread was waiting: the pass that this begins runs what has been stored.
+  bool Notify();
   // These two: the lane's mutex is held.
   static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
                            const std::function<void()>& task);

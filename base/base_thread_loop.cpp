@@ -55,13 +55,18 @@ void BaseThread::Step(LoopStep step) {
 
 // Called after the news has been stored. A thread that marks itself as waiting after our look at
 // the mark reads the news after it, so a thread that doesn't wait needs no notification.
-void BaseThread::Notify() {
+bool BaseThread::Notify() {
   if (!waiting) {
-    return;
+    return false;
   }
   RecursiveMutexLock lock(wake_mutex);
+  // The thread holds the mutex from its mark up to the wait, so while the mark stands it waits.
+  if (!waiting) {
+    return false;
+  }
   waiting = false;
   wake_condition.notify_all();
+  return true;
 }
 
 void BaseThread::AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
@@ -121,10 +126,15 @@ void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, 
   MirrorEarliestDueLocked();
 }
 
-// The two posts, with one notification. The loop drains the high-priority lane after each walk that
-// ran a task, so who posts to that lane and then finds a wake-up pending is served by that drain.
+// Another thread that waits is notified, and every pass drains the high-priority lane, whether it
+// ends its wait by that or by a time-out at the same instant. Otherwise it's two posts: the loop
+// drains that lane after each walk that ran a task, so who posts to it and then finds a wake-up
+// pending is served by that drain.
 void BaseThread::PostAndWake(const std::function<void()>& task) {
   AppendPriority(task);
+  if (!IsCurrentThread() && Notify()) {
+    return;
+  }
   if (!wake_up_pending && !wake_up_pending.exchange(true)) {
     Step(LoopStep::kPosterMarked);
     try {

@@ -4,6 +4,8 @@
 
 namespace zo_base {
 
+inline constexpr int64_t kMsPerSecond = 1000;
+
 // Told when a test sets the clock, so that a waiting loop can reckon its wait anew.
 class ClockListener {
  public:

@@ -1,4 +1,5 @@
-# STURDY_SANITIZER: empty, "address" (with undefined behaviour and leaks) or "thread".
+# STURDY_SANITIZER: empty, "address" (with undefined behaviour and leaks), "thread", or "fuzzer"
+# (address, with the coverage by which clang's libFuzzer finds its way).
 # Directory-wide, since code with and without a sanitizer must not be mixed in one program.
 if(STURDY_SANITIZER STREQUAL "address")
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
@@ -7,8 +8,12 @@ if(STURDY_SANITIZER STREQUAL "address")
 elseif(STURDY_SANITIZER STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
   add_link_options(-fsanitize=thread)
+elseif(STURDY_SANITIZER STREQUAL "fuzzer")
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined,float-cast-overflow
+                      -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
 elseif(NOT STURDY_SANITIZER STREQUAL "")
-  message(FATAL_ERROR "STURDY_SANITIZER must be empty, address or thread, "
+  message(FATAL_ERROR "STURDY_SANITIZER must be empty, address, thread or fuzzer, "
                       "not '${STURDY_SANITIZER}'.")
 endif()
 

@@ -88,6 +88,9 @@ void Host::AcceptAll() {
     }
     tcp::socket socket(io_);
     socket.assign(port_.is_v6() ? tcp::v6() : tcp::v4(), fd);
+    // As real servers do: the end of an answer doesn't wait for the client's acknowledgement.
+    boost::system::error_code ignored;
+    socket.set_option(tcp::no_delay(true), ignored);
     const auto connection = Connection::Make(std::move(socket), desk_);
     connections_.push_back(connection);
     connection->Begin();

@@ -10,11 +10,11 @@ namespace lab {
 
 // Rules of the failure reports; only what is set stands in the document.
 struct LbsReport {
-  std::optional<std::string> host;
-  std::optional<bool> on;
-  std::optional<int64_t> count;
-  std::optional<int64_t> time;
-  std::optional<int64_t> min_delay_s;
+  std::optional<std::string> host = {};
+  std::optional<bool> on = {};
+  std::optional<int64_t> count = {};
+  std::optional<int64_t> time = {};
+  std::optional<int64_t> min_delay_s = {};
 };
 
 // Writes the JSON text of a load-balancing document, members in the order of the calls:

@@ -14,10 +14,11 @@
 namespace lab {
 
 // A scenario that can't be played. what() is one sentence that begins with the key it is about,
-// such as "servers[0].routes[1].behaviours[0].status: must be a number from 100 to 599."
+// such as "servers[0].routes[1].behaviours[0].status: must be a number from 100 to 599." What could
+// end its line is shown as "?".
 class ScenarioError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ScenarioError(const std::string& what);
 };
 
 enum class Framing { kLength, kChunked, kUntilClose };

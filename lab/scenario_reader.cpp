@@ -288,7 +288,16 @@ class EqualKeys {
   std::vector<std::set<std::string>> open_;  // one per object that isn't closed yet
 };
 
+// Keys and texts of a file stand in sentences about them.
+std::string OneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+  return text;
+}
+
 }  // namespace
+
+ScenarioError::ScenarioError(const std::string& what) : std::runtime_error(OneLine(what)) {}
 
 Scenario Scenario::Parse(std::string_view json_text) {
   Json json;
@@ -297,6 +306,8 @@ Scenario Scenario::Parse(std::string_view json_text) {
     json = Json::parse(json_text, std::ref(equal_keys));
   } catch (const Json::parse_error& error) {
     throw ScenarioError("scenario: is no JSON, from " + Place(json_text, error.byte) + " on.");
+  } catch (const Json::out_of_range&) {
+    throw ScenarioError("scenario: holds a number that is too large.");
   }
   const Node node(json, "");
   node.ExpectKeys({"description", "servers"}, "a scenario");

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "network/http_status.h"
 #include "network/platform/exit_gate.h"
 #include "network/win_http.h"
 
@@ -14,7 +15,6 @@ namespace {
 constexpr uint16_t kPoolSize = 12;
 constexpr int32_t kSendTimeOutMs = 2000;
 constexpr int32_t kReceiveTimeOutMs = 2000;
-constexpr int32_t kStatusOk = 200;
 
 // A pair for each line with exactly one colon: the status line gives none, and neither does a
 // value that holds a colon. Values keep their leading blank.

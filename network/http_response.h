@@ -18,7 +18,7 @@ struct HttpResponse {
   HttpResponse(const HttpResponse&) = delete;
   HttpResponse& operator=(const HttpResponse&) = delete;
 
-  // True exactly for status 200: a 204 is no success here.
+  // True exactly for kStatusOk.
   bool success = false;
   // Raw data; CWinHttp's road leaves it empty and fills `body`.
   std::vector<char> data;

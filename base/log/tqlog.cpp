@@ -14,7 +14,6 @@
 namespace zo_base {
 namespace {
 
-constexpr int64_t kMsPerSecond = 1000;
 // A time of 18, two ids of at most 10, a level's name of 6, and what stands between them.
 constexpr size_t kPrefixBytes = 64;
 constexpr size_t kSecondTextBytes = sizeof "03-14 15:09:26" - 1;

@@ -168,7 +168,7 @@ bool File::Write(std::string_view text) {
   if (!IsOpen()) {
     return false;
   }
-  const bool fails = FileCallFails();
+  const bool fails = WriteFails();
   std::string_view rest = fails ? text.substr(0, text.size() / 2) : text;
   while (!rest.empty()) {
     const ssize_t written_bytes =
@@ -177,6 +177,9 @@ bool File::Write(std::string_view text) {
       return false;
     }
     rest.remove_prefix(static_cast<size_t>(written_bytes));
+  }
+  if (fails) {
+    EndFailedWrite();
   }
   return !fails;
 }

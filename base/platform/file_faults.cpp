@@ -27,15 +27,26 @@ bool ScopedFileFault::Fired() {
   return calls_left <= 0;
 }
 
-bool FileCallFails() {
+bool WriteFails() {
   if (!armed.load(std::memory_order_relaxed)) {
     return false;
   }
   const int left = --calls_left;
-  if (left == 0 && kind == FileFault::kKill) {
+  return left == 0 || (left < 0 && kind == FileFault::kFailOn);
+}
+
+void EndFailedWrite() {
+  if (kind == FileFault::kKill) {
     std::raise(SIGKILL);
   }
-  return left == 0 || (left < 0 && kind == FileFault::kFailOn);
+}
+
+bool FileCallFails() {
+  const bool fails = WriteFails();
+  if (fails) {
+    EndFailedWrite();
+  }
+  return fails;
 }
 
 }  // namespace zo_base

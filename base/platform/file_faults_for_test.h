@@ -11,8 +11,8 @@ enum class FileFault {
 };
 
 // Makes the n-th file call from here on fail, counted from 1 over all threads. A write that fails
-// writes half of its bytes first, as on a disk that fills up.
-// Owner: one at a time, a test's scope.
+// or dies writes half of its bytes first, as on a disk that fills up. Owner: one at a time, a
+// test's scope.
 class ScopedFileFault {
  public:
   ScopedFileFault(int nth_call, FileFault fault);
@@ -26,5 +26,8 @@ class ScopedFileFault {
 
 // Asked by the file calls themselves.
 bool FileCallFails();
+// The same for a write, which calls EndFailedWrite once half of its bytes are out.
+bool WriteFails();
+void EndFailedWrite();
 
 }  // namespace zo_base

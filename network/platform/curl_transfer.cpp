@@ -221,10 +221,13 @@ bool CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
   if (is_head_complete_) {
     return true;  // a trailer behind the last chunk
   }
+  std::string_view line(data, size_bytes);
   if (std::exchange(is_new_head_, false)) {
+    if (line.rfind("HTTP/", 0) != 0) {
+      return false;  // libcurl takes other letters for a status of 200, whatever number follows
+    }
     head_.clear();
   }
-  std::string_view line(data, size_bytes);
   while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) {
     line.remove_suffix(1);
   }
@@ -232,7 +235,10 @@ bool CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
   if (line.empty()) {
     is_new_head_ = true;
     const int64_t code = status();
-    is_head_complete_ = code < 100 || code > 199;
+    if (code < 100) {
+      return false;  // no status is that small, and 0 tells of a failure
+    }
+    is_head_complete_ = code > 199;
   }
   return !IsCodingUnasked(line);
 }

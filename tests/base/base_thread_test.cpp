@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/platform/thread.h"
-#include "base/platform/thread_for_test.h"
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
 #include "tests/base/run_threads.h"
@@ -64,59 +62,6 @@ TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
   EXPECT_TRUE(dropped);
 }
 
-TEST(BaseThread, AFailedStartLeavesItAsItWas) {
-  auto thread = std::make_shared<BaseThread>("second try");
-  FailThreadStartForTest(1);
-  EXPECT_THROW(thread->Start(), std::system_error);
-  EXPECT_FALSE(thread->IsRunning());
-  thread->Start();
-  EXPECT_TRUE(thread->IsRunning());
-  thread->Stop();
-  EXPECT_EQ(LiveLibraryThreads(), 0);
-}
-
-TEST(BaseThread, AStopFromABeginSlotStillLetsStartReturn) {
-  auto thread = std::make_shared<BaseThread>("short life");
-  bool ran = false;
-  bool told_end = false;
-  PostTo(*thread, [&] { ran = true; });
-  thread->Connect(SignalKey(&IThread::SIG_InternalBegin), [&] {
-    ran = false;
-    PostTo(*thread, [&] { ran = true; });
-  });
-  thread->Connect(SignalKey(&IThread::SIG_ThreadBegin),
-                  [&] { EXPECT_THROW(thread->Stop(), std::system_error); });
-  thread->Connect(SignalKey(&IThread::SIG_InternalEnd), [&] { told_end = true; });
-  thread->Start();
-  thread->Join();
-  EXPECT_FALSE(thread->IsRunning());
-  EXPECT_TRUE(told_end);
-  EXPECT_FALSE(ran);
-}
-
-TEST(BaseThread, RunOnAThreadOfTheCallersHasNothingToJoin) {
-  auto thread = std::make_shared<BaseThread>("borrowed");
-  PostTo(*thread, [&] { EXPECT_NO_THROW(thread->Stop()); });
-  std::thread([&] { thread->Run(); }).join();
-  EXPECT_FALSE(thread->IsRunning());
-}
-
-TEST(BaseThread, ItsLoopPostsToTheDelegateAttachedLast) {
-  auto first = std::make_shared<BaseThread>("first");
-  auto second = std::make_shared<BaseThread>("second");
-  first->Start();
-  second->Start();
-  first->GetTaskLoop()->AttachDelegate(second);
-  std::promise<void> ran;
-  PostTo(first->GetTaskLoop(), [&] {
-    EXPECT_TRUE(second->IsCurrentThread());
-    ran.set_value();
-  });
-  EXPECT_TRUE(Arrives(ran.get_future()));
-  first->Stop();
-  second->Stop();
-}
-
 TEST_F(Delayed, HighPriorityTasksOvertakeNormalOnes) {
   std::vector<std::string> order;
   std::promise<void> done;
@@ -154,19 +99,6 @@ TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
   EXPECT_EQ(order, "abcd");
   Pass(1);
   EXPECT_EQ(order, "abcde");
-}
-
-TEST_F(Delayed, RepeatsAsOftenAsAsked) {
-  const int times[] = {1, 3, 0, -1, INT_MIN};
-  std::vector<int> runs(5);
-  for (int i = 0; i < 5; ++i) {
-    thread->PostRepeatedTask(
-        10, [&runs, i] { ++runs[i]; }, times[i]);
-  }
-  for (int i = 0; i < 6; ++i) {
-    Pass(10);
-  }
-  EXPECT_THAT(runs, ElementsAre(1, 3, 1, 6, 6));
 }
 
 TEST_F(Delayed, RepeatsAreReckonedFromTheStartOfARun) {

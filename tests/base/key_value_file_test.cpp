@@ -2,13 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <filesystem>
 #include <map>
 #include <thread>
 
 #include "base/json/json.h"
-#include "base/md5.h"
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
 #include "tests/support/temp_folder.h"
@@ -93,20 +91,6 @@ TEST_F(KeyValueFileTest, LoadsWhatItSavedAndSavesTextsAlone) {
   EXPECT_THROW(store_.Save(), BadZOAnyCast);
 }
 
-TEST_F(KeyValueFileTest, AFileCutAtAnyByteLoadsAsEmpty) {
-  const std::string text = R"({"a": "1", "b\n": "2"})";
-  for (size_t length = 1; length <= text.size(); ++length) {
-    ASSERT_TRUE(WriteWholeFile(path_, text.substr(0, length)));
-    store_.Load(path_);
-    EXPECT_EQ(ItemsOf(store_).size(), length == text.size() ? 2U : 0U);
-    std::string flipped = text;
-    flipped[length - 1] = static_cast<char>(~flipped[length - 1]);
-    ASSERT_TRUE(WriteWholeFile(path_, flipped));
-    store_.Load(path_);
-    EXPECT_LE(ItemsOf(store_).size(), 2U);
-  }
-}
-
 TEST_F(KeyValueFileTest, AnyFileCallOfASaveAndALoadCanFail) {
   store_.Load(path_);
   SetText(store_, "a", "old");
@@ -146,11 +130,6 @@ TEST_F(KeyValueFileTest, AnyThreadMayUseIt) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-}
-
-TEST(Md5Test, GivesThePublishedDigests) {
-  EXPECT_EQ(Md5Hex(""), "d41d8cd98f00b204e9800998ecf8427e");
-  EXPECT_EQ(Md5Hex("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
 }
 
 }  // namespace

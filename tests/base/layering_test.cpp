@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,7 +31,8 @@ using Includes = std::vector<std::string>;
 
 std::map<std::string, Includes> ReadTree() {
   std::map<std::string, Includes> tree;
-  for (const char* top : {"include", "base", "net", "network", "src", "lab", "tools", "tests"}) {
+  for (const char* top :
+       {"include", "base", "net", "network", "src", "lab", "tools", "tests", "fuzz"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / top)) {
       if (std::set<fs::path>{".h", ".cpp", ".in"}.count(entry.path().extension()) == 0) {
         continue;
@@ -75,7 +77,8 @@ TEST(Layering, IncludesOnlyPointDown) {
       {"src", {"include/", "base/", "net/", "network/", "src/"}},
       {"lab", {"include/", "lab/"}},
       {"tools", {""}},
-      {"tests", {""}}};
+      {"tests", {""}},
+      {"fuzz", {""}}};
   for (const auto& [path, includes] : Tree()) {
     for (const std::string& include : includes) {
       const std::string target = Resolve(include);
@@ -92,7 +95,7 @@ TEST(Layering, TheSystemAndCurlHaveTheirRooms) {
       "<dlfcn.h",  "<fcntl.h",    "<netdb.h", "<poll.h",  "<pthread.", "<sched.h",  "<signal.h",
       "<unistd.h", "<semaphore.", "<syscall", "<termios", "<windows.", "<ifaddrs.h"};
   for (const auto& [path, includes] : Tree()) {
-    const bool rim = Starts(path, {"lab/", "tools/", "tests/"});
+    const bool rim = Starts(path, {"lab/", "tools/", "tests/", "fuzz/"});
     const bool room =
         Starts(path, {"base/platform/", "network/platform/", "net/resolver", "net/sock_addr"});
     for (const std::string& include : includes) {
@@ -133,8 +136,35 @@ TEST(Layering, EverySourceIsBuilt) {
       std::ifstream in(folder / "CMakeLists.txt");
       const std::string lists{std::istreambuf_iterator<char>(in), {}};
       named = lists.find(path.filename()) != std::string::npos;
+      // Fuzzers are listed by what they feed.
+      const std::string stem = path.stem();
+      named = named ||
+              (Starts(entry.first, {"fuzz/"}) &&
+               lists.find("sturdy_fuzzer(" + stem.substr(0, stem.rfind('_'))) != std::string::npos);
     }
     EXPECT_TRUE(named) << entry.first << " is in no CMakeLists.txt";
+  }
+}
+
+// A reader of the log finds each tag, and each that stands behind one, in the client's guide.
+TEST(Guide, ExplainsEveryTagOfTheLog) {
+  const auto read = [](const fs::path& path) {
+    std::ifstream in(kRoot / path);
+    return std::string{std::istreambuf_iterator<char>(in), {}};
+  };
+  const std::string guide = read("docs/client-guide.md");
+  const std::regex begin(R"(ZO_LOG\(LV_\w+\)\s*<<\s*"((\[[a-z ]+\])+))");
+  std::set<std::string> tags;
+  for (const auto& entry : Tree()) {
+    const std::string text =
+        Starts(entry.first, {"base/", "net", "src/"}) ? read(entry.first) : std::string();
+    for (std::sregex_iterator it(text.begin(), text.end(), begin), end; it != end; ++it) {
+      tags.insert((*it)[1].str());
+    }
+  }
+  EXPECT_THAT(tags, testing::SizeIs(testing::Ge(9u)));
+  for (const std::string& tag : tags) {
+    EXPECT_NE(guide.find(tag), std::string::npos) << tag;
   }
 }
 

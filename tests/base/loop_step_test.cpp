@@ -8,7 +8,6 @@
 
 #include "base/post_task.h"
 #include "tests/base/loop_fixture.h"
-#include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -147,19 +146,6 @@ TEST_F(HeldLoop, AMarkWhoseWakeUpComesLateServesTheOthersToo) {
           }}});
   go_on.set_value();
   EXPECT_TRUE(Arrives(arrived.get_future()));
-}
-
-class PostRace : public LoopFixture {};
-
-TEST_F(PostRace, NoAnswerIsLostWhenPostsMeetTimersAndEachOther) {
-  RunThreads(2, [&](int) {
-    for (int i = 0; i < 1000; ++i) {
-      std::promise<void> ran;
-      thread->PostDelayedTask(0, [] {});
-      PostTo(loop, [&] { PostTo(loop, [&] { ran.set_value(); }); });
-      ASSERT_TRUE(Arrives(ran.get_future()));
-    }
-  });
 }
 
 }  // namespace

@@ -3,13 +3,11 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "base/any.h"
 #include "base/at_exit.h"
 #include "base/once_flag.h"
 #include "base/singleton.h"
-#include "base/snapshot.h"
 #include "base/unload_hook.h"
 #include "tests/base/run_threads.h"
 
@@ -47,21 +45,6 @@ TEST(OnceFlag, StaysUnsetOnAnExceptionAndCanBeReset) {
   RunThreads(4, [&](int) {
     once.Call([&] { ++runs; });
     EXPECT_EQ(runs, 2);
-  });
-}
-
-TEST(Snapshot, ReadersKeepWhatTheyGot) {
-  Snapshot<std::vector<int>> snapshot;
-  EXPECT_EQ(snapshot.Get(), nullptr);
-  snapshot.Set(std::vector<int>{1, 1});
-  RunThreads(3, [&](int thread) {
-    for (int i = 0; i < 500; ++i) {
-      if (thread == 0) {
-        snapshot.Set(std::vector<int>{i, i});
-      }
-      const auto seen = snapshot.Get();
-      EXPECT_EQ(seen->front(), seen->back());
-    }
   });
 }
 
@@ -134,17 +117,6 @@ TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
   RunUnloadHooksForTest();
   EXPECT_EQ(Counted::alive, 0);
   EXPECT_NE(Counted::Instance(), nullptr);
-}
-
-TEST(Singleton, IsSafeWhileEnvironmentsComeAndGo) {
-  RunThreads(4, [](int thread) {
-    for (int n = 0; n < 500; ++n) {
-      const auto environment = thread == 0 ? IAtExitManager<SturdyObject>::Get() : nullptr;
-      ASSERT_NE(Counted::Instance(), nullptr);
-    }
-  });
-  RunUnloadHooksForTest();
-  EXPECT_EQ(Counted::alive, 0);
 }
 
 std::string hooks_run;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,10 +33,10 @@ inline zo_sturdy::_ZOSturdyLBSSettings LBSRecord(const std::string& url,
 }
 
 // A client's call of GetLinkAddress, as "host:port".
-inline std::string Link(zo_sturdy::IZOSturdyLBSService& service) {
+inline std::string Link(zo_sturdy::IZOSturdyLBSService& service,
+                        net::AddressFamily family = net::kIPFamilyAny) {
   char host[zo_sturdy::kLinkHostBufferSize] = {};
   uint16_t port = 0;
-  net::AddressFamily family = net::kIPFamilyAny;
   if (!service.GetLinkAddress(host, &port, &family)) {
     return "";
   }

@@ -63,25 +63,6 @@ class ClientRoad : public EnvironmentTest {
   IZOSturdyObject& object_ = Start("token");
 };
 
-TEST_F(ClientRoad, FromTheDefaultToTheListOfALiveServer) {
-  auto& service = *object_.GetLBSService();
-  FetchAndDo(
-      [](int code, const std::string& document) {
-        EXPECT_EQ(code, 200);
-        EXPECT_THAT(document, testing::HasSubstr("one.example:1"));
-      },
-      [&] {
-        EXPECT_EQ(Link(service), "localhost:9");
-        EXPECT_TRUE(lab_.WaitForHeld("gate", 1, kLimit));
-        lab_.OpenGate("gate");
-      });
-  EXPECT_EQ(lab_.Requests()[0].query, "k=token&sv=0&pv=0&tp=0&networkType=2");
-  EXPECT_EQ(service.GetLinkHostCount(), 2);
-  EXPECT_EQ(Link(service), "one.example:1");
-  EXPECT_EQ(Link(service), "[::1]:2");
-  EXPECT_EQ(Link(service), "default.example:3");
-}
-
 // A client may call everything in its callback. Two calls only leave a line in the log.
 TEST_F(ClientRoad, EverySlotAndEveryExportFromInsideTheCallback) {
   lab_.OpenGate("gate");

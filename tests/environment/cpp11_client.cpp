@@ -9,6 +9,21 @@
 #include <cstring>
 #include <future>
 
+// What the boundary's description can't hold, since it passes through a char*: a client's buffers
+// are as large as these say, and the library writes as much.
+static_assert(zo_sturdy::kLinkHostBufferSize == 512 &&
+                  zo_sturdy::kLBSResponseBufferSize == 1048577 &&
+                  zo_sturdy::kVltDLBufferSize == 1048577 && zo_sturdy::kNameBufferSize == 1048577 &&
+                  zo_sturdy::kVltDLListBufferSize == 6291457 &&
+                  zo_sturdy::kVltListBufferSize == 6291457 &&
+                  zo_sturdy::kDescBufferSize == 1048577 &&
+                  zo_sturdy::kQueryHostBufferSize == 2097153,
+              "sizes of the out buffers");
+static_assert(offsetof(zo_sturdy::_ZOSturdyMsgStatInfo, host) == 1 &&
+                  offsetof(zo_sturdy::_ZOSturdyMsgStatInfo, api) == 513 &&
+                  offsetof(zo_sturdy::_ZOSturdyMsgStatInfo, desc) == 1025,
+              "layout of the message statistics");
+
 namespace {
 
 std::promise<int>& FirstCode() {

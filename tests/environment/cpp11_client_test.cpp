@@ -1,13 +1,12 @@
 // The shared library as a stranger's client sees it, over every kind of transport.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "sturdy/sturdy.h"
+#include "tests/support/child.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -35,21 +34,13 @@ TEST_P(Cpp11Client, GetsItsLinkAddresses) {
                                                            .Lbs("${url:lbs}/lbs/conf.jsp")
                                                            .Text()))});
   const TempFolder folder;
-  const std::string command = std::string(CPP11_CLIENT) + " '" + folder.path() + "' '" +
-                              lab.Url("lbs", "/lbs/conf.jsp") + "' 10.0.0.9:9 2>&1";
-  FILE* const client = popen(command.c_str(), "r");
-  ASSERT_NE(client, nullptr);
-  std::string output;
-  std::array<char, 256> piece;
-  while (std::fgets(piece.data(), piece.size(), client)) {
-    output += piece.data();
-  }
-  EXPECT_EQ(pclose(client), 0);
-  EXPECT_EQ(output,
+  Child client({CPP11_CLIENT, folder.path(), lab.Url("lbs", "/lbs/conf.jsp"), "10.0.0.9:9"});
+  EXPECT_EQ(client.ReadRest(),
             "10.0.0.9:9 family 1\n"
             "code 200\n"
             "10.0.0.1:1 family 1\n"
             "[::2]:2 family 2\n");
+  EXPECT_EQ(client.Wait(), 0);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <system_error>
@@ -93,13 +92,6 @@ TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
                                           "http dns manage"));
 }
 
-TEST(EnvironmentLifecycle, ExitWithoutAStart) {
-  for (const int id : {1, 0, 1}) {
-    ExitSturdyEnvironment(id);
-    ExpectNothingStarted();
-  }
-}
-
 // Each thread that a start makes is denied in turn, until a start needs no more of them.
 TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
   const TempFolder folder;
@@ -136,19 +128,6 @@ TEST(EnvironmentLifecycle, StartsAndExitsOfManyThreadsRunOneAfterTheOther) {
     client.join();
   }
   ExpectNothingStarted();
-}
-
-// The end of a process with everything running: no crash, no wait, not a word.
-TEST(EnvironmentLifecycleDeathTest, EndOfTheProcessWithoutAnExit) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const TempFolder folder;
-  const auto end_with_all_running = [&] {
-    StartSturdyEnvironment(EnvironmentSettings(folder.path(), "token"));
-    auto* const service = GetSturdyObject(1)->GetLBSService();
-    service->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
-    std::exit(Link(*service) == "localhost:1" ? 0 : 1);
-  };
-  EXPECT_EXIT(end_with_all_running(), testing::ExitedWithCode(0), testing::Eq(""));
 }
 
 }  // namespace

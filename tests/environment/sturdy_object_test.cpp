@@ -78,13 +78,16 @@ TEST_F(SturdyObject, QueryHostWritesNoMoreThanItsText) {
 TEST_F(SturdyObject, QueryHostGivesWhatTheServiceSays) {
   const lab::Lab lab({lab::HttpServer("dns").On(
       lab::kHostQueryPath,
-      lab::Answer(R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1"],"ipv6":["::1"]}}})"))});
+      lab::Answer(
+          R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1","a name"],"ipv6":["::1"]}}})"))});
   dns_endpoints_ = {{"127.0.0.1", lab.Port("dns"), false}};
   IZOSturdyObject& object = Start();
   const std::string both = R"({"code": 200, "data": {"ipv4": ["10.0.0.1"], "ipv6": ["[::1]"]}})";
+  const std::string v4 = R"({"code": 200, "data": {"ipv4": ["10.0.0.1"]}})";
   const std::string v6 = R"({"code": 200, "data": {"ipv6": ["[::1]"]}})";
   for (const auto& [host, family, text, exchanges] :
        {std::make_tuple("a.test", 0, both, 1U), std::make_tuple("a.test", 2, v6, 1U),
+        std::make_tuple("a.test", 1, v4, 1U), std::make_tuple("a.test", -7, v6, 1U),
         std::make_tuple("b.test", 0, std::string("{\"code\":1}"), 2U)}) {
     std::string out(100, '#');
     EXPECT_EQ(object.QueryHost(host, family, out.data()), text.size() > 10);

@@ -1,9 +1,5 @@
 #include "src/sturdy/http_agent/logic/http_agent.h"
 
-#include <system_error>
-
-#include "base/platform/thread.h"
-#include "base/platform/thread_for_test.h"
 #include "base/thread_info.h"
 #include "tests/http_agent/agent_fixture.h"
 
@@ -104,46 +100,6 @@ TEST_F(AgentTest, OutcomeForAnAgentThatIsGoneIsNotTold) {
   Settle();
   EXPECT_EQ(outcome.calls, 0);
   EXPECT_EQ(Live(), 1U);
-}
-
-TEST_F(AgentTest, AgentMayDieWhileItsOwnThreadTellsAnOutcome) {
-  std::promise<void> telling;
-  std::promise<void> dying;
-  std::atomic<bool> told{false};
-  Outcome outcome;
-  MultipleURLHttpRequest request = Request(1, outcome);
-  request.callback = [&](const auto&...) {
-    telling.set_value();
-    dying.get_future().wait();
-    told = true;
-  };
-  config_->GetHttpRequestInvoker()(request, true);
-  transport_->Answer(Url(0), 200);
-  telling.get_future().wait();
-  const std::weak_ptr<HttpAgent> weak = agent_;
-  std::thread owner([&] { agent_.reset(); });
-  while (!weak.expired()) {
-    std::this_thread::yield();
-  }
-  dying.set_value();
-  owner.join();
-  EXPECT_TRUE(told);
-}
-
-TEST_F(AgentTest, FailedStartLeavesNothingAndTheNextOneWorks) {
-  agent_->Stop();
-  for (const int failing : {1, 2, 13, 14, 15}) {
-    KRBASE::network::HttpClient::Instance()->Stop();
-    const int threads = zo_base::LiveLibraryThreads();
-    const auto agent = std::make_shared<HttpAgent>();
-    agent->SetEnvironmentConfig(config_);
-    zo_base::FailThreadStartForTest(failing);
-    EXPECT_THROW(agent->Start(), std::system_error);
-    KRBASE::network::HttpClient::Instance()->Stop();
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), threads);
-    agent->Start();
-    agent->Stop();
-  }
 }
 
 TEST(QueryHost, AgentThatDoesNotRunResolvesNothing) {

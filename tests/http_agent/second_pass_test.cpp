@@ -233,49 +233,6 @@ TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
   EXPECT_EQ(log_.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
 }
 
-TEST_F(SecondPassTest, EndOfTheAgentEndsTheWaitForAQuery) {
-  Outcome outcome;
-  config_->GetHttpRequestInvoker()(Asking({"http://a.test/"}, outcome), true);
-  transport_->Answer("http://a.test/", 500, "first");
-  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=a.test");
-  std::string result;
-  std::thread client([&] { EXPECT_FALSE(agent_->QueryHost("b.test", 0, result)); });
-  transport_->WaitFor("https://localhost/httpdns/v2/d?domain=b.test");
-  agent_->Stop();
-  client.join();
-  EXPECT_EQ(result, "{\"code\": 2}");
-  EXPECT_EQ(std::tie(outcome.success, outcome.body), std::make_tuple(false, "first"));
-}
-
-TEST_F(SecondPassTest, QueryHostSortsByFamily) {
-  struct Case {
-    const char* host;
-    int32_t family;
-    const char* answer;  // null for one that the cache has
-    const char* result;
-  };
-  const std::vector<Case> cases = {
-      {"a.test", 0,
-       R"({"a.test":{"ip":["10.0.0.1","a name","10.0.0.2"],"ipv6":["::1","[::2]"],"ttl":9}})",
-       R"({"code": 200, "data": {"ipv4": ["10.0.0.1", "10.0.0.2"], "ipv6": ["[::1]", "[::2]"]}})"},
-      {"a.test", 1, nullptr, R"({"code": 200, "data": {"ipv4": ["10.0.0.1", "10.0.0.2"]}})"},
-      {"a.test", -7, nullptr, R"({"code": 200, "data": {"ipv6": ["[::1]", "[::2]"]}})"},
-      {"none.test", 0, "{}", R"({"code": 2})"},
-      {"::1", 0, nullptr, R"({"code": 1})"}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.host);
-    const int before = transport_->sent;
-    std::string result;
-    std::thread client([&] { agent_->QueryHost(c.host, c.family, result); });
-    if (c.answer != nullptr) {
-      AnswerQuery(c.host, 200, std::string(R"({"code":200,"data":)") + c.answer + "}");
-    }
-    client.join();
-    EXPECT_EQ(result, c.result);
-    EXPECT_EQ(transport_->sent - before, c.answer != nullptr ? 1 : 0);
-  }
-}
-
 TEST_F(SecondPassTest, ReportsTakeTheSameRoad) {
   ReportTo("https://s.test:8");
   config_->address_family = net::kIPFamilyV4;

@@ -108,8 +108,8 @@ TEST_F(DamageTest, ADamagedServerCacheLoadsToATable) {
   });
   for (const std::string unusable :
        {"", "{}", "[1]", R"({"host": "h"})", R"({"host": "h", "ipv4": []})",
-        R"({"host": 5, "ipv4": "[]"})", R"({"host": "h", "ipv6": "[{\"host\": \"[::9]\"}]"})",
-        R"({"host": "h", "ipv4": 5})"}) {
+        R"({"host": " h", "ipv4": "[]"})", R"({"host": 5, "ipv4": "[]"})",
+        R"({"host": "h", "ipv6": "[{\"host\": \"[::9]\"}]"})", R"({"host": "h", "ipv4": 5})"}) {
     WriteCache("http_server_cache.data", unusable);
     EXPECT_EQ(Reloaded().size(), 8U) << unusable;
     EXPECT_EQ(ReadCache("http_server_cache.data").size(), text.size()) << unusable;

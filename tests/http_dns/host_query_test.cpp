@@ -1,9 +1,5 @@
 #include "src/sturdy/http_agent/http_dns/http_dns_service.h"
 
-#include <system_error>
-
-#include "base/platform/thread.h"
-#include "base/platform/thread_for_test.h"
 #include "tests/http_dns/dns_fixture.h"
 
 namespace zo_sturdy {
@@ -242,63 +238,6 @@ TEST_F(HostQueryTest, AnAnswerMayComeWhenTheManagerIsGone) {
   EXPECT_FALSE(request.check(0, 200, "", R"({"code": 200})", need_statistic));
   request.callback(true, "", "");
   NewManager();
-}
-
-TEST_F(HostQueryTest, AServiceJoinsItsThreadAndStartsOnce) {
-  const int threads = zo_base::LiveLibraryThreads();
-  {
-    const auto service = std::make_shared<HttpDNSService>();
-    service->SetEnvironmentConfig(config);
-    service->Start();
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), threads + 1);
-  }
-  EXPECT_EQ(zo_base::LiveLibraryThreads(), threads);
-  const auto service = std::make_shared<HttpDNSService>();
-  service->SetEnvironmentConfig(config);
-  zo_base::FailThreadStartForTest(1);
-  EXPECT_THROW(service->Start(), std::system_error);
-  service->Stop();
-  service->Start();
-  EXPECT_FALSE(service->Query(net::kIPFamilyAny, {"a"}, results));
-  EXPECT_EQ(zo_base::LiveLibraryThreads(), threads);
-}
-
-TEST_F(HostQueryTest, AServiceStopsInAnyMomentOfItsQueries) {
-  HttpDNSService().Stop();
-  for (int round = 0; round < 100; ++round) {
-    const auto service = std::make_shared<HttpDNSService>();
-    EXPECT_FALSE(service->Query(net::kIPFamilyAny, {"a"}, results));
-    service->SetEnvironmentConfig(config);
-    service->Start();
-    service->Start();
-    std::vector<std::future<bool>> queries;
-    // Before the queries go, also by an exception.
-    const std::shared_ptr<void> end(nullptr, [&](void*) { service->EndQueries(); });
-    for (int i = 0; i < 3; ++i) {
-      queries.push_back(std::async(std::launch::async, [&, i] {
-        HostIPMap found;
-        return service->Query(net::kIPFamilyAny, {std::to_string(i)}, found);
-      }));
-    }
-    if (round % 3 == 0) {
-      Next();  // which nobody answers
-    } else if (round % 3 == 1) {
-      Answer(Next().first, 200, R"({"code": 200, "data": {}})");
-    }
-    if (round % 2 == 0) {
-      service->EndQueries();
-    }
-    service->Stop();
-    service->Stop();
-    for (auto& query : queries) {
-      EXPECT_FALSE(query.get());
-    }
-    service->Start();
-    EXPECT_FALSE(service->Query(net::kIPFamilyAny, {"a"}, results));
-    while (Untaken() != 0) {
-      Next();
-    }
-  }
 }
 
 }  // namespace

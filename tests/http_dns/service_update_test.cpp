@@ -1,7 +1,3 @@
-#include "lab/lab.h"
-#include "network/http_client.h"
-#include "src/sturdy/http_agent/http_tools/http_tool.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/http_dns/dns_fixture.h"
 
 namespace zo_sturdy {
@@ -79,37 +75,6 @@ TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
   Answer(request, 503, "");
   Settle(60000);
   EXPECT_EQ(Next().first.heads, request.heads);
-}
-
-TEST_F(ServiceUpdateTest, TheHeaderLinesArriveAtAServer) {
-  const lab::Lab lab({lab::HttpServer("dns").On(
-      "/httpdns/v2/s", lab::Answer(R"({"host": "new.test", "ipv6": [], "ttl": 60})"))});
-  WriteCache("http_server_cache.data",
-             R"({"host": "dns.test", "ipv4": "[{\"host\": \"127.0.0.1\", )"
-             R"(\"https\": false, \"port\": )" +
-                 std::to_string(lab.Port("dns")) + R"(}]"})");
-  config->SetHttpRequestInvoker([](const MultipleURLHttpRequest& request, bool) {
-    HttpToolRequest sent{request.heads,
-                         request.time_out,
-                         request.type,
-                         request.urls[1].url,
-                         request.urls[1].host,
-                         {},
-                         ""};
-    sent.callback = [request](int32_t code, const std::string&, const std::string& body) {
-      return Answer(request, code, body);
-    };
-    HttpTool::PostRequest(sent);
-  });
-  KRBASE::network::HttpClient::Instance()->Start();
-  manager->Init();
-  ASSERT_TRUE(log.WaitFor("[http dns] Update success ttl : 60000 ms"));
-  EXPECT_EQ(Table().front(), "new.test:443");
-  EXPECT_THAT(lab.Requests().at(0).HeaderLines(),
-              testing::IsSupersetOf({"Host: dns.test", "X-QORVIN-BUSINESS:  im_g1",
-                                     "X-QORVIN-SDKVER:  _0_0", "X-QORVIN-APPKEY:"}));
-  manager->Stop();
-  KRBASE::network::HttpClient::Instance()->Stop();
 }
 
 TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {

@@ -5,11 +5,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <string>
 #include <vector>
 
-#include "lab/lbs_document.h"
 #include "tests/lab/client.h"
 
 namespace lab {
@@ -103,29 +101,6 @@ TEST(LabTest, BehavioursTakeTurnsAndCanBeReplaced) {
   EXPECT_FALSE(lab.WaitForRequests(1, 1ms));
 }
 
-TEST(LabTest, AGateHoldsUntilItIsReleased) {
-  Lab lab({HttpServer("it").On("/x", Answer("x").HeldAt("gate")).On("/y", Reset().HeldAt("gate"))});
-  const auto fetch = [&](const char* path) {
-    return std::async(std::launch::async, [url = lab.Url("it", path)] { return Fetch(url).code; });
-  };
-  EXPECT_EQ(lab.Release("gate"), 0);
-  auto first = fetch("/x");
-  auto second = fetch("/y");
-  { RawClient(lab.Port("it")).Send("GET /x HTTP/1.1\r\n\r\n"); }  // goes, and leaves the gate
-  ASSERT_TRUE(lab.WaitForRequests(3, kLimit));
-  ASSERT_TRUE(lab.WaitForOpen("it", 2, kLimit));
-  ASSERT_TRUE(lab.WaitForHeld("gate", 2, kLimit));
-  EXPECT_FALSE(lab.WaitForHeld("gate", 3, 1ms));
-  EXPECT_EQ(lab.Release("gate"), 2);
-  EXPECT_EQ(first.get(), CURLE_OK);
-  EXPECT_EQ(second.get(), CURLE_RECV_ERROR);
-  auto third = fetch("/x");
-  ASSERT_TRUE(lab.WaitForHeld("gate", 1, kLimit));
-  lab.OpenGate("gate");
-  EXPECT_EQ(third.get(), CURLE_OK);
-  EXPECT_EQ(fetch("/x").get(), CURLE_OK);
-}
-
 TEST(LabTest, KeepsItsPortsApart) {
   const Lab one({HttpServer("a"), HttpServer("b").Listens(Listening::kRefuse)});
   const Lab two({HttpServer("a"), HttpServer("b").At("::1")});
@@ -138,27 +113,6 @@ TEST(LabTest, KeepsItsPortsApart) {
     EXPECT_THAT(error.what(), StartsWith("servers[0].port: cannot listen on 127.0.0.1 port "));
   }
   EXPECT_THROW(one.Port("c"), std::invalid_argument);
-}
-
-TEST(LbsDocumentTest, WritesMembersInTheOrderOfTheCalls) {
-  LbsReport report;
-  report.host = "h";
-  report.on = true;
-  report.min_delay_s = 2;
-  EXPECT_EQ(LbsDocument()
-                .Link({"${a}", "b:1"})
-                .LinkDefault({})
-                .Lbs("u\"")
-                .LbsBackup({"v"})
-                .MsgStatEnable(false)
-                .Report(report)
-                .Set("vlt", "[1,null]")
-                .Lbs("w")
-                .Text(),
-            R"({"common":{"link":["${a}","b:1"],"link.default":[],"lbs":"w","lbs.backup":["v"],)"
-            R"("msg.stat.enable":false,"report":{"host":"h","apierror":{"on":true,"threshold":)"
-            R"({"min_delay":2}}},"vlt":[1,null]}})");
-  EXPECT_EQ(LbsDocument().Text(), R"({"common":{}})");
 }
 
 }  // namespace

@@ -3,11 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <thread>
 #include <utility>
 
 #include "base/at_exit.h"
@@ -124,35 +122,6 @@ TEST(TqlogTest, AStatementWithoutAnEnvironmentIsDroppedAndLeavesNothing) {
   EXPECT_THAT(log.Texts(), ElementsAre("load from mmap file begin", "first", "severe",
                                        "load from mmap file end", "second", "severe"));
   EXPECT_THAT(log.All()[2].location, testing::StartsWith("tqlog_test.cpp:"));
-}
-
-TEST(TqlogTest, PathAndLevelCanBeSetWhileOthersLog) {
-  const TempFolder folder;
-  const std::string path = folder.File("x.log");
-  Logger logger;
-  logger.SetLevel(LV_APP);
-  std::atomic<bool> stop{false};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int line = 0; !stop; ++line) {
-        Helper(LV_APP, {}, &logger) << "line " << line << " of a thread";
-      }
-    });
-  }
-  for (int round = 0; round < 50; ++round) {
-    logger.SetLogFile(path, 0, 4096);
-    logger.SetLevel(LV_PRO);
-    EXPECT_EQ(logger.GetLogFile(), path);
-  }
-  stop = true;
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  Helper(LV_APP, {}, &logger) << "last";
-  const LogLines log(path);
-  EXPECT_TRUE(log.WaitFor("last"));
-  EXPECT_THAT(log.Texts(), testing::Each(testing::MatchesRegex("line [0-9]+ of a thread|last")));
 }
 
 }  // namespace

@@ -20,28 +20,4 @@ TEST(StdStringCanonOutput, WritesBehindWhatIsThereAndGrows) {
   }
 }
 
-// Counts capacity without having it: all that is written lands in one byte.
-class Hollow : public url::CanonOutputT<char> {
- public:
-  explicit Hollow(int32_t full) { buffer_len = cur_len = full; }
-  void Resize(int32_t new_len) override {
-    buffer_len = new_len;
-    buffer = &byte_;
-    cur_len = 0;
-  }
-
- private:
-  char byte_ = 0;
-};
-
-TEST(CanonOutput, DoublesItsCapacityAndStopsShortOfOneGibibyte) {
-  const int32_t kSteps[][2] = {{0, 32}, {1, 2}, {1 << 28, 1 << 29}, {1 << 29, 1 << 29}};
-  for (const auto& [full, capacity] : kSteps) {
-    Hollow out(full);
-    out.Append('x');
-    EXPECT_EQ(out.capacity(), capacity);
-    EXPECT_EQ(out.length(), capacity == full ? full : 1);
-  }
-}
-
 }  // namespace

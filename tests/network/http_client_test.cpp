@@ -6,11 +6,8 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "base/platform/thread.h"
@@ -77,14 +74,6 @@ class HttpClientTest : public testing::Test {
       {lab::HttpServer("it").On("/", whole).On("/none", lab::Answer(204)).On("/held", held)}};
 };
 
-TEST(HttpRequest, BeginsWithItsDefaults) {
-  const HttpRequestUser first;
-  const HttpRequest second;
-  EXPECT_EQ(second.id, first.id + 1);
-  EXPECT_EQ(std::tuple(first.method, first.time_out, first.port, first.sni, first.state.load()),
-            std::tuple(5, 30000, 443, false, 0));
-}
-
 TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   client->Start();
   client->Start();
@@ -107,17 +96,6 @@ TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   EXPECT_FALSE(Send("/none").get().response->success);
 }
 
-TEST_F(HttpClientTest, TheThirteenthWaitsForAWorker) {
-  std::vector<std::future<Got>> slow = KeepAllWorkersBusy();
-  std::future<Got> thirteenth = Send("/");
-  lab.OpenGate("gate");
-  EXPECT_EQ(thirteenth.get().response->status, 200);
-  for (std::future<Got>& one : slow) {
-    EXPECT_EQ(one.get().response->body, "late");
-  }
-  EXPECT_EQ(lab.Requests().back().path, "/");
-}
-
 TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
   std::vector<std::future<Got>> under_way = KeepAllWorkersBusy();
   std::future<void> stopped = std::async(std::launch::async, [this] { client->Stop(); });
@@ -133,25 +111,7 @@ TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
   EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
 }
 
-TEST_F(HttpClientTest, AStopLeavesItAsNew) {
-  client->Stop();
-  for (const bool has_dispatcher : {false, true, true}) {
-    EXPECT_THROW(Send("/").get(), std::future_error);  // dropped, and no thread for it
-    client->Start();
-    if (has_dispatcher) {
-      EXPECT_EQ(Send("/").get().response->status, 200);
-    }
-    client->Stop();
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
-  }
-}
-
-TEST_F(HttpClientTest, LivesWithoutThreads) {
-  for (int n = 1; n <= kPoolThreads; ++n) {
-    zo_base::FailThreadStartForTest(n);
-    EXPECT_THROW(client->Start(), std::system_error);
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
-  }
+TEST_F(HttpClientTest, LivesWithoutADispatcher) {
   client->Start();
   zo_base::FailThreadStartForTest(1);
   const Got got = Send("/").get();

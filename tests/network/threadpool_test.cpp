@@ -7,20 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "base/platform/thread.h"
-
 namespace KRBASE::network {
 namespace {
-
-TEST(Threadpool, SizesAreBounded) {
-  for (const auto& [asked, expected] : {std::pair(0, 0), {12, 12}, {16, 16}, {20, 16}}) {
-    const threadpool pool(static_cast<uint16_t>(asked));
-    EXPECT_EQ(pool.size(), static_cast<size_t>(expected));
-    EXPECT_EQ(pool.idle_count(), expected);
-    EXPECT_EQ(zo_base::LiveLibraryThreads(), expected);
-  }
-  EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
-}
 
 TEST(Threadpool, RunsInOrderAndDropsWhatWaitsAtItsEnd) {
   std::promise<void> started;

@@ -11,7 +11,6 @@
 #include "base/clock_for_test.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
-#include "network/platform/http_handles.h"
 #include "network/win_http.h"
 
 namespace KRBASE::network {
@@ -97,28 +96,6 @@ TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
   });
   close(reader);
   close(listener);
-}
-
-TEST(TimeOut, OfTheWholeEndsABodyThatNeverPauses) {
-  const Lab lab({HttpServer("it").On("/", lab::Endless(1))});
-  ScopedTestClock clock;
-  const auto session = platform::HttpSession::Open("test");
-  session->SetTimeOuts({kConnectMs, kSendMs, kReceiveMs});
-  const auto connection =
-      platform::HttpConnection::Open(*session, "127.0.0.1", static_cast<uint16_t>(lab.Port("it")));
-  const auto request = platform::HttpRequestHandle::Open(*connection, "GET", "/", false);
-  ASSERT_TRUE(request->Send("", ""));
-  ASSERT_TRUE(request->ReceiveResponse());
-  char buffer[8];
-  size_t available_bytes = 0;
-  size_t read_bytes = 0;
-  for (const int64_t advance_ms : {19999, 10000, 1}) {  // each within the limit of a read
-    ASSERT_TRUE(request->QueryDataAvailable(available_bytes));
-    ASSERT_TRUE(request->ReadData(buffer, sizeof(buffer), read_bytes));
-    clock.Advance(advance_ms);
-  }
-  EXPECT_FALSE(request->QueryDataAvailable(available_bytes));
-  EXPECT_EQ(*request->QueryHeaders(platform::HttpQuery::kStatusCode), "200");
 }
 
 TEST(TimeOut, OfTheWholeHoldsOverRedirects) {

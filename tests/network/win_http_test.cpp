@@ -128,6 +128,8 @@ TEST(CWinHttp, TakesAnswersAsTheyCome) {
       {lab::CloseEarly(), {kHttpOpenFailed, 0, ""}},
       {lab::Reset(), {kHttpOpenFailed, 0, ""}},
       {lab::Garbage("HTTP/1.1 2000 OK\r\n\r\n"), {kHttpOpenFailed, 0, ""}},
+      {lab::Garbage("HtTP/1.1 500 No\r\n\r\n200 OK"), {kHttpOpenFailed, 0, ""}},
+      {lab::Garbage("HTTP/200\r\n\r\nbody"), {kHttpOpenFailed, 0, ""}},
       {lab::Garbage(long_head), {kHttpOpenFailed, 0, ""}},
       {Answer(302, "stay"), {0, 302, "stay"}},
       {Redirect("file:///etc/passwd"), {kHttpOpenFailed, 0, ""}},

@@ -1,9 +1,15 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -131,6 +137,53 @@ TEST_F(SturdyctlTest, QueryHostTellsWhatItHasAndWhetherThatIsAll) {
               testing::ContainsRegex(
                   "^a.test +192.0.2.1 192.0.2.2 \\[2001:db8::1\\]\nb.test +not resolved\nlog: "));
   EXPECT_EQ(text.Wait(), 1);
+}
+
+// What a host process gives to the programs that it starts, and what it makes of TLS keys.
+TEST_F(SturdyctlTest, KeepsItsDescriptorsAndTellsKeysWhereTheHostWantsThem) {
+  const lab::Lab lab(
+      {lab::HttpServer("silent").On(kPath, lab::Silent()),
+       lab::HttpsServer("lbs", lab::Certificate::kSelfSigned).On(kPath, Document())});
+  Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("silent", kPath)}));
+  ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
+  namespace fs = std::filesystem;
+  std::set<fs::path> others;  // the lab leaves its sockets to the child
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    others.insert(fs::read_symlink(entry.path(), gone));
+  }
+  std::ifstream pairs("/proc/net/unix");  // by which libcurl wakes its own waits
+  for (std::string line, word; std::getline(pairs, line);) {
+    std::istringstream words(line);
+    for (int i = 0; i < 7 && words >> word; ++i) {
+    }
+    others.insert("socket:[" + word + "]");
+  }
+  int descriptors = 0;
+  const fs::path process = "/proc/" + std::to_string(watch.id());
+  for (const auto& entry : fs::directory_iterator(process / "fd")) {
+    const fs::path number = entry.path().filename();
+    std::ifstream info(process / "fdinfo" / number);
+    std::string key;
+    unsigned flags = 0;
+    while (info >> key && key != "flags:") {
+    }
+    if (std::stoi(number) > 2 && others.count(fs::read_symlink(entry.path())) == 0) {
+      info >> std::oct >> flags;
+      EXPECT_NE(flags & O_CLOEXEC, 0U) << fs::read_symlink(entry.path());
+      ++descriptors;
+    }
+  }
+  EXPECT_GT(descriptors, 0) << "the transfer has one";
+
+  const std::string keys = folder_.File("keys");
+  std::vector<std::string> link = Command("link", {"--wait", "--token", "t", "--lbs"});
+  link.insert(link.begin(), {"/usr/bin/env", "SSLKEYLOGFILE=" + keys});
+  link.push_back(lab.Url("lbs", kPath));
+  Child child(link);
+  EXPECT_THAT(child.ReadRest(), HasSubstr("192.0.2.1:1"));
+  std::ifstream in(keys);
+  EXPECT_THAT(std::string(std::istreambuf_iterator<char>(in), {}), HasSubstr("CLIENT_"));
 }
 
 // The exit waits for the transfer, which the silent server keeps open; a second one doesn't.

@@ -3,30 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// One message of the log, taken apart.
-struct LogMessage {
-  uint32_t process_id = 0;
-  uint32_t thread_id = 0;
-  std::string level;     // "LV_APP"; empty for a marker
-  std::string location;  // "file.cpp:12" of a severe level
-  // Without the prefix and the line end; a message of several lines keeps the ends between them. A
-  // marker is the middle of its line: "load from mmap file begin".
-  std::string text;
+#include "tools/log_reader/log_message.h"
 
-  [[nodiscard]] bool IsMarker() const { return level.empty(); }
-};
-
+using log_reader::LogMessage;
 using Messages = std::vector<std::string>;
 
-// Reads a log as its readers do: the log file, then what the buffer file holds behind it. It works
-// on the log of a running process, and of one that has died.
+// Asks and awaits the log of a process that runs, is another one, or has died.
 // Errors: what isn't there reads as nothing.
 class LogLines {
  public:
@@ -55,8 +43,6 @@ class LogLines {
                                                    std::chrono::milliseconds limit = kLimit) const;
 
  private:
-  [[nodiscard]] std::string LogPath() const;
-
   const std::string path_;
   size_t skipped_ = 0;  // messages before StartHere
 };

@@ -1,5 +1,5 @@
 // The first request for the endpoints of HTTP DNS is made while the threads that carry it begin.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <chrono>
 
@@ -26,6 +26,9 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
     zo_sturdy::ExitSturdyEnvironment(1);
     ASSERT_EQ(lab.RequestsFor(lab::kServiceTablePath).size(), start);
   }
+  EXPECT_THAT(lab.Requests().back().HeaderLines(),
+              testing::IsSupersetOf({"Host: localhost", "X-QORVIN-BUSINESS:  im_g1",
+                                     "X-QORVIN-SDKVER:  _0_0", "X-QORVIN-APPKEY:"}));
 }
 
 }  // namespace

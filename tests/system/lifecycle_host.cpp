@@ -1,9 +1,7 @@
 // A client that doesn't exit its environment.
-//   lifecycle_host stay DATA_FOLDER URL    prints its first link and the code of each fetch
-//   lifecycle_host churn DATA_FOLDER URL   the same, and fetches without end
 //   lifecycle_host WAY DATA_FOLDER URL [openssl-first]
-// The last one starts another fetch after its first, waits for a byte on its input and ends in one
-// of the ways "return", "thread", "callback", "call", "fork", without a word.
+// Starts another fetch after its first, waits for a byte on its input and ends in one of the ways
+// "return", "thread", "callback", "call", "fork", without a word.
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,15 +21,13 @@ using zo_sturdy::IZOSturdyLBSService;
 using zo_sturdy::IZOSturdyObject;
 
 std::atomic<int> fetches{0};
-std::atomic<int> last_code{0};
 IZOSturdyObject* object = nullptr;
 std::atomic<bool> ends_in_callback{false};
 
-void OnUpdate(int code, const char* /*document*/) {
+void OnUpdate(int /*code*/, const char* /*document*/) {
   if (ends_in_callback) {
     std::exit(0);
   }
-  last_code = code;
   ++fetches;
   fetches.notify_all();
 }
@@ -39,21 +35,6 @@ void OnUpdate(int code, const char* /*document*/) {
 void AwaitFetch(int number) {
   for (int seen = fetches; seen < number; seen = fetches) {
     fetches.wait(seen);
-  }
-}
-
-[[noreturn]] void Stay(IZOSturdyLBSService& service, bool churns) {
-  std::printf("link %s\n", Link(service).c_str());
-  std::fflush(stdout);
-  std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
-  for (int fetch = 1;; ++fetch) {
-    AwaitFetch(fetch);
-    std::printf("code %d\n", last_code.load());
-    std::fflush(stdout);
-    if (churns) {
-      service.GetLBSResponse(false, document.data());  // until it takes the next update
-      service.Update(net::kIPFamilyAny);
-    }
   }
 }
 
@@ -109,9 +90,6 @@ int main(int count, char** arguments) {
   IZOSturdyLBSService& service = *object->GetLBSService();
   service.SetUpdateCallback(&OnUpdate);
   service.Start(LBSRecord(arguments[3], "default.example:9"));
-  if (way == "stay" || way == "churn") {
-    Stay(service, way == "churn");
-  }
   AwaitFetch(1);
   object->SetBusinessToken("second");
   char sign = 0;

@@ -78,9 +78,9 @@ LinkAnswer Client::NextLink(net::AddressFamily family) {
     throw std::runtime_error("the service gave no link address");
   }
   answer.host = host;
-  for (const std::string& line : log().ReadNewLines()) {
-    if (line.find("[lbs] Get link address ") != std::string::npos &&
-        line.find(" use default:true") != std::string::npos) {
+  for (const log_reader::LogMessage& message : log().ReadNewMessages()) {
+    if (message.text.starts_with("[lbs] Get link address ") &&
+        message.text.ends_with(" use default:true")) {
       answer.from_default = true;
     }
   }

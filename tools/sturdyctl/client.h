@@ -9,7 +9,6 @@
 #include "sturdy/sturdy.h"
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/environment.h"
-#include "tools/sturdyctl/log_tail.h"
 
 namespace sturdyctl {
 
@@ -44,7 +43,7 @@ class Client {
 
   zo_sturdy::IZOSturdyObject& object() { return environment_->object(); }
   zo_sturdy::IZOSturdyLBSService& service() { return *service_; }
-  LogTail& log() { return environment_->log(); }
+  log_reader::LogReader& log() { return environment_->log(); }
 
   LinkAnswer NextLink(net::AddressFamily family);
   // The active document; with `settled` only once no fetch is under way. The update callback comes

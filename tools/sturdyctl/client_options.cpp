@@ -46,8 +46,10 @@ void ClientOptions::AddEnvironmentTo(CLI::App& command) {
   command.add_option("--token", token, "The application's key; without one nothing is fetched");
   command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
   command.add_option("--sdk-version", sdk_version, "Version text of the client");
-  command.add_option("--data", data_folder,
-                     "Folder of cache and log (a new one under /tmp if not given)");
+  command
+      .add_option("--data", data_folder,
+                  "Folder of cache and log (a new one under /tmp if not given)")
+      ->type_name("DIR");
   command.add_option("--family", family, "Address family wanted: any, v4 or v6")
       ->check(CLI::IsMember({"any", "v4", "v6"}));
 }

@@ -19,6 +19,16 @@ int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& n
 // change of the list until Ctrl-C.
 int RunWatch(const ClientOptions& options, bool json);
 
+struct LogOptions {
+  std::string folder;             // a data folder, one nearer to the log, or the log itself
+  std::vector<std::string> tags;  // with or without brackets; none: all messages
+  std::string since;
+  bool follow = false;
+};
+
+// Prints the log of a client, the newest lines from its buffer; with `follow` until Ctrl-C.
+int RunLog(const LogOptions& options);
+
 // Plays a scenario file and prints each request until Ctrl-C.
 int RunServe(const std::string& scenario_path);
 

@@ -78,8 +78,8 @@ Updates::Update Stage::WaitForUpdate(size_t number) {
 void Stage::WaitForLog(const std::string& text) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (std::chrono::steady_clock::now() < end) {
-    for (const std::string& line : client_->log().ReadNewLines()) {
-      if (line.find(text) != std::string::npos) {
+    for (const auto& message : client_->log().ReadNewMessages()) {
+      if (message.text.find(text) != std::string::npos) {
         return;
       }
     }

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "sturdy/sturdy.h"
+#include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/client_options.h"
-#include "tools/sturdyctl/log_tail.h"
 
 namespace sturdyctl {
 
@@ -26,11 +26,11 @@ class Environment {
 
   zo_sturdy::IZOSturdyObject& object() { return *object_; }
   // Stands in front of the first line of this environment at first.
-  LogTail& log() { return log_; }
+  log_reader::LogReader& log() { return log_; }
 
  private:
   const std::string client_folder_;
-  LogTail log_;
+  log_reader::LogReader log_;
   zo_sturdy::IZOSturdyObject* object_ = nullptr;
 };
 

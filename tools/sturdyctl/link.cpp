@@ -46,7 +46,7 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
         {"links", answers}, {"list", LinkList(client.Document())}, {"log", client.log().path()}};
     std::cout << result.dump(2) << std::endl;
   } else {
-    std::printf("log: %s (the newest lines: the same with .qel_mmap)\n",
+    std::printf("log: %s (sturdyctl log shows it with its newest lines)\n",
                 client.log().path().c_str());
   }
   return kExitOk;

@@ -7,6 +7,7 @@
 
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/pages.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace {
@@ -38,8 +39,10 @@ constexpr char kQueryExitCodes[] =
 
 int Run(int argc, char** argv) {
   CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
+  app.name("sturdyctl");
   app.require_subcommand(1);
   app.footer(kExitCodes);
+  sturdyctl::AddPageOptions(app);
 
   std::function<int()> chosen;
   sturdyctl::ClientOptions options;
@@ -69,9 +72,25 @@ int Run(int argc, char** argv) {
   watch->footer(std::string(kWatchFields) + kExitCodes);
   watch->callback([&] { chosen = [&] { return sturdyctl::RunWatch(options, json); }; });
 
+  auto* log = app.add_subcommand("log", "Print a client's log, also of one that runs");
+  sturdyctl::LogOptions wanted;
+  log->add_option("FOLDER", wanted.folder, "Data folder of the client")
+      ->type_name("DIR")
+      ->required();
+  log->add_flag("--follow", wanted.follow, "Go on with what comes, until Ctrl-C");
+  log->add_option("--tag", wanted.tags, "Only messages with this tag, such as lbs; may be repeated")
+      ->allow_extra_args(false);
+  log->add_option(
+      "--since", wanted.since,
+      "Only what came after 14:05, \"03-14 14:05:30\", or in the last 90s, 15m, 2h, 1d");
+  log->footer(kExitCodes);
+  log->callback([&] { chosen = [&] { return sturdyctl::RunLog(wanted); }; });
+
   auto* serve = app.add_subcommand("serve", "Play a scenario of loopback servers until Ctrl-C");
   std::string scenario;
-  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")->required();
+  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")
+      ->type_name("FILE")
+      ->required();
   serve->footer(kExitCodes);
   serve->callback([&] { chosen = [&] { return sturdyctl::RunServe(scenario); }; });
 
@@ -81,8 +100,8 @@ int Run(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& help) {
-    return app.exit(help);
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "sturdyctl: %s\n", error.what());
     return sturdyctl::kExitUsage;

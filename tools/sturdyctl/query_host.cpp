@@ -66,7 +66,7 @@ int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& n
   if (json) {
     std::cout << nlohmann::json{{"hosts", hosts}, {"log", log}}.dump(2) << std::endl;
   } else {
-    std::printf("log: %s (the newest lines: the same with .qel_mmap)\n", log.c_str());
+    std::printf("log: %s (sturdyctl log shows it with its newest lines)\n", log.c_str());
   }
   return std::all_of(hosts.begin(), hosts.end(),
                      [](const auto& host) { return host.at("code") == kResolved; })

@@ -30,16 +30,6 @@ std::string TimeOfDay() {
   return text;
 }
 
-// The message of a log line of this process, empty for any other line.
-std::string Message(const std::string& line) {
-  constexpr size_t kTimeSize = 19;  // "03-14 15:09:26.535 "
-  constexpr std::string_view kLevel = " [LV_APP] ";
-  const std::string process = std::to_string(getpid()) + "-";
-  const size_t level = line.find(kLevel);
-  const bool ours = line.compare(std::min(kTimeSize, line.size()), process.size(), process) == 0;
-  return ours && level != std::string::npos ? line.substr(level + kLevel.size()) : "";
-}
-
 // Prints what happens, one line each. Threads: any.
 class Printer {
  public:
@@ -131,8 +121,10 @@ int RunWatch(const ClientOptions& options, bool json) {
     }
     printer.List(LinkList(client.Document()));
     do {
-      for (const std::string& line : client.log().ReadNewLines()) {
-        PrintLogged(Message(line), printer);
+      for (const auto& message : client.log().ReadNewMessages()) {
+        if (message.process_id == static_cast<uint32_t>(getpid())) {
+          PrintLogged(message.text, printer);
+        }
       }
     } while (!interrupt.WaitFor(kLookAgain));
     printer.Event("exit begins (a second Ctrl-C ends at once)", "exiting");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/clock.h"
 #include "base/json/json.h"
 #include "net/url.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
@@ -62,7 +63,7 @@ void ReadThreshold(const Json& threshold, StatisticSettings& settings) {
     settings.time = time->int_value();
   }
   if (const Json* min_delay_s = Find(threshold, "min_delay", Json::NUMBER)) {
-    settings.min_delay = int64_t{1000} * min_delay_s->int_value();
+    settings.min_delay = zo_base::kMsPerSecond * min_delay_s->int_value();
   }
 }
 

@@ -2,12 +2,15 @@
 #include "base/log/log.h"
 #include "base/post_task.h"
 #include "base/weak_closure.h"
+#include "network/http_status.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 #include "src/sturdy/environment/environment_config.h"
 
 namespace zo_sturdy {
 namespace {
+
+using KRBASE::network::kStatusOk;
 
 // A document of the bound size names a hundred thousand backups, and asking them all would take
 // days, with no other fetch beside it.
@@ -90,11 +93,11 @@ bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int
     return true;  // Ends the request; FinishUpdate drops what it brought.
   }
   ZO_LOG(LV_APP) << "[lbs] Check response index:" << index << " code:" << code;
-  if (code == 200 && response_.CheckResponse(body)) {
+  if (code == kStatusOk && response_.CheckResponse(body)) {
     ZO_LOG(LV_APP) << "[lbs] Check response res = true";
     return true;
   }
-  if (code == 200) {
+  if (code == kStatusOk) {
     ZO_LOG(LV_APP) << "[lbs] Check response res = false for body error"
                    << "\r\n-----------------------\r\nbody:\r\n"
                    << body << "\r\n-----------------------";
@@ -140,7 +143,7 @@ void ZOSturdyLBSServiceImpl::CallClient(bool success) {
   const std::string text = response_.Get(lbs_key::kResponse);
   const auto callback = update_callback_.load();
   if (callback != nullptr) {
-    callback(success ? 200 : 0, text.c_str());
+    callback(success ? kStatusOk : 0, text.c_str());
   }
 }
 

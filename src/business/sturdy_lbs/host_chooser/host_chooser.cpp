@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "base/log/log.h"
@@ -109,12 +110,20 @@ std::string HostChooser::GetCurrentHost() const {
 }
 
 std::string HostChooser::HostLines() const {
+  constexpr std::string_view kDashes = "----------------------------------";
+  constexpr std::string_view kLineEnd = "\r\n";
+  size_t size_bytes = kDashes.size();
+  for (const std::string& host : hosts) {
+    size_bytes += host.size() + kLineEnd.size();
+  }
   std::string lines;
+  lines.reserve(size_bytes);
   for (const std::string& host : hosts) {
     lines += host;
-    lines += "\r\n";
+    lines += kLineEnd;
   }
-  return lines + "----------------------------------";
+  lines += kDashes;
+  return lines;
 }
 
 int32_t HostChooserLimit(int32_t key) {

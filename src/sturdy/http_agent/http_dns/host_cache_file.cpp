@@ -4,18 +4,18 @@
 #include <algorithm>
 
 #include "base/clock.h"
+#include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
-#include "src/sturdy/http_agent/http_dns/json_texts.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
 namespace {
 
+using dns_key::kIPv4;
+using dns_key::kIPv6;
+using dns_key::kTtl;
 using zo_base::json11::Json;
 
-constexpr char kIPv4[] = "ipv4";
-constexpr char kIPv6[] = "ipv6";
-constexpr char kTtl[] = "ttl";
 constexpr char kCacheExpiredTime[] = "cache_expired_time";
 
 // An entry that had less than this left is served for a moment while it is asked for anew; none is

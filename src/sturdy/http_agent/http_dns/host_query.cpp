@@ -7,18 +7,16 @@
 #include "base/log/log.h"
 #include "base/post_task.h"
 #include "base/thread_info.h"
+#include "network/http_status.h"
+#include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
-#include "src/sturdy/http_agent/http_dns/json_texts.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
 namespace {
 
+using KRBASE::network::kStatusOk;
 using zo_base::json11::Json;
-
-constexpr int32_t kStatusOk = 200;
-constexpr int32_t kUnstatedTtlMs = 3600000;
-constexpr double kMsPerSecond = 1000;
 
 std::string Joined(const std::vector<std::string>& texts, char separator) {
   std::string joined;
@@ -219,13 +217,14 @@ bool HttpDNSManager::ApplyHostResponse(const std::string& /*headers*/, const std
   for (const auto& [host, value] : json["data"].object_items()) {
     const int64_t now = zo_base::Clock::WallMs();
     const std::vector<std::string> ipv4 = TextsOf(value["ip"]);
-    std::vector<std::string> ipv6 = TextsOf(value["ipv6"]);
+    std::vector<std::string> ipv6 = TextsOf(value[dns_key::kIPv6]);
     for (std::string& address : ipv6) {
       address = InBrackets(address);
     }
     int32_t ttl_ms = kUnstatedTtlMs;
-    if (value.object_items().count("ttl") != 0) {
-      ttl_ms = SaturatingWhole<int32_t>(value["ttl"].number_value() * kMsPerSecond);
+    if (value.object_items().count(dns_key::kTtl) != 0) {
+      ttl_ms =
+          SaturatingWhole<int32_t>(value[dns_key::kTtl].number_value() * zo_base::kMsPerSecond);
     }
     host_cache_.UpdateHost(host, now, ttl_ms, ipv4, ipv6, false);
     result = !ipv4.empty() || !ipv6.empty();

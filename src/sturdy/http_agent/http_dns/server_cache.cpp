@@ -3,6 +3,7 @@
 #include "base/clock.h"
 #include "base/log/log.h"
 #include "base/post_task.h"
+#include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 #include "sturdy/built_in_values.h"
@@ -10,20 +11,17 @@
 namespace zo_sturdy {
 namespace {
 
+using dns_key::kHost;
+using dns_key::kIPv4;
+using dns_key::kIPv6;
+using dns_key::kTtl;
 using zo_base::json11::Json;
 
-constexpr char kHost[] = "host";
-constexpr char kIPv4[] = "ipv4";
-constexpr char kIPv6[] = "ipv6";
-constexpr char kTtl[] = "ttl";
 constexpr char kUpdatedAt[] = "updated_at";
 constexpr char kExpiredTime[] = "expired_time";
 
 // Of the built-in endpoints. Nothing waits for it: they count as expired from the start.
 constexpr int64_t kDefaultTtl = 3600;
-// Of an answer that doesn't state it.
-constexpr int64_t kUnstatedTtlMs = 3600000;
-constexpr double kMsPerSecond = 1000;
 // A table that is good for less than this is asked for anew at once.
 constexpr int64_t kLeastLeftMs = 2001;
 
@@ -53,7 +51,7 @@ void HttpDNSManager::LoadServerCache() {
     return;
   }
   server_cache_file_.Load(folder + "http_server_cache.data");
-  if (server_cache_file_.Get(kHost).empty() || server_cache_file_.Get(kIPv4).empty()) {
+  if (UsableName(server_cache_file_.Get(kHost)).empty() || server_cache_file_.Get(kIPv4).empty()) {
     ResetServerCache(true);
   }
 }
@@ -107,7 +105,7 @@ bool HttpDNSManager::UpdateServerCache(const Json& json) {
   const std::string domain = json[kHost].string_value();
   int64_t ttl_ms = kUnstatedTtlMs;
   if (json.object_items().count(kTtl) != 0) {
-    ttl_ms = SaturatingWhole<int64_t>(json[kTtl].number_value() * kMsPerSecond);
+    ttl_ms = SaturatingWhole<int64_t>(json[kTtl].number_value() * zo_base::kMsPerSecond);
   }
   const ServiceAddress missing{0, 0, ""};
   const std::vector<ServiceAddress> ipv4 = ReadEndpoints(json[kIPv4], missing);

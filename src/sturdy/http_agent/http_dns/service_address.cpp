@@ -1,5 +1,6 @@
 #include "src/sturdy/http_agent/http_dns/service_address.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "net/ip_address.h"
@@ -10,6 +11,16 @@ namespace {
 constexpr int32_t kHttpPort = 80;
 
 }  // namespace
+
+std::string UsableName(const std::string& text) {
+  constexpr unsigned char kBlank = ' ';
+  const auto end = std::find_if(text.begin(), text.end(),
+                                [](char c) { return static_cast<unsigned char>(c) <= kBlank; });
+  if (static_cast<size_t>(end - text.begin()) > kMaxHostBytes) {
+    return {};
+  }
+  return {text.begin(), end};
+}
 
 std::string EndpointText(const ServiceAddress& address) {
   if (!net::IsIPLiteral(address.host)) {

@@ -25,6 +25,10 @@ struct ServiceAddress {
   std::string host;    // a domain name, an IPv4 address, or an IPv6 address in brackets
 };
 
+// A name of the service up to its first blank or control character; empty if nothing could be sent
+// to a name of that length.
+std::string UsableName(const std::string& text);
+
 // The host part of a request's URL: with a port for an address, which is that of the scheme if
 // none is stated, and without one for a name.
 std::string EndpointText(const ServiceAddress& address);

@@ -3,22 +3,6 @@
 #include <algorithm>
 
 namespace zo_sturdy {
-namespace {
-
-constexpr char kBlank = ' ';
-
-// Up to a blank or a control character; empty if nothing could be sent to a name of that length.
-std::string UsableName(const std::string& text) {
-  const auto end = std::find_if(text.begin(), text.end(), [](char c) {
-    return static_cast<unsigned char>(c) <= static_cast<unsigned char>(kBlank);
-  });
-  if (static_cast<size_t>(end - text.begin()) > kMaxHostBytes) {
-    return {};
-  }
-  return {text.begin(), end};
-}
-
-}  // namespace
 
 std::vector<ServiceAddress> ServiceAddressTable::GetServiceAddresses(net::AddressFamily ip_family) {
   zo_base::RecursiveMutexLock lock(addresses_lock);

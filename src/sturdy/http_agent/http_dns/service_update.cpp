@@ -11,15 +11,17 @@
 
 #include "base/log/log.h"
 #include "base/post_task.h"
+#include "network/http_status.h"
+#include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
 namespace {
 
+using KRBASE::network::kStatusOk;
 using zo_base::json11::Json;
 
-constexpr int32_t kStatusOk = 200;
 // Each failure in a row lengthens the pause by a minute, up to five.
 constexpr int32_t kLongestPauses = 5;
 constexpr int64_t kPauseMs = 60000;
@@ -105,8 +107,9 @@ bool HttpDNSManager::JudgeServiceResponse(int32_t index, int32_t code, const std
 
 bool HttpDNSManager::CheckServiceResponseBody(const Json& json) {
   const Json::object& members = json.object_items();
-  return members.count("host") != 0 && (members.count("ipv4") != 0 || members.count("ipv6") != 0) &&
-         members.count("ttl") != 0;
+  return members.count(dns_key::kHost) != 0 &&
+         (members.count(dns_key::kIPv4) != 0 || members.count(dns_key::kIPv6) != 0) &&
+         members.count(dns_key::kTtl) != 0;
 }
 
 // `updatting_interface_` is cleared before the next turn is under way. A turn that came first, with

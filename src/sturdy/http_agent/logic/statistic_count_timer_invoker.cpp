@@ -13,6 +13,7 @@
 #include "base/post_task.h"
 #include "base/thread_info.h"
 #include "net/url.h"
+#include "network/http_status.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 
@@ -23,7 +24,6 @@ using zo_base::json11::Json;
 
 constexpr size_t kMaxRecords = 20;
 constexpr int32_t kPost = 1;
-constexpr int32_t kStatusOk = 200;
 
 // Replaced as a whole by each good document, so a caller works with one record all through.
 std::shared_ptr<const StatisticSettings> ReadSettings() {
@@ -54,7 +54,7 @@ bool CheckReport(int32_t code, const std::string& body, bool& need_statistic) {
   ZO_LOG(LV_PRO) << "[statistic]Statistic check \r\n-----------------------\r\n"
                  << body << "\r\n-----------------------";
   need_statistic = false;
-  return code == kStatusOk;
+  return code == KRBASE::network::kStatusOk;
 }
 
 }  // namespace

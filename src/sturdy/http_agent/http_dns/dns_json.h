@@ -1,11 +1,23 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "base/json/json.h"
 
 namespace zo_sturdy {
+
+// The keys that answers of the service and cache files share.
+namespace dns_key {
+inline constexpr char kHost[] = "host";
+inline constexpr char kIPv4[] = "ipv4";
+inline constexpr char kIPv6[] = "ipv6";
+inline constexpr char kTtl[] = "ttl";
+}  // namespace dns_key
+
+// Of an answer that doesn't state how long it is good for.
+inline constexpr int32_t kUnstatedTtlMs = 3600000;
 
 // The strings of a JSON array; what else is in it is passed over.
 inline std::vector<std::string> TextsOf(const zo_base::json11::Json& array) {

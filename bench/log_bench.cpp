@@ -1,0 +1,61 @@
+// One log line, through as many flushes of the buffer and cuts of the file as come with it. Peer:
+// spdlog's basic_file_sink_mt, flushed at each line, which is what a line needs there to survive a
+// SIGKILL, and unflushed.
+#include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <memory>
+#include <string>
+
+#include "base/at_exit.h"
+#include "base/log/log.h"
+#include "bench/work_folder.h"
+
+namespace {
+
+const std::string kHost = "link-17.example.com";
+
+// On disk (0) or in memory (1): the difference is what waiting for the disk takes.
+bench::WorkFolder FolderOf(const benchmark::State& state) {
+  return state.range(0) == 0 ? bench::WorkFolder() : bench::WorkFolder::InMemory();
+}
+
+void LogOurs(benchmark::State& state) {
+  const bench::WorkFolder folder = FolderOf(state);
+  // As an environment holds it, so that the logger is one and the same.
+  const auto at_exit = zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
+  auto* const logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
+  logger->Close();
+  logger->SetLogFile(folder.File("sturdy_comp.log"), 0, 0);
+  logger->SetLevel(zo_base::LV_APP);
+  int port = 0;
+  for (auto _ : state) {
+    ZO_LOG(LV_APP) << "[lbs] Get link address " << kHost << ":" << ++port
+                   << " use default:" << false;
+  }
+  logger->Close();
+}
+
+void LogSpdlog(benchmark::State& state, bool is_flushed) {
+  const bench::WorkFolder folder = FolderOf(state);
+  const auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(folder.File("spdlog.log"));
+  spdlog::logger logger("lbs", sink);
+  if (is_flushed) {
+    logger.flush_on(spdlog::level::info);
+  }
+  int port = 0;
+  for (auto _ : state) {
+    logger.info("[lbs] Get link address {}:{} use default:{}", kHost, ++port, false);
+  }
+}
+
+BENCHMARK(LogOurs)->Name("log/ours")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK_CAPTURE(LogSpdlog, flushed, true)
+    ->Name("log/spdlog_flushed")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(LogSpdlog, unflushed, false)->Name("log/spdlog")->Arg(0)->Arg(1)->UseRealTime();
+
+}  // namespace

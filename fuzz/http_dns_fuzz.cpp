@@ -1,0 +1,181 @@
+// Any text as what an HTTP DNS service answers, of itself and of hosts, and as its two cache files:
+// through check, completion and caches, with the manager on its thread. What is saved loads to the
+// same, and what a query gives can be connected to.
+#include <algorithm>
+#include <future>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/clock_for_test.h"
+#include "base/json/json.h"
+#include "base/platform/file.h"
+#include "base/post_task.h"
+#include "fuzz/environment.h"
+#include "fuzz/expect.h"
+#include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
+
+namespace {
+
+using zo_base::json11::Json;
+using zo_sturdy::HttpDNSManager;
+
+constexpr int64_t kLongestLeaseMs = 270000;
+constexpr size_t kMostEntries = 64;
+
+void WriteCache(const Environment& environment, const std::string& name, const std::string& text) {
+  zo_base::CreateFolders(environment.folder.File("http_dns"));
+  zo_base::WriteWholeFile(environment.folder.File("http_dns/" + name), text);
+}
+
+std::shared_ptr<HttpDNSManager> NewManager(const Environment& environment) {
+  auto manager = std::make_shared<HttpDNSManager>();
+  manager->SetEnvironmentConfig(environment.config);
+  return manager;
+}
+
+std::vector<zo_sturdy::ServiceAddress> Table(HttpDNSManager& manager) {
+  const std::vector<zo_sturdy::ServiceAddress> table =
+      manager.TableForTest().GetServiceAddresses(net::kIPFamilyAny);
+  Expect(!table.empty() && table.size() <= 1 + 2 * zo_sturdy::kMaxEndpoints, "a bounded table");
+  for (const zo_sturdy::ServiceAddress& address : table) {
+    Expect(address.host.size() <= zo_sturdy::kMaxHostBytes + 2, "a bounded host", address.host);
+  }
+  return table;
+}
+
+// A manager that a next start would make of the files, without its thread.
+std::shared_ptr<HttpDNSManager> NextStart(const Environment& environment) {
+  auto next = NewManager(environment);
+  next->LoadServerCache();
+  next->InitInterfaceAddress();
+  next->LoadHostCache();
+  Expect(!Table(*next).front().host.empty(), "a next start has whom to ask");
+  for (const auto& [host, entry] : next->HostsForTest().GetEntries()) {
+    Expect(entry.cache_expired_time <= zo_base::Clock::WallMs() + kLongestLeaseMs,
+           "a lease from a file is short", host);
+  }
+  return next;
+}
+
+void ExpectUsable(const std::string& address) {
+  Expect(!address.empty() && address.size() <= zo_sturdy::kMaxIPTextBytes + 2, "short", address);
+  Expect(std::all_of(address.begin(), address.end(), [](char c) { return c > ' ' && c < 0x7f; }),
+         "visible", address);
+}
+
+class Service {
+ public:
+  Service() { Begin(); }
+
+  void Judge(const std::string& text) {
+    AnswerUpdate(text);
+    AnswerHosts(text);
+    if (manager_->HostsForTest().GetEntries().size() > kMostEntries) {
+      manager_->Stop();
+      environment_.DropRequests();
+      Begin();
+    }
+  }
+
+ private:
+  // With a table that is good for long, so that only what is asked for here is sent.
+  void Begin() {
+    WriteCache(environment_, "http_server_cache.data",
+               R"({"host": "h", "ipv4": "[{\"host\": \"127.0.0.1\", \"port\": 1}]", )"
+               R"("expired_time": "9999999999999"})");
+    zo_base::RemoveFile(environment_.folder.File("http_dns/http_dns_cache.data"));
+    manager_ = NewManager(environment_);
+    manager_->Init();
+    Settle();
+  }
+
+  // What the manager's thread was told before has run, and what is due.
+  void Settle() {
+    constexpr int kTurns = 4;  // a due task hands its work on, and that may post
+    for (int i = 0; i < kTurns; ++i) {
+      std::promise<void> ran;
+      manager_->PostDelayedTask(0, [&] { ran.set_value(); });
+      ran.get_future().wait();
+    }
+  }
+
+  bool BeginUpdate() {
+    std::promise<bool> busy;
+    zo_base::PostTo(*manager_, [&] { busy.set_value(manager_->DoReload(net::kIPFamilyAny)); });
+    return !busy.get_future().get();
+  }
+
+  void AnswerUpdate(const std::string& text) {
+    Expect(BeginUpdate(), "no update is in flight");
+    std::string error;
+    const bool good = Environment::Answer(environment_.Next(), text);
+    Expect(good == HttpDNSManager::CheckServiceResponseBody(Json::parse(text, error)),
+           "judged by its keys");
+    Settle();
+    // A lifetime of nothing asks again at once; that request is lost, which ends it.
+    environment_.DropRequests();
+    Settle();
+    const std::string domain = Table(*manager_).front().host;
+    if (good && !domain.empty()) {
+      Expect(Table(*NextStart(environment_)).front().host == domain || HasNoAddresses(text),
+             "the domain is kept in the file", domain);
+    }
+  }
+
+  // Such a file is replaced by the built-in endpoints.
+  static bool HasNoAddresses(const std::string& text) {
+    std::string error;
+    return Json::parse(text, error).object_items().count("ipv4") == 0;
+  }
+
+  void AnswerHosts(const std::string& text) {
+    std::future<bool> done = manager_->UpdateCache({"im.example"}, net::kIPFamilyAny);
+    const bool good = Environment::Answer(environment_.Next(), text);
+    Expect(done.get() == good, "who waits is told");
+    const zo_sturdy::HostCache::Entries entries = manager_->HostsForTest().GetEntries();
+    const auto next = NextStart(environment_);
+    zo_sturdy::HostCache::Entries reloaded = next->HostsForTest().GetEntries();
+    std::vector<std::string> hosts;
+    for (const auto& [host, entry] : entries) {
+      hosts.push_back(host);
+      Expect(!good || (reloaded[host].ipv4 == entry.ipv4 && reloaded[host].ipv6 == entry.ipv6),
+             "what is saved loads to the same", host);
+    }
+    for (const net::AddressFamily family :
+         {net::kIPFamilyAny, net::kIPFamilyV4, net::kIPFamilyV6}) {
+      zo_sturdy::HostIPMap results;
+      Expect(manager_->DoQuery(family, hosts, results, true) == !results.empty(), "told truly");
+      for (const auto& [host, addresses] : results) {
+        Expect(entries.count(host) != 0 && !addresses.empty(), "what is in the cache", host);
+        std::for_each(addresses.begin(), addresses.end(), ExpectUsable);
+      }
+    }
+  }
+
+  Environment environment_;
+  zo_base::ScopedTestClock clock_;  // stands still: what is armed for later never comes
+  std::shared_ptr<HttpDNSManager> manager_;
+};
+
+void JudgeFiles(const std::string& text) {
+  static auto& environment = *new Environment;
+  WriteCache(environment, "http_server_cache.data", text);
+  WriteCache(environment, "http_dns_cache.data", text);
+  const auto manager = NextStart(environment);
+  for (const auto& [host, entry] : manager->HostsForTest().GetEntries()) {
+    std::for_each(entry.ipv4.begin(), entry.ipv4.end(), ExpectUsable);
+    std::for_each(entry.ipv6.begin(), entry.ipv6.end(), ExpectUsable);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  static auto& service = *new Service;
+  service.Judge(text);
+  JudgeFiles(text);
+  return 0;
+}

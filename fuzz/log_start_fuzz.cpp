@@ -1,0 +1,116 @@
+// Any bytes as the buffer and the log that a former run left, and anything in the places of both. A
+// start takes over what the buffer's count vouches for, and the log goes on.
+//
+// The last two bytes of an input choose: what stands where, and which part of the rest is the log.
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "base/log/tqlog.h"
+#include "base/platform/file.h"
+#include "base/tags.h"
+#include "fuzz/expect.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+constexpr uint32_t kBuffer = 256;
+constexpr uint32_t kLargeBuffer = 4096;
+constexpr uint32_t kSmallLog = 1024;
+constexpr size_t kHeader = 4;
+constexpr size_t kLimit = size_t{1} << 24;
+constexpr char kEnd[] =
+    "\r\n -----------------------load from mmap file end-----------------------\r\n";
+
+struct Plan {
+  explicit Plan(uint8_t byte)
+      : buffer((byte & 1) != 0 ? kLargeBuffer : kBuffer),
+        fill((byte & 2) != 0),
+        small((byte & 4) != 0),
+        folder_for_buffer((byte & 24) == 8),
+        folder_for_log((byte & 24) == 16),
+        folder_for_cut((byte & 32) != 0) {}
+
+  const uint32_t buffer;
+  const bool fill;   // the buffer file gets the buffer's length
+  const bool small;  // the log's limit is a small one
+  const bool folder_for_buffer;
+  const bool folder_for_log;
+  const bool folder_for_cut;
+};
+
+// What a start must find in a buffer file.
+std::string TextOf(const std::string& bytes) {
+  if (bytes.size() < kHeader) {
+    return {};
+  }
+  int32_t count = 0;
+  std::memcpy(&count, bytes.data(), sizeof count);
+  return bytes.substr(kHeader, static_cast<size_t>(std::max(count, 0)));
+}
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < 2) {
+    return 0;
+  }
+  static const auto* const folder = new TempFolder;
+  static const std::string path = folder->File("x.log");
+  static const std::string buffer_path = path + ".qel_mmap";
+  const Plan plan(data[size - 2]);
+  std::string left(reinterpret_cast<const char*>(data), size - 2);
+  const size_t log_bytes = left.size() * data[size - 1] / 256;
+  const std::string old_log = left.substr(0, log_bytes);
+  left.erase(0, log_bytes);
+  if (plan.fill) {
+    left.resize(plan.buffer);
+  }
+
+  for (const std::string& place : {path, buffer_path, path + ".tmp"}) {
+    std::filesystem::remove_all(place);
+  }
+  if (plan.folder_for_buffer) {
+    zo_base::CreateFolders(buffer_path);
+  } else {
+    zo_base::WriteWholeFile(buffer_path, left);
+  }
+  if (plan.folder_for_log) {
+    zo_base::CreateFolders(path);
+  } else {
+    zo_base::WriteWholeFile(path, old_log);
+  }
+  if (plan.folder_for_cut) {
+    zo_base::CreateFolders(path + ".tmp");
+  }
+
+  zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
+  logger.SetLogFile(path, plan.small ? kSmallLog : 0, plan.buffer);
+  const std::string taken_over = zo_base::ReadWholeFile(path, kLimit);
+  const std::string text = TextOf(left);
+  if (!plan.folder_for_buffer && !plan.folder_for_log) {
+    const std::string expected = text.empty() ? std::string() : text + kEnd;
+    // A log past its limit has lost its older part, which can reach into the new text.
+    Expect(EndsWith(taken_over, expected) || (plan.small && EndsWith(expected, taken_over)),
+           "the buffer's text is in the log", taken_over);
+    Expect(plan.small || taken_over.compare(0, old_log.size(), old_log) == 0, "the log goes on");
+  }
+
+  constexpr int kLines = 40;  // fill the small buffer twice
+  for (int i = 0; i < kLines; ++i) {
+    logger.Write(zo_base::LV_KER, "line " + std::to_string(i) + " of forty\n");
+  }
+  logger.Flush();
+  const std::string log = zo_base::ReadWholeFile(path, kLimit);
+  Expect(plan.folder_for_buffer || plan.folder_for_log || EndsWith(log, "\nline 39 of forty\n"),
+         "what is written arrives", log);
+  Expect(!plan.small || plan.folder_for_cut || log.size() < kSmallLog + kBuffer + kLargeBuffer,
+         "the limit holds");
+  logger.Close();
+  return 0;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <future>
+
+#include "base/clock.h"
+#include "base/clock_for_test.h"
+#include "tests/support/log_lines.h"
+#include "tests/support/sanitizers.h"
+#include "tests/system/fetching_client.h"
+
+// A client under a clock that stands still unless the test moves it: whoever waits for the network
+// would wait for ever.
+class FrozenClient : public FetchingClientTest {
+ protected:
+  ~FrozenClient() override { Exit(); }
+
+  // Moves the clock as long as `done`, which takes a little true time to look, is false.
+  template <class Done>
+  void AdvanceUntil(const Done& done) {
+    while (!done()) {
+      clock_.Advance(500);
+    }
+  }
+  // What a call that waits for the network gives.
+  template <class Call>
+  auto Awaited(const Call& call) {
+    auto result = std::async(std::launch::async, call);
+    AdvanceUntil([&] { return result.wait_for(kGlance) == std::future_status::ready; });
+    return result.get();
+  }
+  void Exit() {
+    Awaited([] { zo_sturdy::ExitSturdyEnvironment(1); });
+  }
+
+  static constexpr std::chrono::milliseconds kGlance{kSanitized ? 20 : 4};
+
+  zo_base::ScopedTestClock clock_;
+  const LogLines log_{folder_.path()};
+};

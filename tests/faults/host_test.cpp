@@ -1,0 +1,201 @@
+// A host that lives a life of its own around the library: it forks, takes signals, and calls from
+// threads that are gone a moment later.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lab/lab.h"
+#include "lab/lbs_document.h"
+#include "tests/environment/client.h"
+#include "tests/support/log_lines.h"
+#include "tests/support/sanitizers.h"
+#include "tests/support/small_inputs.h"
+#include "tests/system/process_state.h"
+
+namespace {
+
+constexpr std::chrono::seconds kLimit{30};
+constexpr char kPath[] = "/lbs/conf.jsp";
+constexpr char kGate[] = "gate";
+
+lab::Behaviour Good() {
+  return lab::Answer(lab::LbsDocument()
+                         .Link({"one.example:1"})
+                         .LinkDefault({"two.example:2"})
+                         .Lbs("${url:lbs}/lbs/conf.jsp")
+                         .Text());
+}
+
+// What a program that this process forks and executes has open: "... 5 -> socket:[4711]" a line.
+std::string DescriptorsOfAProgram() {
+  std::array<int, 2> output{};
+  static_cast<void>(!pipe2(output.data(), O_CLOEXEC));
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    execl("/bin/ls", "ls", "-l", "/proc/self/fd", nullptr);
+    _exit(1);
+  }
+  close(output[1]);
+  std::string text;
+  std::array<char, 256> piece{};
+  for (ssize_t bytes = 1; bytes > 0;) {
+    bytes = read(output[0], piece.data(), piece.size());
+    text.append(piece.data(), static_cast<size_t>(std::max<ssize_t>(bytes, 0)));
+  }
+  close(output[0]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  return text;
+}
+
+std::atomic<int> good_updates{0};
+std::atomic<int> signals{0};
+std::atomic<int> strays{0};  // signals on a thread that isn't the host's
+pid_t host_thread = 0;
+
+void OnSignal(int /*number*/) {
+  ++signals;
+  strays += gettid() != host_thread;
+}
+
+// A signal each 200 us, which interrupts system calls, on all threads but those made by `shelter`.
+class SignalFlood {
+ public:
+  explicit SignalFlood(const std::function<void()>& shelter) {
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    shelter();
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+    host_thread = gettid();
+    struct sigaction action {};
+    action.sa_handler = &OnSignal;
+    sigaction(SIGALRM, &action, nullptr);
+    Arm(200);
+  }
+  ~SignalFlood() { Arm(0); }
+  SignalFlood(const SignalFlood&) = delete;
+  SignalFlood& operator=(const SignalFlood&) = delete;
+
+ private:
+  static void Arm(int every_us) {
+    const itimerval timer = {{0, every_us}, {0, every_us}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+};
+
+class Host : public EnvironmentTest {
+ protected:
+  void Begin() {
+    good_updates = 0;
+    service_ = Start("token").GetLBSService();
+    service_->SetUpdateCallback([](int code, const char*) { good_updates += code == 200; });
+    service_->Start(LBSRecord(lab_->Url("lbs", kPath), "default.example:9"));
+  }
+  void MakeLab() { lab_.emplace(lab::Scenario{lab::HttpServer("lbs").On(kPath, Good())}); }
+  static testing::AssertionResult Fetches(int number) {
+    return Comes([number] { return good_updates >= number; });
+  }
+
+  std::optional<lab::Lab> lab_;
+  zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
+};
+
+bool IsTcp(const std::string& socket) {
+  for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+    std::ifstream file(table);
+    for (std::string line; std::getline(file, line);) {
+      if (Words(line)[9] == socket) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// Of a transfer in flight it inherits the pair of local sockets by which libcurl wakes itself, and
+// nothing else: no file, and no connection, which would stay open for as long as the program runs.
+TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection) {
+  MakeLab();
+  lab_->SetBehaviours("lbs", kPath, {Good().HeldAt(kGate)});
+  Begin();
+  EXPECT_TRUE(lab_->WaitForHeld(kGate, 1, kLimit));
+  const std::string open = DescriptorsOfAProgram();
+  EXPECT_EQ(open.find(folder_.path()), std::string::npos) << open;
+  for (size_t at = open.find("socket:["); at != std::string::npos;
+       at = open.find("socket:[", at + 1)) {
+    const size_t number = at + sizeof "socket:[" - 1;
+    EXPECT_FALSE(IsTcp(open.substr(number, open.find(']', at) - number))) << open;
+  }
+  EXPECT_EQ(lab_->Release(kGate), 1);
+  EXPECT_TRUE(Fetches(1));
+}
+
+TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
+  constexpr int kFetches = 30;
+  std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
+  const SignalFlood flood([this] { MakeLab(); });
+  for (int life = 1; life <= 3; ++life) {
+    Begin();
+    for (int fetch = 1; fetch <= kFetches; ++fetch) {
+      EXPECT_TRUE(Fetches(fetch));
+      EXPECT_NE(Link(*service_), "");
+      service_->GetLBSResponse(false, document.data());  // until it takes the next update
+      service_->Update(net::kIPFamilyAny);
+    }
+    EXPECT_TRUE(Fetches(kFetches + 1));
+    zo_sturdy::ExitSturdyEnvironment(1);
+    const LogLines log(folder_.path());
+    EXPECT_EQ(log.With("[lbs] Update LBS success = true").size(),
+              static_cast<size_t>(life * (kFetches + 1)));
+  }
+  EXPECT_GT(signals, 100);
+  EXPECT_EQ(strays, 0);
+}
+
+// Nothing of the library may hang on the thread that a call came from.
+TEST_F(Host, CallsFromThreadsThatEndAtOnce) {
+  MakeLab();
+  std::thread([this] { Begin(); }).join();
+  EXPECT_TRUE(Fetches(1));
+  zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
+  const std::function<void()> calls[] = {
+      [&] { EXPECT_NE(Link(*service_), ""); },
+      [&] { service_->HoldLinkAddress("one.example", 1); },
+      [&] { service_->Update(net::kIPFamilyAny); },
+      [&] { object.NotifyNetworkChanged(net::kIPFamilyV6); },
+      [&] { object.NotifyNetworkChanged(net::kIPFamilyV4); },
+      [&] { EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings("")), 1); },
+  };
+  const int rounds = kSanitized ? 30 : 200;
+  for (int round = 1; round <= rounds; ++round) {
+    for (const auto& call : calls) {
+      std::thread(call).join();
+    }
+    object.SetBusinessToken(std::to_string(round).c_str());  // fetches beside the one under way
+  }
+  const int before = good_updates;
+  std::thread([&] { object.SetBusinessToken("last"); }).join();
+  EXPECT_TRUE(Fetches(before + 1));
+  EXPECT_EQ(Link(*service_), "one.example:1");
+  std::thread([] { zo_sturdy::ExitSturdyEnvironment(1); }).join();
+}
+
+}  // namespace

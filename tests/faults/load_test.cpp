@@ -1,0 +1,200 @@
+// An hour of a client whose servers lie, stall and change their minds, pressed into seconds.
+//   STURDY_LOAD_MINUTES   how many instead of 60 (of 3 under a sanitizer)
+//   STURDY_LOAD_SEED      the number that a run printed, to have its choices again
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+#include "lab/paths.h"
+#include "tests/faults/frozen_client.h"
+#include "tests/support/sanitizers.h"
+#include "tests/system/process_state.h"
+
+namespace {
+
+// What the thirds of a run may differ by: transfers that happen to run, documents of any length.
+constexpr size_t kNoiseBytes = 128 << 10;
+
+uint32_t FromEnvironment(const char* name, uint32_t otherwise) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? static_cast<uint32_t>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+int64_t EntriesOf(const char* folder) {
+  return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+size_t Median(std::vector<size_t> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+class BusyHour : public FrozenClient {
+ protected:
+  // What malloc keeps for each thread fills up over the hour, and would look like a leak.
+  static void SetUpTestSuite() {
+    if (!kSanitized && std::getenv("GLIBC_TUNABLES") == nullptr) {
+      setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
+      execl("/proc/self/exe", "fault_load_test", nullptr);
+    }
+  }
+
+  size_t Pick(size_t below) { return random_() % below; }
+  template <class T>
+  T OneOf(const std::vector<T>& values) {
+    return values[Pick(values.size())];
+  }
+
+  // Each address in it names its number.
+  std::string NextDocument() {
+    ++number_;
+    std::vector<std::string> links;
+    for (size_t i = Pick(200) + 1; i > 0; --i) {
+      links.push_back("10." + std::to_string(number_) + "." + std::to_string(i) + ".example:80");
+    }
+    known_.push_back(Offer(urls_, links,
+                           {.host = lab_.Url("statistics"),
+                            .count = 1 + static_cast<int64_t>(Pick(10)),
+                            .min_delay_s = static_cast<int64_t>(Pick(30))}));
+    if (known_.size() > 4) {
+      known_.pop_front();
+    }
+    return known_.back();
+  }
+  lab::Behaviour Whim(const lab::Behaviour& good) {
+    lab::Behaviour cut = good;
+    return Pick(2) == 0
+               ? good
+               : OneOf<lab::Behaviour>(
+                     {lab::Answer(500), lab::Answer(R"({"common":{"link":["6.6.6.6:6"]}})"),
+                      lab::Garbage(), lab::Silent(), lab::CloseEarly(), lab::Reset(),
+                      cut.Truncated(5), lab::RedirectLoop(), lab::Endless(),
+                      lab::Redirect(OneOf(urls_)), lab::Answer("").HeadDripped(50)});
+  }
+  void SetServers() {
+    const std::string document = NextDocument();
+    for (const char* server : {"a", "b", "c"}) {
+      const int pieces = 1 + static_cast<int>(Pick(3));
+      lab_.SetBehaviours(server, kPath, {Whim(lab::Answer(document).InPieces(pieces, 20))});
+    }
+    lab::HostBook book{.hosts = {{"localhost", {.ip = {{"127.0.0.1"}}, .ttl_s = 60}}}};
+    for (const std::string& host : hosts_) {
+      book.hosts[host] = {.ip = {{"192.0.2.7"}}, .ttl_s = static_cast<int64_t>(Pick(300))};
+    }
+    const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(90).Text();
+    lab_.SetBehaviours("dns", lab::kHostQueryPath, {Whim(lab::Answer(book))});
+    lab_.SetBehaviours("dns", lab::kServiceTablePath, {Whim(lab::Answer(table))});
+    lab_.SetBehaviours("statistics", lab::kReportPath, {Whim(lab::Answer(""))});
+  }
+  void Ask() {
+    zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
+    const size_t choice = Pick(4);
+    if (choice == 0) {
+      object.SetBusinessToken(("token" + std::to_string(number_)).c_str());
+    } else if (choice == 1) {
+      object.NotifyNetworkChanged(OneOf<net::AddressFamily>({net::kIPFamilyAny, net::kIPFamilyV4}));
+    } else {
+      service_->Update(net::kIPFamilyAny);
+    }
+  }
+  void ExpectAllowed(const Update& update) {
+    ASSERT_TRUE(update.second == active_ ||
+                std::count(known_.begin(), known_.end(), update.second) != 0)
+        << update.first << " " << update.second;
+    active_ = update.first == 200 ? update.second : active_;
+  }
+  void AwaitAllowed() {
+    std::optional<Update> update;
+    AdvanceUntil([&] { return (update = TryUpdate(kGlance)).has_value(); });
+    ExpectAllowed(*update);
+  }
+  void ExpectAllowedLinks() {
+    const std::string before = Document(*service_);
+    std::vector<std::string> links(Pick(60));
+    for (std::string& link : links) {
+      link = Link(*service_);
+      if (Pick(8) == 0) {
+        service_->HoldLinkAddress(link.substr(0, link.find(':')).c_str(), 80);
+      }
+    }
+    const std::string allowed = before + Document(*service_) + "127.0.0.1:9 localhost:8080";
+    for (const std::string& link : links) {
+      ASSERT_NE(allowed.find(link), std::string::npos) << link;
+    }
+  }
+  void Round() {
+    SetServers();
+    Awaited([this] { return Document(*service_, false); });  // or what is asked for is dropped
+    Ask();
+    AwaitAllowed();
+    const std::string answer = Awaited([host = OneOf(hosts_)] { return Query(host); });
+    EXPECT_TRUE(answer == R"({"code":1})" || answer.find(R"(["192.0.2.7"])") != std::string::npos)
+        << answer;
+    ExpectAllowedLinks();
+    for (size_t i = Pick(20); i > 0; --i) {
+      clock_.Advance(1000);
+    }
+    while (const std::optional<Update> more = TryUpdate(std::chrono::milliseconds(0))) {
+      ExpectAllowed(*more);
+    }
+    lab_.ForgetRequests();
+    heap_bytes_.push_back(mallinfo2().uordblks + mallinfo2().hblkhd);
+  }
+  // What is left, threads and descriptors, when all transfers have ended.
+  std::pair<int64_t, int64_t> Quiet() {
+    EXPECT_TRUE(Comes([&] {
+      clock_.Advance(1000);
+      return std::all_of(servers_.begin(), servers_.end(),
+                         [&](const char* server) { return lab_.Open(server) == 0; });
+    }));
+    return {EntriesOf("/proc/self/task"), EntriesOf("/proc/self/fd")};
+  }
+
+  lab::Lab lab_{{lab::HttpServer("a"), lab::HttpsServer("b"), lab::HttpServer("c"),
+                 lab::HttpServer("dns"), lab::HttpServer("statistics")}};
+  const std::vector<std::string> urls_ = {
+      lab_.Url("a", kPath), lab_.Url("b", kPath),
+      "http://localhost:" + std::to_string(lab_.Port("c")) + kPath};
+  const std::vector<const char*> servers_ = {"a", "b", "c", "dns", "statistics"};
+  const std::vector<std::string> hosts_ = {"a.test", "b.test", "c.test", "d.test"};
+  const uint32_t seed_ = FromEnvironment("STURDY_LOAD_SEED", std::random_device()());
+  std::mt19937 random_{seed_};
+  int number_ = 0;
+  std::deque<std::string> known_;  // the last that were offered
+  std::string active_;
+  std::vector<size_t> heap_bytes_;
+};
+
+TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
+  const int64_t minutes = FromEnvironment("STURDY_LOAD_MINUTES", kSanitized ? 3 : 60);
+  std::printf("STURDY_LOAD_SEED=%u repeats this\n", seed_);
+  dns_endpoints_ = {{"127.0.0.1", lab_.Port("dns"), false}};
+  SetServers();
+  active_ = Document(Fetch(urls_));
+  AwaitAllowed();
+  clock_.Advance(86400000);  // the HTTP DNS service's table is due
+  Round();
+  const auto before = Quiet();
+  const int64_t end_ms = zo_base::Clock::MonotonicMs() + minutes * 60000;
+  while (zo_base::Clock::MonotonicMs() < end_ms && !HasFailure()) {
+    Round();
+  }
+  const auto after = Quiet();
+  EXPECT_EQ(after.first, before.first) << "threads";
+  EXPECT_LE(after.second, before.second) << "descriptors";
+  const auto third = static_cast<std::ptrdiff_t>(heap_bytes_.size() / 3);
+  const size_t first = Median({heap_bytes_.begin(), heap_bytes_.begin() + third});
+  const size_t last = Median({heap_bytes_.end() - third, heap_bytes_.end()});
+  std::printf("%zu fetches, heap of %zu KiB in the first third, %zu in the last\n",
+              heap_bytes_.size(), first >> 10, last >> 10);
+  if (!kSanitized) {  // whose own memory isn't told of, and leaks are at the end
+    EXPECT_LT(last, first + kNoiseBytes);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+// What a process that is killed and the test that looks at its remains both know.
+
+// At which size the log is cut. A cut takes half of that, which must be more than a flush brings.
+inline uint32_t LogBytes(const std::string& work) {
+  return (work == "shrink" ? 160 : 512) * 1024;
+}
+
+inline constexpr int kWritingThreads = 2;
+inline constexpr int kQueriedNames = 8;
+
+// The message of a line of the host's; another length each time.
+inline std::string NumberedLine(int thread, int number) {
+  const std::string name = std::to_string(thread) + " " + std::to_string(number);
+  return "[numbered] " + name + " " + std::string(static_cast<size_t>(number) % 97, '.') + " " +
+         name;
+}
+
+// How many lines each thread of the host has written, in pages that outlive it.
+class SharedCounts {
+ public:
+  using Count = std::atomic<int>;
+
+  explicit SharedCounts(const std::string& folder) {
+    const int file = open((folder + "/counts").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    static_cast<void>(!ftruncate(file, kWritingThreads * sizeof(Count)));
+    counts_ = static_cast<Count*>(mmap(nullptr, kWritingThreads * sizeof(Count),
+                                       PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+    close(file);
+  }
+  ~SharedCounts() { munmap(counts_, kWritingThreads * sizeof(Count)); }
+  SharedCounts(const SharedCounts&) = delete;
+  SharedCounts& operator=(const SharedCounts&) = delete;
+
+  Count& operator[](int thread) { return counts_[thread]; }
+
+ private:
+  Count* counts_;
+};

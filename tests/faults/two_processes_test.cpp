@@ -1,0 +1,62 @@
+// Two processes that use one data folder, which no client should do: nothing keeps them apart.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "lab/lab.h"
+#include "lab/lbs_document.h"
+#include "lab/paths.h"
+#include "tests/faults/remains.h"
+#include "tests/support/child.h"
+#include "tests/support/log_lines.h"
+#include "tests/support/sanitizers.h"
+
+namespace {
+
+constexpr char kPath[] = "/lbs/conf.jsp";
+
+lab::Server Lbs(const std::string& name, size_t bytes) {
+  return lab::HttpServer(name).On(kPath, lab::Answer(lab::LbsDocument()
+                                                         .Link({name + ".example:1"})
+                                                         .LinkDefault({"two.example:2"})
+                                                         .Lbs("${url:" + name + "}/lbs/conf.jsp")
+                                                         .Desc(std::string(bytes, 'x'))
+                                                         .Text()));
+}
+
+// Both map one buffer for their log, and each knows only its own place in it: lines of both are
+// overwritten and torn, and a flush or a cut of one takes away what the other has just written.
+// Both save their caches in place: the last one wins, and what two wrote at once loads to nothing.
+TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
+  const lab::HostBook book = {.hosts = {{"name0", {.ip = {{"192.0.2.1"}}, .ttl_s = 0}}}};
+  const lab::Lab lab({Lbs("long", 30000), Lbs("short", 20000),
+                      lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
+  const ClientFolder folder;
+  WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}});
+  const auto spawn = [&](const std::string& server) {
+    return std::vector<std::string>{FAULT_HOST, folder.path(), lab.Url(server, kPath), "busy"};
+  };
+  for (int round = 0; round < (kSanitized ? 3 : 15); ++round) {
+    Child one(spawn("long"));
+    Child other(spawn("short"));
+    for (Child* child : {&one, &other}) {
+      const std::string link = child->ReadLine();
+      EXPECT_TRUE(link.ends_with(".example:1") || link == "link default.example:9") << link;
+      child->Signal();
+    }
+    EXPECT_TRUE(lab.WaitForRequests(40 * (round + 1), std::chrono::seconds(30)));
+    one.Signal();
+    other.Signal();
+    EXPECT_EQ(one.ReadRest() + other.ReadRest(), "");
+    EXPECT_EQ(one.Wait(), 0);
+    EXPECT_EQ(other.Wait(), 0);
+    Remains(folder.path()).ExpectCachesUsableOrEmpty();
+  }
+  Child third(spawn("long"));
+  EXPECT_NE(third.ReadLine(), "");
+  EXPECT_TRUE(LogLines(folder.path()).WaitFor("[lbs] Update LBS success = true"));
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+#!/bin/bash
+# install_test.sh BUILD CMAKE CXX: installs a build to a fresh prefix, moves that, and builds and
+# runs the examples against what stands there, with the installed sturdyctl as their server.
+set -euo pipefail
+build=$1 cmake=$2
+export CXX=$3
+unset CMAKE_CXX_COMPILER_LAUNCHER LD_LIBRARY_PATH PKG_CONFIG_PATH
+source=$(cd "$(dirname "$0")/../.." && pwd)
+work=$(mktemp -d)
+server=
+trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
+cd "$work"
+
+fail() {
+  echo "install: $1" >&2
+  [ ! -s output ] || cat output >&2
+  exit 1
+}
+quietly() {
+  "$@" >output 2>&1 || fail "failed: $*"
+}
+# Whether what was printed is this; a port is written as N.
+expect() {
+  diff <(sed -E 's/:[0-9]+/:N/' output) - || fail "another output"
+}
+
+quietly "$cmake" --install "$build" --prefix "$work/first"
+mv first moved
+prefix="$work/moved"
+library=$(find "$prefix" -name libsturdy_comp.so)
+pc=$(find "$prefix" -name pkgconfig)
+! grep -rIlE "$work/first|$source|$build" "$prefix" >output || fail "these name a folder of the build"
+[ "$(readlink "$library")" = libsturdy_comp.so.0 ] || fail "the library has no soname"
+examples=$(find "$prefix" -name examples)
+
+"$prefix/bin/sturdyctl" serve --scenario "$examples/lab.json" >serve.txt &
+server=$!
+until grep -q 'Ctrl-C' serve.txt; do
+  kill -0 "$server" || fail "sturdyctl serve ended"
+  read -rt 0.05 <> <(:) || true
+done
+url=$(sed -nE 's/^lbs +//p' serve.txt)/lbs/conf.jsp
+
+quietly "$cmake" -S "$examples/find_package" -B found "-DCMAKE_PREFIX_PATH=$prefix"
+quietly "$cmake" --build found
+quietly found/client "$url" "$work/data"
+expect <<<'127.0.0.1:N refused
+127.0.0.1:N connected'
+
+cp -r "$examples/pkg_config" "$examples/dlopen" .
+quietly make -C pkg_config "PKG_CONFIG_PATH=$pc"
+quietly pkg_config/client "$url" "$work/data2"
+expect <<<'192.0.2.1:N
+code 200
+127.0.0.1:N
+127.0.0.1:N'
+
+quietly make -C dlopen "PKG_CONFIG_PATH=$pc"
+quietly dlopen/client "$library" "$url" "$work/data3"
+expect <<<'127.0.0.1:N'
+
+quietly "$cmake" -S "$source/tests/install/sub_project" -B inside "-DSTURDY=$source"
+
+# Page and completion know each command that --help knows, and the values of an option.
+page=$(find "$prefix" -name sturdyctl.1)
+. "$(find "$prefix" -path '*completions/sturdyctl')"
+commands=$("$prefix/bin/sturdyctl" --help | sed '1,/^Subcommands/d' | sed -nE 's/^  ([a-z-]+) .*/\1/p')
+COMP_WORDS=(sturdyctl '') COMP_CWORD=1
+_sturdyctl
+for command in ${commands:?}; do
+  grep -q "^.SS ${command//-/\\\\-}\$" "$page" || fail "the page lacks $command"
+  [[ " ${COMPREPLY[*]} " == *" $command "* ]] || fail "the completion lacks $command"
+done
+COMP_WORDS=(sturdyctl link --family v) COMP_CWORD=3
+_sturdyctl
+[ "${COMPREPLY[*]}" = "v4 v6" ] || fail "the completion of --family: ${COMPREPLY[*]}"
+echo "install: done"

@@ -1,0 +1,142 @@
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <regex>
+
+#include "tools/log_reader/log_reader.h"
+#include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/interrupt.h"
+#include "tools/sturdyctl/usage_error.h"
+
+namespace sturdyctl {
+
+namespace {
+
+using log_reader::LogMessage;
+
+// How often the log is looked at.
+constexpr std::chrono::milliseconds kLookAgain(100);
+constexpr std::time_t kDaySeconds = 86400;
+
+// As it stands in the log, "03-14 15:09:26.000".
+std::string LogTime(std::time_t time) {
+  std::tm local = {};
+  localtime_r(&time, &local);
+  std::array<char, 32> text = {};
+  std::strftime(text.data(), text.size(), "%m-%d %H:%M:%S.000", &local);
+  return text.data();
+}
+
+// The time that the user gave, as the log writes it. A time without a date is one of today.
+std::string ParseTime(const std::string& text, std::time_t now) {
+  std::smatch part;
+  if (std::regex_match(text, part, std::regex("(\\d{1,6})([smhd])"))) {
+    const char unit = part[2].str()[0];
+    const std::time_t seconds = unit == 's'   ? 1
+                                : unit == 'm' ? 60
+                                : unit == 'h' ? 3600
+                                              : kDaySeconds;
+    return LogTime(now - std::stol(part[1]) * seconds);
+  }
+  const std::regex time("(?:(\\d\\d-\\d\\d)[ T])?(\\d\\d:\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,3}))?)?");
+  if (std::regex_match(text, part, time)) {
+    const std::string date = part[1].matched ? part[1].str() : LogTime(now).substr(0, 5);
+    const std::string seconds = part[3].matched ? part[3].str() : "00";
+    return date + " " + part[2].str() + ":" + seconds + "." + (part[4].str() + "000").substr(0, 3);
+  }
+  throw UsageError(
+      "--since takes a time as 14:05, 14:05:30.250 or \"03-14 14:05\", or an age as "
+      "90s, 15m, 2h or 1d, and \"" +
+      text + "\" is none.");
+}
+
+// Which messages the user wants to see. They come in the order of the log.
+class Filter {
+ public:
+  Filter(const LogOptions& options, std::time_t now)
+      : tags_(options.tags), tomorrow_(LogTime(now + kDaySeconds)) {
+    for (std::string& tag : tags_) {
+      if (tag.size() > 2 && tag.front() == '[' && tag.back() == ']') {
+        tag = tag.substr(1, tag.size() - 2);
+      }
+    }
+    since_ = options.since.empty() ? "" : WithYear(ParseTime(options.since, now));
+  }
+
+  // From the first message on that isn't older than asked for, whatever the clock did later.
+  bool Shows(const LogMessage& message) {
+    if (!since_.empty()) {
+      if (message.time.empty() || WithYear(message.time) < since_) {
+        return false;
+      }
+      since_.clear();
+    }
+    bool tagged = tags_.empty();
+    for (const std::string& tag : tags_) {
+      tagged = tagged || message.HasTag(tag);
+    }
+    return tagged;
+  }
+
+ private:
+  // Lines carry no year: what would be in the future is from the last one.
+  std::string WithYear(const std::string& time) const {
+    return (time > tomorrow_ ? "0 " : "1 ") + time;
+  }
+
+  std::vector<std::string> tags_;
+  const std::string tomorrow_;
+  std::string since_;  // empty once it has been reached
+};
+
+std::string FindLog(const std::string& folder) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(folder, error)) {
+    return folder;
+  }
+  if (!std::filesystem::is_directory(folder, error)) {
+    throw UsageError("there is no folder " + folder + ".");
+  }
+  const std::vector<std::string> logs = log_reader::FindLogs(folder);
+  if (logs.empty()) {
+    throw UsageError("there is no log in " + folder +
+                     " that this user may read; a client's data folder is wanted.");
+  }
+  if (logs.size() > 1) {
+    std::string names;
+    for (const std::string& log : logs) {
+      names += " " + log;
+    }
+    throw UsageError("there are several logs in " + folder + ", name one:" + names);
+  }
+  return logs.front();
+}
+
+void Print(log_reader::LogReader& log, Filter& filter) {
+  for (const LogMessage& message : log.ReadNewMessages()) {
+    if (filter.Shows(message)) {
+      std::fwrite(message.bytes.data(), 1, message.bytes.size(), stdout);
+    }
+  }
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int RunLog(const LogOptions& options) {
+  Filter filter(options, std::time(nullptr));
+  log_reader::LogReader log(FindLog(options.folder));
+  if (!options.follow) {
+    Print(log, filter);
+    return kExitOk;
+  }
+  Interrupt interrupt;
+  do {
+    Print(log, filter);
+  } while (!interrupt.WaitFor(kLookAgain));
+  return kExitOk;
+}
+
+}  // namespace sturdyctl
