@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <random>
@@ -28,6 +29,8 @@ namespace {
 constexpr char kPath[] = "/lbs/conf.jsp";
 constexpr char kFromCache[] = "link one.example:1";
 constexpr char kFromDefaults[] = "link default.example:9";
+// Short of what a client cuts as it starts.
+constexpr size_t kLongLogBytes = 4 << 20;
 constexpr char kBegin[] =
     "\r\n -----------------------load from mmap file begin-----------------------\r\n";
 constexpr char kEnd[] =
@@ -60,7 +63,7 @@ class Killed : public testing::Test {
   // The log as the next start makes it of what a dead process has left.
   [[nodiscard]] std::string LogToCome() const {
     const std::string log = remains_.LogText();
-    const std::string buffer = log_.Text().substr(log.size());
+    const std::string buffer = remains_.BufferText();
     return log + (buffer.empty() ? "" : kBegin + buffer + kEnd);
   }
 
@@ -182,6 +185,9 @@ INSTANTIATE_TEST_SUITE_P(Of, KilledInFileCall, testing::Values("save", "flush", 
 TEST_P(KilledInFileCall, TheNextOneAnswersAndHasTheWholeLog) {
   for (int call = 1; call <= 50 && !HasFailure(); call += kSanitized ? 7 : 1) {
     SCOPED_TRACE(call);
+    if (remains_.LogText().size() > kLongLogBytes) {  // lives that end in cuts make it grow
+      std::filesystem::remove(remains_.folder() + "sturdy_comp.log");
+    }
     ExpectAGoodStart(GetParam(), call);
     child_->Signal();
     EXPECT_EQ(child_->Wait(), -SIGKILL);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "base/json/json.h"
@@ -33,6 +35,14 @@ class Remains {
 
   [[nodiscard]] const std::string& folder() const { return folder_; }
   [[nodiscard]] std::string LogText() const { return Read("sturdy_comp.log"); }
+  // All that the next start takes over, whether it has reached the log or not.
+  [[nodiscard]] std::string BufferText() const {
+    const std::string bytes = Read("sturdy_comp.log.qel_mmap");
+    int32_t count = 0;
+    return bytes.size() < sizeof count ? ""
+                                       : (std::memcpy(&count, bytes.data(), sizeof count),
+                                          bytes.substr(sizeof count, static_cast<size_t>(count)));
+  }
 
   // The document that the next start has; empty if it builds one.
   [[nodiscard]] std::string Document() const {

@@ -109,6 +109,7 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
   std::filesystem::resize_file(path_ + ".qel_mmap", 3);
   EXPECT_EQ(LogReader(path_).ReadNewText(), cases[std::size(cases) - 1].log);
   EXPECT_EQ(LogReader(folder_.File("absent/x.log")).ReadNewText(), "");
+  EXPECT_EQ(LogReader(folder_.path()).ReadNewText(), "") << "a folder is no log";
 }
 
 // One look after each step, and the sum of all looks is what was written.

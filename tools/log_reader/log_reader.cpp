@@ -30,14 +30,19 @@ constexpr size_t kLeastAnchorBytes = 32;
 constexpr int kMostWaits = 20;
 constexpr std::chrono::milliseconds kWait{1};
 
-// An open file that is read piece by piece.
+// An open file that is read piece by piece. What is no file, a folder say, isn't opened.
 class GrowingFile {
  public:
   explicit GrowingFile(const std::string& path)
-      : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+      : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     struct stat status = {};
-    if (descriptor_ >= 0 && ::fstat(descriptor_, &status) == 0) {
+    if (descriptor_ < 0) {
+      return;
+    }
+    if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
       inode_ = status.st_ino;
+    } else {
+      ::close(std::exchange(descriptor_, -1));
     }
   }
   ~GrowingFile() {
@@ -54,8 +59,8 @@ class GrowingFile {
     return ::fstat(descriptor_, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
   }
 
-  // Appends all that stands behind `offset`.
-  void ReadFrom(uint64_t offset, std::string& text) const {
+  // Appends all that stands behind `offset`; false if the disk gives less.
+  bool ReadFrom(uint64_t offset, std::string& text) const {
     std::array<char, kBlockBytes> block;
     ssize_t bytes = 0;
     while (descriptor_ >= 0 && (bytes = ::pread(descriptor_, block.data(), block.size(),
@@ -63,18 +68,19 @@ class GrowingFile {
       text.append(block.data(), static_cast<size_t>(bytes));
       offset += static_cast<uint64_t>(bytes);
     }
+    return bytes == 0;
   }
 
   // Whether the path still leads to this file.
   [[nodiscard]] bool IsInPlace() const {
     struct stat status = {};
     const bool is_there = ::stat(path_.c_str(), &status) == 0;
-    return is_there ? status.st_ino == inode_ : descriptor_ < 0;
+    return is_there && S_ISREG(status.st_mode) ? status.st_ino == inode_ : descriptor_ < 0;
   }
 
  private:
   const std::string& path_;
-  const int descriptor_;
+  int descriptor_;
   uint64_t inode_ = 0;
 };
 
@@ -160,11 +166,13 @@ LogReader::Look LogReader::LookAtFiles() const {
     // The buffer is read twice, so that a clearing in between shows.
     Buffer buffer;
     Buffer again;
+    bool readable = true;
     do {
-      file.ReadFrom(look.begin + look.log.size(), look.log);
+      readable = file.ReadFrom(look.begin + look.log.size(), look.log);
       buffer = ReadBuffer(buffer_path);
       again = ReadBuffer(buffer_path);
-    } while (!again.text.starts_with(buffer.text) || file.Size() > look.begin + look.log.size());
+    } while (readable && (!again.text.starts_with(buffer.text) ||
+                          file.Size() > look.begin + look.log.size()));
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // cut in between
     }
