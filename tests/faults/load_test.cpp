@@ -190,9 +190,9 @@ TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
   while (zo_base::Clock::MonotonicMs() < end_ms && !HasFailure()) {
     Round();
   }
-  EXPECT_TRUE(QuietensTo(before))
-      << "threads and descriptors: before " << testing::PrintToString(before) << ", after "
-      << testing::PrintToString(Held());
+  EXPECT_TRUE(QuietensTo(before)) << "threads and descriptors: before "
+                                  << testing::PrintToString(before) << ", after "
+                                  << testing::PrintToString(Held());
   const auto third = static_cast<std::ptrdiff_t>(heap_bytes_.size() / 3);
   const size_t first = Median({heap_bytes_.begin(), heap_bytes_.begin() + third});
   const size_t last = Median({heap_bytes_.end() - third, heap_bytes_.end()});

@@ -71,8 +71,12 @@ TEST_P(ClockFault, InARunMovesNoTimerAndEndsALease) {
   // A silent URL has its two seconds, no more.
   service_->Update(net::kIPFamilyAny);
   ASSERT_TRUE(log_.WaitForCount("[multiple]Send sub url request:" + urls_[0], 4));
-  ASSERT_TRUE(log_.WaitUntil(
-      [](const Messages& lines) { return lines.back() == "[multiple]Start timer index:0"; }));
+  ASSERT_TRUE(log_.WaitUntil([&](const Messages& lines) {
+    const auto sent = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
+      return line.find("Send sub url request:" + urls_[0]) != line.npos;
+    });
+    return std::find(lines.rbegin(), sent, "[multiple]Start timer index:0") != sent;
+  }));
   clock_.Advance(2000);
   EXPECT_EQ(AwaitUpdate().first, 200);
   for (int i = 0; i < 2; ++i) {

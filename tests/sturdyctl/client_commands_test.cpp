@@ -88,10 +88,10 @@ TEST_F(SturdyctlTest, CtrlCExitsInOrder) {
 TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
   const lab::LbsReport each{"${url:reports}", true, 1, 60000, 0};
   const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(1).Text();
-  lab::Lab lab(
-      {lab::HttpServer("lbs").On(kPath, Document(each)),
-       lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
-       lab::HttpServer("reports").On(lab::kReportPath, {lab::Answer(200), lab::Answer(500), lab::Answer(200)})});
+  lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document(each)),
+                lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
+                lab::HttpServer("reports").On(
+                    lab::kReportPath, {lab::Answer(200), lab::Answer(500), lab::Answer(200)})});
   WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
                    "localhost", 0);
   Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));

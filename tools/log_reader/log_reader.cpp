@@ -171,8 +171,8 @@ LogReader::Look LogReader::LookAtFiles() const {
       readable = file.ReadFrom(look.begin + look.log.size(), look.log);
       buffer = ReadBuffer(buffer_path);
       again = ReadBuffer(buffer_path);
-    } while (readable && (!again.text.starts_with(buffer.text) ||
-                          file.Size() > look.begin + look.log.size()));
+    } while (readable &&
+             (!again.text.starts_with(buffer.text) || file.Size() > look.begin + look.log.size()));
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // cut in between
     }
