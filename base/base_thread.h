@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -11,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "base/condition.h"
 #include "base/mutex.h"
 #include "base/task_loop.h"
 #include "base/thread.h"
@@ -158,14 +158,14 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<bool> wake_up_pending{false};
   // The thread waits, or is about to, and nobody has notified it yet.
   std::atomic<bool> waiting{false};
-  std::condition_variable_any wake_condition;
+  Condition wake_condition;
   std::atomic<uint8_t> stop_requested{0};
   std::atomic<uint8_t> first_pass{1};
   std::atomic<uint8_t> running{0};
   // Set with `running` and not cleared at the end, so that Start sees a short life too.
   std::atomic<uint8_t> begun{0};
   std::unique_ptr<std::thread> thread;
-  std::condition_variable_any begin_condition;
+  Condition begin_condition;
   const std::string name;
   std::atomic<uint32_t> thread_id{0};
   const std::shared_ptr<ThreadTaskLoop> task_loop;

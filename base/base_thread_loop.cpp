@@ -59,12 +59,16 @@ bool BaseThread::Notify() {
   if (!waiting) {
     return false;
   }
-  RecursiveMutexLock lock(wake_mutex);
-  // The thread holds the mutex from its mark up to the wait, so while the mark stands it waits.
-  if (!waiting) {
-    return false;
+  {
+    RecursiveMutexLock lock(wake_mutex);
+    // The thread holds the mutex from its mark up to the wait, so while the mark stands it waits.
+    if (!waiting) {
+      return false;
+    }
+    waiting = false;
   }
-  waiting = false;
+  // Without the mutex, which the thread needs as it wakes. Should it have timed out meanwhile and
+  // wait again, it takes one more look at its queues.
   wake_condition.notify_all();
   return true;
 }

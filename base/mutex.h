@@ -6,8 +6,25 @@
 
 namespace zo_base {
 
+// What is guarded here is held for less than the two switches of a thread that sleeps for it take:
+// before that, a thread looks so often whether it is free (some microseconds).
+inline constexpr int kMutexLooks = 200;
+
+template <typename StdMutex>
+void LockSoon(StdMutex& mutex) {
+  for (int look = 0; look < kMutexLooks; ++look) {
+    if (mutex.try_lock()) {
+      return;
+    }
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
+  mutex.lock();
+}
+
 // The standard mutexes, thinly wrapped so that clang can check what they guard.
-// Both can be waited on with std::condition_variable_any, and need no destructor to run.
+// Both can be waited on with a Condition, and need no destructor to run.
 // Threads: any. Errors: the standard system errors of the wrapped mutex.
 class ZO_CAPABILITY("mutex") Mutex {
  public:
@@ -15,7 +32,7 @@ class ZO_CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { mutex_.lock(); }
+  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
@@ -29,7 +46,7 @@ class ZO_CAPABILITY("mutex") RecursiveMutex {
   RecursiveMutex(const RecursiveMutex&) = delete;
   RecursiveMutex& operator=(const RecursiveMutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { mutex_.lock(); }
+  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 

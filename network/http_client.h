@@ -1,11 +1,11 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <thread>
 
+#include "base/condition.h"
 #include "base/mutex.h"
 #include "base/singleton.h"
 #include "base/tags.h"
@@ -78,7 +78,7 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
 
   // What the dispatcher waits for changes, or is told of, with wake_mutex held.
   zo_base::RecursiveMutex wake_mutex;
-  std::condition_variable_any wake_up;
+  zo_base::Condition wake_up;
 };
 
 }  // namespace KRBASE::network

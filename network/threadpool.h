@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -13,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/condition.h"
 #include "base/mutex.h"
 
 namespace KRBASE::network {
@@ -47,8 +47,8 @@ class threadpool {
     {
       zo_base::MutexLock lock(mutex);
       tasks.emplace_back([task] { (*task)(); });
-      task_cv.notify_one();
     }
+    task_cv.notify_one();
     return result;
   }
 
@@ -63,7 +63,7 @@ class threadpool {
   std::vector<std::thread> pool;  // touched by the constructor and the destructor alone
   std::deque<std::function<void()>> tasks ZO_GUARDED_BY(mutex);
   zo_base::Mutex mutex;
-  std::condition_variable_any task_cv;
+  zo_base::Condition task_cv;
   std::atomic<bool> run{true};  // changes with the mutex held, so that no worker misses it
   std::atomic<int32_t> idle{0};
 };
