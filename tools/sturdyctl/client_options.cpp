@@ -43,7 +43,7 @@ void ClientOptions::AddTo(CLI::App& command) {
 }
 
 void ClientOptions::AddEnvironmentTo(CLI::App& command) {
-  command.add_option("--token", token, "The application's key; without one nothing is fetched");
+  command.add_option("--token", token, "The application's key; without one a start doesn't fetch");
   command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
   command.add_option("--sdk-version", sdk_version, "Version text of the client");
   command

@@ -52,7 +52,9 @@ int Run(int argc, char** argv) {
   int count = 1;
   bool wait = false;
   link->add_option("--count", count, "How many addresses")->check(CLI::Range(1, 100000));
-  link->add_flag("--wait", wait, "Ask after the first fetch has ended, not at once");
+  link->add_flag(
+      "--wait", wait,
+      "Ask after the first fetch has ended, not at once (never, if no URL is of --family)");
   link->add_flag("--json", json, "Print one JSON object");
   options.AddTo(*link);
   link->footer(std::string(kLinkFields) + kExitCodes);
