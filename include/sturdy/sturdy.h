@@ -101,7 +101,8 @@ struct _ZOSturdyEnvironmentSettings {
   char data_path[1024];
 };
 
-// The settings of the LBS service.
+// The settings of the LBS service. A default link that is empty is the built-in one, and a list
+// that is empty is made of the defaults of the wanted family.
 struct _ZOSturdyLBSSettings {
   bool enable;                        // false: everything but address_family is ignored
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
@@ -193,7 +194,8 @@ class IZOSturdyLBSService {
   virtual void GetName(char* out) = 0;
   virtual void GetDesc(char* out) = 0;
 
-  // The number of link servers in the document, defaults not counted. Takes no lock.
+  // The number of link servers in the list, without the default behind it. Before any document has
+  // come, the list is that of the settings. Takes no lock.
   virtual int32_t GetLinkHostCount() = 0;
 
   // The server that stands next in the list, without moving on. False, with nothing written, if
