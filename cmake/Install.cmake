@@ -56,7 +56,8 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development FILES_MATCHING PATTERN "log-and-cache-files.md"
-                                             PATTERN "client-guide.md")
+                                             PATTERN "client-guide.md"
+                                             PATTERN "architecture.md")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development)
 
