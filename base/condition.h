@@ -8,10 +8,10 @@
 
 namespace zo_base {
 
-// A condition variable for any lock, as std::condition_variable_any, which notifies with a mutex of
-// its own held: a woken thread that runs at once would only find that mutex and sleep again. Here
-// it goes on. Threads: any. Whoever notifies keeps the object alive meanwhile. Errors:  the
-// standard system errors of its mutex.
+// A condition variable for any lock. std::condition_variable_any notifies with a mutex of its own
+// held, so that a woken thread which runs at once finds it and sleeps again; here it goes on.
+// Threads: any. Whoever notifies keeps the object alive meanwhile.
+// Errors:  the standard system errors of its mutex.
 class Condition {
  public:
   Condition() = default;

@@ -140,7 +140,7 @@ TEST(ScenarioTest, TheExamplesOfThePagesAreGood) {
       EXPECT_EQ(WhyNot(text.substr(at, text.find("\n```", at) - at)), "");
     }
   }
-  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(count, 4u);
 }
 
 }  // namespace
