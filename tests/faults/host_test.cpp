@@ -148,6 +148,9 @@ TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection)
   EXPECT_TRUE(Fetches(1));
 }
 
+// Not under TSan: a signal that comes while its runtime frees a block of the loader's leaves it
+// waiting for itself.
+#ifndef STURDY_UNDER_TSAN
 TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
   constexpr int kFetches = 30;
   std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
@@ -169,6 +172,7 @@ TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
   EXPECT_GT(signals, 100);
   EXPECT_EQ(strays, 0);
 }
+#endif
 
 // Nothing of the library may hang on the thread that a call came from.
 TEST_F(Host, CallsFromThreadsThatEndAtOnce) {
