@@ -2,6 +2,7 @@
 // threads that are gone a moment later.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,15 +12,18 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
+#include "lab/port.h"
 #include "tests/environment/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
@@ -74,16 +78,32 @@ void OnSignal(int /*number*/) {
   strays += gettid() != host_thread;
 }
 
-// A signal each 200 us, which interrupts system calls, on all threads but those made by `shelter`.
-class SignalFlood {
+// Threads that are made meanwhile don't take part in the flood.
+class SignalShelter {
  public:
-  explicit SignalFlood(const std::function<void()>& shelter) {
+  SignalShelter() { Set(SIG_BLOCK); }
+  ~SignalShelter() { Set(SIG_UNBLOCK); }
+  SignalShelter(const SignalShelter&) = delete;
+  SignalShelter& operator=(const SignalShelter&) = delete;
+
+ private:
+  static void Set(int how) {
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
-    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-    shelter();
-    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+    pthread_sigmask(how, &alarm, nullptr);
+  }
+};
+
+// A signal each 200 us, which interrupts system calls, on all threads but those made by
+// `sheltered`.
+class SignalFlood {
+ public:
+  explicit SignalFlood(const std::function<void()>& sheltered) {
+    {
+      const SignalShelter shelter;
+      sheltered();
+    }
     host_thread = gettid();
     struct sigaction action {};
     action.sa_handler = &OnSignal;
@@ -173,6 +193,39 @@ TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
   EXPECT_EQ(strays, 0);
 }
 #endif
+
+// A pipe in the place of a cache is a disk that lets the reader wait, in the open and in the read.
+TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
+  const SignalFlood flood([this] { MakeLab(); });
+  Begin();
+  EXPECT_TRUE(Fetches(1));
+  zo_sturdy::ExitSturdyEnvironment(1);
+  const std::string cache = FinalDataFolder(folder_.path()) + "lbs/lbs.data";
+  std::ostringstream text;
+  text << std::ifstream(cache).rdbuf();
+  std::filesystem::remove(cache);
+  EXPECT_EQ(mkfifo(cache.c_str(), 0600), 0);
+  lab_->SetBehaviours("lbs", kPath, {lab::Answer(500)});
+  const auto await_signals = [] {
+    const int goal = signals + 20;
+    EXPECT_TRUE(Comes([goal] { return signals >= goal; }));
+  };
+  std::thread disk;
+  {
+    const SignalShelter shelter;
+    disk = std::thread([&] {
+      await_signals();
+      const lab::Descriptor pipe(open(cache.c_str(), O_RDWR | O_CLOEXEC));
+      await_signals();
+      EXPECT_EQ(DescriptorsOfAProgram().find(cache), std::string::npos);
+      std::filesystem::remove(cache);  // what is saved from now on is a file
+      EXPECT_GT(write(pipe.get(), text.str().data(), text.str().size()), 0);
+    });
+  }
+  Begin();
+  EXPECT_EQ(Link(*service_), "one.example:1");
+  disk.join();
+}
 
 // Nothing of the library may hang on the thread that a call came from.
 TEST_F(Host, CallsFromThreadsThatEndAtOnce) {
