@@ -103,6 +103,9 @@ TEST_F(LogDamageTest, AProcessCanDieInAnyFileCall) {
       logger.SetLogFile(path_, kLimit, kBuffer);
       for (; *written < kLines; ++*written) {
         WriteLine(logger, *written);
+        if (*written % 10 == 5) {
+          logger.Flush();
+        }
       }
       return 0;
     });
@@ -116,13 +119,57 @@ TEST_F(LogDamageTest, AProcessCanDieInAnyFileCall) {
     while (first > 0 && text.find("line " + std::to_string(first - 1) + "\n") != text.npos) {
       --first;
     }
-    EXPECT_TRUE(first == 0 || text.size() >= kLimit / 2) << text;
+    EXPECT_TRUE(first == 0 || (first < *written && text.size() >= kLimit / 2)) << text;
     ExpectNextStartWorks();
     const Messages after = log.Texts();
     EXPECT_EQ(after.size() > 1 && after[after.size() - 2] == "load from mmap file end",
               buffer_has_text);
   }
   ::munmap(written, sizeof(std::atomic<int>));
+}
+
+TEST_F(LogDamageTest, AProcessCanDieAsItTakesOverWhatAFormerOneLeft) {
+  bool killed = true;
+  for (int n = 1; killed; ++n) {
+    SCOPED_TRACE(n);
+    std::filesystem::remove_all(folder_.File("logs"));
+    {
+      Logger former;
+      former.SetLogFile(path_, kLimit, kBuffer);
+      WriteLine(former, 0);
+    }
+    const int status = InChild([&] {
+      const ScopedFileFault fault(n, FileFault::kKill);
+      Logger().SetLogFile(path_, kLimit, kBuffer);
+      return 0;
+    });
+    killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    EXPECT_TRUE(killed || (status == 0 && n > 10)) << status << ", or too few calls for a start";
+    ExpectNextStartWorks();
+    EXPECT_FALSE(LogLines(path_).With("line 0").empty());
+  }
+}
+
+// It dies in mid-copy, of a line whose second half can't be read.
+TEST_F(LogDamageTest, ALineCountsOnceAllOfItIsInTheBuffer) {
+  const std::string path = folder_.File("x.log");
+  const int status = InChild([&] {
+    std::signal(SIGSEGV, [](int) { ::_exit(0); });
+    const auto page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    auto* const pages = static_cast<char*>(
+        ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ::mprotect(pages + page, page, PROT_NONE);
+    LogFile log;
+    log.Init(path, kLimit, kBuffer);
+    log.Write("whole\n");
+    log.Write({pages + page - kBuffer / 4, kBuffer / 2});
+    return 1;
+  });
+  EXPECT_EQ(status, 0);
+  LogFile next;
+  EXPECT_TRUE(next.Init(path, kLimit, kBuffer));
+  EXPECT_EQ(LogLines(path).Texts(),
+            (Messages{"load from mmap file begin", "whole", "load from mmap file end"}));
 }
 
 // On a real disk that is full: the start of the log fails, and a buffer that was made takes text

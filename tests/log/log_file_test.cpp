@@ -6,6 +6,7 @@
 
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
 #include "tests/support/temp_folder.h"
 
 namespace zo_base {
@@ -112,6 +113,31 @@ TEST_F(LogFileTest, ALogAtItsLimitLosesItsOlderHalf) {
       EXPECT_FALSE(FileExists(path_ + ".tmp"));
     }
   }
+}
+
+TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
+  constexpr uint32_t kLimit = 8;
+  constexpr int kAppendCalls = 2;
+  std::string text(20000, '.');
+  text.back() = '!';
+  int calls = kAppendCalls;
+  for (bool fired = true; fired;) {
+    SCOPED_TRACE(++calls);
+    RemoveFile(path_);
+    LogFile log;
+    ASSERT_TRUE(log.Init(path_, kLimit, kBuffer));
+    {
+      const ScopedFileFault failing(calls, FileFault::kFailOnce);
+      EXPECT_TRUE(log.WriteToFile(text));
+      fired = ScopedFileFault::Fired();
+    }
+    EXPECT_EQ(Log(), fired ? text : text.substr(kLimit / 2));
+    EXPECT_FALSE(FileExists(path_ + ".tmp"));
+    const std::string before = Log();
+    EXPECT_TRUE(log.WriteToFile("new"));
+    EXPECT_EQ(Log(), (before + "new").substr(kLimit / 2));
+  }
+  EXPECT_GT(calls, kAppendCalls + 10) << "too few for the whole of a cut";
 }
 
 TEST_F(LogFileTest, AFolderInAFilesPlaceCostsNoMoreThanThatFile) {
