@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -122,15 +123,12 @@ class Lives : public testing::Test {
 
 // ---------------------------------------------------------------------------------------------
 
-class Descriptors {
- public:
-  static void Limit(rlim_t most) {
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = most;
-    setrlimit(RLIMIT_NOFILE, &limit);
-  }
-};
+void SetLimit(decltype(RLIMIT_NOFILE) of_what, rlim_t most) {
+  rlimit limit{};
+  getrlimit(of_what, &limit);
+  limit.rlim_cur = std::min(most, limit.rlim_max);
+  setrlimit(of_what, &limit);
+}
 
 struct DiskFault {
   const char* name;
@@ -152,6 +150,12 @@ void FillEmpty(const std::string& disk) {
   RemoveFolder(disk);
   Fill(disk);
 }
+// Of each file the first bytes fit, and can be read again.
+void AllowShortFiles(const std::string& disk) {
+  RemoveFolder(disk);
+  std::signal(SIGXFSZ, SIG_IGN);
+  SetLimit(RLIMIT_FSIZE, 100);
+}
 void PutFileInPlace(const std::string& disk) {
   RemoveFolder(disk);
   std::ofstream(disk + "/data") << "a file";
@@ -171,11 +175,13 @@ void MakeWritable(const std::string& disk) {
 const std::vector<DiskFault> kFaults = {
     {"Full", &Fill, &Free},
     {"FullWithoutAFile", &FillEmpty, &Free},
+    {"ShortFilesOnly", &AllowShortFiles,
+     [](const std::string&) { SetLimit(RLIMIT_FSIZE, RLIM_INFINITY); }},
     {"ReadOnly", &MakeReadOnly, &MakeWritable},
     {"FolderRemoved", &RemoveFolder, [](const std::string&) {}},
     {"FileInItsPlace", &PutFileInPlace, &RemoveFolder},
-    {"NoDescriptor", [](const std::string&) { Descriptors::Limit(0); },
-     [](const std::string&) { Descriptors::Limit(1024); }, false},
+    {"NoDescriptor", [](const std::string&) { SetLimit(RLIMIT_NOFILE, 0); },
+     [](const std::string&) { SetLimit(RLIMIT_NOFILE, 1024); }, false},
 };
 
 // The fault, and whether it comes in mid-run or before the start.
@@ -270,19 +276,13 @@ class ScopedUser {
   }
   ~ScopedUser() {
     static_cast<void>(setresuid(0, 0, 0));
-    Limit(RLIM_INFINITY);
+    SetLimit(RLIMIT_NPROC, RLIM_INFINITY);
     prctl(PR_SET_DUMPABLE, 1);  // the leak checker looks into the process
   }
   ScopedUser(const ScopedUser&) = delete;
   ScopedUser& operator=(const ScopedUser&) = delete;
 
   [[nodiscard]] bool is_made() const { return is_made_; }
-  static void Limit(rlim_t threads) {
-    rlimit limit{};
-    getrlimit(RLIMIT_NPROC, &limit);
-    limit.rlim_cur = std::min(threads, limit.rlim_max);
-    setrlimit(RLIMIT_NPROC, &limit);
-  }
 
  private:
   bool is_made_;
@@ -299,7 +299,7 @@ TEST(Threads, AStartWithoutOneThrowsAndALaterOneWorks) {
   int id = 0;
   int failures = 0;
   for (rlim_t limit = 0; id == 0; ++limit) {
-    ScopedUser::Limit(limit);
+    SetLimit(RLIMIT_NPROC, limit);
     try {
       id = zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path()));
     } catch (const std::system_error& error) {

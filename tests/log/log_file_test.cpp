@@ -76,6 +76,19 @@ TEST_F(LogFileTest, TakesOverWhatAFormerRunLeft) {
   }
 }
 
+TEST_F(LogFileTest, ABufferOfAnotherSizeThatCanNotBeReadIsTakenOverAllTheSame) {
+  const std::string text(100000, 't');   // more than one read brings
+  for (const int call : {2, 3, 4, 5}) {  // after the look at its size: the open and three reads
+    SCOPED_TRACE(call);
+    RemoveFile(path_);
+    ASSERT_TRUE(WriteWholeFile(buffer_path_, BufferBytes(100000, text, 100000 + 4)));
+    LogFile log;
+    const ScopedFileFault failing(call, FileFault::kFailOnce);
+    EXPECT_TRUE(log.Init(path_, kNoLimit, kBuffer));
+    EXPECT_TRUE(Log() == Framed(text)) << "a part of it is lost";
+  }
+}
+
 TEST_F(LogFileTest, AFullBufferGoesToTheLogWithTheNewLineLast) {
   LogFile log;
   ASSERT_TRUE(log.Init(path_, 0, kBuffer));
