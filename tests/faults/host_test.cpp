@@ -168,7 +168,7 @@ TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection)
   EXPECT_TRUE(Fetches(1));
 }
 
-// Not under TSan: a signal that comes while its runtime frees a block of the loader's leaves it
+// None of the two floods under TSan: a signal that comes as its runtime frees a block leaves it
 // waiting for itself.
 #ifndef STURDY_UNDER_TSAN
 TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
@@ -192,7 +192,6 @@ TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
   EXPECT_GT(signals, 100);
   EXPECT_EQ(strays, 0);
 }
-#endif
 
 // A pipe in the place of a cache is a disk that lets the reader wait, in the open and in the read.
 TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
@@ -226,6 +225,7 @@ TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
   EXPECT_EQ(Link(*service_), "one.example:1");
   disk.join();
 }
+#endif
 
 // Nothing of the library may hang on the thread that a call came from.
 TEST_F(Host, CallsFromThreadsThatEndAtOnce) {
