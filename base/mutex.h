@@ -8,7 +8,11 @@ namespace zo_base {
 
 // What is guarded here is held for less than the two switches of a thread that sleeps for it take:
 // before that, a thread looks so often whether it is free (some microseconds).
+#ifdef STURDY_LOCKS_ONLY_WAIT
+inline constexpr int kMutexLooks = 0;
+#else
 inline constexpr int kMutexLooks = 200;
+#endif
 
 template <typename StdMutex>
 void LockSoon(StdMutex& mutex) {
