@@ -20,6 +20,7 @@
 
 #include "base/log/log.h"
 #include "base/log/tqlog.h"
+#include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
@@ -183,6 +184,15 @@ const std::vector<DiskFault> kFaults = {
     {"NoDescriptor", [](const std::string&) { SetLimit(RLIMIT_NOFILE, 0); },
      [](const std::string&) { SetLimit(RLIMIT_NOFILE, 1024); }, false},
 };
+
+// The system takes the first bytes and tells so, which is no error of that call.
+TEST(ShortWrite, HasFailed) {
+  const TempFolder disk;
+  AllowShortFiles(disk.path());
+  const bool is_written = zo_base::WriteWholeFile(disk.File("cache"), std::string(200, 'x'));
+  SetLimit(RLIMIT_FSIZE, RLIM_INFINITY);
+  EXPECT_FALSE(is_written);
+}
 
 // The fault, and whether it comes in mid-run or before the start.
 class Disk : public Lives, public testing::WithParamInterface<std::tuple<DiskFault, bool>> {
