@@ -45,6 +45,7 @@ void PrintLink(zo_sturdy::IZOSturdyLBSService* service) {
   net::AddressFamily family = net::kIPFamilyAny;
   if (service->GetLinkAddress(host, &port, &family)) {
     std::printf("%s:%d family %d\n", host, port, static_cast<int>(family));
+    std::fflush(stdout);  // the test goes on once it has read it
   }
 }
 

@@ -1,6 +1,7 @@
 // The shared library as a stranger's client sees it, over every kind of transport.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 #include "lab/lab.h"
@@ -32,11 +33,14 @@ TEST_P(Cpp11Client, GetsItsLinkAddresses) {
                                                            .Link({"10.0.0.1:1", "[::2]:2"})
                                                            .LinkDefault({"10.0.0.3:3"})
                                                            .Lbs("${url:lbs}/lbs/conf.jsp")
-                                                           .Text()))});
+                                                           .Text())
+                                               .HeldAt("gate"))});
   const TempFolder folder;
   Child client({CPP11_CLIENT, folder.path(), lab.Url("lbs", "/lbs/conf.jsp"), "10.0.0.9:9"});
+  EXPECT_EQ(client.ReadLine(), "10.0.0.9:9 family 1");
+  EXPECT_TRUE(lab.WaitForHeld("gate", 1, std::chrono::seconds(30)));
+  lab.Release("gate");
   EXPECT_EQ(client.ReadRest(),
-            "10.0.0.9:9 family 1\n"
             "code 200\n"
             "10.0.0.1:1 family 1\n"
             "[::2]:2 family 2\n");

@@ -19,6 +19,8 @@ namespace {
 
 // What the thirds of a run may differ by: transfers that happen to run, documents of any length.
 constexpr size_t kNoiseBytes = 128 << 10;
+// What differs by more must go on doing so, as a leak does and what happens to be kept doesn't.
+constexpr int kMostHours = 3;
 
 uint32_t FromEnvironment(const char* name, uint32_t otherwise) {
   const char* text = std::getenv(name);
@@ -145,6 +147,15 @@ class BusyHour : public FrozenClient {
     lab_.ForgetRequests();
     heap_bytes_.push_back(mallinfo2().uordblks + mallinfo2().hblkhd);
   }
+  // A sanitizer's memory isn't told of, and it looks for leaks itself at the end.
+  bool IsHeapFlat() const {
+    const auto third = static_cast<std::ptrdiff_t>(heap_bytes_.size() / 3);
+    const size_t first = Median({heap_bytes_.begin(), heap_bytes_.begin() + third});
+    const size_t last = Median({heap_bytes_.end() - third, heap_bytes_.end()});
+    std::printf("%zu fetches, heap of %zu KiB in the first third, %zu in the last\n",
+                heap_bytes_.size(), first >> 10, last >> 10);
+    return kSanitized || last < first + kNoiseBytes;
+  }
   // Threads and descriptors.
   static std::pair<int64_t, int64_t> Held() {
     return {EntriesOf("/proc/self/task"), EntriesOf("/proc/self/fd")};
@@ -186,21 +197,17 @@ TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
   Round();
   ASSERT_TRUE(QuietensTo({INT64_MAX, INT64_MAX}));
   const auto before = Held();
-  const int64_t end_ms = zo_base::Clock::MonotonicMs() + minutes * 60000;
-  while (zo_base::Clock::MonotonicMs() < end_ms && !HasFailure()) {
-    Round();
+  int64_t end_ms = zo_base::Clock::MonotonicMs();
+  for (int hour = 0; hour == 0 || (hour < kMostHours && !IsHeapFlat()); ++hour) {
+    end_ms += minutes * 60000;
+    while (zo_base::Clock::MonotonicMs() < end_ms && !HasFailure()) {
+      Round();
+    }
   }
   EXPECT_TRUE(QuietensTo(before)) << "threads and descriptors: before "
                                   << testing::PrintToString(before) << ", after "
                                   << testing::PrintToString(Held());
-  const auto third = static_cast<std::ptrdiff_t>(heap_bytes_.size() / 3);
-  const size_t first = Median({heap_bytes_.begin(), heap_bytes_.begin() + third});
-  const size_t last = Median({heap_bytes_.end() - third, heap_bytes_.end()});
-  std::printf("%zu fetches, heap of %zu KiB in the first third, %zu in the last\n",
-              heap_bytes_.size(), first >> 10, last >> 10);
-  if (!kSanitized) {  // whose own memory isn't told of, and leaks are at the end
-    EXPECT_LT(last, first + kNoiseBytes);
-  }
+  EXPECT_TRUE(IsHeapFlat());
 }
 
 }  // namespace
