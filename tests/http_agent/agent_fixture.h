@@ -143,6 +143,7 @@ class AgentTest : public testing::Test {
   void Settle(int64_t advance_ms = 0) {
     clock_.Advance(advance_ms);
     OnThread([] {});
+    OnThread([] {});  // behind what the tasks before have posted
   }
   void StartRequest(const zo_sturdy::MultipleURLHttpRequest& request) {
     OnThread([&] { agent_->InvokeMultipleURLHttpRequest(request); });

@@ -66,11 +66,13 @@ class SturdyctlTest : public testing::Test {
 
 TEST_F(SturdyctlTest, CtrlCExitsInOrder) {
   for (const int signal : {SIGINT, SIGTERM}) {
-    const lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document())});
+    lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document().HeldAt("gate"))});
     Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("lbs", kPath)}));
     EXPECT_THAT(watch.ReadLine(),
                 testing::AllOf(HasSubstr("log: " + folder_.path()), HasSubstr("sturdy_comp.log")));
     EXPECT_EQ(watch.ReadLine(), "Ctrl-C ends.");
+    EXPECT_TRUE(lab.WaitForHeld("gate", 1, kLimit));
+    lab.Release("gate");
     std::string line = watch.ReadLine();
     while (line.find("link servers: 192.0.2.1:1") == std::string::npos && !line.empty()) {
       line = watch.ReadLine();
