@@ -153,7 +153,6 @@ int Measure(const char* folder, const char* url) {
   const auto descriptors_before = static_cast<int64_t>(Entries("/proc/self/fd").size());
   const Client client = Start(folder, {url});
   Ask(*client.service);
-  const int64_t resident_added = resident() - resident_before;
   const auto descriptors_added =
       static_cast<int64_t>(Entries("/proc/self/fd").size()) - descriptors_before;
   const int64_t threads = Field(status, "Threads") - 1;
@@ -166,6 +165,7 @@ int Measure(const char* folder, const char* url) {
     Fetched().get_future().wait();
   }
   disk += Field(io, "write_bytes");
+  const int64_t resident_added = resident() - resident_before;  // with libcurl, for the fetches
 
   std::this_thread::sleep_for(kSettling);
   const int64_t switches_before = Switches();

@@ -166,7 +166,7 @@ std::string FootprintTable(const json& footprint) {
          "| size of the stripped library | " +
          Print(footprint.at("library_bytes").get<double>() / 1024, 0) +
          " KiB | |\n"
-         "| resident memory that a start adds, with all that it loads | " +
+         "| resident memory that a start and 10 fetches add, with all that they load | " +
          number("resident_kib") +
          " KiB | |\n"
          "| threads of a started environment | " +

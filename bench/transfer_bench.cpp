@@ -16,6 +16,7 @@
 #include "network/http_request.h"
 #include "network/http_request_win.h"
 #include "network/http_response.h"
+#include "network/platform/curl_library.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_plan.h"
@@ -121,6 +122,7 @@ TransferPlan PlanOf(const std::string& url) {
   plan.url = *KRBASE::network::platform::CrackUrl(url, kNoLimit, kNoLimit);
   plan.agent = "sturdy_comp";
   plan.ignore_certificate_errors = true;
+  KRBASE::network::platform::LoadCurl();  // for the options
   plan.addresses = {{127, 0, 0, 1}};
   plan.headers.AddOrReplace(
       "Accept: */*\r\nAccept-Language: zh-CN,zh;q=0.9\r\nConnection: Keep-Alive\r\n");

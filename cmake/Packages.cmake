@@ -30,6 +30,16 @@ of it, and has an answer from its cache before any of them has spoken.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+# What is loaded at run time is not among them.
+find_program(dpkg_query dpkg-query)
+if(dpkg_query)
+  execute_process(COMMAND ${dpkg_query} --search ${STURDY_CURL_PATH}
+                  OUTPUT_VARIABLE curl_package ERROR_QUIET)
+  string(REGEX MATCH "^[^:,]+" curl_package "${curl_package}")
+  if(curl_package)
+    set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${curl_package} (>= 7.85)")
+  endif()
+endif()
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
     "library that tells a messaging client where to connect${about}")
 

@@ -56,8 +56,7 @@ HttpRequestWin::~HttpRequestWin() = default;
 
 void HttpRequestWin::MakePool() {
   pool_made.Call([this] {
-    // Before there are threads to use it. A transfer tries again what fails here.
-    platform::PrepareTransferCode();
+    platform::PrepareExitGate();  // before there are threads to pass it
     pool = std::make_shared<threadpool>(kPoolSize);
   });
 }

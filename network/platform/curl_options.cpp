@@ -23,60 +23,64 @@ std::string RawHeader(const HeaderLines::Line& line) {
   return is_blank ? line.name + ";" : line.name + ":" + line.value;
 }
 
+template <class Value>
+bool Set(CURL* easy, CURLoption option, Value value) {
+  return Curl().easy_setopt(easy, option, value) == CURLE_OK;
+}
+
 bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
-  bool is_set =
-      curl_easy_setopt(easy, CURLOPT_URL, (UrlOrigin(plan.url) + "/").c_str()) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_PROXY, "") == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_NOPROXY, "*") == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_CONNECT_TO, lists.connect_to.get()) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_RESOLVE, lists.resolve.get()) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 1L) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L) == CURLE_OK;
+  bool is_set = Set(easy, CURLOPT_URL, (UrlOrigin(plan.url) + "/").c_str());
+  is_set &= Set(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+  is_set &= Set(easy, CURLOPT_PROXY, "");
+  is_set &= Set(easy, CURLOPT_NOPROXY, "*");
+  is_set &= Set(easy, CURLOPT_CONNECT_TO, lists.connect_to.get());
+  is_set &= Set(easy, CURLOPT_RESOLVE, lists.resolve.get());
+  is_set &= Set(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
+  is_set &= Set(easy, CURLOPT_NOSIGNAL, 1L);
+  is_set &= Set(easy, CURLOPT_FRESH_CONNECT, 1L);
+  is_set &= Set(easy, CURLOPT_FORBID_REUSE, 1L);
   // The transfer watches this limit too; libcurl shares it out among the addresses.
   // Its 0 would be 300 s.
   const long connect_ms = plan.time_outs.connect_ms > 0 ? plan.time_outs.connect_ms : INT32_MAX;
-  is_set &= curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connect_ms) == CURLE_OK;
+  is_set &= Set(easy, CURLOPT_CONNECTTIMEOUT_MS, connect_ms);
   return is_set;
 }
 
 bool SetTls(CURL* easy, const TransferPlan& plan) {
-  bool is_set = curl_easy_setopt(easy, CURLOPT_SSL_ENABLE_ALPN, 0L) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L) == CURLE_OK;
+  bool is_set = Set(easy, CURLOPT_SSL_ENABLE_ALPN, 0L);
+  is_set &= Set(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
   if (plan.ignore_certificate_errors) {
-    is_set &= curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L) == CURLE_OK;
-    is_set &= curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L) == CURLE_OK;
+    is_set &= Set(easy, CURLOPT_SSL_VERIFYPEER, 0L);
+    is_set &= Set(easy, CURLOPT_SSL_VERIFYHOST, 0L);
     // Nothing is held against the system's certificates, so they needn't be read.
-    curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr);
-    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+    Set<const char*>(easy, CURLOPT_CAINFO, nullptr);
+    Set<const char*>(easy, CURLOPT_CAPATH, nullptr);
   }
   return is_set;
 }
 
 bool SetRequest(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
-  bool is_set = curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, plan.url.target.c_str()) == CURLE_OK;
+  bool is_set = Set(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  is_set &= Set(easy, CURLOPT_REQUEST_TARGET, plan.url.target.c_str());
   if (plan.is_post || !plan.body.empty()) {
     const auto size_bytes = static_cast<curl_off_t>(plan.body.size());
-    is_set &= curl_easy_setopt(easy, CURLOPT_POST, 1L) == CURLE_OK;
-    is_set &= curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, size_bytes) == CURLE_OK;
-    is_set &= curl_easy_setopt(easy, CURLOPT_POSTFIELDS, plan.body.data()) == CURLE_OK;
+    is_set &= Set(easy, CURLOPT_POST, 1L);
+    is_set &= Set(easy, CURLOPT_POSTFIELDSIZE_LARGE, size_bytes);
+    is_set &= Set(easy, CURLOPT_POSTFIELDS, plan.body.data());
     if (!plan.is_post) {
-      is_set &= curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, "GET") == CURLE_OK;
+      is_set &= Set(easy, CURLOPT_CUSTOMREQUEST, "GET");
     }
   }
-  is_set &= curl_easy_setopt(easy, CURLOPT_HTTPHEADER, lists.headers.get()) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_USERAGENT, plan.agent.c_str()) == CURLE_OK;
-  is_set &= curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L) == CURLE_OK;
+  is_set &= Set(easy, CURLOPT_HTTPHEADER, lists.headers.get());
+  is_set &= Set(easy, CURLOPT_USERAGENT, plan.agent.c_str());
+  is_set &= Set(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
   return is_set;
 }
 
 }  // namespace
 
 bool CurlList::Append(const std::string& text) {
-  curl_slist* longer = curl_slist_append(list_.get(), text.c_str());
+  curl_slist* longer = Curl().slist_append(list_.get(), text.c_str());
   if (longer == nullptr) {
     return false;
   }

@@ -1,17 +1,16 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <memory>
 #include <string>
 
+#include "network/platform/curl_library.h"
 #include "network/platform/transfer_plan.h"
 
-// What libcurl is told about a transfer.
+// What libcurl is told about a transfer. Requires everywhere: libcurl is loaded.
 namespace KRBASE::network::platform {
 
 struct CurlListDeleter {
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  void operator()(curl_slist* list) const { Curl().slist_free_all(list); }
 };
 
 // A list that libcurl refers to: it must outlive the transfer.

@@ -45,19 +45,19 @@ CurlTransfer::~CurlTransfer() {
   }
   const InsideTransferCode inside;
   if (is_prepared_) {
-    curl_multi_remove_handle(multi_.get(), easy_.get());
+    Curl().multi_remove_handle(multi_.get(), easy_.get());
   }
   easy_.reset();
   multi_.reset();
 }
 
 void CurlTransfer::OnClockSet() {
-  curl_multi_wakeup(multi_.get());
+  Curl().multi_wakeup(multi_.get());
 }
 
 bool CurlTransfer::Prepare() {
-  easy_.reset(curl_easy_init());
-  multi_.reset(curl_multi_init());
+  easy_.reset(Curl().easy_init());
+  multi_.reset(Curl().multi_init());
   if (easy_ == nullptr || multi_ == nullptr || !BuildLists(plan_, lists_)) {
     return false;
   }
@@ -65,17 +65,17 @@ bool CurlTransfer::Prepare() {
     return false;
   }
   SetCallbacks();
-  return curl_multi_add_handle(multi_.get(), easy_.get()) == CURLM_OK;
+  return Curl().multi_add_handle(multi_.get(), easy_.get()) == CURLM_OK;
 }
 
 void CurlTransfer::SetCallbacks() {
   CURL* easy = easy_.get();
-  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &CurlTransfer::OnConnected);
-  curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
-  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlTransfer::OnHeadLine);
-  curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::OnBody);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+  Curl().easy_setopt(easy, CURLOPT_PREREQFUNCTION, &CurlTransfer::OnConnected);
+  Curl().easy_setopt(easy, CURLOPT_PREREQDATA, this);
+  Curl().easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlTransfer::OnHeadLine);
+  Curl().easy_setopt(easy, CURLOPT_HEADERDATA, this);
+  Curl().easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::OnBody);
+  Curl().easy_setopt(easy, CURLOPT_WRITEDATA, this);
 }
 
 bool CurlTransfer::Send() {
@@ -140,13 +140,13 @@ bool CurlTransfer::AwaitBody() {
 
 int64_t CurlTransfer::status() const {
   long code = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
+  Curl().easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
   return code;
 }
 
 int64_t CurlTransfer::content_length() const {
   curl_off_t length = -1;
-  curl_easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  Curl().easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
   return length;
 }
 
@@ -165,16 +165,16 @@ void CurlTransfer::Step() {
   const InsideTransferCode inside;
   if (is_paused_ && received_bytes() == 0) {
     is_paused_ = false;
-    if (curl_easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OK) {
+    if (Curl().easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OK) {
       Fail();  // what it held back is lost
     }
   }
   int running = 0;
-  if (curl_multi_perform(multi_.get(), &running) != CURLM_OK) {
+  if (Curl().multi_perform(multi_.get(), &running) != CURLM_OK) {
     Fail();
   }
   int queued = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &queued)) {
+  while (const CURLMsg* message = Curl().multi_info_read(multi_.get(), &queued)) {
     if (message->msg == CURLMSG_DONE) {
       is_over_ = true;
       has_failed_ = has_failed_ || message->data.result != CURLE_OK;
@@ -190,8 +190,8 @@ bool CurlTransfer::WaitUntil(int64_t until_ms) {
     return false;
   }
   // Outside the gate, since it is long: it only watches sockets, and libcurl's own timers.
-  curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::min<int64_t>(left_ms, INT_MAX)),
-                  nullptr);
+  Curl().multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::min<int64_t>(left_ms, INT_MAX)),
+                    nullptr);
   return true;
 }
 
@@ -205,15 +205,15 @@ bool CurlTransfer::IsSent() const {
     return false;
   }
   curl_off_t uploaded = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+  Curl().easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
   return uploaded >= static_cast<curl_off_t>(plan_.body.size());
 }
 
 int64_t CurlTransfer::SentBytes() const {
   curl_off_t uploaded = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+  Curl().easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
   long head_bytes = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &head_bytes);
+  Curl().easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &head_bytes);
   return uploaded + head_bytes;
 }
 

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "base/clock.h"
+#include "network/platform/curl_library.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/transfer_plan.h"
 
@@ -52,10 +51,10 @@ class CurlTransfer final : private zo_base::ClockListener {
 
  private:
   struct EasyDeleter {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    void operator()(CURL* easy) const { Curl().easy_cleanup(easy); }
   };
   struct MultiDeleter {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+    void operator()(CURLM* multi) const { Curl().multi_cleanup(multi); }
   };
 
   void OnClockSet() override;

@@ -1,7 +1,6 @@
 #include "network/platform/exit_gate.h"
 
-#include <curl/curl.h>
-#include <openssl/ssl.h>
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -28,7 +27,9 @@ void ShutGate() {
   if (prepared_in.load() != getpid()) {
     return;  // a forked child, which has none of the threads that are counted
   }
-  is_shut.store(true);
+  if (is_shut.exchange(true)) {
+    return;  // it has been waited for
+  }
   // Real time: the end of the process waits for threads that run, not for a clock.
   const auto give_up =
       std::chrono::steady_clock::now() + std::chrono::milliseconds(kExitGateWaitMs);
@@ -37,23 +38,22 @@ void ShutGate() {
   }
 }
 
-void CleanUpLibcurl() {
+void TakeAway() {
   if (prepared_in.exchange(0) == getpid()) {
-    curl_global_cleanup();
     prepared_once.Reset();
   }
 }
 
 void Prepare() {
-  OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
-  if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
-    throw std::runtime_error("libcurl can't be set up");
-  }
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   prepared_in.store(getpid());
-  zo_base::AtUnload(CleanUpLibcurl);
+  zo_base::AtUnload(TakeAway);
+  if (!zo_base::AtEnd(ShutGate)) {
+    throw std::runtime_error("no room for a handler of the process's end");
+  }
   // With the handler in place OpenSSL must still be there. If it is not, the process has been
   // ending since before, and the handler may come too late or never.
-  if (!zo_base::AtEnd(ShutGate) || OPENSSL_init_ssl(0, nullptr) != 1) {
+  if (OPENSSL_init_crypto(0, nullptr) != 1) {
     is_shut.store(true);
   }
 }
@@ -66,13 +66,12 @@ void Prepare() {
 
 }  // namespace
 
-bool PrepareTransferCode() {
-  try {
-    prepared_once.Call(Prepare);
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+void PrepareExitGate() {
+  prepared_once.Call(Prepare);
+}
+
+void MoveExitGateToFront() {
+  (void)zo_base::AtEnd(ShutGate);  // without it the gate shuts where it was
 }
 
 InsideTransferCode::InsideTransferCode() {

@@ -3,7 +3,7 @@
 #include "base/clock.h"
 #include "net/ip_address.h"
 #include "net/resolver.h"
-#include "network/platform/exit_gate.h"
+#include "network/platform/curl_library.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
@@ -22,7 +22,7 @@ bool BecomesGet(int64_t status, bool is_post) {
 }  // namespace
 
 std::unique_ptr<HttpSession> HttpSession::Open(std::string agent) {
-  if (!PrepareTransferCode()) {
+  if (!LoadCurl()) {
     return nullptr;
   }
   return std::unique_ptr<HttpSession>(new HttpSession(std::move(agent)));

@@ -1,7 +1,5 @@
 #include "network/platform/http_url.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -10,6 +8,7 @@
 
 #include "net/ip_address.h"
 #include "net/url.h"
+#include "network/platform/curl_library.h"
 #include "network/platform/exit_gate.h"
 
 namespace KRBASE::network::platform {
@@ -17,7 +16,7 @@ namespace KRBASE::network::platform {
 namespace {
 
 struct CurlUrlDeleter {
-  void operator()(CURLU* handle) const { curl_url_cleanup(handle); }
+  void operator()(CURLU* handle) const { Curl().url_cleanup(handle); }
 };
 
 std::string_view TextOf(const std::string& text, const url::URLRange& range) {
@@ -125,16 +124,16 @@ std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& l
   std::string absolute;
   {
     const InsideTransferCode inside;
-    const std::unique_ptr<CURLU, CurlUrlDeleter> handle(curl_url());
+    const std::unique_ptr<CURLU, CurlUrlDeleter> handle(Curl().url());
     const std::string base_url = UrlOrigin(base) + base.target;
     char* text = nullptr;
     if (handle == nullptr ||
-        curl_url_set(handle.get(), CURLUPART_URL, base_url.c_str(), 0) != CURLUE_OK ||
-        curl_url_set(handle.get(), CURLUPART_URL, Escaped(location).c_str(), 0) != CURLUE_OK ||
-        curl_url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
+        Curl().url_set(handle.get(), CURLUPART_URL, base_url.c_str(), 0) != CURLUE_OK ||
+        Curl().url_set(handle.get(), CURLUPART_URL, Escaped(location).c_str(), 0) != CURLUE_OK ||
+        Curl().url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
       return std::nullopt;
     }
-    const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
+    const std::unique_ptr<char, decltype(CurlLibrary::free)> owner(text, Curl().free);
     absolute = text;
   }
   return CrackUrl(absolute, absolute.size() + 1, absolute.size() + 2);

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <system_error>
 #include <tuple>
@@ -136,6 +137,8 @@ struct DiskFault {
   void (*inflict)(const std::string& disk);
   void (*heal)(const std::string& disk);
   bool fetches = true;  // while it lasts
+
+  friend void PrintTo(const DiskFault& fault, std::ostream* out) { *out << fault.name; }
 };
 
 void Fill(const std::string& disk) {
@@ -242,6 +245,20 @@ TEST_P(Disk, StopsNoFetchAndNoCallAndIsForgottenOnceItIsMended) {
   Heal();
   End();
   ExpectGoodLife("three.example:3");
+}
+
+// In a program of its own, which nothing has loaded it into.
+TEST_F(Lives, WithoutLibcurlNoRequestIsSentUntilItIsBack) {
+  NEEDS_RIGHT(EnterOwnMounts() && mount("/dev/null", CURL_PATH, nullptr, MS_BIND, nullptr) == 0,
+              "hide a file");
+  Serve("one.example:1");
+  EXPECT_EQ(Begin(), kDefault);
+  EXPECT_EQ(Fetched(), 0);
+  EXPECT_TRUE(LogLines(data_).WaitFor("[transfer]No request can be sent, error:"));
+  EXPECT_EQ(umount(CURL_PATH), 0);
+  Update();
+  EXPECT_EQ(Fetched(), 200);
+  EXPECT_TRUE(Has("one.example:1"));
 }
 
 // ---------------------------------------------------------------------------------------------

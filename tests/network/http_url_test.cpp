@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "network/platform/curl_library.h"
+
 namespace KRBASE::network::platform {
 namespace {
 
@@ -49,6 +51,7 @@ TEST(CrackUrl, CountsCharactersAgainstItsBounds) {
 }
 
 TEST(ResolveLocation, Table) {
+  ASSERT_TRUE(LoadCurl());
   const HttpUrl base = *CrackUrl("https://a.example:8443/dir/page?q=1", 260, 1300);
   const struct {
     std::string location;

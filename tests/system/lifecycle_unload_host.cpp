@@ -84,7 +84,7 @@ void Round(const char* path, const std::string& folder, int round, int name_serv
   }
   std::ifstream file("/proc/self/maps");
   const std::string maps{std::istreambuf_iterator<char>(file), {}};
-  for (const char* gone : {"libsturdy_comp", "sturdy_comp.log"}) {
+  for (const char* gone : {"libsturdy_comp", "sturdy_comp.log", "libcurl"}) {
     if (maps.find(gone) != std::string::npos) {
       Fail(round, std::string(gone) + " is still mapped");
     }

@@ -1,0 +1,105 @@
+#include "network/platform/curl_library.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "base/log/log.h"
+#include "base/once_flag.h"
+#include "base/unload_hook.h"
+#include "network/platform/exit_gate.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+zo_base::OnceFlag loaded_once;
+
+// Written within the once-flag.
+CurlLibrary curl;
+void* library = nullptr;
+pid_t loaded_in = 0;
+
+template <class Function>
+void Find(Function*& function, const char* name) {
+  function = reinterpret_cast<Function*>(dlsym(library, name));
+  if (function == nullptr) {
+    throw std::runtime_error(dlerror());
+  }
+}
+
+void FindFunctions() {
+  Find(curl.global_init, "curl_global_init");
+  Find(curl.global_cleanup, "curl_global_cleanup");
+  Find(curl.easy_init, "curl_easy_init");
+  Find(curl.easy_cleanup, "curl_easy_cleanup");
+  Find(curl.easy_setopt, "curl_easy_setopt");
+  Find(curl.easy_getinfo, "curl_easy_getinfo");
+  Find(curl.easy_pause, "curl_easy_pause");
+  Find(curl.multi_init, "curl_multi_init");
+  Find(curl.multi_cleanup, "curl_multi_cleanup");
+  Find(curl.multi_add_handle, "curl_multi_add_handle");
+  Find(curl.multi_remove_handle, "curl_multi_remove_handle");
+  Find(curl.multi_perform, "curl_multi_perform");
+  Find(curl.multi_info_read, "curl_multi_info_read");
+  Find(curl.multi_poll, "curl_multi_poll");
+  Find(curl.multi_wakeup, "curl_multi_wakeup");
+  Find(curl.slist_append, "curl_slist_append");
+  Find(curl.slist_free_all, "curl_slist_free_all");
+  Find(curl.url, "curl_url");
+  Find(curl.url_cleanup, "curl_url_cleanup");
+  Find(curl.url_get, "curl_url_get");
+  Find(curl.url_set, "curl_url_set");
+  Find(curl.free, "curl_free");
+}
+
+void Unload() {
+  if (loaded_in != getpid()) {
+    return;  // a forked child, which may hold locks of its parent's other threads
+  }
+  curl.global_cleanup();
+  dlclose(library);
+  loaded_once.Reset();
+}
+
+void Load() {
+  const InsideTransferCode inside;
+  library = dlopen(STURDY_CURL_FILE, RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    throw std::runtime_error(dlerror());
+  }
+  try {
+    FindFunctions();
+    if (curl.global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+      throw std::runtime_error("libcurl can't be set up");
+    }
+  } catch (const std::exception&) {
+    dlclose(library);
+    throw;
+  }
+  loaded_in = getpid();
+  zo_base::AtUnload(Unload);
+  MoveExitGateToFront();
+}
+
+}  // namespace
+
+bool LoadCurl() {
+  try {
+    PrepareExitGate();
+    loaded_once.Call(Load);
+    return true;
+  } catch (const std::exception& error) {
+    ZO_LOG(LV_ERR) << "[transfer]No request can be sent, error:" << error.what();
+    return false;
+  }
+}
+
+const CurlLibrary& Curl() {
+  return curl;
+}
+
+}  // namespace KRBASE::network::platform
