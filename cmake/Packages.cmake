@@ -24,8 +24,9 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 set(library_package libsturdy-comp${PROJECT_VERSION_MAJOR})
 set(about "
-It keeps a list of link servers from a load-balancing document, fails over between the servers
-of it, and has an answer from its cache before any of them has spoken.")
+It keeps a list of link servers from a load-balancing document, fails over
+between the servers of it, and has an answer from its cache before any of
+them has spoken.")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
@@ -49,7 +50,8 @@ set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "where a messaging client connects - files to build clients${about}
 .
-This package has the header, the CMake and pkg-config files, guides and examples.")
+This package has the header, the CMake and pkg-config files, guides and
+examples.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME sturdyctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
@@ -58,7 +60,8 @@ set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
     "where a messaging client connects - command line${about}
 .
-This package has sturdyctl, which asks as a client does and plays servers that fail.")
+This package has sturdyctl, which asks as a client does and plays servers
+that fail.")
 
 # The symbols file, from which packages of clients get their dependency: the exported functions with
 # the version that brought them.
@@ -67,7 +70,10 @@ list(TRANSFORM exported REPLACE "^ +(.*);" " \\1@Base 0.1.0\n")
 string(JOIN "" exported ${exported})
 file(CONFIGURE OUTPUT generated/debian/symbols @ONLY
      CONTENT "libsturdy_comp.so.${PROJECT_VERSION_MAJOR} ${library_package} #MINVER#\n${exported}")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/generated/debian/symbols)
+# After an install the loader learns of the library once, however many packages come with it.
+file(WRITE ${PROJECT_BINARY_DIR}/generated/debian/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/generated/debian/symbols
+                                               ${PROJECT_BINARY_DIR}/generated/debian/triggers)
 
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/FinishPackages.cmake)
 include(CPack)
