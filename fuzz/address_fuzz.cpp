@@ -11,6 +11,7 @@
 #include "net/ip_address.h"
 #include "net/sock_addr.h"
 #include "net/url.h"
+#include "network/platform/curl_library.h"
 #include "network/platform/http_url.h"
 
 namespace {
@@ -138,7 +139,7 @@ void JudgeUrl(const std::string& text) {
 
 // What goes on the wire holds no byte that could end its line, and reads as itself.
 void JudgeTransfer(const std::string& text) {
-  using namespace KRBASE::network::platform;  // NOLINT(google-build-using-namespace): for 4 names
+  using namespace KRBASE::network::platform;  // NOLINT(google-build-using-namespace): for 5 names
   const std::optional<HttpUrl> url = CrackUrl(text, kHostLimit, kPathLimit);
   if (!url.has_value()) {
     return;
@@ -153,6 +154,7 @@ void JudgeTransfer(const std::string& text) {
   Expect(is_open || (again.has_value() && again->host == url->host && again->port == url->port &&
                      again->is_https == url->is_https && again->target == url->target),
          "read again, the same", UrlOrigin(*url) + url->target);
+  Expect(LoadCurl(), "libcurl");
   const std::optional<HttpUrl> moved = ResolveLocation(HttpUrl{false, "h", 1, "/a/b?c"}, text);
   Expect(!moved.has_value() || (!moved->host.empty() && moved->target[0] == '/'),
          "a redirect leads somewhere", text);

@@ -34,6 +34,7 @@ std::string UrlHost(const net::IPBytes& address);
 std::string UrlOrigin(const HttpUrl& url);
 
 // Where a Location header leads from `base`; empty as in CrackUrl, but of any length.
+// Requires: libcurl is loaded.
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location);
 
 }  // namespace KRBASE::network::platform
