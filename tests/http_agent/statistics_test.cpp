@@ -1,28 +1,21 @@
 // The failure statistics alone: what is gathered, when it goes out, and what a report holds.
-#include <gmock/gmock.h>
+#include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
 
+#include <atomic>
 #include <barrier>
 #include <fstream>
 #include <limits>
+#include <thread>
 
-#include "base/clock.h"
-#include "base/json/json.h"
 #include "base/platform/thread.h"
-#include "base/thread_info.h"
-#include "src/sturdy/environment/environment_manager.h"
-#include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
-#include "tests/http_agent/agent_fixture.h"
+#include "tests/http_agent/configured_test.h"
 
 namespace {
 
 using testing::ElementsAre;
-using zo_base::json11::Json;
-using zo_sturdy::EnvironmentManager;
 using zo_sturdy::MultipleURLHttpRequest;
-using zo_sturdy::StatisticRecord;
-using zo_sturdy::StatisticSettings;
 
-using Records = std::list<StatisticRecord>;
+using Records = std::list<zo_sturdy::StatisticRecord>;
 
 Records Failures(int first, int last) {
   Records records;
@@ -41,33 +34,21 @@ bool Sleeps(uint32_t thread) {
 }
 
 // The statistics over an invoker that keeps what it is given.
-class StatisticsTest : public testing::Test {
+class StatisticsTest : public ConfiguredTest {
  protected:
-  struct Report {
-    MultipleURLHttpRequest request;
-    std::string thread;
-  };
-
   StatisticsTest() {
-    auto* const log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
-    log->SetLogFile(folder_.File("statistic.log"), 0, 0);
-    log->SetLevel(zo_base::LV_PRO);
     config_->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool on_agent) {
       EXPECT_FALSE(on_agent);
       const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
       const std::lock_guard guard(mutex_);
-      reports_.push_back({request, thread != nullptr ? thread->name : ""});
+      reports_.push_back(request);
+      threads_ += thread != nullptr ? thread->name : "-";
     });
-    EnvironmentManager::Instance().SetConfigForTest(config_);
     statistics_->Start();
-  }
-  ~StatisticsTest() override {
-    statistics_.reset();
-    EnvironmentManager::Instance().SetConfigForTest(nullptr);
   }
 
   void Set(int32_t count, int32_t time, int64_t min_delay, const std::string& host = "http://s:1") {
-    config_->statistic_settings.Set(StatisticSettings{true, host, count, time, min_delay});
+    config_->statistic_settings.Set({true, host, count, time, min_delay});
   }
   // A request each.
   void Fail(std::initializer_list<int> urls) {
@@ -75,21 +56,13 @@ class StatisticsTest : public testing::Test {
       statistics_->Invoke(Failures(i, i), false);
     }
   }
-  void OnStatistic(const std::function<void()>& task) {
-    std::promise<void> ran;
-    statistics_->PostDelayedTask(0, [&] {
-      task();
-      ran.set_value();
-    });
-    ran.get_future().wait();
-  }
   // Behind what falls due, and behind what that hands on.
   void Pass(int64_t ms) {
     clock_.Advance(ms);
-    OnStatistic([] {});
-    OnStatistic([] {});
+    RunOn(*statistics_);
+    RunOn(*statistics_);
   }
-  Report Sent(size_t i) {
+  MultipleURLHttpRequest Sent(size_t i) {
     const std::lock_guard guard(mutex_);
     return reports_.at(i);
   }
@@ -97,45 +70,37 @@ class StatisticsTest : public testing::Test {
   std::vector<std::string> SentUrls() {
     const std::lock_guard guard(mutex_);
     std::vector<std::string> all;
-    for (const Report& report : reports_) {
-      std::string error, urls;
-      const Json body = Json::parse(report.request.body, error);
-      for (const Json& record : body.array_items()) {
-        urls += (urls.empty() ? "" : " ") + record["request_url"].string_value();
+    for (const MultipleURLHttpRequest& report : reports_) {
+      all.emplace_back();
+      const auto body = Parsed(report.body);
+      for (const auto& record : body.array_items()) {
+        all.back() += (all.back().empty() ? "" : " ") + record["request_url"].string_value();
       }
-      all.push_back(urls);
     }
     return all;
+  }
+  void End(size_t i, bool success) {
+    RunOn(*statistics_, [&] { Sent(i).callback(success, "", ""); });
+    Pass(0);
   }
   // What is told.
   const std::string kOne = "[statistic][count] Statistic count :1";
   const std::string kByTime = "[statistic][time out] Statistic count :";
   const std::string kGood = "[statistic]Statistic ret:true";
-  std::string Data(size_t i) { return "[statistic] Do statistic data :" + Sent(i).request.body; }
-  void End(size_t i, bool success) {
-    const auto request = Sent(i).request;
-    OnStatistic([&] { request.callback(success, "", ""); });
-    Pass(0);
-  }
+  const std::string kBad = "[statistic]Statistic ret:false";
+  std::string Data(size_t i) { return "[statistic] Do statistic data :" + Sent(i).body; }
 
-  const std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit_ =
-      zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
-  const TempFolder folder_;
-  LogLines log_{folder_.File("statistic.log")};
-  zo_base::ScopedTestClock clock_;
-  const std::shared_ptr<zo_sturdy::_EnvironmentConfig> config_ =
-      std::make_shared<zo_sturdy::_EnvironmentConfig>();
   std::mutex mutex_;
-  std::vector<Report> reports_;
+  std::vector<MultipleURLHttpRequest> reports_;
+  std::string threads_;
   std::shared_ptr<zo_sturdy::StatisticCountTimerInvoker> statistics_ =
       std::make_shared<zo_sturdy::StatisticCountTimerInvoker>();
 };
 
 TEST_F(StatisticsTest, TenthFailureOrAMinuteMakesABatch) {
-  for (int i = 0; i < 10; ++i) {
-    EXPECT_TRUE(SentUrls().empty());
-    statistics_->Invoke(Failures(i, i), false);
-  }
+  Fail({0, 1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_TRUE(SentUrls().empty());
+  Fail({9});
   EXPECT_EQ(SentUrls().size(), 1U);
   Pass(60000);
   Fail({0});  // the minute is that of the first failure
@@ -147,62 +112,34 @@ TEST_F(StatisticsTest, TenthFailureOrAMinuteMakesABatch) {
   Fail({2});
   Pass(60000);
   EXPECT_THAT(SentUrls(), ElementsAre("u0 u1 u2 u3 u4 u5 u6 u7 u8 u9", "u0 u1", "u2"));
-  EXPECT_EQ(Sent(0).thread + "," + Sent(1).thread, ",statistic");
+  EXPECT_EQ(threads_, "-statisticstatistic");
   EXPECT_THAT(log_.Tagged({"[statistic]"}),
               ElementsAre(Data(0), "[statistic][count] Statistic count :10", kByTime + "2", Data(1),
                           kByTime + "1", Data(2)));
 }
 
-TEST_F(StatisticsTest, ReportTellsEachFailure) {
+TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
   config_->address_family = net::kIPFamilyV6;
-  struct Case {
-    const char* business;
-    const char* host;
-    const char* url_host;
-    const char* sdktype;
-  };
   // A name without "_" keeps the type of the report before.
-  const std::vector<Case> cases = {{"none", "s.test", "s.test", ""},
-                                   {"im_g1", "https://s.test:8", "s.test", "im"},
-                                   {"none", "s.test:8", "s.test:8", "im"},
-                                   {"_x", "http://[::1]:8", "[::1]", ""},
-                                   {"a_b_c", "", "", "a"}};
-  const Records failures = {{"http://a/\"", {"1.2.3.4", "[::1]"}, "key", "x", 1ULL << 42, -1, 7},
-                            {"http://a/\"", {}, "", "", 0, 404, -8}};
-  for (size_t i = 0; i < cases.size(); ++i) {
-    config_->business = cases[i].business;
-    Set(1, 60000, 10000, cases[i].host);
-    statistics_->Invoke(failures, false);
-    const auto [heads, body, time_out, multiple_time_out, type, urls, check, callback, dns,
-                family] = Sent(i).request;
-    EXPECT_EQ(std::tie(time_out, multiple_time_out, type, dns, family),
+  const struct {
+    std::string business, host, url_host, sdktype;
+  } cases[] = {{"none", "s.test", "s.test", ""},
+               {"im_g1", "https://s.test:8", "s.test", "im"},
+               {"none", "s.test:8", "s.test:8", "im"},
+               {"_x", "http://[::1]:8", "[::1]", ""},
+               {"a_b_c", "", "", "a"}};
+  for (const auto& c : cases) {
+    config_->business = c.business;
+    Set(1, 60000, 10000, c.host);
+    Fail({1});
+    const MultipleURLHttpRequest& sent = reports_.back();
+    EXPECT_EQ(std::tie(sent.time_out, sent.multiple_time_out, sent.type, sent.use_http_dns,
+                       sent.ip_family),
               std::make_tuple(7000, 2000, 1, true, 2));
-    ASSERT_EQ(urls.size(), 1U);
-    EXPECT_EQ(std::tie(urls[0].url, urls[0].host),
-              std::make_tuple(cases[i].host + std::string("/statics/report/im/api/error"),
-                              cases[i].url_host));
-    EXPECT_THAT(heads, ElementsAre("Content-Type: application/json",
-                                   "sdktype:" + std::string(cases[i].sdktype)));
-    EXPECT_EQ(body, R"([{"appkey": "key", "error_code": -1, "host_ip": ["1.2.3.4", "[::1]"], )"
-                    R"("platform": "pc", "request_url": "http://a/\"", "send_time": 7, )"
-                    R"("timestamp": 4398046511104}, )"
-                    R"({"appkey": "", "error_code": 404, "host_ip": [], "platform": "pc", )"
-                    R"("request_url": "http://a/\"", "send_time": -8, "timestamp": 0}])");
-    Messages expected, told;
-    log_.StartHere();
-    for (const int code : {0, 200, 204}) {
-      bool need_statistic = true;
-      EXPECT_EQ(check(0, code, "", "answer", need_statistic), code == 200);
-      EXPECT_FALSE(need_statistic);
-      expected.push_back("LV_APP [statistic]Statistic check code:" + std::to_string(code));
-      expected.push_back(
-          "LV_PRO [statistic]Statistic check \r\n-----------------------\r\nanswer"
-          "\r\n-----------------------");
-    }
-    for (const LogMessage& message : log_.All()) {
-      told.push_back(message.level + " " + message.text);
-    }
-    EXPECT_EQ(told, expected);
+    ASSERT_EQ(sent.urls.size(), 1U);
+    EXPECT_EQ(std::tie(sent.urls[0].url, sent.urls[0].host),
+              std::make_tuple(c.host + "/statics/report/im/api/error", c.url_host));
+    EXPECT_THAT(sent.heads, ElementsAre("Content-Type: application/json", "sdktype:" + c.sdktype));
   }
 }
 
@@ -224,7 +161,7 @@ TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {
   Pass(5999);
   EXPECT_EQ(SentUrls().size(), 2U);
   Pass(1);
-  EXPECT_EQ(Sent(2).request.body, "[]");
+  EXPECT_EQ(Sent(2).body, "[]");
   // A first failure starts the timer anew.
   End(2, true);
   Fail({4});
@@ -246,13 +183,11 @@ TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
   Fail({1, 2, 3});
   End(0, false);
   EXPECT_THAT(SentUrls(), ElementsAre("u1 u2", "u1 u2 u3"));
-  Sent(1).request.callback(false, "", "");  // no loop to hand it to
-  const auto request = Sent(1).request;
+  const auto request = Sent(1);
+  request.callback(false, "", "");  // no loop to hand it to
   Pass(60000);
   EXPECT_EQ(SentUrls().size(), 2U);
-  EXPECT_THAT(log_.With("Statistic ret"),
-              ElementsAre("[statistic]Statistic ret:false", "[statistic]Statistic ret:false"));
-  statistics_->Stop();
+  EXPECT_THAT(log_.With("Statistic ret"), ElementsAre(kBad, kBad));
   statistics_.reset();
   request.callback(false, "", "");
   EXPECT_EQ(log_.With("Statistic ret").size(), 2U);
@@ -264,12 +199,12 @@ TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   // New ones don't touch what has been gathered, but a batch goes where they say.
   Set(9, 60000, 0);
   Fail({1});
-  config_->statistic_settings.Set(StatisticSettings{false, "http://t:2", 1, 1, 0});
+  config_->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
   Fail({9});
   Pass(59999);
   EXPECT_TRUE(SentUrls().empty());
   Pass(1);
-  EXPECT_EQ(Sent(0).request.urls[0].url, "http://t:2/statics/report/im/api/error");
+  EXPECT_EQ(Sent(0).urls[0].url, "http://t:2/statics/report/im/api/error");
   Set(0, 60000, -1);
   Fail({2});
   End(1, true);
@@ -281,7 +216,7 @@ TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   Set(1, 60000, kEver);
   clock_.SetWall(1000);  // set back: the delay counts as gone by
   Fail({5});
-  EnvironmentManager::Instance().SetConfigForTest(nullptr);
+  zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(nullptr);
   Fail({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});  // nothing to send with
   EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "u3", "u5"));
   const std::string soon = "[statistic] Time now - last report time < 9223372036854775807 (";
@@ -333,8 +268,6 @@ TEST_F(StatisticsTest, LateTimeOutEndsNoOtherArming) {
 TEST_F(StatisticsTest, TimeOutMeetsFailures) {
   constexpr int kRounds = 1000;
   for (const auto& [count, is_delayed] : {std::pair(2, false), {10, false}, {2, true}}) {
-    Set(count, 1000, 0);
-    reports_.clear();
     std::barrier together(2);
     std::thread time([&] {
       for (int round = 0; round < kRounds; ++round) {
@@ -344,8 +277,9 @@ TEST_F(StatisticsTest, TimeOutMeetsFailures) {
       }
     });
     for (int round = 0; round < kRounds; ++round) {
+      Set(is_delayed ? 1 : count, 1000, 1000);
+      reports_.clear();
       if (is_delayed) {
-        Set(1, 60000, 1000);
         Fail({0});
         End(0, true);
         reports_.clear();
@@ -360,8 +294,6 @@ TEST_F(StatisticsTest, TimeOutMeetsFailures) {
       ASSERT_TRUE(sent == std::vector<std::string>{is_delayed ? "u2" : "u1 u2"} ||
                   sent == std::vector<std::string>({is_delayed ? "" : "u1", "u2"}))
           << testing::PrintToString(sent);
-      const std::lock_guard guard(mutex_);
-      reports_.clear();
     }
     time.join();
   }

@@ -1,24 +1,13 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <condition_variable>
-#include <future>
-#include <mutex>
-#include <string>
+#include <stdexcept>
 #include <utility>
-#include <vector>
 
-#include "base/at_exit.h"
-#include "base/clock.h"
-#include "base/clock_for_test.h"
-#include "base/log/tqlog.h"
 #include "base/platform/file.h"
 #include "base/post_task.h"
-#include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
-#include "tests/support/log_lines.h"
-#include "tests/support/temp_folder.h"
+#include "tests/http_agent/configured_test.h"
 
 namespace zo_sturdy {
 
@@ -30,34 +19,30 @@ inline std::vector<std::string> UrlsOf(const MultipleURLHttpRequest& request) {
   return urls;
 }
 
-// A manager, a clock that stands still, and a stand-in for the agent, whose requests are answered
-// by hand, on the test's thread.
-class DnsTest : public testing::Test {
+// A manager, and a stand-in for the agent, whose requests are answered by hand, on the test's
+// thread.
+class DnsTest : public ConfiguredTest {
  protected:
   DnsTest() {
-    auto* logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
-    logger->SetLogFile(folder.File("sturdy_comp.log"), 0, 0);
-    logger->SetLevel(zo_base::LV_APP);
-    config->data_path = folder.path() + "/";
-    config->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool on_agent) {
+    config_->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool on_agent) {
       const std::lock_guard lock(mutex_);
       requests_.emplace_back(request, on_agent);
       came_.notify_all();
     });
     NewManager();
   }
-  ~DnsTest() override { manager->Stop(); }
+  ~DnsTest() override { manager_->Stop(); }
 
   void NewManager() {
-    manager = std::make_shared<HttpDNSManager>();
-    manager->SetEnvironmentConfig(config);
+    manager_ = std::make_shared<HttpDNSManager>();
+    manager_->SetEnvironmentConfig(config_);
   }
 
   // The next request, waited for, and whether it is for the agent's thread.
   std::pair<MultipleURLHttpRequest, bool> Next() {
     std::unique_lock lock(mutex_);
     if (!came_.wait_for(lock, LogLines::kLimit, [&] { return requests_.size() > taken_; })) {
-      manager->EndQueries();  // or whoever waits for an answer would hold the test
+      manager_->EndQueries();  // or whoever waits for an answer would hold the test
       throw std::runtime_error("no request " + std::to_string(taken_));
     }
     return std::exchange(requests_[taken_++], {});
@@ -70,14 +55,12 @@ class DnsTest : public testing::Test {
     request.callback(good, "", body);
     return good;
   }
-  // What M was told before has run, then the time goes by, and what falls due has run.
+  // What the manager was told before has run, then the time goes by, and what falls due has run.
   void Settle(int64_t advance_ms = 0) {
-    for (int i = 0; i < 6; ++i) {
-      std::promise<void> ran;
-      manager->PostDelayedTask(0, [&] { ran.set_value(); });
-      ran.get_future().wait();
-      if (i == 2) {
-        clock.Advance(advance_ms);
+    for (const int64_t ms : {int64_t{0}, advance_ms}) {
+      clock_.Advance(ms);
+      for (int i = 0; i < 3; ++i) {
+        RunOn(*manager_);
       }
     }
   }
@@ -85,9 +68,9 @@ class DnsTest : public testing::Test {
     const std::lock_guard lock(mutex_);
     return requests_.size() - taken_;
   }
-  std::string File(const std::string& name) const { return folder.File("http_dns/" + name); }
+  std::string File(const std::string& name) const { return folder_.File("http_dns/" + name); }
   void WriteCache(const std::string& name, const std::string& text) const {
-    zo_base::CreateFolders(folder.File("http_dns"));
+    zo_base::CreateFolders(folder_.File("http_dns"));
     zo_base::WriteWholeFile(File(name), text);
   }
   std::string ReadCache(const std::string& name) const {
@@ -96,22 +79,14 @@ class DnsTest : public testing::Test {
   // "host:port", behind a "!" for http.
   std::vector<std::string> Table(int family = net::kIPFamilyAny) {
     std::vector<std::string> texts;
-    for (const ServiceAddress& address :
-         manager->TableForTest().GetServiceAddresses(static_cast<net::AddressFamily>(family))) {
-      texts.push_back((address.https != 0 ? "" : "!") + address.host + ":" +
-                      std::to_string(address.port));
+    for (const auto& [https, port, host] :
+         manager_->TableForTest().GetServiceAddresses(static_cast<net::AddressFamily>(family))) {
+      texts.push_back((https != 0 ? "" : "!") + host + ":" + std::to_string(port));
     }
     return texts;
   }
 
-  const std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit =
-      zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
-  const TempFolder folder;
-  zo_base::ScopedTestClock clock;
-  const int64_t now = zo_base::Clock::WallMs();
-  const std::shared_ptr<_EnvironmentConfig> config = std::make_shared<_EnvironmentConfig>();
-  LogLines log{folder.File("sturdy_comp.log")};
-  std::shared_ptr<HttpDNSManager> manager;
+  std::shared_ptr<HttpDNSManager> manager_;
 
  private:
   std::mutex mutex_;
