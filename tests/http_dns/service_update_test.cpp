@@ -14,7 +14,7 @@ class ServiceUpdateTest : public DnsTest {
   void WriteTable(int64_t left_ms) {
     WriteCache("http_server_cache.data",
                R"({"host": "old", "ipv4": "[{\"host\": \"10.0.0.1\"}]", "ipv6": "[{\"host\": )"
-               R"(\"::7\", \"port\": 7, \"https\": false}]", "expired_time": ")" +
+               R"(\"::7\", \"https\": false}]", "expired_time": ")" +
                    std::to_string(now_ + left_ms) + R"(", "updated_at": "1"})");
   }
   std::string Saved(const std::string& key) {
@@ -72,7 +72,7 @@ TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
   const auto request = Next().first;  // dropped, it would have failed
   EXPECT_THAT(UrlsOf(request),
               ElementsAre("https://old/httpdns/v2/s", "https://10.0.0.1:443/httpdns/v2/s",
-                          "http://::7:7/httpdns/v2/s"));
+                          "http://::7:80/httpdns/v2/s"));
   EXPECT_THAT(
       log_.Tagged({"[http dns]"}),
       ElementsAre("[http dns][init] expired_time - time_now > 2000ms update after 2001ms",
@@ -116,10 +116,12 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   log_.StartHere();
   const std::string v6 = R"([{"host": "fe::1", "https": false, "port": 8443, "zone": "z"}, )"
                          R"({"host": "[fe::2]", "https": true, "port": 0, "zone": "z"}])";
-  const std::string body = R"({"host": "new", "ipv4": [], "ipv6": )" + v6 + R"(, "ttl": 1.5})";
+  const std::string body =
+      R"({"host": "new\r\nEvil: header", "ipv4": [], "ipv6": )" + v6 + R"(, "ttl": 1.5})";
   Answer(request, 200, body);
   Settle();
   EXPECT_THAT(Table(), ElementsAre("new:443", "10.0.0.1:0", "![fe::1]:8443", "[fe::2]:0"));
+  EXPECT_THAT(Table(3), ElementsAre("new:443"));
   EXPECT_EQ(Saved("ipv4"), R"([{"host": "10.0.0.1"}])");
   EXPECT_EQ(Saved("ipv6"), v6);
   EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),
@@ -138,6 +140,8 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
                           index + "503", "[http dns] Check response res = false",
                           complete + "success = false", complete + kLine + "\r\nb" + kLine,
                           "[http dns] Update fail redo after :60000ms"));
+  manager_->UpdateServerCache(Parsed(R"({"ipv4": [{}]})"));
+  EXPECT_THAT(Table(2), ElementsAre(":443", "![fe::1]:8443", "[fe::2]:0"));
 }
 
 TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysAndCountsAsItIs) {
