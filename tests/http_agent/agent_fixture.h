@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <map>
@@ -77,11 +78,9 @@ class AgentTest : public ConfiguredTest {
   }
 
   static std::string Url(int i) { return "http://u" + std::to_string(i) + ".test/"; }
-  static std::vector<std::string> Urls(int count) {
-    std::vector<std::string> urls;
-    while (static_cast<int>(urls.size()) < count) {
-      urls.push_back(Url(static_cast<int>(urls.size())));
-    }
+  static std::vector<std::string> Urls(size_t count) {
+    std::vector<std::string> urls(count);
+    std::generate(urls.begin(), urls.end(), [i = 0]() mutable { return Url(i++); });
     return urls;
   }
 

@@ -44,6 +44,10 @@ class ConfiguredTest : public testing::Test {
     ran.get_future().wait();
   }
 
+  void SetToken(const std::string& token) {
+    const zo_base::RecursiveMutexLock lock(config_->mutex);
+    config_->business_token = token;
+  }
   static zo_base::json11::Json Parsed(const std::string& text) {
     std::string error;
     return zo_base::json11::Json::parse(text, error);

@@ -11,7 +11,7 @@ using zo_sturdy::MultipleURLHttpRequest;
 TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
   const struct {
     const char* name;
-    int url_count;
+    size_t url_count;
     const char *steps, *log;
     bool success;
     const char* body;

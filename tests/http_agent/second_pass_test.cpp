@@ -2,8 +2,6 @@
 // report of the failures.
 #include "src/sturdy/http_agent/logic/second_pass.h"
 
-#include <set>
-
 #include "base/platform/thread.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
@@ -39,35 +37,21 @@ class SecondPassTest : public AgentTest {
     };
     return request;
   }
+  // What this thread has told, at this level if there is one.
+  Messages Told(uint32_t thread, std::string_view tag, std::string_view level = "") {
+    Messages told;
+    for (const LogMessage& message : log_.All()) {
+      if (message.text.starts_with(tag) && message.level.starts_with(level) &&
+          message.thread_id == thread) {
+        told.push_back(message.text);
+      }
+    }
+    return told;
+  }
   uint32_t ThreadId() {
     uint32_t thread = 0;
     RunOn(*thread_, [&] { thread = zo_base::CurrentThreadId(); });
     return thread;
-  }
-  // The threads that the statistics have told something on.
-  std::set<uint32_t> ReportThreads() {
-    std::set<uint32_t> threads;
-    for (const LogMessage& message : log_.All()) {
-      if (message.text.starts_with("[statistic]")) {
-        threads.insert(message.thread_id);
-      }
-    }
-    return threads;
-  }
-  // The lines of a pass of which every URL fails at once.
-  static Messages FailingPass(const MultipleURLHttpRequest& request) {
-    std::string words;
-    for (size_t i = 0; i < request.urls.size(); ++i) {
-      const std::string n = std::to_string(i);
-      const bool last = i + 1 == request.urls.size();
-      words += "send " + n + ";bad " + n + (last ? " 500 true" : " 500 false") + ";stop " + n +
-               ";remove " + n + ";" +
-               (last ? "last" : "waits false;-> " + n + " " + std::to_string(i + 1) + ";");
-    }
-    Messages lines = RequestLines(request, words);
-    lines.push_back(std::string("[multiple]Request return false, use http dns if fail:") +
-                    (request.use_http_dns ? "true" : "false"));
-    return lines;
   }
 };
 
@@ -102,26 +86,25 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   Settle();
   EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, "second http://10.0.0.3/x"));
   EXPECT_EQ(transport_->sent, 8);
-  Messages expected = FailingPass(request);
+  const auto in_vain = [](int i, const std::string& is_last) {
+    const std::string n = std::to_string(i);
+    return "send " + n + ";bad " + n + " 500 " + is_last + ";stop " + n + ";remove " + n + ";" +
+           (is_last == "true" ? "last;"
+                              : "waits false;-> " + n + " " + std::to_string(i + 1) + ";");
+  };
+  Messages expected = RequestLines(
+      request, in_vain(0, "false") + in_vain(1, "false") + in_vain(2, "true") + "second");
   for (const char* line : {"Use http dns,host:", " -- b.test", " -- a.test",
                            "User http dns, host:a.testip list:", "User http dns, ------10.0.0.2",
                            "User http dns, ------10.0.0.1", "User http dns, ------[::1]",
                            "User http dns, host:b.testip list:", "User http dns, ------10.0.0.3"}) {
     expected.push_back(std::string("[multiple]") + line);
   }
-  const std::string release = "[multiple]Request return,release request object";
-  Messages last = FailingPass(second);
-  // The first request is released once the second is on its way.
-  last.insert(last.begin() + 4, release);
-  last.insert(last.end(), {last.back(), release});
+  Messages last = RequestLines(second, in_vain(0, "false") + in_vain(1, "false") +
+                                           in_vain(2, "false") + in_vain(3, "true") + "fail");
+  last.insert(last.begin() + 4, last.back());  // the first request, once the second is on its way
   expected.insert(expected.end(), last.begin(), last.end());
-  Messages told;  // but for what the host query's thread tells of its own request
-  for (const LogMessage& message : log_.All()) {
-    if (message.text.starts_with("[multiple]") && message.thread_id == ThreadId()) {
-      told.push_back(message.text);
-    }
-  }
-  EXPECT_EQ(told, expected);
+  EXPECT_EQ(Told(ThreadId(), "[multiple]"), expected);
 }
 
 TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
@@ -169,8 +152,7 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
   AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
   transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
   EXPECT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
-  EXPECT_EQ(ReportThreads().size(), 1U);
-  EXPECT_FALSE(ReportThreads().contains(zo_base::CurrentThreadId()));
+  EXPECT_THAT(Told(zo_base::CurrentThreadId(), "[statistic]"), testing::IsEmpty());
 }
 
 TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
@@ -183,10 +165,7 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
                     .On(lab::kReportPath, {lab::Answer(204), lab::Answer(200)})});
   const std::string bad = lab.Url("s", "/bad");
   const std::string named = "http://localhost:" + std::to_string(lab.Port("s")) + "/bad";
-  {
-    const zo_base::RecursiveMutexLock lock(config_->mutex);
-    config_->business_token = "key";
-  }
+  SetToken("key");
   Outcome outcome;
   StartRequest(Reported(
       lab.Url("s"), {bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")}, outcome));
@@ -220,7 +199,7 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
                   "[statistic]Statistic check code:204", answer, "[statistic]Statistic ret:false",
                   sent, "[statistic][count] Statistic count :2",
                   "[statistic]Statistic check code:200", answer, "[statistic]Statistic ret:true"));
-  EXPECT_THAT(ReportThreads(), ElementsAre(ThreadId()));
+  EXPECT_THAT(Told(ThreadId(), "[statistic]", "LV_PRO"), ElementsAre(answer, answer));
   EXPECT_EQ(log_.With("need statics").size(), 1U) << "no report's own failure is recorded";
 }
 
