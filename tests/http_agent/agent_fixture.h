@@ -73,7 +73,9 @@ class AgentTest : public ConfiguredTest {
   }
   ~AgentTest() override {
     thread_->Stop();
-    agent_.reset();
+    if (agent_ != nullptr) {
+      agent_->Stop();
+    }
     KRBASE::network::HttpClient::Instance()->Stop();
   }
 

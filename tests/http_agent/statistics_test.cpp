@@ -188,6 +188,7 @@ TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
   Pass(60000);
   EXPECT_EQ(SentUrls().size(), 2U);
   EXPECT_THAT(log_.With("Statistic ret"), ElementsAre(kBad, kBad));
+  statistics_->Stop();
   statistics_.reset();
   request.callback(false, "", "");
   EXPECT_EQ(log_.With("Statistic ret").size(), 2U);

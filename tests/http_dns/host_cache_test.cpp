@@ -71,22 +71,23 @@ TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
     manager_->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + R"("": {}}})");
   };
   manager_->LoadHostCache();
-  answer(R"("k1": {"ip": ["1.1.1.1"]}, "k2": {"ip": ["1.1.1.1"]}, "k3": {"ip": ["1.1.1.1"]}, )");
+  answer(R"("k1": {"ip": ["1.1.1.1"]}, "k2": {"ip": ["1.1.1.1"]}, "k3": {"ip": ["1.1.1.1"]}, )"
+         R"("k4": {"ip": ["1.1.1.1"]}, )");
   const std::string escaped(100, '\x01');
   for (int i = 0; i < 30000; ++i) {
     cache_.UpdateHost(std::to_string(i) + escaped, now_, 9000, {}, {}, false);
   }
-  for (const char* known : {"k1", "k2", "k3"}) {
+  for (const char* known : {"k1", "k2", "k3", "k4"}) {
     const std::vector<std::string> long_list(7900, std::string(64, '"'));
     cache_.UpdateHost(known, now_, 9000, long_list, {}, false);
   }
-  answer(R"("k3": {"ip": ["2.2.2.2"]}, )");
+  answer(R"("k4": {"ip": ["2.2.2.2"]}, )");
   EXPECT_GT(ReadCache("http_dns_cache.data").size(), kMaxNewHostsBytes);
   NewManager();
   manager_->LoadHostCache();
   auto entries = manager_->HostsForTest().GetEntries();
   EXPECT_EQ(entries.count("0" + escaped), 1U);
-  EXPECT_THAT(entries["k3"].ipv4, ElementsAre("2.2.2.2"));
+  EXPECT_THAT(entries["k4"].ipv4, ElementsAre("2.2.2.2"));
 }
 
 TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {
