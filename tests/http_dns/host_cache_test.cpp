@@ -83,9 +83,11 @@ TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
   }
   answer(R"("k4": {"ip": ["2.2.2.2"]}, )");
   EXPECT_GT(ReadCache("http_dns_cache.data").size(), kMaxNewHostsBytes);
+  const size_t saved = cache_.GetEntries().size();
   NewManager();
   manager_->LoadHostCache();
   auto entries = manager_->HostsForTest().GetEntries();
+  EXPECT_EQ(entries.size(), saved);
   EXPECT_EQ(entries.count("0" + escaped), 1U);
   EXPECT_THAT(entries["k4"].ipv4, ElementsAre("2.2.2.2"));
 }

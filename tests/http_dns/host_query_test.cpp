@@ -185,8 +185,13 @@ TEST_F(HostQueryTest, AnEndWakesWhoWaitsAndRefusesTheRest) {
   Know("cached", 1000000);
   auto query = Start({"cached", "a"});
   const auto request = Next().first;
-  auto update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
-  manager_->EndQueries();
+  std::future<bool> update;
+  RunOn(*manager_, [&] {  // which comes to what it is told here when the end has come
+    update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
+    manager_->EndQueries();
+  });
+  Settle();
+  EXPECT_EQ(Untaken(), 0U);
   EXPECT_FALSE(query.get());
   EXPECT_THROW(update.get(), std::future_error);
   EXPECT_THROW(manager_->UpdateCache({"m"}, net::kIPFamilyAny).get(), std::future_error);
