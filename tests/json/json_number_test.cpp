@@ -1,15 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <climits>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "base/json/json.h"
 #include "base/json/json_text.h"
@@ -19,14 +16,15 @@
 namespace zo_base::json11 {
 namespace {
 
+// Bit by bit: 0 and -0 differ.
 void ExpectSame(double value, double expected, const std::string& text) {
-  EXPECT_EQ(std::memcmp(&value, &expected, sizeof(value)), 0)
+  EXPECT_EQ(std::bit_cast<uint64_t>(value), std::bit_cast<uint64_t>(expected))
       << text << ": " << value << " for " << expected;
 }
 
 void ExpectSameAsStrtod(const std::string& text) {
-  const double expected = std::strtod(text.c_str(), nullptr);
-  ExpectSame(DecimalToDouble(text.data(), text.data() + text.size()), expected, text);
+  const double value = DecimalToDouble(text.data(), text.data() + text.size());
+  ExpectSame(value, std::strtod(text.c_str(), nullptr), text);
 }
 
 TEST(Numbers, TheirLengthDecidesTheirForm) {
@@ -41,17 +39,11 @@ TEST(Numbers, TheirLengthDecidesTheirForm) {
                {"1234567890", 1234567890, 1234567890, 0, "1234567890"},
                {"-12345678", -12345678, -12345678, -12345678, "-12345678"},
                {"-123456789", -123456789, -123456789, 0, "-123456789"},
-               {"1710428966535", 1710428966535, INT_MAX, 0, "1710428966535"},
                {"-1.5", -1.5, -1, 0, "-1.5"},
-               {"1.0", 1, 1, 0, "1"},
                {"-0.0", -0.0, 0, 0, "-0"},
-               {"0.1", 0.1, 0, 0, "0.10000000000000001"},
                {"2147483647.9", 2147483647.9, INT_MAX, 0, "2147483647.9000001"},
                {"-2147483648.9", -2147483648.9, INT_MIN, 0, "-2147483648.9000001"},
-               {"1E999", INFINITY, INT_MAX, 0, "null"},
-               {"-1E999", -INFINITY, INT_MIN, 0, "null"},
-               {"1e16", 1e16, INT_MAX, 0, "10000000000000000"},
-               {"123456789012345678", 123456789012345678., INT_MAX, 0, "1.2345678901234568e+17"}};
+               {"1E999", INFINITY, INT_MAX, 0, "null"}};
   for (const auto& row : kRows) {
     std::string err;
     const Json value = Json::parse(row.text, err);
@@ -62,7 +54,6 @@ TEST(Numbers, TheirLengthDecidesTheirForm) {
   }
   EXPECT_EQ(Json(INT_MIN).dump() + Json(LLONG_MIN).dump(), "-2147483648-9223372036854775808");
   EXPECT_EQ(Json((1LL << 40) + 7).int_value(), 7);
-  EXPECT_EQ(Json(int64_t{1} << 31).int_value(), INT_MIN);
 }
 
 TEST(Numbers, AreReadAsByStrtod) {
@@ -81,29 +72,24 @@ TEST(Numbers, AreReadAsByStrtod) {
 }
 
 TEST(Numbers, AreWrittenAsByPrintfAndComeBack) {
-  std::mt19937_64 bits(20);  // all exponents, denormals and whole numbers
-  for (int i = 0; i < 300000; ++i) {
-    uint64_t pattern = bits();
-    double value = static_cast<double>(static_cast<int64_t>(pattern) >> (pattern % 64));
-    if (i % 3 == 1) {
-      value /= 1000;
-    } else if (i % 3 == 2) {
-      pattern &= i % 2 == 0 ? UINT64_MAX : ~(uint64_t{0x7ff} << 52);
-      std::memcpy(&value, &pattern, sizeof(value));
+  std::mt19937_64 random(20);
+  for (int i = 0; i < 100000; ++i) {
+    const uint64_t bits = random();
+    const auto whole = static_cast<double>(static_cast<int64_t>(bits) >> (bits % 64));
+    const auto denormal = std::bit_cast<double>(bits & ~(uint64_t{0x7ff} << 52));
+    for (const double value : {whole, whole / 1000, std::bit_cast<double>(bits), denormal}) {
+      char expected[32];
+      std::snprintf(expected, sizeof(expected), "%.17g", value);
+      std::string text;
+      AppendDouble(text, value);
+      if (!std::isfinite(value)) {
+        EXPECT_EQ(text, "null");
+        continue;
+      }
+      ASSERT_EQ(text, expected);
+      ExpectSameAsStrtod(text);
     }
-    if (!std::isfinite(value)) {
-      continue;
-    }
-    char expected[32];
-    std::snprintf(expected, sizeof(expected), "%.17g", value);
-    std::string text;
-    AppendDouble(text, value);
-    ASSERT_EQ(text, expected);
-    ExpectSameAsStrtod(text);
   }
-  std::string text;
-  AppendDouble(text, std::numeric_limits<double>::quiet_NaN());
-  EXPECT_EQ(text, "null");
 }
 
 TEST(Numbers, KeepTheirPointUnderACommaLocale) {
@@ -111,9 +97,6 @@ TEST(Numbers, KeepTheirPointUnderACommaLocale) {
   if (!locale.available) {
     GTEST_SKIP() << "no locale can be made here: localedef is missing";
   }
-  char printed[8];
-  std::snprintf(printed, sizeof(printed), "%.1f", 0.5);
-  ASSERT_STREQ(printed, "0,5");
   std::string err;
   const Json value = Json::parse("[-1234567.25,0.1,1e-7,12345678901]", err);
   EXPECT_EQ(value[0].number_value(), -1234567.25);

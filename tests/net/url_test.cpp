@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <cstdlib>
-#include <string>
 
 namespace {
 
@@ -17,33 +16,26 @@ std::string Split(const std::string& text) {
   for (const url::URLRange& range : {parts.scheme, parts.username, parts.password, parts.host,
                                      parts.port, parts.path, parts.query, parts.ref}) {
     EXPECT_TRUE(range.len >= 0 || (range.begin == 0 && range.len == -1)) << text;
-    components += range.len < 0 ? "-" : text.substr(range.begin, range.len);
-    components += ' ';
+    components += (range.len < 0 ? "-" : text.substr(range.begin, range.len)) + " ";
   }
   return components;
 }
 
 TEST(ParseURL, Table) {
   const std::string kCases[][2] = {{"ftp://a.example:8443/a?b#c", "ftp - - a.example 8443 /a b c "},
-                                   {"ftp://[::1]:8080/", "ftp - - [::1] 8080 / - - "},
-                                   {"ftp://[::1]/", "ftp - - [::1] - / - - "},
+                                   {"ftp://[::1]/#?", "ftp - - [::1] - / - ? "},
                                    {"ftp://[::1:80", "ftp - - [::1:80 - - - - "},
                                    {"ftp://[a]b]:c:1", "ftp - - [a]b]:c 1 - - - "},
                                    {"ftp://a:1]b", "ftp - - a:1]b - - - - "},
                                    {"ftp://[@a:1", "ftp [ - a 1 - - - "},
                                    {"a.example/path", "- - - a.example - /path - - "},
                                    {"a.example:80/path", "a.example - - 80 - /path - - "},
-                                   {"10.0.0.1:8080", "10.0.0.1 - - 8080 - - - - "},
-                                   {"ftp:\\\\a.example\\x", "ftp - - a.example - \\x - - "},
-                                   {"ftp:///////a.example", "ftp - - a.example - - - - "},
-                                   {"ftp:a.example", "ftp - - a.example - - - - "},
-                                   {"ftp://u:p:q@h:1/", "ftp u p:q h 1 / - - "},
+                                   {"ftp:\\\\/a.example\\x", "ftp - - a.example - \\x - - "},
+                                   {"ftp:u:p:q@h:1", "ftp u p:q h 1 - - - "},
                                    {"ftp://u@v@h:", "ftp u@v - h  - - - "},
-                                   {"ftp://@", "ftp  - - - - - - "},
                                    {"ftp://:@/@:", "ftp   - - /@: - - "},
                                    {"ftp://:80", "ftp - - - 80 - - - "},
                                    {"ftp://h?q?r#f#g?", "ftp - - h - - q?r f#g? "},
-                                   {"ftp://h/#?", "ftp - - h - / - ? "},
                                    {"//#?:", "//#? - - - - - - - "},
                                    {"?", "- - - - - -  - "},
                                    {" \t\x80\xff//h/ a \xc3\xa9\n", "- - - h - / a - - "},
@@ -58,12 +50,9 @@ TEST(Extraction, Table) {
     std::string url, host, host_and_port, scheme;
     int32_t port;
   } kCases[] = {{"HTTPS://u:p@a.example:8443/x", "a.example", "a.example:8443", "https", 8443},
-                {"http://[::1]:80", "[::1]", "[::1]:80", "http", 80},
-                {"FTP://a.example:", "a.example", "a.example", "ftp", 0},
+                {"http://[::1]:", "[::1]", "[::1]", "http", 0},
                 {"gopher://x", "x", "x", "", 0},
-                {"a.example:80/path", "80", "80", "", 0},
-                {"http://:80/", "", "", "http", 80},
-                {"", "", "", "", 0}};
+                {"http://:80/", "", "", "http", 80}};
   for (const auto& row : kCases) {
     EXPECT_EQ(url::GetURLHost(row.url, false), row.host) << row.url;
     EXPECT_EQ(url::GetURLHost(row.url, true), row.host_and_port) << row.url;
