@@ -4,11 +4,10 @@
 
 #include <filesystem>
 #include <map>
-#include <thread>
 
-#include "base/json/json.h"
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
+#include "tests/base/run_threads.h"
 #include "tests/support/temp_folder.h"
 
 namespace zo_base {
@@ -28,108 +27,93 @@ Items ItemsOf(const KeyValueFile& store) {
   return items;
 }
 
-void SetText(KeyValueFile& store, const std::string& key, const std::string& text) {
-  store.Set(key, ZOAny(text), SVT::kString);
-}
+struct KeyValueFileTest : testing::Test {
+  void SetText(const std::string& key, const std::string& text) {
+    store.Set(key, ZOAny(text), SVT::kString);
+  }
 
-class KeyValueFileTest : public testing::Test {
- protected:
-  const TempFolder folder_;
-  const std::string path_ = folder_.File("x.data");
-  KeyValueFile store_;
+  const TempFolder folder;
+  const std::string path = folder.File("x.data");
+  KeyValueFile store;
 };
 
 TEST_F(KeyValueFileTest, ALoadTakesAnObjectAndIsEmptiedByAnythingElse) {
-  const struct {
-    std::string text;
-    Items items;
-  } cases[] = {
-      {R"({"a":"1","b":"\u00e4"})", {{"a", "1"}, {"b", "ä"}}},
-      {R"({"a":1,"b":null,"c":{},"d":"x"})", {{"a", ""}, {"b", ""}, {"c", ""}, {"d", "x"}}},
-      {"{}", {}},
-      {"[\"a\"]", {}},
-      {"null", {}},
-      {"\n", {}},
+  const std::pair<std::string, Items> cases[] = {
+      {R"({"a":1,"b":null,"c":"\u00e4"})", {{"a", ""}, {"b", ""}, {"c", "ä"}}},
+      {R"(["a"])", {}},
       {R"({"a":"1"} x)", {}},
-      {R"({"a":"1"})" + std::string(kMaxFileBytes - 8, ' '), {}},
-  };
-  for (const auto& each : cases) {
-    SetText(store_, "old", "item");
-    ASSERT_TRUE(WriteWholeFile(path_, each.text));
-    EXPECT_TRUE(store_.Load(path_));
-    EXPECT_EQ(ItemsOf(store_), each.items) << each.text.substr(0, 40);
+      {R"({"a":"1"})" + std::string(kMaxFileBytes - 9, ' '), {{"a", "1"}}},
+      {R"({"a":"1"})" + std::string(kMaxFileBytes - 8, ' '), {}}};
+  for (const auto& [text, items] : cases) {
+    SetText("old", "item");
+    ASSERT_TRUE(WriteWholeFile(path, text));
+    EXPECT_TRUE(store.Load(path));
+    EXPECT_EQ(ItemsOf(store), items) << text.substr(0, 40);
   }
 }
 
 TEST_F(KeyValueFileTest, AnAbsentOrUnreadableFileLeavesTheItems) {
-  SetText(store_, "a", "1");
-  ASSERT_TRUE(WriteWholeFile(folder_.File("empty"), ""));
-  for (const std::string& path : {path_, folder_.path(), folder_.File("empty")}) {
-    EXPECT_TRUE(store_.Load(path));
-    EXPECT_TRUE(store_.Reload());
-    EXPECT_EQ(store_.Get("a"), "1") << path;
+  SetText("a", "1");
+  ASSERT_TRUE(WriteWholeFile(folder.File("empty"), ""));
+  for (const std::string& odd : {path, folder.path(), folder.File("empty")}) {
+    EXPECT_TRUE(store.Load(odd));
+    EXPECT_TRUE(store.Reload());
+    EXPECT_EQ(store.Get("a"), "1") << odd;
   }
 }
 
 TEST_F(KeyValueFileTest, LoadsWhatItSavedAndSavesTextsAlone) {
   const Items items = {{"", "no key"}, {"key", ""}, {"\"\\\n", "\x01ä\xff"}};
   for (const auto& [key, text] : items) {
-    SetText(store_, key, "first");
-    SetText(store_, key, text);
+    SetText(key, "first");
+    SetText(key, text);
   }
-  store_.Save();  // there is no path yet
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
-  store_.Load(path_);
-  store_.Save();
-  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0600));
+  store.Save();  // there is no path yet
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  store.Load(path);
+  store.Save();
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
   KeyValueFile other;
-  other.Load(path_);
+  other.Load(path);
   EXPECT_EQ(ItemsOf(other), items);
-  EXPECT_EQ(store_.Get("absent"), "");
-  store_.Set("number", ZOAny(1), SVT::kString);
-  EXPECT_EQ(store_.Get("number"), "");
-  EXPECT_THROW(store_.Save(), BadZOAnyCast);
+  EXPECT_EQ(store.Get("absent"), "");
+  store.Set("number", ZOAny(1), SVT::kString);
+  EXPECT_EQ(store.Get("number"), "");
+  EXPECT_THROW(store.Save(), BadZOAnyCast);
 }
 
 TEST_F(KeyValueFileTest, AnyFileCallOfASaveAndALoadCanFail) {
-  store_.Load(path_);
-  SetText(store_, "a", "old");
-  for (int n = 1, fired = 1; fired != 0; ++n) {
-    SetText(store_, "a", "old");
-    store_.Save();
-    SetText(store_, "a", "new");
+  store.Load(path);
+  bool fired = true;
+  for (int n = 1; fired; ++n) {
+    SetText("a", "old");
+    store.Save();
+    SetText("a", "new");
     KeyValueFile other;
     {
       const ScopedFileFault fault(n, FileFault::kFailOnce);
-      store_.Save();
-      other.Load(path_);
-      fired = ScopedFileFault::Fired() ? 1 : 0;
+      store.Save();
+      other.Load(path);
+      fired = ScopedFileFault::Fired();
     }
-    EXPECT_EQ(store_.Get("a"), "new");
-    EXPECT_THAT(other.Get("a"), fired != 0 ? AnyOf("", "old") : AnyOf("new", "new"));
-    store_.Save();
-    other.Load(path_);
+    EXPECT_THAT(other.Get("a"), fired ? AnyOf("", "old") : AnyOf("new", "new"));
+    store.Save();
+    other.Load(path);
     EXPECT_EQ(other.Get("a"), "new");
   }
 }
 
 TEST_F(KeyValueFileTest, AnyThreadMayUseIt) {
-  store_.Load(path_);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this, i] {
-      for (int round = 0; round < 50; ++round) {
-        SetText(store_, "key" + std::to_string(i), "text");
-        EXPECT_THAT(store_.Get("key0"), AnyOf("", "text"));
-        store_.Save();
-        store_.Reload();
-        EXPECT_LE(ItemsOf(store_).size(), 4U);
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  store.Load(path);
+  RunThreads(4, [this](int i) {
+    for (int round = 0; round < 50; ++round) {
+      SetText("key" + std::to_string(i), "text");
+      EXPECT_THAT(store.Get("key0"), AnyOf("", "text"));
+      store.Save();
+      store.Reload();
+      EXPECT_LE(ItemsOf(store).size(), 4U);
+    }
+  });
 }
 
 }  // namespace

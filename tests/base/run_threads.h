@@ -8,12 +8,9 @@ namespace zo_base {
 // Runs `work(i)` on `count` threads at once, and returns when all have ended.
 template <class Work>
 void RunThreads(int count, const Work& work) {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int i = 0; i < count; ++i) {
     threads.emplace_back(work, i);
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
   }
 }
 
