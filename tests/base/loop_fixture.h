@@ -21,10 +21,7 @@ namespace zo_base {
 class LoopFixture : public testing::Test {
  protected:
   LoopFixture() { thread->Start(); }
-  ~LoopFixture() override {
-    BaseThread::SetStepHookForTest(nullptr);
-    thread->Stop();
-  }
+  ~LoopFixture() override { thread->Stop(); }
 
   // Runs `work` on the loop, as a delayed task: what falls due by now has run before it.
   void OnLoop(const std::function<void()>& work) {

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "base/post_task.h"
@@ -22,11 +20,7 @@ class HeldLoop : public LoopFixture {
 
   ~HeldLoop() override {
     BaseThread::SetStepHookForTest(nullptr);
-    // The loop may still be inside the hook.
-    thread->Stop();
-    for (std::thread& other : others) {
-      other.join();
-    }
+    thread->Stop();  // it may still be inside the hook
   }
 
   // Does each piece of work on the loop's thread, when that comes by its step, one after the other.
@@ -87,7 +81,7 @@ class HeldLoop : public LoopFixture {
   std::promise<void> arrived;
   std::promise<void> held;
   std::promise<void> go_on;
-  std::vector<std::thread> others;
+  std::vector<std::jthread> others;
 };
 
 class AtStep : public HeldLoop, public testing::WithParamInterface<LoopStep> {};
@@ -133,7 +127,6 @@ TEST_F(HeldLoop, APosterMayStoreItsTaskAfterTheWakeUpThatWasPendingHasRun) {
           }},
          {LoopStep::kWaitMutexHeld, [&] {
             go_on.set_value();
-            others.back().join();
             others.pop_back();
           }}});
   EXPECT_TRUE(Arrives(arrived.get_future()));

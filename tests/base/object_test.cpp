@@ -2,11 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <functional>
 #include <future>
-#include <string>
-#include <vector>
 
 #include "base/any_thread_closure.h"
 #include "base/base_thread.h"
@@ -23,9 +19,9 @@ class Object : public ZOObjectIMPL {
   static size_t SIG_Text(const std::string&) { return SignalBody("Object::SIG_Text"); }
   static size_t SIG_Number(int) { return SignalBody("Object::SIG_Number"); }
 };
-class LeftPath : public virtual Object {};
-class RightPath : public virtual Object {};
-class BothPaths : public LeftPath, public RightPath {};
+struct LeftPath : virtual Object {};
+struct RightPath : virtual Object {};
+struct BothPaths : LeftPath, RightPath {};
 
 TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
   auto owner = std::make_shared<Object>();
@@ -44,8 +40,6 @@ TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
   EXPECT_EQ(on_own_thread.get_future().get(), 1);
   EXPECT_EQ(owners(false), 2);
   thread->Stop();
-  thread.reset();
-  EXPECT_EQ(owners(false), 2);
   EXPECT_EQ(owners(true), 1);
   EXPECT_TRUE(weak.expired());
   EXPECT_EQ(owners(false), 0);
@@ -53,22 +47,17 @@ TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
 
 TEST(WeakClosure, ExpiresWithCancelAndOwner) {
   auto owner = std::make_shared<Object>();
-  owner->Cancel();
   EXPECT_FALSE(owner->HasUsedFlag());
   std::function<bool(int)> old_one = owner->ToWeakClosure([](int n) { return n == 7; });
   EXPECT_TRUE(owner->HasUsedFlag());
   EXPECT_TRUE(old_one(7));
-  EXPECT_FALSE(old_one(8));
   owner->Cancel();
   EXPECT_FALSE(owner->HasUsedFlag());
-  int runs = 0;
-  std::function<void()> new_one = owner->ToWeakClosure([&] { ++runs; });
+  std::function<bool(int)> new_one = owner->ToWeakClosure([](int n) { return n == 7; });
   EXPECT_FALSE(old_one(7));
-  new_one();
-  EXPECT_EQ(runs, 1);
+  EXPECT_TRUE(new_one(7));
   owner.reset();
-  new_one();
-  EXPECT_EQ(runs, 1);
+  EXPECT_FALSE(new_one(7));
 }
 
 TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
@@ -96,8 +85,7 @@ TEST(ZOObject, IsSharedAsWhatItIs) {
   auto both = std::make_shared<BothPaths>();
   EXPECT_EQ(both->SharedFromThis<LeftPath>(), both);
   EXPECT_EQ(both->SharedFromThis<WeakCallbackFlag>(), nullptr);
-  BothPaths by_value;
-  EXPECT_EQ(by_value.SharedFromThis<BothPaths>(), nullptr);
+  EXPECT_EQ(BothPaths().SharedFromThis<BothPaths>(), nullptr);
 }
 
 class Signals : public testing::Test {
@@ -166,8 +154,7 @@ TEST_F(Signals, FailuresGoToTheCaller) {
 }
 
 TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {
-  constexpr int kRounds = 500;
-  std::vector<zo_sigslot::connection> shared(kRounds);
+  std::vector<zo_sigslot::connection> shared(500);
   for (auto& handle : shared) {
     handle = emitter->Connect(key, [](const std::string&) {});
   }

@@ -1,20 +1,19 @@
 #include <gmock/gmock.h>
+#include <pthread.h>
 
-#include <atomic>
-#include <stdexcept>
-#include <string>
+#include <csignal>
+#include <set>
 
 #include "base/any.h"
 #include "base/at_exit.h"
 #include "base/once_flag.h"
+#include "base/platform/thread.h"
 #include "base/singleton.h"
 #include "base/unload_hook.h"
 #include "tests/base/run_threads.h"
 
 namespace zo_base {
 namespace {
-
-using testing::ElementsAre;
 
 TEST(ZOAny, HoldsOneTypeByValue) {
   ZOAny text(std::string("here"));
@@ -25,13 +24,8 @@ TEST(ZOAny, HoldsOneTypeByValue) {
   EXPECT_EQ(ZOAnyCast<std::string>(text), "hereafter");
   EXPECT_THROW(ZOAnyCast<std::string>(ZOAny(5)), BadZOAnyCast);
   EXPECT_EQ(ZOAny().type(), typeid(void));
-  text = ZOAny();
-  try {
-    ZOAnyCast<std::string>(text);
-    FAIL();
-  } catch (const std::bad_cast& bad) {
-    EXPECT_STREQ(bad.what(), "BadZOAnyCast: failed conversion ZOAnyCast");
-  }
+  EXPECT_THAT([] { ZOAnyCast<std::string>(ZOAny()); },
+              testing::ThrowsMessage<BadZOAnyCast>("BadZOAnyCast: failed conversion ZOAnyCast"));
 }
 
 TEST(OnceFlag, StaysUnsetOnAnExceptionAndCanBeReset) {
@@ -96,9 +90,8 @@ TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
   EXPECT_THROW(Counted::Instance(), std::runtime_error);
   Counted::fail = false;
   // Outside any environment one object serves all uses.
-  for (int i = 0; i < 100; ++i) {
-    ASSERT_NE(Counted::Instance(), nullptr);
-  }
+  EXPECT_NE(Counted::Instance(), nullptr);
+  EXPECT_NE(Counted::Instance(), nullptr);
   EXPECT_EQ(Counted::alive, 1);
   auto environment = IAtExitManager<SturdyObject>::Get();
   Counted* first = Counted::Instance();
@@ -121,14 +114,46 @@ TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
 
 std::string hooks_run;
 
-TEST(UnloadHook, RunBackwardsOnceEach) {
+TEST(UnloadHook, RunBackwardsOnceEachWhenNoThreadOfTheLibraryLives) {
   AtUnload([] { hooks_run += "a"; });
   void (*twice)() = [] { hooks_run += "b"; };
   AtUnload(twice);
   AtUnload(twice);
+  StartThread([] { RunUnloadHooksForTest(); }).join();
+  EXPECT_EQ(hooks_run, "");
   RunUnloadHooksForTest();
   RunUnloadHooksForTest();
   EXPECT_EQ(hooks_run, "ba");
+}
+
+std::set<int> OpenSignals() {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::set<int> open;
+  for (int signal = 1; signal < 32; ++signal) {
+    if (sigismember(&mask, signal) == 0) {
+      open.insert(signal);
+    }
+  }
+  return open;
+}
+
+TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
+  const std::set<int> before = OpenSignals();
+  EXPECT_FALSE(IsLibraryThread());
+  StartThread([&] {
+    EXPECT_TRUE(IsLibraryThread());
+    EXPECT_EQ(LiveLibraryThreads(), 1);
+    EXPECT_NE(CurrentThreadId(), CurrentProcessId());
+    SetCurrentThreadName("http dns manager");
+    char name[16] = "";
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    EXPECT_STREQ(name, "http dns manage");
+    EXPECT_EQ(OpenSignals(), (std::set<int>{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP,
+                                            SIGSYS, SIGKILL, SIGSTOP}));
+  }).join();
+  EXPECT_EQ(OpenSignals(), before);
+  EXPECT_EQ(LiveLibraryThreads(), 0);
 }
 
 }  // namespace
