@@ -114,9 +114,11 @@ TEST_F(Delayed, AreFreedOutsideTheWalkAlsoWhileTheyRepeatWithoutEnd) {
     std::thread([&] { thread->PostDelayedTask(0, [] {}); }).join();
     freed.set_value();
   });
-  thread->PostDelayedTask(0, [held = std::move(last)] {});
-  thread->PostRepeatedTask(
-      0, [] {}, -1);
+  OnLoop([&] {  // so that one walk runs both
+    thread->PostDelayedTask(0, [held = std::move(last)] {});
+    thread->PostRepeatedTask(
+        0, [] {}, -1);
+  });
   EXPECT_TRUE(Arrives(freed.get_future()));
 }
 

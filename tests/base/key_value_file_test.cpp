@@ -6,7 +6,6 @@
 #include <map>
 
 #include "base/platform/file.h"
-#include "base/platform/file_faults_for_test.h"
 #include "tests/base/run_threads.h"
 #include "tests/support/temp_folder.h"
 
@@ -80,27 +79,6 @@ TEST_F(KeyValueFileTest, LoadsWhatItSavedAndSavesTextsAlone) {
   store.Set("number", ZOAny(1), SVT::kString);
   EXPECT_EQ(store.Get("number"), "");
   EXPECT_THROW(store.Save(), BadZOAnyCast);
-}
-
-TEST_F(KeyValueFileTest, AnyFileCallOfASaveAndALoadCanFail) {
-  store.Load(path);
-  bool fired = true;
-  for (int n = 1; fired; ++n) {
-    SetText("a", "old");
-    store.Save();
-    SetText("a", "new");
-    KeyValueFile other;
-    {
-      const ScopedFileFault fault(n, FileFault::kFailOnce);
-      store.Save();
-      other.Load(path);
-      fired = ScopedFileFault::Fired();
-    }
-    EXPECT_THAT(other.Get("a"), fired ? AnyOf("", "old") : AnyOf("new", "new"));
-    store.Save();
-    other.Load(path);
-    EXPECT_EQ(other.Get("a"), "new");
-  }
 }
 
 TEST_F(KeyValueFileTest, AnyThreadMayUseIt) {
