@@ -106,8 +106,8 @@ class Signals : public testing::Test {
 TEST_F(Signals, CallSlotsInOrderOfConnection) {
   Emit("nobody");
   Object receiver;
-  emitter->Connect(key, Note("a"));
-  const auto cancelled = emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
+  auto first = emitter->Connect(key, Note("a"));
+  auto cancelled = emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
   emitter->Connect(key, Note("c"));
   Emit("1");
   EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
@@ -117,6 +117,10 @@ TEST_F(Signals, CallSlotsInOrderOfConnection) {
   EXPECT_TRUE(cancelled.connected());
   emitter->Emit(SignalKey(&Object::SIG_Number), 3);
   EXPECT_EQ(calls.size(), 2u);
+  cancelled.disconnect();
+  first.disconnect();
+  Emit("3");
+  EXPECT_THAT(calls, ElementsAre("c3"));
 }
 
 TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
