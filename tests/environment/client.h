@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/lbs_document.h"
 #include "sturdy/sturdy.h"
 #include "tests/support/server_cache.h"
 #include "tests/support/temp_folder.h"
@@ -30,6 +31,15 @@ inline zo_sturdy::_ZOSturdyLBSSettings LBSRecord(const std::string& url,
   Fill(record.lbs_url, url);
   Fill(record.default_link_v4, default_link);
   return record;
+}
+
+// What a lab's server "lbs" might answer that knows no other.
+inline constexpr char kLbsPath[] = "/lbs/conf.jsp";
+inline lab::LbsDocument OwnDocument(const std::vector<std::string>& links = {"one.example:1"}) {
+  return lab::LbsDocument()
+      .Link(links)
+      .LinkDefault({"two.example:2"})
+      .Lbs("${url:lbs}/lbs/conf.jsp");
 }
 
 // A client's call of GetLinkAddress, as "host:port".

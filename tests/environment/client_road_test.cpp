@@ -1,112 +1,86 @@
 // The road of a client from its start to its exit, against live servers.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <future>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "base/platform/thread.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "tests/environment/client.h"
 #include "tests/support/log_lines.h"
 
 namespace zo_sturdy {
 namespace {
 
-using testing::ElementsAre;
-
 constexpr std::chrono::seconds kLimit{20};
-
-lab::Behaviour GoodAnswer() {
-  return lab::Answer(lab::LbsDocument()
-                         .Link({"one.example:1", "[::1]:2"})
-                         .LinkDefault({"default.example:3"})
-                         .Lbs("${url:lbs}/lbs/conf.jsp")
-                         .Name("a name")
-                         .Text());
-}
-
-// The client's callback is a plain function, so what it does stands here.
-std::function<void(int, const std::string&)>& OnUpdate() {
-  static auto* const action = new std::function<void(int, const std::string&)>;
-  return *action;
-}
 
 class ClientRoad : public EnvironmentTest {
  protected:
   // Starts the service, and waits until `action` has run in the first callback.
-  void FetchAndDo(
-      const std::function<void(int code, const std::string& document)>& action,
-      const std::function<void()>& meanwhile = [] {}) {
+  void FetchAndDo(const std::function<void(const std::string& document)>& action) {
     std::promise<void> done;
-    OnUpdate() = [&, first = true](int code, const std::string& document) mutable {
-      if (first) {
-        first = false;
-        action(code, document);
+    on_update_ = [&, first = true](int code, const std::string& document) mutable {
+      if (std::exchange(first, false)) {
+        EXPECT_EQ(code, 200);
+        action(document);
         done.set_value();
       }
     };
-    auto& service = *object_.GetLBSService();
-    service.SetUpdateCallback([](int code, const char* document) { OnUpdate()(code, document); });
-    EXPECT_TRUE(service.Start(record_));
-    meanwhile();
+    service_.SetUpdateCallback([](int code, const char* document) { on_update_(code, document); });
+    EXPECT_TRUE(service_.Start(record_));
     ASSERT_EQ(done.get_future().wait_for(kLimit), std::future_status::ready);
   }
 
-  lab::Lab lab_{{lab::HttpServer("lbs").On("/lbs/conf.jsp", GoodAnswer().HeldAt("gate"))}};
-  const _ZOSturdyLBSSettings record_ = LBSRecord(lab_.Url("lbs", "/lbs/conf.jsp"), "localhost:9");
+  lab::Lab lab_{{lab::HttpServer("lbs").On(
+      kLbsPath, lab::Answer(OwnDocument({"one.example:1", "[::1]:2"}).Name("a name").Text()))}};
+  const _ZOSturdyLBSSettings record_ = LBSRecord(lab_.Url("lbs", kLbsPath), "localhost:9");
   IZOSturdyObject& object_ = Start("token");
+  IZOSturdyLBSService& service_ = *object_.GetLBSService();
+  // The client's callback is a plain function, so what it does stands here.
+  static inline std::function<void(int, const std::string&)> on_update_;
 };
 
 // A client may call everything in its callback. Two calls only leave a line in the log.
 TEST_F(ClientRoad, EverySlotAndEveryExportFromInsideTheCallback) {
-  lab_.OpenGate("gate");
-  FetchAndDo([this](int code, const std::string& document) {
-    EXPECT_EQ(code, 200);
-    auto& service = *object_.GetLBSService();
+  FetchAndDo([this](const std::string& document) {
     EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings("/elsewhere")), 1);
     EXPECT_EQ(GetSturdyObject(1), &object_);
     ExitSturdyEnvironment(1);
     object_.ReleaseLBSService();
-    EXPECT_EQ(object_.GetLBSService(), &service);
+    EXPECT_EQ(object_.GetLBSService(), &service_);
     std::vector<char> out(kVltListBufferSize);
     EXPECT_FALSE(object_.QueryHost("localhost", 0, out.data()));
-    out.assign(out.size(), 0);
     for (const bool no_wait : {true, false}) {
-      service.GetLBSResponse(no_wait, out.data());
+      out.assign(out.size(), 0);
+      service_.GetLBSResponse(no_wait, out.data());
       EXPECT_EQ(out.data(), document);
     }
-    out.assign(out.size(), 0);
-    service.GetName(out.data());
-    EXPECT_STREQ(out.data(), "a name");
-    for (const auto getter : {&IZOSturdyLBSService::GetVltDL, &IZOSturdyLBSService::GetVltDLList,
-                              &IZOSturdyLBSService::GetVltList, &IZOSturdyLBSService::GetDesc}) {
-      (service.*getter)(out.data());
+    for (const auto getter :
+         {&IZOSturdyLBSService::GetVltDL, &IZOSturdyLBSService::GetVltDLList,
+          &IZOSturdyLBSService::GetVltList, &IZOSturdyLBSService::GetDesc,
+          &IZOSturdyLBSService::GetMsgStatInfo, &IZOSturdyLBSService::GetName}) {
+      out.assign(out.size(), 0);
+      (service_.*getter)(out.data());
     }
-    service.GetMsgStatInfo(out.data());
-    EXPECT_EQ(service.GetLinkHostCount(), 2);
-    EXPECT_EQ(Link(service), "one.example:1");
-    service.HoldLinkAddress("one.example", 1);
+    EXPECT_STREQ(out.data(), "a name");
+    EXPECT_EQ(service_.GetLinkHostCount(), 2);
+    EXPECT_EQ(Link(service_), "one.example:1");
+    service_.HoldLinkAddress("one.example", 1);
     uint16_t port = 0;
     net::AddressFamily family = net::kIPFamilyAny;
-    out.assign(out.size(), 0);
-    EXPECT_TRUE(service.PeekLinkAddress(out.data(), &port, &family));
-    EXPECT_STREQ(out.data(), "one.example");
-    EXPECT_TRUE(service.Start(record_));
-    service.SetUpdateCallback(nullptr);
-    service.Update(net::kIPFamilyAny);
+    EXPECT_TRUE(service_.PeekLinkAddress(out.data(), &port, &family));
+    EXPECT_EQ(port, 1);
+    EXPECT_TRUE(service_.Start(record_));
+    service_.SetUpdateCallback(nullptr);
+    service_.Update(net::kIPFamilyAny);
     object_.NotifyNetworkChanged(net::kIPFamilyV6);
     object_.SetBusinessToken("another");
   });
   EXPECT_TRUE(lab_.WaitForRequests(2, kLimit)) << "the calls in the callback took effect";
   EXPECT_THAT(LogLines(folder_.path()).With("ignored"),
-              ElementsAre("[environment] Exit on a thread of the library, ignored",
-                          "[sturdy object] Release on a thread of the library, ignored"));
+              testing::ElementsAre("[environment] Exit on a thread of the library, ignored",
+                                   "[sturdy object] Release on a thread of the library, ignored"));
 }
 
 // The exports from a callback while another thread exits: nobody waits for anybody. An exit by an
@@ -115,9 +89,8 @@ class ExitDuringACallback : public ClientRoad, public testing::WithParamInterfac
 INSTANTIATE_TEST_SUITE_P(Ids, ExitDuringACallback, testing::Values(1, 7));
 
 TEST_P(ExitDuringACallback, ExportsAnswer) {
-  lab_.OpenGate("gate");
   std::thread exit;
-  FetchAndDo([&](int, const std::string&) {
+  FetchAndDo([&](const std::string&) {
     exit = std::thread([] { ExitSturdyEnvironment(GetParam()); });
     const auto limit = std::chrono::steady_clock::now() + kLimit;
     while (StartSturdyEnvironment(EnvironmentSettings("/elsewhere")) != 0) {

@@ -1,14 +1,9 @@
 // The shared library as a stranger's client sees it, over every kind of transport.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <string>
-
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
-#include "sturdy/sturdy.h"
+#include "tests/environment/client.h"
 #include "tests/support/child.h"
-#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -29,14 +24,10 @@ TEST(Version, IsTheBuilds) {
 
 TEST_P(Cpp11Client, GetsItsLinkAddresses) {
   auto server = GetParam();
-  lab::Lab lab({server.On("/lbs/conf.jsp", lab::Answer(lab::LbsDocument()
-                                                           .Link({"10.0.0.1:1", "[::2]:2"})
-                                                           .LinkDefault({"10.0.0.3:3"})
-                                                           .Lbs("${url:lbs}/lbs/conf.jsp")
-                                                           .Text())
-                                               .HeldAt("gate"))});
+  const std::string document = OwnDocument({"10.0.0.1:1", "[::2]:2"}).Text();
+  lab::Lab lab({server.On(kLbsPath, lab::Answer(document).HeldAt("gate"))});
   const TempFolder folder;
-  Child client({CPP11_CLIENT, folder.path(), lab.Url("lbs", "/lbs/conf.jsp"), "10.0.0.9:9"});
+  Child client({CPP11_CLIENT, folder.path(), lab.Url("lbs", kLbsPath), "10.0.0.9:9"});
   EXPECT_EQ(client.ReadLine(), "10.0.0.9:9 family 1");
   EXPECT_TRUE(lab.WaitForHeld("gate", 1, std::chrono::seconds(30)));
   lab.Release("gate");

@@ -1,19 +1,10 @@
 // Exits at the worst moments of requests, reports, service updates and host queries: none crashes,
 // and none waits for more than a transfer in flight.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <map>
+#include <functional>
 #include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "tests/environment/client.h"
 #include "tests/support/log_lines.h"
@@ -21,135 +12,93 @@
 
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kLimit{30};
 constexpr int kRounds = 100;
-constexpr char kLbsPath[] = "/lbs/conf.jsp";
 constexpr char kGate[] = "gate";
+
+struct Moment {
+  const char* name;
+  std::function<void()> come;
+  // What shows that the exit is under way and waits for the held transfer alone.
+  std::function<bool()> is_exiting;
+  int id = 1;    // by another one the transfers in flight end before the queries
+  int held = 1;  // transfers
+};
 
 // One environment in a folder of its own, brought to a moment, and out of it again.
 class ExitMoments : public testing::Test {
- public:
-  struct Moment {
-    const char* name;
-    void (ExitMoments::*come)();
-    // What shows that the exit is under way and waits for the held transfer alone.
-    bool (ExitMoments::*is_exiting)();
-    int id = 1;  // by another one the transfers in flight end before the queries
-  };
-
-  zo_sturdy::IZOSturdyObject& Start(int64_t cache_expires_in_ms = 86400000) {
+ protected:
+  void Start(int64_t cache_expires_in_ms = 86400000) {
     WriteServerCache(FinalDataFolder(folder_->path()), {{"127.0.0.1", lab_.Port("dns"), false}}, {},
                      "localhost", cache_expires_in_ms);
     zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_->path(), "token"));
     object_ = zo_sturdy::GetSturdyObject(1);
-    return *object_;
   }
-  void Fetch(const std::string& url) {
+  void Fetch(const std::string& host, void (*callback)(int, const char*) = nullptr) {
     Start();
+    object_->GetLBSService()->SetUpdateCallback(callback);
+    const std::string url = "http://" + host + ":" + std::to_string(lab_.Port("lbs")) + kLbsPath;
     EXPECT_TRUE(object_->GetLBSService()->Start(LBSRecord(url, "default.example:9")));
   }
-  void AwaitHeld() { EXPECT_TRUE(lab_.WaitForHeld(kGate, 1, kLimit)); }
 
-  void QueryInVain() {
-    std::vector<char> out(zo_sturdy::kQueryHostBufferSize);
+  static void QueryInVain() {
+    std::string out(zo_sturdy::kQueryHostBufferSize, '\0');
     EXPECT_FALSE(object_->QueryHost("a.test", 0, out.data()));
-    EXPECT_STREQ(out.data(), "{\"code\":1}");
+    EXPECT_STREQ(out.c_str(), "{\"code\":1}");
     client_returned_ = true;
   }
-
-  void ClientWaitsInItsQuery() {
+  void QueryFromAClient() {
     Start();
-    clients_.emplace_back([this] { QueryInVain(); });
-    AwaitHeld();
+    clients_.emplace_back(QueryInVain);
   }
-  void CallbackWaitsInItsQuery() {
-    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500, "")});
-    static ExitMoments* current;
-    current = this;
-    Start().GetLBSService()->SetUpdateCallback([](int, const char*) { current->QueryInVain(); });
-    EXPECT_TRUE(object_->GetLBSService()->Start(LBSRecord(lab_.Url("lbs", kLbsPath), "x:9")));
-    AwaitHeld();
-  }
-  void ClientsQueryWithoutEnd() {
+  void QueryWithoutEnd() {
     lab_.SetBehaviours(
         "dns", lab::kHostQueryPath,
         {lab::Answer(R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1"],"ttl":3600}}})")});
     Start();
-    clients_stop_ = false;
     static std::atomic<int> answers;
     answers = 0;
     for (const char* host : {"a.test", "b.test", "127.0.0.1"}) {
       clients_.emplace_back([this, host] {
-        std::vector<char> out(zo_sturdy::kQueryHostBufferSize);
-        while (!clients_stop_) {
+        std::string out(zo_sturdy::kQueryHostBufferSize, '\0');
+        for (; !clients_stop_; ++answers) {
           object_->QueryHost(host, 0, out.data());
-          ++answers;
         }
       });
     }
     EXPECT_TRUE(Comes([] { return answers > 10; }));
   }
-  void ReportIsOut() { Report("${url:statistics}", 1, 60000); }
-  void StatisticsWaitInTheirQuery() {
-    lab_.SetBehaviours("statistics", lab::kReportPath, {lab::Answer(500, "")});
-    Report("http://localhost:" + std::to_string(lab_.Port("statistics")), 100, 1);
-  }
-  void Report(const std::string& endpoint, int count, int time_ms) {
-    const std::string threshold = R"({"count":)" + std::to_string(count) + R"(,"time":)" +
-                                  std::to_string(time_ms) + R"(,"min_delay":0})";
-    lab_.SetBehaviours(
-        "lbs", kLbsPath,
-        {lab::Answer(lab::LbsDocument()
-                         .Link({"one.example:1"})
-                         .LinkDefault({"two.example:2"})
-                         .Lbs("${url:lbs}/lbs/conf.jsp")
-                         .Set("report", R"({"host":")" + endpoint +
-                                            R"(","apierror":{"threshold":)" + threshold + "}}")
-                         .Text()),
-         lab::Answer(500, "")});
-    Fetch(lab_.Url("lbs", kLbsPath));
-    EXPECT_TRUE(Comes([this] { return object_->GetLBSService()->GetLinkHostCount() == 1; }));
+  // The second fetch fails, and so is to be reported.
+  void Report(const std::string& endpoint, int count, int time) {
+    const auto document =
+        OwnDocument().Report({.host = endpoint, .count = count, .time = time, .min_delay_s = 0});
+    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document.Text()), lab::Answer(500)});
+    Fetch("127.0.0.1");
+    EXPECT_TRUE(Comes([] { return object_->GetLBSService()->GetLinkHostCount() == 1; }));
     object_->SetBusinessToken("second");
-    AwaitHeld();
   }
-  void ServiceUpdateIsInFlight() {
-    Start(-1);
-    AwaitHeld();
-  }
-  void RetryTimerIsArmed() {
-    lab_.SetBehaviours("dns", lab::kServiceTablePath, {lab::Answer(500, "")});
+  void ArmRetryTimer() {
+    lab_.SetBehaviours("dns", lab::kServiceTablePath, {lab::Answer(500)});
     Start(-1);
     EXPECT_TRUE(LogLines(folder_->path()).WaitFor("[http dns] Update fail redo after :60000ms"));
   }
-  void AgentWaitsInItsQuery() {
-    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500, "")});
-    Fetch("http://localhost:" + std::to_string(lab_.Port("lbs")) + kLbsPath);
-    AwaitHeld();
-  }
 
-  bool ClientHasReturned() { return client_returned_; }
-  bool ThreadsAreGone() { return !HasThread("http_agent_work") && !HasThread("statistic"); }
-
-  // Gives the time of the exit.
-  int64_t Round(const Moment& moment) {
+  void Round(const Moment& moment) {
     folder_ = std::make_unique<TempFolder>();
-    for (const auto& [server, path] :
-         {std::make_pair("dns", lab::kHostQueryPath), std::make_pair("dns", lab::kServiceTablePath),
-          std::make_pair("statistics", lab::kReportPath)}) {
-      lab_.SetBehaviours(server, path, {lab::Answer(500, "").HeldAt(kGate)});
-    }
-    client_returned_ = false;
-    (this->*moment.come)();
-    const auto begin = steady_clock::now();
-    std::thread exit([&] { zo_sturdy::ExitSturdyEnvironment(moment.id); });
-    if (moment.is_exiting != nullptr) {
-      EXPECT_TRUE(Comes([&] { return (this->*moment.is_exiting)(); }));
-    }
+    const lab::Behaviour held = lab::Answer(500).HeldAt(kGate);
+    lab_.SetBehaviours("dns", lab::kHostQueryPath, {held});
+    lab_.SetBehaviours("dns", lab::kServiceTablePath, {held});
+    lab_.SetBehaviours("statistics", lab::kReportPath, {held});
+    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
+    client_returned_ = clients_stop_ = false;
+    moment.come();
+    EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, std::chrono::seconds(30)));
+    const auto begin = std::chrono::steady_clock::now();
+    std::thread exit(zo_sturdy::ExitSturdyEnvironment, moment.id);
+    EXPECT_TRUE(Comes(moment.is_exiting));
     lab_.Release(kGate);
     exit.join();
-    const auto time = steady_clock::now() - begin;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
     clients_stop_ = true;
     for (std::thread& client : clients_) {
       client.join();
@@ -159,46 +108,38 @@ class ExitMoments : public testing::Test {
       EXPECT_FALSE(HasThread(thread)) << thread;
     }
     lab_.Release(kGate);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
   }
 
-  lab::Lab lab_{{lab::HttpServer("lbs").On(kLbsPath, lab::Silent()),
-                 lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Silent()),
-                 lab::HttpServer("statistics").On(lab::kReportPath, lab::Silent())}};
+  lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns"), lab::HttpServer("statistics")}};
   std::unique_ptr<TempFolder> folder_;
-  zo_sturdy::IZOSturdyObject* object_ = nullptr;
   std::vector<std::thread> clients_;
-  std::atomic<bool> client_returned_{false};
   std::atomic<bool> clients_stop_{false};
+  // The client's callback is a plain function.
+  static inline zo_sturdy::IZOSturdyObject* object_ = nullptr;
+  static inline std::atomic<bool> client_returned_{false};
 };
 
 TEST_F(ExitMoments, NoneIsWrong) {
+  const auto returned = [] { return client_returned_.load(); };
+  const auto ended = [] { return !HasThread("http_agent_work") && !HasThread("statistic"); };
+  const auto at_once = [] { return true; };
+  const std::string reports = "http://localhost:" + std::to_string(lab_.Port("statistics"));
   const std::vector<Moment> moments = {
-      {"client waits in its query", &ExitMoments::ClientWaitsInItsQuery,
-       &ExitMoments::ClientHasReturned},
-      {"client waits, exit by another id", &ExitMoments::ClientWaitsInItsQuery, nullptr, 7},
-      {"callback waits in its query", &ExitMoments::CallbackWaitsInItsQuery,
-       &ExitMoments::ClientHasReturned},
-      {"clients query without end", &ExitMoments::ClientsQueryWithoutEnd, nullptr},
-      {"clients query, exit by another id", &ExitMoments::ClientsQueryWithoutEnd, nullptr, 7},
-      {"statistics wait in their query", &ExitMoments::StatisticsWaitInTheirQuery,
-       &ExitMoments::ThreadsAreGone},
-      {"report is out", &ExitMoments::ReportIsOut, &ExitMoments::ThreadsAreGone},
-      {"service update is in flight", &ExitMoments::ServiceUpdateIsInFlight,
-       &ExitMoments::ThreadsAreGone},
-      {"retry timer is armed", &ExitMoments::RetryTimerIsArmed, nullptr},
-      {"agent waits in its query", &ExitMoments::AgentWaitsInItsQuery,
-       &ExitMoments::ThreadsAreGone}};
-  std::map<std::string, int64_t> longest;
-  for (int round = 0; round < kRounds && !HasFailure(); ++round) {
-    const Moment& moment = moments[static_cast<size_t>(round) % moments.size()];
+      {"client waits in its query", [&] { QueryFromAClient(); }, returned},
+      {"client waits, exit by another id", [&] { QueryFromAClient(); }, at_once, 7},
+      {"callback waits in its query",
+       [&] { Fetch("127.0.0.1", [](int, const char*) { QueryInVain(); }); }, returned},
+      {"statistics wait in their query", [&] { Report(reports, 100, 1); }, ended},
+      {"report is out", [&] { Report("${url:statistics}", 1, 60000); }, ended},
+      {"service update is in flight", [&] { Start(-1); }, ended},
+      {"agent waits in its query", [&] { Fetch("localhost"); }, ended},
+      {"clients query without end", [&] { QueryWithoutEnd(); }, at_once, 1, 0},
+      {"clients query, exit by another id", [&] { QueryWithoutEnd(); }, at_once, 7, 0},
+      {"retry timer is armed", [&] { ArmRetryTimer(); }, at_once, 1, 0}};
+  for (size_t round = 0; round < kRounds && !HasFailure(); ++round) {
+    const Moment& moment = moments[round % moments.size()];
     SCOPED_TRACE(std::to_string(round) + ": " + moment.name);
-    const int64_t exit_ms = Round(moment);
-    EXPECT_LT(exit_ms, zo_sturdy::kExitBoundSeconds * 1000);
-    longest[moment.name] = std::max(longest[moment.name], exit_ms);
-  }
-  for (const auto& [name, ms] : longest) {
-    std::printf("%6d ms at most: %s\n", static_cast<int>(ms), name.c_str());
+    Round(moment);
   }
 }
 

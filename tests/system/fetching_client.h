@@ -1,16 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "tests/environment/client.h"
 
 // Adds the LBS service of the environment, with its URLs on the servers of a lab, and its update
@@ -19,21 +14,13 @@ class FetchingClientTest : public EnvironmentTest {
  protected:
   using Update = std::pair<int, std::string>;  // code and document
 
-  static constexpr char kPath[] = "/lbs/conf.jsp";
+  static constexpr const char* kPath = kLbsPath;
   static constexpr std::chrono::seconds kLimit{60};
 
-  // `servers` in the order of trial.
-  zo_sturdy::IZOSturdyLBSService& Fetch(const lab::Lab& lab,
-                                        const std::vector<std::string>& servers) {
-    std::vector<std::string> urls;
-    for (const std::string& server : servers) {
-      urls.push_back(lab.Url(server, kPath));
-    }
-    return Fetch(urls);
-  }
   zo_sturdy::IZOSturdyLBSService& Fetch(const std::vector<std::string>& urls) {
     return Begin(Start("token"), urls);
   }
+  // `urls` in the order of trial.
   zo_sturdy::IZOSturdyLBSService& Begin(zo_sturdy::IZOSturdyObject& object,
                                         const std::vector<std::string>& urls) {
     auto record = LBSRecord(urls[0], "127.0.0.1:9");
@@ -50,7 +37,6 @@ class FetchingClientTest : public EnvironmentTest {
     service_->Start(record);
     return *service_;
   }
-
   // The next one; nothing if none comes within the limit.
   static std::optional<Update> TryUpdate(std::chrono::milliseconds limit) {
     std::unique_lock lock(Came().mutex);

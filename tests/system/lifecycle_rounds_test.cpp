@@ -1,16 +1,11 @@
-// Many lives of the environment in one process: nothing may pile up.
+// Many lives of the environment in one process: nothing may pile up, and each begins alike.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <thread>
 
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
+#include "lab/paths.h"
+#include "lab/service_table.h"
 #include "tests/environment/client.h"
 #include "tests/support/sanitizers.h"
 #include "tests/system/process_state.h"
@@ -21,24 +16,18 @@ namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLimit{30};
-constexpr const char* kPath = "/lbs/conf.jsp";
 constexpr int kRounds = kSanitized ? 20 : 200;
 constexpr int kEarlyRound = kRounds / 10;
 
-int CountEntries(const char* folder) {
-  return static_cast<int>(std::distance(fs::directory_iterator(folder), {}));
+int64_t CountEntries(const char* folder) {
+  return std::distance(fs::directory_iterator(folder), {});
 }
 
-struct Mappings {
-  int log_buffers = 0;
-  int others = 0;
-};
-
-Mappings CountMappings() {
-  Mappings count;
+int CountMappings(bool of_log_buffers) {
+  int count = 0;
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
-    ++(line.find(".qel_mmap") != std::string::npos ? count.log_buffers : count.others);
+    count += (line.find(".qel_mmap") != std::string::npos) == of_log_buffers;
   }
   return count;
 }
@@ -46,28 +35,24 @@ Mappings CountMappings() {
 class Rounds : public testing::Test {
  protected:
   // One life, which ends with a fetch in flight. Gives the time of the exit.
-  int64_t Round(int round) {
+  steady_clock::duration Round(int round) {
     const std::string gate = "gate " + std::to_string(round);
-    const int links = 1 + round / 10;
+    const std::vector<std::string> links(static_cast<size_t>(1 + round / 10), "one.example:1");
     const bool in_arrival = round % 10 == 0;
     const bool dripped = round % 10 == 5;
-    lab::Behaviour answer =
-        lab::Answer(lab::LbsDocument()
-                        .Link(lab::LbsDocument::List(static_cast<size_t>(links), "one.example:1"))
-                        .LinkDefault({"two.example:2"})
-                        .Lbs("${url:lbs}/lbs/conf.jsp")
-                        .Text());
-    lab_.SetBehaviours("lbs", kPath, {dripped ? answer.InPieces(10, 50) : answer.HeldAt(gate)});
+    lab::Behaviour answer = lab::Answer(OwnDocument(links).Text());
+    lab_.SetBehaviours("lbs", kLbsPath, {dripped ? answer.InPieces(10, 50) : answer.HeldAt(gate)});
     lab_.ForgetRequests();
     zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
     auto& service = *zo_sturdy::GetSturdyObject(1)->GetLBSService();
-    service.Start(LBSRecord(lab_.Url("lbs", kPath), "default.example:9"));
+    service.Start(LBSRecord(lab_.Url("lbs", kLbsPath), "default.example:9"));
     EXPECT_TRUE(dripped ? lab_.WaitForRequests(1, kLimit) : lab_.WaitForHeld(gate, 1, kLimit));
     if (in_arrival) {
       lab_.Release(gate);
-      if (round % 20 == 0) {
-        EXPECT_TRUE(Comes([&] { return service.GetLinkHostCount() == links; }));
-      }
+    }
+    if (round % 20 == 0) {
+      EXPECT_TRUE(
+          Comes([&] { return service.GetLinkHostCount() == static_cast<int>(links.size()); }));
     }
     const auto begin = steady_clock::now();
     std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
@@ -79,33 +64,54 @@ class Rounds : public testing::Test {
     exit.join();
     const auto time = steady_clock::now() - begin;
     EXPECT_TRUE(lab_.WaitForOpen("lbs", 0, kLimit));
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+    return time;
   }
 
-  lab::Lab lab_{{lab::HttpServer("lbs").On(kPath, lab::Silent())}};
+  lab::Lab lab_{{lab::HttpServer("lbs").On(kLbsPath, lab::Silent())}};
   const TempFolder folder_;
 };
 
 TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
-  const int threads = CountEntries("/proc/self/task");
-  int descriptors = 0;
-  Mappings early;
+  const int64_t threads = CountEntries("/proc/self/task");
+  int64_t descriptors = 0;
+  int log_buffers = 0;
+  int others = 0;
   for (int round = 1; round <= kRounds; ++round) {
-    const int64_t exit_ms = Round(round);
-    std::printf("%4d ms%s", static_cast<int>(exit_ms), round % 10 == 0 ? "\n" : "");
-    EXPECT_LT(exit_ms, zo_sturdy::kExitBoundSeconds * 1000);
+    const auto exit = Round(round);
+    std::printf("%4d ms%s", static_cast<int>(exit / std::chrono::milliseconds(1)),
+                round % 10 == 0 ? "\n" : "");
+    EXPECT_LT(exit, std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
     EXPECT_TRUE(Comes([&] { return CountEntries("/proc/self/task") <= threads; })) << round;
     if (round == kEarlyRound) {
       descriptors = CountEntries("/proc/self/fd");
-      early = CountMappings();
+      log_buffers = CountMappings(true);
+      others = CountMappings(false);
     }
   }
   EXPECT_LE(CountEntries("/proc/self/fd"), descriptors);
-  const Mappings late = CountMappings();
-  EXPECT_LE(late.log_buffers - early.log_buffers, kRounds - kEarlyRound);
+  EXPECT_LE(CountMappings(true), log_buffers + kRounds - kEarlyRound);
   if (!kSanitized) {  // the sanitizers' own memory grows
-    EXPECT_LE(late.others, early.others);
+    EXPECT_LE(CountMappings(false), others);
   }
+}
+
+// It is made while the threads that carry it begin.
+TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
+  const lab::Lab lab({lab::HttpServer("dns").On(
+      lab::kServiceTablePath,
+      lab::Answer(lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(3600).Text()))});
+  for (size_t start = 1; start <= (kSanitized ? 50 : 200); ++start) {
+    const TempFolder folder;
+    WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
+                     "localhost", -1);
+    EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
+    EXPECT_TRUE(lab.WaitForRequestsFor(lab::kServiceTablePath, start, kLimit));
+    zo_sturdy::ExitSturdyEnvironment(1);
+    ASSERT_EQ(lab.RequestsFor(lab::kServiceTablePath).size(), start);
+  }
+  EXPECT_THAT(lab.Requests().back().HeaderLines(),
+              testing::IsSupersetOf({"Host: localhost", "X-QORVIN-BUSINESS:  im_g1",
+                                     "X-QORVIN-SDKVER:  _0_0", "X-QORVIN-APPKEY:"}));
 }
 
 }  // namespace
