@@ -15,6 +15,10 @@ struct Hostile {
   const char* name;
   lab::Server server;
   seconds bound;
+
+  friend std::ostream& operator<<(std::ostream& out, const Hostile& hostile) {
+    return out << hostile.name;
+  }
 };
 
 lab::Server Http(const lab::Behaviour& behaviour) {
