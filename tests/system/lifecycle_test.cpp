@@ -1,4 +1,5 @@
-// Many lives of the environment in one process: nothing may pile up, and each begins alike.
+// Many lives of the environment in one process: nothing may pile up, and each begins alike. And the
+// end of a process without its exit.
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -7,6 +8,7 @@
 #include "lab/paths.h"
 #include "lab/service_table.h"
 #include "tests/environment/client.h"
+#include "tests/support/child.h"
 #include "tests/support/sanitizers.h"
 #include "tests/system/process_state.h"
 
@@ -112,6 +114,28 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
   EXPECT_THAT(lab.Requests().back().HeaderLines(),
               testing::IsSupersetOf({"Host: localhost", "X-QORVIN-BUSINESS:  im_g1",
                                      "X-QORVIN-SDKVER:  _0_0", "X-QORVIN-APPKEY:"}));
+}
+
+TEST(ProcessEnd, WithFetchesInFlightIsClean) {
+  std::vector<std::string> ways = {"return", "thread", "callback", "call"};
+  if (!kSanitized) {
+    ways.emplace_back("fork");  // the sanitizers can't end a forked child of many threads
+  }
+  const lab::Behaviour document = lab::Answer(OwnDocument().Text());
+  for (const std::string& way : ways) {
+    for (const lab::Behaviour& in_flight : {lab::Silent(), lab::Endless(1)}) {
+      for (const char* openssl : {"openssl-later", "openssl-first"}) {
+        SCOPED_TRACE(way + " " + openssl);
+        const lab::Lab lab({lab::HttpsServer("lbs").On(kLbsPath, {document, in_flight, document})});
+        const TempFolder folder;
+        Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", kLbsPath), openssl});
+        EXPECT_TRUE(lab.WaitForRequests(2, kLimit));
+        host.Signal();
+        EXPECT_EQ(host.ReadRest(), "");
+        EXPECT_EQ(host.Wait(), 0);
+      }
+    }
+  }
 }
 
 }  // namespace
