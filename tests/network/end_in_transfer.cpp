@@ -1,12 +1,10 @@
 // A process that returns from main while all workers are in transfers, and never stops the client.
-//   end_in_transfer URL NUMBER_OF_ANSWERS_FIRST [openssl-first | fork]
+//   end_in_transfer URL NUMBER_OF_ANSWERS_FIRST plain | openssl-first | fork
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <memory>
 #include <string>
 
 #include "network/http_client.h"
@@ -20,7 +18,7 @@ void SendOneMore() {
   auto request = std::make_shared<KRBASE::network::HttpRequestUser>();
   request->method = KRBASE::network::kHttpMethodGet;
   request->url = *url;
-  request->callback = [](KRBASE::network::HttpClient*, const auto&, int32_t) {
+  request->callback = [](auto*, const auto&, int32_t) {
     ++answers;
     answers.notify_one();
     SendOneMore();
@@ -30,9 +28,9 @@ void SendOneMore() {
 
 }  // namespace
 
-int main(int count, char** arguments) {
-  const std::string options = count > 3 ? arguments[3] : "";
-  if (options == "openssl-first") {
+int main(int /*count*/, char** arguments) {
+  const std::string option = arguments[3];
+  if (option == "openssl-first") {
     OPENSSL_init_ssl(0, nullptr);
   }
   url = new std::string(arguments[1]);
@@ -40,12 +38,11 @@ int main(int count, char** arguments) {
   for (int i = 0; i < 16; ++i) {
     SendOneMore();
   }
-  const int enough = std::atoi(arguments[2]);
-  for (int seen = answers; seen < enough; seen = answers) {
+  for (int seen = answers; seen < std::stoi(arguments[2]); seen = answers) {
     answers.wait(seen);
   }
   int status = 0;
-  if (options == "fork" && fork() != 0) {
+  if (option == "fork" && fork() != 0) {
     wait(&status);
   }
   return status;

@@ -1,21 +1,19 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <functional>
 #include <future>
-#include <string>
 
 #include "base/clock_for_test.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
 #include "network/win_http.h"
+#include "tests/support/own_network.h"
 
 namespace KRBASE::network {
 namespace {
 
+using namespace std::chrono_literals;
 using lab::HttpServer;
 using lab::HttpsServer;
 using lab::Lab;
@@ -40,13 +38,12 @@ void ExpectEnd(
     EXPECT_EQ(http.GetErrorCode(), error);
     EXPECT_EQ(http.GetStatusCode(), status);
   });
-  int64_t advanced_ms = 0;
-  while (transfer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+  int64_t passed_ms = 0;
+  for (; transfer.wait_for(1ms) != std::future_status::ready; passed_ms += limit_ms / 40) {
     clock.Advance(limit_ms / 40);
     each_time();
-    advanced_ms += limit_ms / 40;
   }
-  EXPECT_GE(advanced_ms, limit_ms);
+  EXPECT_GE(passed_ms, limit_ms);
 }
 
 TEST(TimeOut, EndsEachStall) {
@@ -67,22 +64,18 @@ TEST(TimeOut, EndsEachStall) {
   for (const auto& stall : kStalls) {
     const Lab lab({stall.server});
     ExpectEnd(lab.Url("it", "/"), "", stall.error, stall.status, stall.limit_ms);
-    EXPECT_TRUE(lab.WaitForOpen("it", 0, std::chrono::seconds(10)));
+    EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
   }
 }
 
 TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
   // A connection stays in the queue, and nobody reads.
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int listener = BindLoopback(SOCK_STREAM, 0);
+  sockaddr_in6 address{};
   socklen_t length = sizeof(address);
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  ASSERT_EQ(bind(listener, generic, length), 0);
   ASSERT_EQ(listen(listener, 1), 0);
-  ASSERT_EQ(getsockname(listener, generic, &length), 0);
-  const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
+  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  const std::string url = "http://[::1]:" + std::to_string(ntohs(address.sin6_port)) + "/";
   const std::string more_than_sockets_hold(size_t{64} << 20U, 'x');
   ExpectEnd(url, more_than_sockets_hold, kHttpSendFailed, 0, kSendMs);
   close(accept(listener, nullptr, nullptr));
@@ -101,11 +94,9 @@ TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
 TEST(TimeOut, OfTheWholeHoldsOverRedirects) {
   ScopedTestClock clock;
   int requests = 0;
-  const Lab lab({HttpServer("it").On("/", lab::RedirectLoop())}, [&](const lab::Request& /*one*/) {
+  const Lab lab({HttpServer("it").On("/", lab::RedirectLoop())}, [&](const auto& /*request*/) {
     // The first may come before the transfer begins to wait.
-    if (++requests > 1) {
-      clock.Advance(8000);
-    }
+    clock.Advance(++requests > 1 ? 8000 : 0);
   });
   CWinHttp http;
   http.SetTimeOut(kConnectMs, kSendMs, kReceiveMs);

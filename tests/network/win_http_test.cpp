@@ -2,15 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <string>
+#include <filesystem>
 #include <tuple>
-#include <utility>
-#include <vector>
 
+#include "base/platform/file.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
 #include "tests/support/temp_folder.h"
@@ -39,8 +34,6 @@ Outcome Get(const std::string& url) {
   return {http.GetErrorCode(), http.GetStatusCode(), body};
 }
 
-using Headers = std::vector<std::pair<std::string, std::string>>;
-
 TEST(CWinHttp, SendsTheseBytes) {
   const std::string accept = "Accept: */*\r\nAccept-Language: zh-CN,zh;q=0.9\r\n";
   const std::string keep = "Connection: Keep-Alive\r\n";
@@ -49,17 +42,18 @@ TEST(CWinHttp, SendsTheseBytes) {
       "Gecko) Chrome/80.0.4044.92 Safari/537.36\r\n";
   const std::string start = "/p?k=a%20b HTTP/1.1\r\nHost: ";
   const Lab lab({HttpServer("it").On("/p", Answer("fine"))});
-  const auto sent = [&](const Headers& headers, int32_t method, const std::string& data) {
+  const auto sent = [&](const std::vector<std::pair<std::string, std::string>>& headers,
+                        int32_t method, const std::string& extra, const std::string& data) {
     PatientHttp http;
     for (const auto& [name, value] : headers) {
       http.AddHeader(name, value);
     }
-    EXPECT_EQ(http.Request(lab.Url("it", "/p?k=a b"), method, "X-Extra: 1\r\n", data), "fine");
+    EXPECT_EQ(http.Request(lab.Url("it", "/p?k=a b"), method, extra, data), "fine");
     return lab.Requests().back().raw_head + lab.Requests().back().body;
   };
   setenv("http_proxy", "http://127.0.0.1:1", 1);  // is not looked at
-  EXPECT_EQ(sent({}, 0, ""), "GET " + start + lab.HostPort("it") + "\r\n" + accept + keep + agent +
-                                 "X-Extra: 1\r\n\r\n");
+  EXPECT_EQ(sent({}, 0, "X-Extra: 1\r\n", ""), "GET " + start + lab.HostPort("it") + "\r\n" +
+                                                   accept + keep + agent + "X-Extra: 1\r\n\r\n");
   unsetenv("http_proxy");
   // The first value of a name stays, the last spelling of it goes out, up to a zero byte.
   EXPECT_EQ(sent({{"x-last", "2"},
@@ -73,17 +67,21 @@ TEST(CWinHttp, SendsTheseBytes) {
                   {"Bad", "a\r\nIn: 1"},
                   {"Bad\n", "1"},
                   {"X-Last", "1"}},
-                 1, std::string("[1]\0[2]", 7)),
+                 1, "", std::string("[1]\0[2]", 7)),
             "POST " + start + "b.example\r\n" + accept + keep +
                 "Content-Type:  a/b\r\nUser-Agent: mine\r\nsdktype: x\r\nx-last: 2\r\n"
-                "X-Extra: 1\r\nContent-Length: 3\r\n\r\n[1]");
-  EXPECT_EQ(sent({{"Blank", "  "}, {"Expect", "100-continue"}, {"Host", "h"}}, 5, ""),
-            "POST " + start + "h\r\n" + accept + "Blank:\r\n" + keep + agent +
-                "X-Extra: 1\r\nContent-Length: 0\r\n\r\n");
+                "Content-Length: 3\r\n\r\n[1]");
+  const std::string extra =
+      "host: h\r\nName \t: kept \r\n folded: 1\r\naccept: text/*\r\nno colon\r\n: nameless\r\n"
+      "Content-Length: 99\r\ntransfer-encoding: chunked\r\nEXPECT: 100-continue\r\nLone: a\rb\r\n"
+      "Too: a\nb\r\nNul: a";
+  EXPECT_EQ(sent({{"Blank", "  "}}, 5, extra + '\0' + "b\r\nTime: 1:2:3", ""),
+            "POST " + start + "h\r\nAccept-Language: zh-CN,zh;q=0.9\r\nBlank:\r\n" + keep + agent +
+                "Name: kept \r\nfolded: 1\r\naccept: text/*\r\nTime: 1:2:3\r\n"
+                "Content-Length: 0\r\n\r\n");
   const std::string big(700000, 'x');
-  EXPECT_EQ(sent({{"Host", "h"}}, 1, big), "POST " + start + "h\r\n" + accept + keep + agent +
-                                               "X-Extra: 1\r\nContent-Length: 700000\r\n\r\n" +
-                                               big);
+  EXPECT_EQ(sent({{"Host", "h"}}, 1, "", big), "POST " + start + "h\r\n" + accept + keep + agent +
+                                                   "Content-Length: 700000\r\n\r\n" + big);
 }
 
 TEST(CWinHttp, ReadsTheFinalHeadAsItCame) {
@@ -114,14 +112,12 @@ TEST(CWinHttp, TakesAnswersAsTheyCome) {
       "HTTP/1.1 200 OK\r\ntransfer-encoding: gzip, chunked\r\n\r\n0\r\n\r\n";
   const std::string big(1048576, 'b');
   const std::pair<lab::Behaviour, Outcome> kCases[] = {
-      {Answer(204), {0, 204, ""}},
       {Answer(std::string("a\0b", 3)), {0, 200, std::string("a\0b", 3)}},
       {Answer("abc").Framed(lab::Framing::kUntilClose), {0, 200, "abc"}},
       {Answer("no zip").Field("Content-Encoding", "gzip"), {0, 200, "no zip"}},
       {lab::Garbage(zipped_transfer), {kHttpOpenFailed, 0, ""}},
       {Answer(big), {0, 200, big}},
       {Answer(big + "b"), {kHttpReadFailed, 200, ""}},
-      {lab::Endless(), {kHttpReadFailed, 200, ""}},
       {Answer("abcdef").Truncated(2), {kHttpReadFailed, 200, ""}},
       {lab::Garbage(kHeadOf9), {kHttpQueryFailed, 200, ""}},
       {lab::Garbage(), {kHttpOpenFailed, 0, ""}},
@@ -144,38 +140,35 @@ TEST(CWinHttp, TakesAnswersAsTheyCome) {
 }
 
 TEST(CWinHttp, TellsWhereATransferFailed) {
-  const Lab lab({HttpServer("refuses").Listens(lab::Listening::kRefuse),
-                 HttpServer("resets").Listens(lab::Listening::kReset)});
+  const Lab lab({HttpServer("refuses").Listens(lab::Listening::kRefuse)});
   EXPECT_EQ(Get(std::string("http://a\0b/", 11)), (Outcome{kHttpNameNotResolved, 0, ""}));
-  EXPECT_EQ(Get("file:///etc/passwd"), (Outcome{kHttpConnectFailed, 0, ""}));
   EXPECT_EQ(Get("http://" + std::string(260, 'a')), (Outcome{kHttpConnectFailed, 0, ""}));
   EXPECT_EQ(Get("http://a/" + std::string(1299, 'a')), (Outcome{kHttpConnectFailed, 0, ""}));
   EXPECT_EQ(Get(lab.Url("refuses", "/")), (Outcome{kHttpSendFailed, 0, ""}));
-  EXPECT_EQ(std::get<1>(Get(lab.Url("resets", "/"))), 0);
 }
 
-TEST(CWinHttp, AnyCertificateWillDo) {
-  const Lab lab({HttpsServer("self").On("/", Answer("self")),
-                 HttpsServer("name", lab::Certificate::kWrongName).On("/", Answer("name")),
-                 HttpsServer("date", lab::Certificate::kExpired).On("/", Answer("date")),
-                 HttpsServer("v6").At("::1").On("/", Answer("v6"))});
-  for (const char* server : {"self", "name", "date", "v6"}) {
+TEST(CWinHttp, TellsTlsTheNameAndTriesAllItsAddresses) {
+  const Lab lab(
+      {HttpsServer("v4").On("/", Answer("v4")), HttpsServer("v6").At("::1").On("/", Answer("v6"))});
+  for (const char* server : {"v4", "v6"}) {
     EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, server}));
   }
-  // The name has ::1 too on most systems, where nobody listens: all its addresses are tried.
-  EXPECT_EQ(Get("https://localhost:" + std::to_string(lab.Port("self")) + "/"),
-            (Outcome{0, 200, "self"}));
+  // The name has ::1 too on most systems, where nobody listens.
+  EXPECT_EQ(Get("https://localhost:" + std::to_string(lab.Port("v4")) + "/"),
+            (Outcome{0, 200, "v4"}));
   EXPECT_EQ(lab.Requests().front().sni, "");
   EXPECT_EQ(lab.Requests().back().sni, "localhost");
 }
 
 TEST(CWinHttpRedirect, FollowsUnderItsOwnHost) {
   for (const int status : {301, 302, 303, 307, 308}) {
-    const Lab lab({HttpServer("a").On("/", Redirect("${url:b}/next?x", status)),
+    const std::string redirect = "HTTP/1.1 " + std::to_string(status) +
+                                 " X\r\nlocation:  ${url:b}/next?x \t\r\nLocation: /\r\n\r\n";
+    const Lab lab({HttpServer("a").On("/", lab::Garbage(redirect)),
                    HttpsServer("b").On("/next", Answer("there"))});
     PatientHttp http;
-    http.AddHeader("Host", "a.example");
-    http.AddHeader("Content-Type", "text/plain");
+    http.AddHeader("host", "a.example");
+    http.AddHeader("content-type", "text/plain");
     EXPECT_EQ(http.Request(lab.Url("a", "/"), 1, "", "data"), "there");
     const std::vector<lab::Request> requests = lab.Requests();
     ASSERT_EQ(requests.size(), 2U);
@@ -185,7 +178,7 @@ TEST(CWinHttpRedirect, FollowsUnderItsOwnHost) {
     EXPECT_EQ(requests[1].method, is_post ? "POST" : "GET") << status;
     EXPECT_EQ(requests[1].body, is_post ? "data" : "");
     EXPECT_EQ(requests[1].Header("Content-Type") != nullptr, is_post);
-    EXPECT_EQ(http.GetHeaderText().find("Location"), std::string::npos);
+    EXPECT_EQ(http.GetHeaderText().find("ocation"), std::string::npos);
   }
 }
 
@@ -216,24 +209,19 @@ TEST(CWinHttp, Downloads) {
            .On("/huge", lab::Garbage("HTTP/1.1 200 OK\r\nContent-Length: 8388609\r\n\r\n"))});
   const TempFolder folder;
   const std::string path = folder.File("it");
-  const auto content = [&path]() -> std::string {
-    std::ifstream file(path);
-    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(none)";
-  };
   std::unique_ptr<char[]> buffer;
   int32_t size_bytes = -1;
+  auto* http = new PatientHttp();
   for (const auto& [name, error] : {std::pair("/chunked", kHttpQueryFailed),
                                     {"/gone", kHttpNotFound},
                                     {"/cut", kHttpReadFailed},
                                     {"/none", kHttpQueryFailed}}) {
-    PatientHttp http;
-    EXPECT_FALSE(http.DownloadToMemory(lab.Url("it", name), buffer, size_bytes));
-    EXPECT_EQ(http.GetErrorCode(), error) << name;
-    EXPECT_FALSE(http.DownloadFile(lab.Url("it", name), path));
-    EXPECT_EQ(http.GetErrorCode(), error) << name;
-    EXPECT_EQ(content(), "(none)");
+    EXPECT_FALSE(http->DownloadToMemory(lab.Url("it", name), buffer, size_bytes));
+    EXPECT_EQ(http->GetErrorCode(), error) << name;
+    EXPECT_FALSE(http->DownloadFile(lab.Url("it", name), path));
+    EXPECT_EQ(http->GetErrorCode(), error) << name;
+    EXPECT_FALSE(zo_base::FileExists(path));
   }
-  auto* http = new PatientHttp();
   EXPECT_FALSE(http->DownloadToMemory(lab.Url("it", "/huge"), buffer, size_bytes));
   EXPECT_EQ(http->GetErrorCode(), kHttpTooLarge);
   ASSERT_TRUE(http->DownloadToMemory(lab.Url("it", "/it"), buffer, size_bytes));
@@ -247,11 +235,11 @@ TEST(CWinHttp, Downloads) {
       },
       &steps);
   ASSERT_TRUE(http->DownloadFile(lab.Url("it", "/it"), path));
-  EXPECT_EQ(content(), text);
+  EXPECT_EQ(zo_base::ReadWholeFile(path, 1 << 20), text);
   EXPECT_LE(steps.at(0), 8192);
   EXPECT_EQ(steps.back(), 20000);
   ASSERT_TRUE(http->DownloadFile(lab.Url("it", "/empty"), path));
-  EXPECT_EQ(content(), "");
+  EXPECT_EQ(std::filesystem::file_size(path), 0U);
   EXPECT_FALSE(http->DownloadFile(lab.Url("it", "/it"), folder.File("no/such/folder")));
   EXPECT_EQ(http->GetErrorCode(), kHttpFileFailed);
   http->FreeInstance();
