@@ -1,7 +1,6 @@
 #include "src/business/sturdy_lbs/count_timer_invoker.h"
 
 #include <future>
-#include <thread>
 
 #include "base/clock_for_test.h"
 #include "base/post_task.h"
@@ -18,19 +17,20 @@ class CountTimerInvokerTest : public LbsTest {
   }
   ~CountTimerInvokerTest() override { thread->Stop(); }
 
-  // Asks on the thread, once for each letter, and gives what has run so far.
+  // Asks once for each letter.
+  void Ask(const std::string& names, bool immediately = false) {
+    for (const char name : names) {
+      invoker.Invoke([this, name] { ran += name; }, immediately);
+    }
+  }
+  // Asks on the thread, and gives what has run so far.
   std::string AskOnThread(const std::string& names) {
     std::promise<std::string> result;
     zo_base::PostTo(*thread, [&] {
-      for (const char name : names) {
-        Ask(name);
-      }
+      Ask(names);
       result.set_value(ran);
     });
     return result.get_future().get();
-  }
-  void Ask(char name, bool immediately = false) {
-    invoker.Invoke([this, name] { ran += name; }, immediately);
   }
   // What is due then has been handed on when the task behind it, which is due too, runs.
   std::string RanAfter(int64_t ms) {
@@ -58,9 +58,9 @@ TEST_F(CountTimerInvokerTest, RunsTheLatestTaskByCountOrByTime) {
   EXPECT_EQ(RanAfter(199), "c");
   EXPECT_EQ(RanAfter(1), "ce");
   AskOnThread("fg");
-  Ask('h', true);  // on a foreign thread, as a change of the token
+  Ask("h", true);  // on a foreign thread, as a change of the token
   EXPECT_EQ(RanAfter(5000), "ceh");
-  Ask('i');  // on a thread without a loop the count alone runs a task
+  Ask("i");  // on a thread without a loop the count alone runs a task
   EXPECT_EQ(RanAfter(5000), "ceh");
   const std::string now = "[count timer invoker] Invoke immediately";
   EXPECT_EQ(log.Texts(), (Messages{"[count timer invoker][times] Invoke task", now,

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 namespace zo_sturdy {
 namespace {
 
@@ -20,16 +18,12 @@ TEST(HostChooser, GivesHostsThenADefaultThenHostsAgain) {
     const char* v6;
     int family;
     std::string answers;  // of one call after the other; "*" marks a default
-  } cases[] = {
-      {{"a:1", "b:2"}, "d:9", "e:9", 0, "a:1 b:2 d:9* a:1 "},
-      {{}, "d:9", "e:9", 2, "e:9* e:9* "},
-      {{"1.2.3.4:1", "n:2", "[::1]:3", "0x7f.1:4"}, "d:9", "e:9", 2, "n:2 [::1]:3 e:9* n:2 "},
-      {{"[::1]:1", "[::2]:2"}, "d:9", "e:9", 1, "d:9* d:9* "},
-      {{"[::1]:1", "1.2.3.4:2"}, "d:9", "e:9", 0, "[::1]:1 1.2.3.4:2 d:9* "},
-      {{}, "1.2.3.4:9", "e:9", 0, "e:9* "},  // a name wins over a literal
-      {{}, "1.2.3.4:9", "[::1]:9", 0, "1.2.3.4:9* "},
-      {{"n:1", "1.2.3.4:1"}, "d:9", "e:9", 7, "n:1 * "},
-      {{}, "d:9", "e:9", -1, "* "}};
+  } cases[] = {{{"[::1]:1", "b:2"}, "d:9", "e:9", 0, "[::1]:1 b:2 d:9* [::1]:1 "},
+               {{"1.2.3.4:1", "n:2", "[::1]:3", "0x7f.1:4"}, "d", "e", 2, "n:2 [::1]:3 e* n:2 "},
+               {{"[::1]:1", "[::2]:2"}, "d:9", "e:9", 1, "d:9* d:9* "},
+               {{}, "1.2.3.4:9", "e:9", 0, "e:9* "},  // a name wins over a literal
+               {{}, "1.2.3.4:9", "[::1]:9", 0, "1.2.3.4:9* "},
+               {{"n:1", "1.2.3.4:1"}, "d:9", "e:9", 7, "n:1 * "}};
   for (const auto& c : cases) {
     HostChooser chooser(c.v4, c.v6, HostChooserLimit(0));
     chooser.ResetHosts(c.hosts);
@@ -51,9 +45,7 @@ TEST(HostChooser, HoldsWhatIsInTheListAndForgetsOnReset) {
   EXPECT_EQ(chooser.GetCurrentHost(), "a:1");
   chooser.ResetHosts({});
   chooser.SetDefaultHost(net::kIPFamilyV6, "f:8");
-  EXPECT_EQ(Next(chooser, 1), "d:9* ");
-  EXPECT_EQ(Next(chooser, 2), "f:8* ");
-  EXPECT_THROW(HostChooserLimit(4), std::out_of_range);
+  EXPECT_EQ(Next(chooser, 1) + Next(chooser, 2), "d:9* f:8* ");
 }
 
 }  // namespace

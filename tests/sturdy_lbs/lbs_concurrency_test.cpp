@@ -1,4 +1,3 @@
-#include <atomic>
 #include <thread>
 
 #include "tests/sturdy_lbs/lbs_fixture.h"
@@ -16,20 +15,16 @@ class LBSConcurrencyTest : public LbsTest {
     over = true;
     answerer.join();
   }
-  // Answers whatever has been asked, as the agent's thread does.
-  void AnswerAll(size_t number) {
-    for (const MultipleURLHttpRequest& request : Take()) {
-      bool statistic = false;
-      request.check(0, 200, "", kDocuments[number % 2], statistic);
-      request.callback(true, "", kDocuments[number % 2]);
-    }
-    std::this_thread::yield();
-  }
 
   std::atomic<bool> over{false};
+  // Answers whatever has been asked, as the agent's thread does.
   std::thread answerer{[this] {
-    for (size_t number = 0; !over; ++number) {
-      AnswerAll(number);
+    for (size_t number = 0; !over; ++number, std::this_thread::yield()) {
+      for (const MultipleURLHttpRequest& request : Take()) {
+        bool statistic = false;
+        request.check(0, 200, "", kDocuments[number % 2], statistic);
+        request.callback(true, "", kDocuments[number % 2]);
+      }
     }
   }};
 };
@@ -37,40 +32,39 @@ class LBSConcurrencyTest : public LbsTest {
 std::shared_ptr<ZOSturdyLBSServiceImpl> service;
 
 void OnUpdate(int /*code*/, const char* /*text*/) {
-  char host[kLinkHostBufferSize] = {};
-  uint16_t port = 0;
-  auto family = net::kIPFamilyAny;
-  EXPECT_TRUE(service->GetLinkAddress(host, &port, &family));
-  service->GetLBSResponse(false, std::vector<char>(kLBSResponseBufferSize).data());
+  EXPECT_NE(Link(*service), "-");
+  Response(*service, false);
 }
 
 TEST_F(LBSConcurrencyTest, ManyThreadsAskUpdateAndChangeWhileDocumentsArrive) {
   service = MakeService();
   service->SetUpdateCallback(OnUpdate);
+  const auto update = [](int) { service->Update(net::kIPFamilyAny); };
+  const std::function<void(int round)> actions[] = {
+      [&](int i) { SetToken(std::to_string(i)); },
+      [&](int i) { NotifyNetwork(i % 3); },
+      [](int i) { service->SetUpdateCallback(i % 2 == 0 ? nullptr : OnUpdate); },
+      [](int i) {
+        service->HoldLinkAddress("b", static_cast<int16_t>(1 + i % 2));
+        Peek(*service);
+      },
+      [](int) {
+        std::vector<char> out(kMsgStatInfoBufferSize + kDescBufferSize);
+        service->GetMsgStatInfo(out.data());
+        service->GetDesc(out.data());
+        Response(*service);
+      },
+      update,
+      update,
+      update};
   std::vector<std::thread> threads;
-  for (int number = 0; number < 8; ++number) {
-    threads.emplace_back([&, number] {
+  for (const auto& act : actions) {
+    threads.emplace_back([&] {
       ASSERT_TRUE(service->Start(Record()));  // all at once: one of them starts it
-      std::vector<char> out(kVltListBufferSize);
       for (int i = 0; i < 60; ++i) {
         EXPECT_NE(Link(*service), "-");
         EXPECT_GE(service->GetLinkHostCount(), 1);
-        if (number == 0) {
-          SetToken(std::to_string(i));
-        } else if (number == 1) {
-          NotifyNetwork(i % 3);
-        } else if (number == 2) {
-          service->SetUpdateCallback(i % 2 == 0 ? nullptr : OnUpdate);
-        } else if (number == 3) {
-          service->GetMsgStatInfo(out.data());
-          service->HoldLinkAddress("b", static_cast<int16_t>(1 + i % 2));
-          Peek(*service);
-        } else if (number == 4) {
-          service->GetDesc(out.data());
-          service->GetLBSResponse(true, out.data());
-        } else {
-          service->Update(net::kIPFamilyAny);
-        }
+        act(i);
       }
     });
   }

@@ -4,8 +4,6 @@
 
 #include <condition_variable>
 #include <cstring>
-#include <mutex>
-#include <utility>
 
 #include "base/at_exit.h"
 #include "base/log/tqlog.h"
@@ -22,6 +20,33 @@ inline std::string Document(const std::string& links, const std::string& default
                             const std::string& lbs, const std::string& more = "") {
   return R"({"common":{"link":[)" + links + R"(],"link.default":[)" + defaults + R"(],"lbs":")" +
          lbs + "\"" + (more.empty() ? "" : ",") + more + "}}";
+}
+
+inline _ZOSturdyLBSSettings Record(const char* url = "http://root.example/lbs") {
+  _ZOSturdyLBSSettings record{};
+  record.enable = true;
+  std::strcpy(record.lbs_url, url);
+  std::strcpy(record.default_link_v4, "10.0.0.9:9");
+  return record;
+}
+
+// "host:port/family" of a client's call; "-" for false.
+using LinkCall = bool (IZOSturdyLBSService::*)(char*, uint16_t*, net::AddressFamily*);
+inline std::string Link(IZOSturdyLBSService& slots, net::AddressFamily family = {},
+                        LinkCall call = &IZOSturdyLBSService::GetLinkAddress) {
+  char host[kLinkHostBufferSize] = {};
+  uint16_t port = 0;
+  return (slots.*call)(host, &port, &family)
+             ? std::string(host) + ":" + std::to_string(port) + "/" + std::to_string(family)
+             : "-";
+}
+inline std::string Peek(IZOSturdyLBSService& slots) {
+  return Link(slots, {}, &IZOSturdyLBSService::PeekLinkAddress);
+}
+inline std::string Response(IZOSturdyLBSService& slots, bool no_wait = true) {
+  std::vector<char> out(kLBSResponseBufferSize);
+  slots.GetLBSResponse(no_wait, out.data());
+  return out.data();
 }
 
 // A configuration, a log and a stand-in for the agent, whose requests are answered by hand.
@@ -42,11 +67,9 @@ class LbsTest : public testing::Test {
   // The request with this number, waited for.
   MultipleURLHttpRequest Request(size_t number) {
     std::unique_lock lock(mutex_);
-    const bool came = came_.wait_for(lock, LogLines::kLimit, [&] { return Count() > number; });
-    EXPECT_TRUE(came) << "request " << number;
-    return came ? requests_[number] : MultipleURLHttpRequest();
+    came_.wait_for(lock, LogLines::kLimit, [&] { return requests_.size() > number; });
+    return requests_.at(number);
   }
-  size_t Count() const { return requests_.size(); }
   std::vector<MultipleURLHttpRequest> Take() {
     const std::lock_guard lock(mutex_);
     return std::exchange(requests_, {});
@@ -65,32 +88,6 @@ class LbsTest : public testing::Test {
   void NotifyNetwork(int family) {
     config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged),
                  static_cast<net::AddressFamily>(family));
-  }
-  static _ZOSturdyLBSSettings Record(const char* url = "http://root.example/lbs") {
-    _ZOSturdyLBSSettings record{};
-    record.enable = true;
-    std::strcpy(record.lbs_url, url);
-    std::strcpy(record.default_link_v4, "10.0.0.9:9");
-    return record;
-  }
-
-  // "host:port/family" of a client's call; "-" for false.
-  using LinkCall = bool (IZOSturdyLBSService::*)(char*, uint16_t*, net::AddressFamily*);
-  static std::string Link(IZOSturdyLBSService& slots, net::AddressFamily family = {},
-                          LinkCall call = &IZOSturdyLBSService::GetLinkAddress) {
-    char host[kLinkHostBufferSize] = {};
-    uint16_t port = 0;
-    return (slots.*call)(host, &port, &family)
-               ? std::string(host) + ":" + std::to_string(port) + "/" + std::to_string(family)
-               : "-";
-  }
-  static std::string Peek(IZOSturdyLBSService& slots) {
-    return Link(slots, {}, &IZOSturdyLBSService::PeekLinkAddress);
-  }
-  static std::string Response(IZOSturdyLBSService& slots, bool no_wait = true) {
-    std::vector<char> out(kLBSResponseBufferSize);
-    slots.GetLBSResponse(no_wait, out.data());
-    return out.data();
   }
 
   TempFolder folder;
