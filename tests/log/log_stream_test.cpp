@@ -22,17 +22,14 @@ void SameAsAStream(T value) {
   EXPECT_EQ(stream.text(), wanted.str());
 }
 
-template <typename T>
-void SameAtTheLimits() {
-  using Limits = std::numeric_limits<T>;
-  for (const T value : {T{}, T{1}, T{65}, Limits::min(), Limits::max(), Limits::lowest()}) {
-    SameAsAStream(value);
-  }
-}
-
 template <typename... Types>
 void SameAtTheLimitsOfEach() {
-  (SameAtTheLimits<Types>(), ...);
+  const auto same = []<typename T>(std::numeric_limits<T> of) {
+    for (const T value : {T{}, T{1}, T{65}, of.min(), of.max(), of.lowest()}) {
+      SameAsAStream(value);
+    }
+  };
+  (same(std::numeric_limits<Types>()), ...);
 }
 
 enum Plain { kPlain = 7 };

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <cstring>
 #include <filesystem>
@@ -24,10 +23,9 @@ const std::string kEnd(kOldTextEnd);
 
 // A line as the log has it; the number is in its time too, so that lines differ from the first.
 std::string Line(int number) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "03-14 15:09:%02d.%03d 4-8 [LV_APP] line %d\n",
-                number / 1000 % 60, number % 1000, number);
-  return text.data();
+  const std::string digits = std::to_string(100000 + number);
+  return "03-14 15:09:" + digits.substr(1, 2) + "." + digits.substr(3) + " 4-8 [LV_APP] line " +
+         std::to_string(number) + "\n";
 }
 
 std::string Lines(int first, int end) {
@@ -53,14 +51,13 @@ class LogReaderTest : public testing::Test {
     std::ofstream(path_ + ".tmp", std::ios::binary) << text;
     std::filesystem::rename(path_ + ".tmp", path_);
   }
-  void SetBuffer(const std::string& text, int32_t count) const {
+  // `more` is what its count is too high by.
+  void SetBuffer(const std::string& text, int32_t more = 0) const {
+    const auto count = static_cast<int32_t>(text.size()) + more;
     std::string bytes(kCapacity + sizeof count, '\0');
     std::memcpy(bytes.data(), &count, sizeof count);
     bytes.replace(sizeof count, text.size(), text);
     std::ofstream(path_ + ".qel_mmap", std::ios::binary) << bytes;
-  }
-  void SetBuffer(const std::string& text) const {
-    SetBuffer(text, static_cast<int32_t>(text.size()));
   }
 
   const TempFolder folder_;
@@ -72,42 +69,38 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
   const std::string held = Lines(30, 39);  // 9 lines of 40 bytes: the next one finds no room
   const std::string moved = old + held + Line(39);
   const std::string twice = Line(50) + Line(50);
+  const std::string moved_by_start = old + kBegin + Line(40) + kEnd;
+  const std::string died = old + Line(30).substr(0, 9) + kBegin + kEnd;
   const struct {
     const char* step;
     std::string log;
     std::string buffer;
-    int32_t count;
     std::string text;
+    int32_t more = 0;
   } cases[] = {
-      {"nothing yet", "", "", 0, ""},
-      {"a buffer alone", "", held, -2, held},
-      {"a line copied, not counted", old, held + Line(39), -3, old + held},
-      {"appending has begun", old + held.substr(0, 100), held, -2, old + held},
-      {"the first appending has come to a line's end", Lines(30, 32), held, -2, held},
-      {"appended, not cleared", moved, held, -2, moved},
-      {"cut, not cleared", moved.substr(700), held, -2, moved.substr(700)},
-      {"the clearing has begun at the end", moved, held.substr(0, 300), 360, moved},
-      {"the clearing has begun at the begin", moved, "\0\0\0" + held.substr(40), 0, moved},
-      {"cleared", moved, held, 0, moved},
-      {"a line like the last one of the log", old + Line(50), twice, -2, old + Line(50) + twice},
-      {"a start has moved it, not cleared", old + kBegin + Line(40) + kEnd, Line(40), -2,
-       old + kBegin + Line(40) + kEnd},
-      {"died within an appending, and started again", old + Line(30).substr(0, 9) + kBegin + kEnd,
-       Line(50), -2, old + Line(30).substr(0, 9) + kBegin + kEnd + Line(50)},
-      {"a count below zero", old, held, -1, old},
-      {"a count past the end", old, held, 100000, old + held},
+      {"nothing yet", "", "", ""},
+      {"a buffer alone", "", held, held},
+      {"a line copied, not counted", old, held + Line(39), old + held, -40},
+      {"appending has begun", old + held.substr(0, 100), held, old + held},
+      {"the first appending has come to a line's end", Lines(30, 32), held, held},
+      {"appended, not cleared", moved, held, moved},
+      {"cut, not cleared", moved.substr(700), held, moved.substr(700)},
+      {"the clearing has begun at the end", moved, held.substr(0, 300), moved, 60},
+      {"the clearing has begun at the begin", moved, "\0\0\0" + held.substr(40), moved, -320},
+      {"cleared", moved, held, moved, -360},
+      {"a line like the last one of the log", old + Line(50), twice, old + Line(50) + twice},
+      {"a start has moved it, not cleared", moved_by_start, Line(40), moved_by_start},
+      {"died within an appending, and started again", died, Line(50), died + Line(50)},
+      {"a count past the end", old, held, old + held, 100000},
+      {"a count below zero", old, held, old, -361},
   };
   for (const auto& moment : cases) {
-    SCOPED_TRACE(moment.step);
     SetLog(moment.log);
-    const size_t size = moment.buffer.size();
-    SetBuffer(moment.buffer, moment.count == -2   ? static_cast<int32_t>(size)
-                             : moment.count == -3 ? static_cast<int32_t>(size - Line(39).size())
-                                                  : moment.count);
-    EXPECT_EQ(LogReader(path_).ReadNewText(), moment.text);
+    SetBuffer(moment.buffer, moment.more);
+    EXPECT_EQ(LogReader(path_).ReadNewText(), moment.text) << moment.step;
   }
   std::filesystem::resize_file(path_ + ".qel_mmap", 3);
-  EXPECT_EQ(LogReader(path_).ReadNewText(), cases[std::size(cases) - 1].log);
+  EXPECT_EQ(LogReader(path_).ReadNewText(), old) << "a cut count";
   EXPECT_EQ(LogReader(folder_.File("absent/x.log")).ReadNewText(), "");
   EXPECT_EQ(LogReader(folder_.path()).ReadNewText(), "") << "a folder is no log";
 }
@@ -115,8 +108,7 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
 // One look after each step, and the sum of all looks is what was written.
 TEST_F(LogReaderTest, FollowsThroughFlushCutRestartAndLoss) {
   LogReader log(path_);
-  std::string came;
-  const auto look = [&] { return came = log.ReadNewText(); };
+  const auto look = [&] { return log.ReadNewText(); };
   SetLog(Lines(0, 30));
   SetBuffer(Lines(30, 38));
   EXPECT_EQ(look(), Lines(0, 38));
@@ -166,33 +158,30 @@ TEST_F(LogReaderTest, FollowsThroughFlushCutRestartAndLoss) {
 // The limit of the second log makes it lose its older half, again and again.
 TEST_F(LogReaderTest, GivesNothingTwiceOrTornBesideABusyWriter) {
   constexpr int kLines = 20000;
-  for (const uint32_t limit : {0x800000U, 0x20000U}) {
-    const std::string path = folder_.File(std::to_string(limit));
+  for (const bool is_cut : {false, true}) {
+    const std::string path = folder_.File(is_cut ? "cut" : "whole");
     std::atomic<bool> done{false};
     LogReader log(path);
     log.SkipToEnd();
     std::thread writer([&] {
       zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
-      logger.SetLevel(zo_base::LV_APP);
-      logger.SetLogFile(path, limit, 4096);
+      logger.SetLogFile(path, is_cut ? 0x20000 : 0, 4096);
       for (int i = 0; i < kLines; ++i) {
-        zo_base::TQLogHelper<zo_base::SturdyObject>(zo_base::LV_APP, {}, &logger)
-            << "[a][b] line " << i << " of " << kLines;
+        logger.Write(zo_base::LV_KER, Line(i));
       }
       done = true;
     });
     int next = 0;
-    bool last_look = false;
-    do {
+    for (bool last_look = false; !last_look;) {
       last_look = done;
       for (const LogMessage& message : log.ReadNewMessages()) {
         int number = -1;
-        EXPECT_EQ(std::sscanf(message.text.c_str(), "[a][b] line %d of 20000", &number), 1)
-            << message.bytes;
-        EXPECT_TRUE(limit < 0x800000U ? number >= next : number == next) << number << " " << next;
+        std::sscanf(message.text.c_str(), "line %d", &number);
+        EXPECT_EQ(message.bytes, Line(number));
+        EXPECT_TRUE(is_cut ? number >= next : number == next) << number << " " << next;
         next = number + 1;
       }
-    } while (!last_look);
+    }
     writer.join();
     EXPECT_EQ(next, kLines);
   }
@@ -202,29 +191,28 @@ TEST(LogMessageTest, TakesMessagesApart) {
   const std::string text =
       "of a cut line\n03-14 15:09:26.535 4321-8765 [LV_ERR] a.cpp:12\nsevere\n" + kBegin +
       "torn\n" + kEnd + "03-14 15:09:26.536 4321-8765 [LV_APP] [lbs][a b]more\r\nlines\r\n";
-  const auto messages = ParseMessages(text);
   std::vector<std::string> texts;
   std::string bytes;
-  for (const LogMessage& message : messages) {
-    texts.push_back(message.level + ":" + message.text);
-    bytes += message.bytes;
+  for (const LogMessage& one : ParseMessages(text)) {
+    texts.push_back(one.level + ":" + one.text);
+    bytes += one.bytes;
   }
   EXPECT_EQ(bytes, text);
   EXPECT_THAT(texts, ElementsAre("cut:of a cut line", "LV_ERR:severe", ":load from mmap file begin",
                                  "cut:torn", ":load from mmap file end",
                                  "LV_APP:[lbs][a b]more\r\nlines\r"));
-  EXPECT_EQ(messages[1].location, "a.cpp:12");
-  EXPECT_EQ(messages[5].time, "03-14 15:09:26.536");
-  EXPECT_EQ(messages[5].process_id, 4321u);
-  EXPECT_EQ(messages[5].thread_id, 8765u);
+  EXPECT_EQ(ParseMessages(text)[1].location, "a.cpp:12");
+  LogMessage last = ParseMessages(text).back();
+  EXPECT_EQ(last.time, "03-14 15:09:26.536");
+  EXPECT_EQ(last.process_id, 4321u);
+  EXPECT_EQ(last.thread_id, 8765u);
   const std::pair<const char*, bool> tags[] = {
       {"lbs", true}, {"a b", true}, {"lb", false}, {"more", false}, {"", false}};
   for (const auto& [tag, has] : tags) {
-    EXPECT_EQ(messages[5].HasTag(tag), has) << tag;
+    EXPECT_EQ(last.HasTag(tag), has) << tag;
   }
-  LogMessage open;
-  open.text = "[open";
-  EXPECT_TRUE(open.HasTag("open")) << "a cut message";
+  last.text = "[open";
+  EXPECT_TRUE(last.HasTag("open")) << "a cut message";
 }
 
 }  // namespace
