@@ -1,42 +1,34 @@
 #pragma once
 
-#include <curl/curl.h>
-
+#include <boost/asio/ip/tcp.hpp>
+#include <chrono>
 #include <string>
 
-// Clients that see what a server really does: libcurl for whole fetches, a raw socket for bytes.
+#include "lab/lab.h"
 
-struct Fetched {
-  CURLcode code = CURLE_OK;
-  long status = 0;
-  std::string body;
-  double seconds = 0;
-  bool handshake_done = false;
-};
+constexpr std::chrono::seconds kLimit{10};
 
-struct FetchOptions {
-  long limit_ms = 10000;
-  long most_redirects = 0;  // 0: redirects aren't followed
-  size_t most_bytes = size_t{4} << 20;
-  std::string trusted_pem = {};  // not empty: the certificate is checked against it
-};
-
-Fetched Fetch(const std::string& url, const FetchOptions& options = {});
-
-// A TCP connection to a loopback port. All calls end at a limit of some seconds.
+// A TCP connection to a server of the lab, which sees its bytes. All calls end at a limit.
 class RawClient {
  public:
-  explicit RawClient(int port);
-  ~RawClient();
-  RawClient(const RawClient&) = delete;
-  RawClient& operator=(const RawClient&) = delete;
+  explicit RawClient(const lab::Lab& lab, const std::string& server = "it") {
+    stream_.expires_after(kLimit);
+    stream_.connect("127.0.0.1", std::to_string(lab.Port(server)));
+  }
 
-  void Send(const std::string& bytes);
+  void Send(const std::string& bytes) { stream_ << bytes << std::flush; }
   // Reads until `end` is the end of what has come. Otherwise tells how the connection ended by a
-  // last "<closed>", "<reset>" or "<limit>".
-  std::string ReadTo(const std::string& end);
+  // last "<closed>" or "<reset>".
+  std::string ReadTo(const std::string& end) {
+    std::string all;
+    for (char byte = 0; !all.ends_with(end) && stream_.get(byte);) {
+      all += byte;
+    }
+    return !stream_ ? all + (stream_.error() == boost::asio::error::eof ? "<closed>" : "<reset>")
+                    : all;
+  }
   std::string ReadAll() { return ReadTo("<never>"); }
 
  private:
-  int fd_;
+  boost::asio::ip::tcp::iostream stream_;
 };

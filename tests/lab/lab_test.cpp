@@ -1,10 +1,7 @@
 #include "lab/lab.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -13,19 +10,23 @@
 namespace lab {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Pair;
 using testing::StartsWith;
 
-constexpr auto kLimit = 10s;
+std::string Get(const Lab& lab, const std::string& target) {
+  RawClient client(lab);
+  client.Send("GET " + target + " HTTP/1.1\r\nConnection: close\r\n\r\n");
+  return client.ReadAll();
+}
 
 TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
-  std::atomic<int> observed{0};
+  std::string observed;
   const Lab lab({HttpServer("it").On("/x", Answer("ok"))},
-                [&](const Request& request) { observed += request.path == "/x" ? 1 : 100; });
-  RawClient client(lab.Port("it"));
+                [&](const Request& request) { observed += request.path; });
+  RawClient client(lab);
   const std::string head =
       "POST /x?k=a%20b&k=c HTTP/1.1\r\nhost: it \r\nX-Twice: 1\r\nx-tWICE:\t2\r\n"
       "Empty:\r\nContent-Length: 5\r\n\r\n";
@@ -37,10 +38,10 @@ TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
   client.Send(
       "GET /x HTTP/1.1\r\n\r\nPUT /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n"
       "Connection: close\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\n\r\n");
-  EXPECT_THAT(client.ReadAll(), testing::EndsWith("Connection: close\r\n\r\nok<closed>"));
+  EXPECT_THAT(client.ReadAll(), EndsWith("Connection: close\r\n\r\nok<closed>"));
   const std::vector<Request> all = lab.Requests();
   ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(observed, 3);
+  EXPECT_EQ(observed, "/x/x/x");
   EXPECT_EQ(all[0].raw_head, head);
   EXPECT_EQ(all[0].method + " " + all[0].target + " " + all[0].path + " " + all[0].query,
             "POST /x?k=a%20b&k=c /x k=a%20b&k=c");
@@ -57,48 +58,78 @@ TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
 
 TEST(LabTest, RefusesWhatIsNoRequest) {
   const Lab lab({HttpServer("it").On("/x", Answer("ok"))});
-  const std::string bad[] = {"GET /x HTTP/1.1\r\nName : value\r\n\r\n",
-                             "GET /x HTTP/1.1\r\nno colon\r\n\r\n",
-                             "GET /x HTTP/1.1\r\n: empty\r\n\r\n",
-                             "GET /x HTTP/3.7\r\n\r\n",
-                             "\x16\x03\x01 hello\r\n\r\n",
-                             "GET  HTTP/1.1\r\nA: b\r\n\r\n"};
-  for (const std::string& bytes : bad) {
-    RawClient client(lab.Port("it"));
+  for (const std::string bytes :
+       {"GET /x HTTP/1.1\r\nName : value\r\n\r\n", "GET /x HTTP/1.1\r\nno colon\r\n\r\n",
+        "GET /x HTTP/1.1\r\n: empty\r\n\r\n", "GET /x HTTP/3.7\r\n\r\n",
+        "\x16\x03\x01 hello\r\n\r\n", "GET  HTTP/1.1\r\nA: b\r\n\r\n"}) {
+    RawClient client(lab);
     client.Send(bytes);
     EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 400 Bad Request\r\n")) << bytes;
     EXPECT_TRUE(lab.Requests().back().malformed);
     EXPECT_EQ(lab.Requests().back().raw_head, bytes);
   }
-  { RawClient(lab.Port("it")).Send("GET /half"); }  // an end in mid-head is on record too
-  EXPECT_TRUE(lab.WaitFor(
-      [](const std::vector<Request>& all) {
-        return all.back().malformed && all.back().raw_head == "GET /half";
-      },
-      kLimit));
+  RawClient(lab).Send("GET /half");  // an end in mid-head is on record too
+  EXPECT_TRUE(lab.WaitForRequests(7, kLimit));
+  EXPECT_TRUE(lab.Requests().back().malformed);
+  EXPECT_EQ(lab.Requests().back().raw_head, "GET /half");
+}
+
+TEST(LabTest, AnswersTheseBytes) {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string close = "Connection: close\r\n\r\n";
+  const std::string chunked = ok + "Transfer-Encoding: chunked\r\n" + close;
+  const Behaviour abc = Answer(std::string("a\0b", 3));
+  const std::pair<Behaviour, std::string> cases[] = {
+      {Answer(500, "no"),
+       "HTTP/1.1 500 Internal Server Error\r\nContent-Length: 2\r\n" + close + "no"},
+      {Answer(204).Reason("R"), "HTTP/1.1 204 R\r\n" + close},
+      {Answer("x").Field("A", "1").Field("content-length", "9"),
+       ok + "A: 1\r\ncontent-length: 9\r\n" + close + "x"},
+      {Behaviour(abc).Framed(Framing::kChunked).InPieces(3, 3),
+       chunked + std::string("1\r\na\r\n1\r\n\0\r\n1\r\nb\r\n0\r\n\r\n", 23)},
+      {Answer("abc").Framed(Framing::kChunked).Truncated(5), chunked + "3\r\nabc\r\n"},
+      {Answer("abc").Truncated(5).InPieces(4, 1), ok + "Content-Length: 8\r\n" + close + "abc"},
+      {Answer("abc").Framed(Framing::kUntilClose).HeadDripped(1).Delayed(1), ok + close + "abc"},
+      {Redirect("${url:it}/y", 307),
+       "HTTP/1.1 307 Temporary Redirect\r\nLocation: ${url:it}/y\r\nContent-Length: 0\r\n" + close},
+      {RedirectLoop(), "HTTP/1.1 302 Found\r\nLocation: /x?hop=1\r\nContent-Length: 0\r\n" + close},
+      {Answer(HostBook{{{"a", {{{"${ip:it}", "::2"}}, {{"${ip:it}"}}}}}}),
+       ok + "Content-Length: 73\r\n" + close +
+           R"({"code":200,"data":{"a":{"ip":["127.0.0.1","::2"],"ipv6":["127.0.0.1"]}}})"},
+      {Garbage("raw"), "raw"},
+      {CloseEarly(), ""},
+  };
+  for (auto [behaviour, bytes] : cases) {
+    const Lab lab({HttpServer("it").On("/x", behaviour)});
+    if (const size_t at = bytes.find("${url:it}"); at != bytes.npos) {
+      bytes.replace(at, 9, lab.Url("it"));
+    }
+    EXPECT_EQ(Get(lab, "/x?domain=a"), bytes + "<closed>");
+    EXPECT_TRUE(lab.WaitForOpen("it", 0, kLimit));
+  }
+  EXPECT_EQ(Get(Lab({HttpServer("it").On("/x", Reset())}), "/x"), "<reset>");
 }
 
 TEST(LabTest, BehavioursTakeTurnsAndCanBeReplaced) {
-  Lab lab({HttpServer("a").On("/x", {Answer(503), Answer("at ${b}"), Answer("$${url:b} ${url:b}")}),
-           HttpsServer("b")});
-  const std::string url = lab.Url("a", "/x?any=query");
-  EXPECT_EQ(Fetch(url).status, 503);
-  EXPECT_EQ(Fetch(url).body, "at " + lab.HostPort("b"));
+  Lab lab(
+      {HttpServer("it").On("/x", {Answer(503), Answer("at ${b}"), Answer("$${url:b} ${url:b}")}),
+       HttpsServer("b")});
+  EXPECT_THAT(Get(lab, "/x?any=query"), StartsWith("HTTP/1.1 503 Service Unavailable\r\n"));
+  EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\nat " + lab.HostPort("b") + "<closed>"));
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(Fetch(url).body, "${url:b} https://" + lab.HostPort("b"));
+    EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\n${url:b} https://" + lab.HostPort("b") + "<closed>"));
   }
-  EXPECT_EQ(Fetch(lab.Url("a", "/other")).status, 404);
-  lab.SetBehaviours("a", "/x", {Answer("new")});
-  lab.SetBehaviours("a", "/other", {Answer(201)});
-  EXPECT_EQ(Fetch(url).body, "new");
-  EXPECT_EQ(Fetch(lab.Url("a", "/other")).status, 201);
-  EXPECT_EQ(lab.RequestsOf("a").size(), 7u);
+  EXPECT_THAT(Get(lab, "/other"), StartsWith("HTTP/1.1 404 Not Found\r\n"));
+  lab.SetBehaviours("it", "/x", {Answer("new")});
+  lab.SetBehaviours("it", "/other", {Answer(201)});
+  EXPECT_THAT(Get(lab, "/x"), EndsWith("new<closed>"));
+  EXPECT_THAT(Get(lab, "/other"), StartsWith("HTTP/1.1 201 Scripted\r\n"));
+  EXPECT_EQ(lab.RequestsOf("it").size(), 7u);
   EXPECT_TRUE(lab.RequestsOf("b").empty());
-  EXPECT_THROW(lab.SetBehaviours("a", "/x", {}), ScenarioError);
-  EXPECT_THROW(lab.SetBehaviours("a", "/x", {Answer("${c}")}), ScenarioError);
+  EXPECT_THROW(lab.SetBehaviours("it", "/x", {Answer("${c}")}), ScenarioError);
   EXPECT_THROW(lab.SetBehaviours("c", "/x", {Answer("")}), std::invalid_argument);
   lab.ForgetRequests();
-  EXPECT_FALSE(lab.WaitForRequests(1, 1ms));
+  EXPECT_FALSE(lab.WaitForRequests(1, Lab::Limit(1)));
 }
 
 TEST(LabTest, KeepsItsPortsApart) {
@@ -106,13 +137,13 @@ TEST(LabTest, KeepsItsPortsApart) {
   const Lab two({HttpServer("a"), HttpServer("b").At("::1")});
   EXPECT_NE(one.Port("a"), two.Port("a"));
   EXPECT_EQ(two.Url("b", "/p"), "http://[::1]:" + std::to_string(two.Port("b")) + "/p");
+  EXPECT_THROW(one.Port("c"), std::invalid_argument);
   try {
     const Lab taken({HttpServer("c").OnPort(one.Port("a"))});
     FAIL();
   } catch (const ScenarioError& error) {
     EXPECT_THAT(error.what(), StartsWith("servers[0].port: cannot listen on 127.0.0.1 port "));
   }
-  EXPECT_THROW(one.Port("c"), std::invalid_argument);
 }
 
 }  // namespace
