@@ -18,14 +18,18 @@ class RawClient {
 
   void Send(const std::string& bytes) { stream_ << bytes << std::flush; }
   // Reads until `end` is the end of what has come. Otherwise tells how the connection ended by a
-  // last "<closed>" or "<reset>".
+  // last "<closed>", "<reset>" or "<limit>".
   std::string ReadTo(const std::string& end) {
     std::string all;
-    for (char byte = 0; !all.ends_with(end) && stream_.get(byte);) {
+    for (char byte = 0; !all.ends_with(end);) {
+      if (!stream_.get(byte)) {
+        return all + (stream_.error() == boost::asio::error::eof                ? "<closed>"
+                      : stream_.error() == boost::asio::error::connection_reset ? "<reset>"
+                                                                                : "<limit>");
+      }
       all += byte;
     }
-    return !stream_ ? all + (stream_.error() == boost::asio::error::eof ? "<closed>" : "<reset>")
-                    : all;
+    return all;
   }
   std::string ReadAll() { return ReadTo("<never>"); }
 

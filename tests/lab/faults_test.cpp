@@ -150,7 +150,8 @@ TEST(LabTest, EndsWhateverItsConnectionsDo) {
     clients.push_back(std::make_unique<RawClient>(lab));
     clients.back()->Send("GET /half");
     clients.push_back(std::make_unique<RawClient>(lab, "tls"));
-    ASSERT_TRUE(lab.WaitForRequests(5, kLimit));
+    EXPECT_EQ(Fetch(lab.Url("it", "/late"), 200).code, CURLE_OPERATION_TIMEDOUT);
+    ASSERT_TRUE(lab.WaitForRequests(6, kLimit));
     ASSERT_TRUE(lab.WaitForAccepted("tls", 1, kLimit));
   }
   EXPECT_EQ(CountDescriptors(), before);

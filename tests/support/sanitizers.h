@@ -1,22 +1,20 @@
 #pragma once
 
-#if defined(__SANITIZE_THREAD__)
-#define STURDY_UNDER_TSAN
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define STURDY_UNDER_TSAN
+#if defined(__has_feature)
+#define STURDY_HAS_FEATURE(feature) __has_feature(feature)
+#else
+#define STURDY_HAS_FEATURE(feature) 0
 #endif
+
+#if defined(__SANITIZE_THREAD__) || STURDY_HAS_FEATURE(thread_sanitizer)
+#define STURDY_UNDER_TSAN
 #endif
 
 // Whether the program is built with a sanitizer that has memory or threads of its own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool kSanitized = true;
+inline constexpr bool kSanitized =
+#if defined(STURDY_UNDER_TSAN) || defined(__SANITIZE_ADDRESS__) || \
+    STURDY_HAS_FEATURE(address_sanitizer)
+    true;
 #else
-inline constexpr bool kSanitized = false;
-#endif
-#else
-inline constexpr bool kSanitized = false;
+    false;
 #endif
