@@ -42,6 +42,9 @@ TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
   StartWithToken();
   service->Update(net::kIPFamilyAny);  // dropped beside the running one
   EXPECT_EQ(Lines(), (Messages{"[lbs]Call Update", kInvoke, kUnforced, kBusy}));
+  bool need_statistic = false;
+  EXPECT_FALSE(first.check(0, 500, "", kNew, need_statistic));  // whatever its body
+  EXPECT_TRUE(need_statistic);
   const std::string long_one = "http://h/" + std::string(kMaxLbsUrlBytes - 9, 'h');
   std::string backups = '"' + long_one + R"(","","http://1.1.1.1/b",")" + long_one + "h\"";
   for (int i = 0; i < 1000; ++i) {
