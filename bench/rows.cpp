@@ -32,7 +32,7 @@ constexpr char kHandOver[] =
     "the thread that asks. One such wake-up is half of the time of the row for one posted task; by "
     "strace the transfers make the same calls but for that.";
 constexpr char kStart[] =
-    "of it the system takes 2.6 to 3.7 ms to make the process and load the program, the C++ "
+    "of it the system takes 2.3 to 3.7 ms to make the process and load the program, the C++ "
     "library and libcrypto, where MD5 comes from and which alone takes 1.0 ms, before the client's "
     "first line. From there on the aim is reached: see the row for it.";
 
