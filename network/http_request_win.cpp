@@ -52,7 +52,10 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
 
 }  // namespace
 
-HttpRequestWin::~HttpRequestWin() = default;
+HttpRequestWin::~HttpRequestWin() {
+  const platform::TurnAwayAtExitGate turn_away;  // the pool waits for its workers
+  pool.reset();
+}
 
 void HttpRequestWin::MakePool() {
   pool_made.Call([this] {

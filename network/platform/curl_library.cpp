@@ -6,6 +6,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "base/log/log.h"
 #include "base/once_flag.h"
@@ -57,7 +58,7 @@ void FindFunctions() {
 }
 
 void Unload() {
-  if (loaded_in != getpid()) {
+  if (std::exchange(loaded_in, 0) != getpid()) {
     return;  // a forked child, which may hold locks of its parent's other threads
   }
   curl.global_cleanup();
@@ -67,12 +68,16 @@ void Unload() {
 
 void Load() {
   const InsideTransferCode inside;
+  if (!inside) {
+    throw std::runtime_error("the process is ending");
+  }
   library = dlopen(STURDY_CURL_FILE, RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     throw std::runtime_error(dlerror());
   }
   try {
     FindFunctions();
+    zo_base::AtUnload(Unload);
     if (curl.global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
       throw std::runtime_error("libcurl can't be set up");
     }
@@ -81,7 +86,6 @@ void Load() {
     throw;
   }
   loaded_in = getpid();
-  zo_base::AtUnload(Unload);
   MoveExitGateToFront();
 }
 

@@ -5,7 +5,10 @@
 #include <new>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "base/mutex.h"
+#include "base/no_destructor.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/exit_gate.h"
 #include "network/platform/header_lines.h"
@@ -27,11 +30,22 @@ bool IsCodingUnasked(std::string_view line) {
   return !coding.empty() && !SameName(coding, "chunked") && !SameName(coding, "identity");
 }
 
+// Keeps what nobody may clean up any more, since the process has begun to end: it is no leak.
+void LeaveBehind(void* handle) {
+  static zo_base::Mutex mutex;
+  static zo_base::NoDestructor<std::vector<void*>> handles;
+  zo_base::MutexLock lock(mutex);
+  try {
+    handles->push_back(handle);
+  } catch (const std::bad_alloc&) {
+    return;  // then it is one
+  }
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(const TransferPlan& plan) : plan_(plan) {
-  {
-    const InsideTransferCode inside;
+  if (const InsideTransferCode inside; inside) {
     is_prepared_ = Prepare();
   }
   if (is_prepared_) {
@@ -44,6 +58,11 @@ CurlTransfer::~CurlTransfer() {
     zo_base::Clock::RemoveListener(this);
   }
   const InsideTransferCode inside;
+  if (!inside) {
+    LeaveBehind(easy_.release());
+    LeaveBehind(multi_.release());
+    return;
+  }
   if (is_prepared_) {
     Curl().multi_remove_handle(multi_.get(), easy_.get());
   }
@@ -163,6 +182,10 @@ size_t CurlTransfer::TakeBody(char* out, size_t limit_bytes) {
 
 void CurlTransfer::Step() {
   const InsideTransferCode inside;
+  if (!inside) {
+    Fail();
+    return;
+  }
   if (is_paused_ && received_bytes() == 0) {
     is_paused_ = false;
     if (Curl().easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OK) {

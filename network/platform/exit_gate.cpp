@@ -19,6 +19,7 @@ namespace {
 // Atomics and no mutex: a forked child may run the handler with the threads of its parent gone.
 std::atomic<int> threads_inside{0};
 std::atomic<bool> is_shut{false};
+std::atomic<int> turning_away{0};
 std::atomic<pid_t> prepared_in{0};
 
 zo_base::OnceFlag prepared_once;
@@ -58,10 +59,15 @@ void Prepare() {
   }
 }
 
-[[noreturn]] void SleepUntilTheProcessIsGone() {
-  for (;;) {
-    pause();
+bool Enter() {
+  // Counted before the gate is looked at: the handler sees the count, or this thread the shut gate.
+  threads_inside.fetch_add(1);
+  if (!is_shut.load()) {
+    return true;
   }
+  threads_inside.fetch_sub(1);
+  turning_away.wait(0);  // in most cases until the process is gone
+  return false;
 }
 
 }  // namespace
@@ -74,17 +80,21 @@ void MoveExitGateToFront() {
   (void)zo_base::AtEnd(ShutGate);  // without it the gate shuts where it was
 }
 
-InsideTransferCode::InsideTransferCode() {
-  // Counted before the gate is looked at: the handler sees the count, or this thread the shut gate.
-  threads_inside.fetch_add(1);
-  if (is_shut.load()) {
+InsideTransferCode::InsideTransferCode() : is_inside_(Enter()) {}
+
+InsideTransferCode::~InsideTransferCode() {
+  if (is_inside_) {
     threads_inside.fetch_sub(1);
-    SleepUntilTheProcessIsGone();
   }
 }
 
-InsideTransferCode::~InsideTransferCode() {
-  threads_inside.fetch_sub(1);
+TurnAwayAtExitGate::TurnAwayAtExitGate() {
+  turning_away.fetch_add(1);
+  turning_away.notify_all();
+}
+
+TurnAwayAtExitGate::~TurnAwayAtExitGate() {
+  turning_away.fetch_sub(1);
 }
 
 }  // namespace KRBASE::network::platform

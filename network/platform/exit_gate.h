@@ -8,7 +8,9 @@
 // first one OpenSSL is set up (without a handler of its own, where it is ours to decide), and after
 // it a handler of exit() is registered. Handlers run in reverse, so ours is before OpenSSL's,
 // whoever set it up: it shuts the gate, and waits until nobody is inside. Who comes to a shut gate
-// sleeps until the process is gone.
+// sleeps until the process is gone, so that the end causes no failures that a host would be told
+// of. But a host may stop the client later still, in the destructor of a static object, and waits
+// for its workers then: for that time they are turned away, and their transfers fail.
 //
 // Outside are look-ups and the wait for sockets: they are long and touch nothing that is freed.
 namespace KRBASE::network::platform {
@@ -31,6 +33,24 @@ class InsideTransferCode {
   ~InsideTransferCode();
   InsideTransferCode(const InsideTransferCode&) = delete;
   InsideTransferCode& operator=(const InsideTransferCode&) = delete;
+
+  // False for a thread that was turned away: it must neither enter libcurl nor give back what it
+  // has from there.
+  explicit operator bool() const { return is_inside_; }
+
+ private:
+  const bool is_inside_;
+};
+
+// While one lives, a shut gate turns away who comes and who sleeps there. For whoever waits for
+// threads that may be among them.
+// Threads: any.
+class TurnAwayAtExitGate {
+ public:
+  TurnAwayAtExitGate();
+  ~TurnAwayAtExitGate();
+  TurnAwayAtExitGate(const TurnAwayAtExitGate&) = delete;
+  TurnAwayAtExitGate& operator=(const TurnAwayAtExitGate&) = delete;
 };
 
 }  // namespace KRBASE::network::platform

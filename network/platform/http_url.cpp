@@ -124,6 +124,9 @@ std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& l
   std::string absolute;
   {
     const InsideTransferCode inside;
+    if (!inside) {
+      return std::nullopt;
+    }
     const std::unique_ptr<CURLU, CurlUrlDeleter> handle(Curl().url());
     const std::string base_url = UrlOrigin(base) + base.target;
     char* text = nullptr;

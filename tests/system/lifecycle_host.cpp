@@ -1,7 +1,7 @@
-// A client that doesn't exit its environment.
+// A client that doesn't exit its environment, or in the destructor of a static object.
 //   lifecycle_host WAY DATA_FOLDER URL openssl-first|openssl-later
 // Starts another fetch after its first, waits for a byte on its input and ends in one of the ways
-// "return", "thread", "callback", "call", "fork", without a word.
+// "return", "thread", "callback", "call", "fork", "static", without a word.
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +16,15 @@ namespace {
 
 std::atomic<int> calls{0};
 std::atomic<bool> ends_in_callback{false};
+
+struct Keeper {
+  ~Keeper() {
+    if (exits) {
+      zo_sturdy::ExitSturdyEnvironment(1);
+    }
+  }
+  bool exits = false;
+} keeper;
 
 void Count() {
   ++calls;
@@ -52,6 +61,7 @@ int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
     calls.wait(before);
     std::exit(0);
   }
+  keeper.exits = way == "static";
   int status = 0;
   if (way == "fork" && fork() != 0) {
     wait(&status);
