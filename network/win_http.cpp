@@ -7,6 +7,7 @@
 
 #include "base/platform/file.h"
 #include "network/platform/http_url.h"
+#include "network/platform/transfer_limits.h"
 
 using KRBASE::network::HttpInterfaceError;
 using KRBASE::network::kHttpConnectFailed;
@@ -24,6 +25,7 @@ using KRBASE::network::platform::HttpQuery;
 using KRBASE::network::platform::HttpRequestHandle;
 using KRBASE::network::platform::HttpSession;
 using KRBASE::network::platform::HttpUrl;
+using KRBASE::network::platform::kMaxBodyBytes;
 
 namespace {
 
@@ -108,10 +110,8 @@ CWinHttp::ReadResult CWinHttp::ReadBlocks(const TakeBlock& take) {
     if (available_bytes == 0) {
       return ReadResult::kComplete;
     }
-    size_t read_bytes = 0;
-    if (!request->ReadData(buffer.data(), std::min(available_bytes, buffer.size()), read_bytes)) {
-      return ReadResult::kReadFailed;
-    }
+    const size_t read_bytes =
+        request->ReadData(buffer.data(), std::min(available_bytes, buffer.size()));
     if (!take(std::string_view(buffer.data(), read_bytes))) {
       return ReadResult::kRefused;
     }
@@ -131,7 +131,7 @@ std::string CWinHttp::Request(const std::string& url, int32_t method,
   status = ReadDecimal<int32_t>(request->QueryHeaders(HttpQuery::kStatusCode).value_or(""));
   const ReadResult result = ReadBlocks([this](std::string_view block) {
     body.append(block);
-    return true;
+    return body.size() <= kMaxBodyBytes;
   });
   if (result != ReadResult::kComplete) {
     error = result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed;

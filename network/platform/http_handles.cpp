@@ -162,10 +162,8 @@ bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
   return true;
 }
 
-bool HttpRequestHandle::ReadData(char* out, size_t limit_bytes, size_t& read_bytes) {
-  read_bytes = transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
-  body_bytes_ += read_bytes;
-  return body_bytes_ <= kMaxBodyBytes;
+size_t HttpRequestHandle::ReadData(char* out, size_t limit_bytes) {
+  return transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
 }
 
 }  // namespace KRBASE::network::platform

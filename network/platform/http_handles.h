@@ -87,8 +87,8 @@ class HttpRequestHandle {
 
   // Waits until a part of the body is there; 0 at its end.
   [[nodiscard]] bool QueryDataAvailable(size_t& available_bytes);
-  // Takes what is there, at most this much. False once the body has passed kMaxBodyBytes.
-  [[nodiscard]] bool ReadData(char* out, size_t limit_bytes, size_t& read_bytes);
+  // Takes what is there, at most this much, and gives its size.
+  [[nodiscard]] size_t ReadData(char* out, size_t limit_bytes);
 
  private:
   enum class NextHop { kNone, kPrepared, kUnusable };
@@ -105,7 +105,6 @@ class HttpRequestHandle {
   std::unique_ptr<CurlTransfer> transfer_;  // refers to the plan
   bool name_not_resolved_ = false;
   int64_t deadline_ms_ = INT64_MAX;
-  size_t body_bytes_ = 0;
 };
 
 }  // namespace KRBASE::network::platform

@@ -9,7 +9,7 @@
 // that server.
 namespace KRBASE::network::platform {
 
-// A body is read up to here; one byte more and the read fails.
+// The body of an answer, but for downloads, is read up to here; one byte more and the read fails.
 inline constexpr size_t kMaxBodyBytes = zo_sturdy::kMaxBodyBytes;
 // From the end of the first connect (TLS included) to the last read, over all redirects.
 inline constexpr int64_t kMaxTransferMs = zo_sturdy::kMaxTransferMs;

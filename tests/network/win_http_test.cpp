@@ -8,6 +8,7 @@
 #include "base/platform/file.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
+#include "network/platform/transfer_limits.h"
 #include "tests/support/temp_folder.h"
 
 namespace KRBASE::network {
@@ -197,7 +198,8 @@ TEST(CWinHttpRedirect, IsBoundedAndNeverLeavesTls) {
 }
 
 TEST(CWinHttp, Downloads) {
-  const std::string text(20000, 'd');
+  static constexpr int64_t kBytes = platform::kMaxBodyBytes + 20000;  // that bounds answers alone
+  const std::string text(kBytes, 'd');
   const Lab lab(
       {HttpServer("it")
            .On("/it", Answer(text))
@@ -230,14 +232,14 @@ TEST(CWinHttp, Downloads) {
   std::vector<int64_t> steps;
   http->SetDownloadCallback(
       [](void* user_value, int64_t received_bytes, int64_t total_bytes) {
-        EXPECT_EQ(total_bytes, 20000);
+        EXPECT_EQ(total_bytes, kBytes);
         static_cast<std::vector<int64_t>*>(user_value)->push_back(received_bytes);
       },
       &steps);
   ASSERT_TRUE(http->DownloadFile(lab.Url("it", "/it"), path));
-  EXPECT_EQ(zo_base::ReadWholeFile(path, 1 << 20), text);
+  EXPECT_EQ(zo_base::ReadWholeFile(path, 1 << 21), text);
   EXPECT_LE(steps.at(0), 8192);
-  EXPECT_EQ(steps.back(), 20000);
+  EXPECT_EQ(steps.back(), kBytes);
   ASSERT_TRUE(http->DownloadFile(lab.Url("it", "/empty"), path));
   EXPECT_EQ(std::filesystem::file_size(path), 0U);
   EXPECT_FALSE(http->DownloadFile(lab.Url("it", "/it"), folder.File("no/such/folder")));
