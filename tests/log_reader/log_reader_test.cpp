@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cstring>
@@ -103,6 +104,21 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
   EXPECT_EQ(LogReader(path_).ReadNewText(), old) << "a cut count";
   EXPECT_EQ(LogReader(folder_.File("absent/x.log")).ReadNewText(), "");
   EXPECT_EQ(LogReader(folder_.path()).ReadNewText(), "") << "a folder is no log";
+}
+
+// By having no descriptor left, since root may open what no one else may.
+TEST_F(LogReaderTest, FilesThatCantBeOpenedCountAsEmpty) {
+  SetLog(Lines(0, 3));
+  EXPECT_EQ(FindRefusedFile(path_), "") << "without a buffer";
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::string text = LogReader(path_).ReadNewText();
+  const std::string refused = FindRefusedFile(path_);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(refused, path_);
 }
 
 // One look after each step, and the sum of all looks is what was written.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -37,6 +38,7 @@ class GrowingFile {
       : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     struct stat status = {};
     if (descriptor_ < 0) {
+      is_refused_ = errno != ENOENT;
       return;
     }
     if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
@@ -54,6 +56,8 @@ class GrowingFile {
   GrowingFile& operator=(const GrowingFile&) = delete;
 
   [[nodiscard]] uint64_t inode() const { return inode_; }
+  // Something is there, and the system won't open it.
+  [[nodiscard]] bool is_refused() const { return is_refused_; }
   [[nodiscard]] uint64_t Size() const {
     struct stat status = {};
     return ::fstat(descriptor_, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
@@ -71,8 +75,12 @@ class GrowingFile {
     return bytes == 0;
   }
 
-  // Whether the path still leads to this file.
+  // Whether the path still leads to this file. What was refused isn't waited for: it may never
+  // come.
   [[nodiscard]] bool IsInPlace() const {
+    if (is_refused_) {
+      return true;
+    }
     struct stat status = {};
     const bool is_there = ::stat(path_.c_str(), &status) == 0;
     return is_there && S_ISREG(status.st_mode) ? status.st_ino == inode_ : descriptor_ < 0;
@@ -81,6 +89,7 @@ class GrowingFile {
  private:
   const std::string& path_;
   int descriptor_;
+  bool is_refused_ = false;
   uint64_t inode_ = 0;
 };
 
@@ -234,6 +243,16 @@ std::vector<LogMessage> LogReader::ReadNewMessages() {
     messages.erase(messages.begin());
   }
   return messages;
+}
+
+std::string FindRefusedFile(const std::string& log_path) {
+  const std::string buffer_path = log_path + std::string(kBufferSuffix);
+  for (const std::string* path : {&log_path, &buffer_path}) {
+    if (GrowingFile(*path).is_refused()) {
+      return *path;
+    }
+  }
+  return {};
 }
 
 std::vector<std::string> FindLogs(const std::string& folder) {

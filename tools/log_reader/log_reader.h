@@ -51,6 +51,9 @@ class LogReader {
   std::string given_;    // what has been given out of what stands behind it, buffer included
 };
 
+// The first of a log's two files that is there but may not be opened; empty if there is none.
+std::string FindRefusedFile(const std::string& log_path);
+
 // The logs of a client's data folder, or of a folder nearer to one, in order of their names. Until
 // the first flush of a log there is a buffer alone; it counts.
 std::vector<std::string> FindLogs(const std::string& folder);

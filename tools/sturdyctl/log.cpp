@@ -128,6 +128,9 @@ void Print(log_reader::LogReader& log, Filter& filter) {
 int RunLog(const LogOptions& options) {
   Filter filter(options, std::time(nullptr));
   log_reader::LogReader log(FindLog(options.folder));
+  if (const std::string refused = log_reader::FindRefusedFile(log.path()); !refused.empty()) {
+    throw UsageError("this user may not read " + refused + ".");
+  }
   if (!options.follow) {
     Print(log, filter);
     return kExitOk;
