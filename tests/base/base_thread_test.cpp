@@ -137,6 +137,18 @@ TEST_F(Delayed, AStopFromWithinFailsAndDropsTheRest) {
   EXPECT_EQ(held.use_count(), 1);
 }
 
+TEST_F(Delayed, AStopDropsWhatStandsBehindInTheQueues) {
+  std::promise<void> stopped;
+  PostTo(loop, [&] {
+    PostTo(loop, [] { ADD_FAILURE(); });
+    thread->PostTask([] { ADD_FAILURE(); });
+    thread->RequestStop();
+    stopped.set_value();
+  });
+  ASSERT_TRUE(Arrives(stopped.get_future()));
+  thread->Join();
+}
+
 TEST_F(Delayed, PostsOfOneThreadKeepTheirOrderInEachLane) {
   std::vector<std::vector<int>> seen(4);
   RunThreads(4, [&](int p) {

@@ -147,9 +147,18 @@ TEST_F(StatisticsTest, KeepsTheNewestTwentyAndEachUrlOnce) {
   Set(3, 60000, 10000);
   statistics_->Invoke(Failures(1, 25), false);
   statistics_->Invoke(Failures(25, 26), false);
-  Fail({26});
-  EXPECT_THAT(SentUrls(), ElementsAre("u7 u8 u9 u10 u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
-                                      "u22 u23 u24 u25 u26"));
+  Records one_request = Failures(27, 27);  // may have failed in two ways
+  one_request.push_back(one_request.front());
+  one_request.back().error_code = 1;
+  statistics_->Invoke(one_request, false);
+  EXPECT_THAT(SentUrls(), ElementsAre("u9 u10 u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
+                                      "u22 u23 u24 u25 u26 u27 u27"));
+  Fail({1});
+  End(0, false);  // those in front are older, and go
+  Fail({2, 3});
+  EXPECT_EQ(SentUrls().back(),
+            "u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
+            "u22 u23 u24 u25 u26 u27 u27 u1 u2");
 }
 
 TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {

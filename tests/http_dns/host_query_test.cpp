@@ -51,8 +51,9 @@ TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
                                            "http://[::5]:80/httpdns/v2/d?domain=m,n"));
   EXPECT_EQ(request.urls[0].host + request.urls[1].host, "dnsdns");
   EXPECT_EQ(std::tie(request.use_http_dns, request.ip_family, request.type, request.time_out,
-                     request.multiple_time_out),
-            std::make_tuple(false, 0, 0, 7000, 2000));
+                     request.multiple_time_out, request.body),
+            std::make_tuple(false, 0, 0, 7000, 2000, ""));
+  EXPECT_THAT(request.heads, testing::IsEmpty());
   const std::string body =
       R"({"code": 200, "data": {"m": {"ip": ["2.2.2.2", 7], )"
       R"("ipv6": ["::1", "[::2]"], "ttl": 1.5}, "n": {"ip": ["1"], "ttl": 0}}})";

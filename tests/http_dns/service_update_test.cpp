@@ -43,6 +43,9 @@ TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
   EXPECT_EQ(std::tie(request.time_out, request.multiple_time_out, request.type,
                      request.use_http_dns, request.ip_family, request.body),
             std::make_tuple(7000, 2000, 0, false, 0, ""));
+  EXPECT_THAT(Table(1),
+              ElementsAre("localhost:443", "127.0.0.1:443", "127.0.0.2:443", "127.0.0.3:443",
+                          "127.0.0.4:443", "127.0.0.5:443", "127.0.0.6:443"));
   EXPECT_THAT(Table(2), ElementsAre("localhost:443", "[::1]:443"));
   const std::string now = std::to_string(now_);
   EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),

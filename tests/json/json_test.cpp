@@ -18,7 +18,7 @@ TEST(Parse, ValuesAndFaults) {
   const struct {
     std::string text, outcome;
     JsonParse strategy = JsonParse::kStandard;
-  } kRows[] = {{R"( [ null,true , false,"",[ ]])", R"([null, true, false, "", []])"},
+  } kRows[] = {{" [\tnull,true\r\n, false,\"\",[ ]]", R"([null, true, false, "", []])"},
                {R"({"b":[1,{"c":"d"}],"a":{},"b":2})", R"({"a": {}, "b": [1, {"c": "d"}]})"},
                {R"("\"\\\/\b\f\n\r\t")", R"("\"\\/\b\f\n\r\t")"},
                {R"("\u0001\u001F\u007f\u0000x")", "\"\\u0001\\u001f\x7f\\u0000x\""},

@@ -63,7 +63,13 @@ TEST(TqlogTest, ALineHasTimeIdsAndLevelAndIfSevereItsPlace) {
     Helper(each.level, each.location, &keeper) << std::string("m") << 1 << true;
     EXPECT_THAT(keeper.lines, ElementsAre(std::pair(each.level, prefix + each.rest)));
   }
+  clock.SetWall(kWallMs + 1000);
   Keeper keeper;
+  Helper(LV_APP, {}, &keeper) << "x";
+  std::strftime(time.data(), time.size(), "%m-%d %H:%M:", &parts);
+  EXPECT_EQ(keeper.lines.back().second.substr(0, 18), time.data() + std::string("21.007"));
+  clock.SetWall(kWallMs);
+  keeper.lines.clear();
   SetCurrentThreadInfo({"worker", nullptr, 77});
   Helper(LV_APP, {}, &keeper) << "x";
   ClearCurrentThreadInfo();
@@ -83,6 +89,7 @@ TEST(TqlogTest, FiltersByLevelOnceThereIsAPath) {
   logger.Flush();
   EXPECT_EQ(ReadWholeFile(path, 100), "kept\n");
   EXPECT_EQ(logger.GetLogFile(), path);
+  EXPECT_EQ(std::filesystem::file_size(path + ".qel_mmap"), 65536u);
   logger.Close();
   logger.Write(LV_APP, "closed\n");
   EXPECT_EQ(ReadWholeFile(path, 100), "kept\n");

@@ -52,6 +52,9 @@ TEST(Extraction, Table) {
   } kCases[] = {{"HTTPS://u:p@a.example:8443/x", "a.example", "a.example:8443", "https", 8443},
                 {"http://[::1]:", "[::1]", "[::1]", "http", 0},
                 {"gopher://x", "x", "x", "", 0},
+                {"FTP://x", "x", "x", "ftp", 0},
+                {"rtmp://x", "x", "x", "rtmp", 0},
+                {"rtsp://x", "x", "x", "rtsp", 0},
                 {"http://:80/", "", "", "http", 80}};
   for (const auto& row : kCases) {
     EXPECT_EQ(url::GetURLHost(row.url, false), row.host) << row.url;

@@ -71,10 +71,13 @@ TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
 }
 
 TEST_F(LBSServiceTest, ChangesOfTokenAndFamilyAreForced) {
+  config->sv = 1;
+  config->pv = 2;
+  config->tp = 3;
   StartWithToken();
   SetToken("");
   const MultipleURLHttpRequest second = Request(1);
-  EXPECT_THAT(second.urls[0].url, HasSubstr("lbs?sv=0"));
+  EXPECT_THAT(second.urls[0].url, HasSubstr("lbs?sv=1&pv=2&tp=3&"));
   bool need_statistic = false;
   EXPECT_TRUE(first.check(0, 500, "", "", need_statistic));
   EXPECT_FALSE(need_statistic);
@@ -98,6 +101,28 @@ TEST_F(LBSServiceTest, ChangesOfTokenAndFamilyAreForced) {
   NotifyNetwork(1);
   EXPECT_EQ(Request(3).ip_family, 1);
   EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced, kSet, kBegin}));
+}
+
+TEST_F(LBSServiceTest, ServesTheFamilyOfItsSettings) {
+  SetToken("key");
+  auto record = Record();
+  record.address_family = net::kIPFamilyV6;
+  std::strcpy(record.default_link_v6, "[::9]:9");
+  ASSERT_TRUE(service->Start(record));
+  EXPECT_EQ(config->address_family, net::kIPFamilyV6);
+  EXPECT_EQ(Link(*service), "[::9]:9/2");
+  first = Request(0);
+  EXPECT_EQ(first.ip_family, 2);
+  first.callback(true, "", Document(R"("a:1")", R"("1.2.3.4:5","[::8]:8")", "http://n/"));
+  EXPECT_EQ(Link(*service), "a:1/0");
+  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::8]:8/2");
+  service->Update(net::kIPFamilyV4);
+  const MultipleURLHttpRequest second = Request(1);
+  EXPECT_EQ(second.ip_family, 1);
+  EXPECT_THAT(second.urls[0].url, HasSubstr("&networkType=1")) << "not that of the call";
+  second.callback(true, "", kNew);
+  EXPECT_THAT(zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20),
+              HasSubstr(R"("lbs_ip_version": "1")"));
 }
 
 TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
@@ -179,7 +204,8 @@ TEST_F(LBSServiceTest, ADocumentFillsGettersStatisticsAndCache) {
       service->ParseLBSResponse(Document('"' + std::string(512, 'h') + R"(","a:1")", "", "u",
                                          R"("name":")" + std::string(kNameBufferSize, 'n') + '"'),
                                 "0"));
-  EXPECT_EQ(config->statistic_settings.Get()->count, StatisticSettings().count);
+  const StatisticSettings usual = *config->statistic_settings.Get();
+  EXPECT_EQ(std::tie(usual.count, usual.time, usual.min_delay), std::make_tuple(10, 60000, 10000));
   EXPECT_THAT(values(), HasSubstr("|null||what|"));
   EXPECT_EQ(service->GetLinkHostCount(), 1);
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
