@@ -16,26 +16,33 @@ namespace KRBASE::network::platform {
 
 namespace {
 
+constexpr std::chrono::milliseconds kLookAgain(1);
+
 // Atomics and no mutex: a forked child may run the handler with the threads of its parent gone.
 std::atomic<int> threads_inside{0};
 std::atomic<bool> is_shut{false};
+std::atomic<std::chrono::steady_clock::time_point> shut_at{};  // before `is_shut`
 std::atomic<int> turning_away{0};
 std::atomic<pid_t> prepared_in{0};
 
 zo_base::OnceFlag prepared_once;
 
+bool HasPassedSinceShut(int64_t ms) {
+  // Real time: the end of the process waits for threads that run, not for a clock.
+  return std::chrono::steady_clock::now() >= shut_at.load() + std::chrono::milliseconds(ms);
+}
+
 void ShutGate() {
   if (prepared_in.load() != getpid()) {
     return;  // a forked child, which has none of the threads that are counted
   }
-  if (is_shut.exchange(true)) {
+  if (is_shut.load()) {
     return;  // it has been waited for
   }
-  // Real time: the end of the process waits for threads that run, not for a clock.
-  const auto give_up =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(kExitGateWaitMs);
-  while (threads_inside.load() > 0 && std::chrono::steady_clock::now() < give_up) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  shut_at.store(std::chrono::steady_clock::now());
+  is_shut.store(true);
+  while (threads_inside.load() > 0 && !HasPassedSinceShut(kExitGateWaitMs)) {
+    std::this_thread::sleep_for(kLookAgain);
   }
 }
 
@@ -55,6 +62,7 @@ void Prepare() {
   // With the handler in place OpenSSL must still be there. If it is not, the process has been
   // ending since before, and the handler may come too late or never.
   if (OPENSSL_init_crypto(0, nullptr) != 1) {
+    shut_at.store(std::chrono::steady_clock::now());
     is_shut.store(true);
   }
 }
@@ -66,7 +74,9 @@ bool Enter() {
     return true;
   }
   threads_inside.fetch_sub(1);
-  turning_away.wait(0);  // in most cases until the process is gone
+  while (turning_away.load() == 0 && !HasPassedSinceShut(kExitGateSleepMs)) {
+    std::this_thread::sleep_for(kLookAgain);  // in most cases until the process is gone
+  }
   return false;
 }
 
@@ -90,7 +100,6 @@ InsideTransferCode::~InsideTransferCode() {
 
 TurnAwayAtExitGate::TurnAwayAtExitGate() {
   turning_away.fetch_add(1);
-  turning_away.notify_all();
 }
 
 TurnAwayAtExitGate::~TurnAwayAtExitGate() {

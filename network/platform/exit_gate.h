@@ -9,8 +9,9 @@
 // it a handler of exit() is registered. Handlers run in reverse, so ours is before OpenSSL's,
 // whoever set it up: it shuts the gate, and waits until nobody is inside. Who comes to a shut gate
 // sleeps until the process is gone, so that the end causes no failures that a host would be told
-// of. But a host may stop the client later still, in the destructor of a static object, and waits
-// for its workers then: for that time they are turned away, and their transfers fail.
+// of. But the destructor of a static object may wait for a transfer's outcome: it stops the client,
+// or joins a thread that waits for an answer. So who comes is turned away, and the transfer fails,
+// while the client is being stopped, and once a process has taken kExitGateSleepMs to end.
 //
 // Outside are look-ups and the wait for sockets: they are long and touch nothing that is freed.
 namespace KRBASE::network::platform {
@@ -42,8 +43,8 @@ class InsideTransferCode {
   const bool is_inside_;
 };
 
-// While one lives, a shut gate turns away who comes and who sleeps there. For whoever waits for
-// threads that may be among them.
+// While one lives, a shut gate turns away at once who comes and who sleeps there. For whoever waits
+// for threads that may be among them.
 // Threads: any.
 class TurnAwayAtExitGate {
  public:

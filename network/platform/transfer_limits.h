@@ -22,5 +22,7 @@ inline constexpr size_t kReceiveBufferBytes = 65536;
 // How long the end of the process waits for threads to come out of libcurl; a step takes
 // milliseconds, so only a suspended thread takes longer.
 inline constexpr int64_t kExitGateWaitMs = 2000;
+// How long after that transfers stand still, and then fail.
+inline constexpr int64_t kExitGateSleepMs = 2000;
 
 }  // namespace KRBASE::network::platform

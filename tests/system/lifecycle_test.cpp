@@ -117,7 +117,7 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
 }
 
 TEST(ProcessEnd, WithFetchesInFlightIsClean) {
-  std::vector<std::string> ways = {"return", "thread", "callback", "call", "static"};
+  std::vector<std::string> ways = {"return", "thread", "callback", "call", "static", "joined"};
   if (!kSanitized) {
     ways.emplace_back("fork");  // the sanitizers can't end a forked child of many threads
   }
