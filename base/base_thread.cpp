@@ -39,12 +39,14 @@ void BaseThread::Start() {
   begun.exchange(0);
   {
     MutexLock lock(start_mutex);
-    thread = std::make_unique<std::thread>(StartThread([this] {
+    auto starting = std::make_unique<std::thread>();  // nothing may throw once it runs
+    *starting = StartThread([this] {
       // The first tasks may already ask for a join, and so look at `thread`.
       start_mutex.lock();
       start_mutex.unlock();
       ThreadMain();
-    }));
+    });
+    thread = std::move(starting);
   }
   while (begun == 0) {
     std::this_thread::yield();

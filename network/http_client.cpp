@@ -83,7 +83,7 @@ void Answer(HttpClient* client, const std::shared_ptr<HttpRequest>& request,
   CallBack(client, *request, copy, kNoError);
 }
 
-// For a request that no worker can take.
+// For a request that no worker can take, or whose answer is lost.
 void AnswerWithoutTransfer(HttpClient* client, const std::shared_ptr<HttpRequest>& request) {
   try {
     Answer(client, request, HttpResponse());
@@ -224,7 +224,11 @@ void HttpClient::HandOn(const std::shared_ptr<HttpRequest>& request, IHttpReques
   try {
     const auto respond = std::make_shared<IHttpRequestor::Done>(
         [this, request](const std::shared_ptr<const HttpResponse>& response) {
-          Answer(this, request, *response);
+          try {
+            Answer(this, request, *response);
+          } catch (const std::exception&) {
+            AnswerWithoutTransfer(this, request);  // no memory for this one
+          }
         });
     RunningRequests::Instance().Put(request->id, {request, respond});
     transport.Send(request, *respond);
