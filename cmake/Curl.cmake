@@ -5,7 +5,9 @@ get_target_property(curl_library CURL::libcurl IMPORTED_LOCATION)
 if(NOT curl_library)
   get_target_property(curl_library CURL::libcurl IMPORTED_LOCATION_RELEASE)
 endif()
-execute_process(COMMAND ${CMAKE_READELF} -d ${curl_library} OUTPUT_VARIABLE curl_entries ERROR_QUIET)
+execute_process(
+  COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${CMAKE_READELF} -d ${curl_library}
+  OUTPUT_VARIABLE curl_entries ERROR_QUIET)
 if(NOT curl_entries MATCHES "soname: \\[([^]]+)\\]")
   message(FATAL_ERROR "libcurl must be a shared library, which ${curl_library} is not.")
 endif()
