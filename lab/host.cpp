@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
+#include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "lab/certificate.h"
@@ -15,6 +17,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 
 constexpr int kBacklog = 128;
+constexpr std::chrono::milliseconds kAcceptLater(50);
 
 }  // namespace
 
@@ -83,6 +86,9 @@ void Host::AcceptAll() {
   for (;;) {
     const int fd =
         accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0 && (errno == EMFILE || errno == ENFILE)) {
+      return AcceptLater();  // the next wait would be over at once
+    }
     if (fd < 0) {
       break;
     }
@@ -99,6 +105,15 @@ void Host::AcceptAll() {
                                     [](const auto& weak) { return weak.expired(); }),
                      connections_.end());
   AcceptNext();
+}
+
+void Host::AcceptLater() {
+  later_ = std::make_unique<asio::steady_timer>(io_, kAcceptLater);
+  later_->async_wait([this, mine = listener_.get()](const boost::system::error_code& error) {
+    if (!error && listener_.get() == mine) {
+      AcceptNext();
+    }
+  });
 }
 
 }  // namespace lab

@@ -2,6 +2,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,11 +34,15 @@ class Host {
   void Listen();
   void Stop();
   // Requires: the io_context doesn't run. Lets go of everything that lives in it.
-  void Drop() { listener_.reset(); }
+  void Drop() {
+    listener_.reset();
+    later_.reset();
+  }
 
  private:
   void AcceptNext();
   void AcceptAll();
+  void AcceptLater();
 
   boost::asio::io_context& io_;
   const Server server_;
@@ -45,6 +50,7 @@ class Host {
   Desk desk_;
   std::string certificate_pem_;
   std::unique_ptr<boost::asio::posix::stream_descriptor> listener_;
+  std::unique_ptr<boost::asio::steady_timer> later_;
   std::vector<Descriptor> fillers_;  // keep the accept queue full
   std::vector<std::weak_ptr<Connection>> connections_;
 };

@@ -259,6 +259,8 @@ Server ReadServer(const Node& node) {
   return server;
 }
 
+constexpr int kMostNesting = 100;
+
 // Line and column of the byte, both from 1.
 std::string Place(std::string_view text, size_t byte) {
   const std::string_view before = text.substr(0, std::min(byte == 0 ? 0 : byte - 1, text.size()));
@@ -269,10 +271,14 @@ std::string Place(std::string_view text, size_t byte) {
          ", column " + std::to_string(column + 1);
 }
 
-// The parser would keep the first of two equal keys without a word.
-class EqualKeys {
+// The parser would keep the first of two equal keys without a word, and what is nested without end
+// would end in whoever walks over it.
+class ShapeCheck {
  public:
-  bool operator()(int, Json::parse_event_t event, const Json& value) {
+  bool operator()(int depth, Json::parse_event_t event, const Json& value) {
+    if (depth > kMostNesting) {
+      throw ScenarioError("scenario: is nested too deeply.");
+    }
     if (event == Json::parse_event_t::object_start) {
       open_.emplace_back();
     } else if (event == Json::parse_event_t::object_end) {
@@ -302,8 +308,8 @@ ScenarioError::ScenarioError(const std::string& what) : std::runtime_error(OneLi
 Scenario Scenario::Parse(std::string_view json_text) {
   Json json;
   try {
-    EqualKeys equal_keys;
-    json = Json::parse(json_text, std::ref(equal_keys));
+    ShapeCheck check;
+    json = Json::parse(json_text, std::ref(check));
   } catch (const Json::parse_error& error) {
     throw ScenarioError("scenario: is no JSON, from " + Place(json_text, error.byte) + " on.");
   } catch (const Json::out_of_range&) {

@@ -42,6 +42,7 @@ TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
       {R"({"servers":[{"name":"u:v"}]})", "must be a text without \":\" and \"}\"."},
       {R"({"servers":[{"name":"a"},{"name":"a"}]})", "\"a\" is taken already."},
       {WithServer(R"("port":1,"port":2)"), "port: stands twice in one object."},
+      {std::string(200000, '['), "scenario: is nested too deeply."},
       {WithServer(R"("address":"192.0.2.1")"), "servers[1].address: must be in 127.0.0.0/8 or ::1"},
       {WithServer(R"("address":"localhost")"), "servers[1].address: must be in 127.0.0.0/8 or ::1"},
       {WithServer(R"("port":65536)"), "port: must be a number from 0 to 65535, not 65536."},
