@@ -37,6 +37,12 @@ std::string Line(std::time_t seconds_from_now, const std::string& text) {
 
 class LogCommand : public testing::Test {
  protected:
+  // What a shell gets to see of the command, and its exit code.
+  static std::string Run(const std::string& command) {
+    Child child({"/bin/sh", "-c", std::string(STURDYCTL) + " " + command});
+    const std::string output = child.ReadRest();
+    return output + std::to_string(child.Wait());
+  }
   void Write(const std::string& folder, const std::string& text) const {
     std::filesystem::create_directories(folder_.File(folder));
     std::ofstream(folder_.File(folder) + "/sturdy_comp.log", std::ios::app) << text;
@@ -65,6 +71,7 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
       {{log, "--since", "150m"}, hours + back + now},
       {{log, "--since", "1d", "--tag", "lbs"}, back},
       {{log, "--since", "3600s"}, now},
+      {{log, "--since", "365d"}, old + hours + back + now},
       {{log, "--since", At(-2 * kHour - 60)}, hours + back + now},
       {{log, "--since", At(-2 * kHour + 60).substr(0, 14)}, now},
   };
@@ -74,6 +81,10 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
     Child child(command);
     EXPECT_EQ(child.ReadRest(), show.shown) << testing::PrintToString(show.arguments);
     EXPECT_EQ(child.Wait(), 0);
+  }
+  for (const char* way : {"", " --follow"}) {  // which would go on without end
+    EXPECT_EQ(Run("log " + log + way + " >/dev/full"),
+              "sturdyctl: the output can't be written.\n1");
   }
   Write("sturdy_comp/4567", now);
   Child child({STURDYCTL, "log", folder_.path()});

@@ -89,8 +89,9 @@ void Stage::WaitForLog(const std::string& text) {
 }
 
 nlohmann::json Stage::RunAnother(const std::string& arguments) const {
-  const std::string command = std::filesystem::read_symlink("/proc/self/exe").string() + " " +
-                              arguments + " --json --data " + folder_.path();
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
+  const std::string command =
+      "'" + program + "' " + arguments + " --json --data '" + folder_.path() + "'";
   std::string output;
   FILE* pipe = popen(command.c_str(), "re");
   Expect("a new process can be started", pipe != nullptr);

@@ -7,6 +7,7 @@
 
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/json_text.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
@@ -44,7 +45,7 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
   if (json) {
     const nlohmann::json result = {
         {"links", answers}, {"list", LinkList(client.Document())}, {"log", client.log().path()}};
-    std::cout << result.dump(2) << std::endl;
+    std::cout << JsonText(result, 2) << std::endl;
   } else {
     std::printf("log: %s (sturdyctl log shows it with its newest lines)\n",
                 client.log().path().c_str());

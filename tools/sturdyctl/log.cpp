@@ -19,6 +19,8 @@ using log_reader::LogMessage;
 // How often the log is looked at.
 constexpr std::chrono::milliseconds kLookAgain(100);
 constexpr std::time_t kDaySeconds = 86400;
+// Times of the log have no year, so that older ones can't be told from those to come.
+constexpr std::time_t kOldest = 363 * kDaySeconds;
 
 // As it stands in the log, "03-14 15:09:26.000".
 std::string LogTime(std::time_t time) {
@@ -29,7 +31,8 @@ std::string LogTime(std::time_t time) {
   return text.data();
 }
 
-// The time that the user gave, as the log writes it. A time without a date is one of today.
+// The time that the user gave, as the log writes it; empty if all is younger. A time without a date
+// is one of today.
 std::string ParseTime(const std::string& text, std::time_t now) {
   std::smatch part;
   if (std::regex_match(text, part, std::regex("(\\d{1,6})([smhd])"))) {
@@ -38,9 +41,12 @@ std::string ParseTime(const std::string& text, std::time_t now) {
                                 : unit == 'm' ? 60
                                 : unit == 'h' ? 3600
                                               : kDaySeconds;
-    return LogTime(now - std::stol(part[1]) * seconds);
+    const std::time_t age = std::stol(part[1]) * seconds;
+    return age < kOldest ? LogTime(now - age) : "";
   }
-  const std::regex time("(?:(\\d\\d-\\d\\d)[ T])?(\\d\\d:\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,3}))?)?");
+  const std::regex time(
+      "(?:((?:0[1-9]|1[0-2])-(?:0[1-9]|[12]\\d|3[01]))[ T])?"
+      "((?:[01]\\d|2[0-3]):[0-5]\\d)(?::([0-5]\\d)(?:\\.(\\d{1,3}))?)?");
   if (std::regex_match(text, part, time)) {
     const std::string date = part[1].matched ? part[1].str() : LogTime(now).substr(0, 5);
     const std::string seconds = part[3].matched ? part[3].str() : "00";
@@ -62,7 +68,8 @@ class Filter {
         tag = tag.substr(1, tag.size() - 2);
       }
     }
-    since_ = options.since.empty() ? "" : WithYear(ParseTime(options.since, now));
+    const std::string since = options.since.empty() ? "" : ParseTime(options.since, now);
+    since_ = since.empty() ? "" : WithYear(since);
   }
 
   // From the first message on that isn't older than asked for, whatever the clock did later.
@@ -138,7 +145,7 @@ int RunLog(const LogOptions& options) {
   Interrupt interrupt;
   do {
     Print(log, filter);
-  } while (!interrupt.WaitFor(kLookAgain));
+  } while (std::ferror(stdout) == 0 && !interrupt.WaitFor(kLookAgain));
   return kExitOk;
 }
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -111,11 +112,21 @@ int Run(int argc, char** argv) {
   return chosen();
 }
 
+// An output that nobody has got is no success.
+int CheckOutput(int code) {
+  std::cout.flush();
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout) {
+    return code;
+  }
+  std::fputs("sturdyctl: the output can't be written.\n", stderr);
+  return sturdyctl::kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
-    return Run(argc, argv);
+    return CheckOutput(Run(argc, argv));
   } catch (const sturdyctl::UsageError& error) {
     std::fprintf(stderr, "sturdyctl: %s\n", error.what());
     return sturdyctl::kExitUsage;

@@ -5,6 +5,7 @@
 
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/environment.h"
+#include "tools/sturdyctl/json_text.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
@@ -64,7 +65,7 @@ int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& n
   }
   const std::string log = environment.log().path();
   if (json) {
-    std::cout << nlohmann::json{{"hosts", hosts}, {"log", log}}.dump(2) << std::endl;
+    std::cout << JsonText(nlohmann::json{{"hosts", hosts}, {"log", log}}, 2) << std::endl;
   } else {
     std::printf("log: %s (sturdyctl log shows it with its newest lines)\n", log.c_str());
   }

@@ -26,7 +26,8 @@ int RunServe(const std::string& scenario_path) {
     }
     std::puts("Ctrl-C ends.");
     std::fflush(stdout);
-    while (!interrupt.WaitFor(std::chrono::hours(1))) {
+    while (!interrupt.WaitFor(std::chrono::minutes(1))) {
+      lab.ForgetRequests();  // they have been printed
     }
   } catch (const lab::ScenarioError& error) {
     throw UsageError(scenario_path + ": " + error.what());

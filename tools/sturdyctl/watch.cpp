@@ -12,6 +12,7 @@
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/interrupt.h"
+#include "tools/sturdyctl/json_text.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
@@ -54,6 +55,12 @@ class Printer {
     ListLocked(list);
   }
 
+  // False once something couldn't be printed.
+  bool Works() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::cout.good();
+  }
+
  private:
   void EventLocked(const std::string& text, const char* event, nlohmann::ordered_json fields) {
     if (!json_) {
@@ -62,7 +69,7 @@ class Printer {
     }
     nlohmann::ordered_json object = {{"event", event}};
     object.update(fields);
-    std::cout << object.dump() << std::endl;
+    std::cout << JsonText(object) << std::endl;
   }
 
   void ListLocked(const std::vector<std::string>& list) {
@@ -126,7 +133,7 @@ int RunWatch(const ClientOptions& options, bool json) {
           PrintLogged(message.text, printer);
         }
       }
-    } while (!interrupt.WaitFor(kLookAgain));
+    } while (printer.Works() && !interrupt.WaitFor(kLookAgain));
     printer.Event("exit begins (a second Ctrl-C ends at once)", "exiting");
   }
   printer.Event("exited", "exited");
