@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <stdexcept>
 #include <thread>
 
@@ -21,15 +22,25 @@ constexpr std::chrono::milliseconds kLookAgain(1);
 // Atomics and no mutex: a forked child may run the handler with the threads of its parent gone.
 std::atomic<int> threads_inside{0};
 std::atomic<bool> is_shut{false};
-std::atomic<std::chrono::steady_clock::time_point> shut_at{};  // before `is_shut`
+std::atomic<int64_t> shut_at_ms{0};  // set before `is_shut`
 std::atomic<int> turning_away{0};
 std::atomic<pid_t> prepared_in{0};
 
 zo_base::OnceFlag prepared_once;
 
+// Real time: the end of the process waits for threads that run, not for a clock.
+int64_t SteadyMs() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
 bool HasPassedSinceShut(int64_t ms) {
-  // Real time: the end of the process waits for threads that run, not for a clock.
-  return std::chrono::steady_clock::now() >= shut_at.load() + std::chrono::milliseconds(ms);
+  return SteadyMs() >= shut_at_ms.load() + ms;
+}
+
+void Shut() {
+  shut_at_ms.store(SteadyMs());
+  is_shut.store(true);
 }
 
 void ShutGate() {
@@ -39,8 +50,7 @@ void ShutGate() {
   if (is_shut.load()) {
     return;  // it has been waited for
   }
-  shut_at.store(std::chrono::steady_clock::now());
-  is_shut.store(true);
+  Shut();
   while (threads_inside.load() > 0 && !HasPassedSinceShut(kExitGateWaitMs)) {
     std::this_thread::sleep_for(kLookAgain);
   }
@@ -62,8 +72,7 @@ void Prepare() {
   // With the handler in place OpenSSL must still be there. If it is not, the process has been
   // ending since before, and the handler may come too late or never.
   if (OPENSSL_init_crypto(0, nullptr) != 1) {
-    shut_at.store(std::chrono::steady_clock::now());
-    is_shut.store(true);
+    Shut();
   }
 }
 
