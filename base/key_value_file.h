@@ -5,9 +5,9 @@
 #include <tuple>
 #include <unordered_map>
 
-#include "base/any.h"
-#include "base/reader_writer_spin_lock.h"
-#include "base/thread_annotations.h"
+#include "base/object/any.h"
+#include "base/sync/reader_writer_spin_lock.h"
+#include "base/sync/thread_annotations.h"
 
 namespace zo_base {
 

@@ -15,8 +15,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "base/at_exit.h"
 #include "base/log/log.h"
+#include "base/process/at_exit.h"
 #include "bench/child.h"
 #include "bench/client_folder.h"
 #include "bench/work_folder.h"

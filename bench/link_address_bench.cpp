@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
-#include "base/at_exit.h"
 #include "base/log/log.h"
+#include "base/process/at_exit.h"
 #include "bench/work_folder.h"
 #include "lab/lbs_document.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"

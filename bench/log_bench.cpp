@@ -8,8 +8,8 @@
 #include <memory>
 #include <string>
 
-#include "base/at_exit.h"
 #include "base/log/log.h"
+#include "base/process/at_exit.h"
 #include "bench/work_folder.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <semaphore>
 #include <thread>
 
-#include "base/base_thread.h"
-#include "base/post_task.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/post_task.h"
 
 namespace {
 

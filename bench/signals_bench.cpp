@@ -3,7 +3,7 @@
 
 #include <boost/signals2/signal.hpp>
 
-#include "base/signals.h"
+#include "base/object/signals.h"
 
 namespace {
 

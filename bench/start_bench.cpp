@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "base/base_thread.h"
+#include "base/thread/base_thread.h"
 #include "bench/child.h"
 #include "bench/client_folder.h"
 #include "lab/lab.h"

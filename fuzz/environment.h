@@ -6,9 +6,9 @@
 #include <mutex>
 #include <string>
 
-#include "base/at_exit.h"
 #include "base/log/tqlog.h"
-#include "base/tags.h"
+#include "base/process/at_exit.h"
+#include "base/process/tags.h"
 #include "fuzz/expect.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "base/clock.h"
-#include "base/clock_for_test.h"
 #include "base/json/json.h"
 #include "base/platform/file.h"
-#include "base/post_task.h"
+#include "base/thread/clock.h"
+#include "base/thread/clock_for_test.h"
+#include "base/thread/post_task.h"
 #include "fuzz/environment.h"
 #include "fuzz/expect.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"

@@ -11,7 +11,7 @@
 
 #include "base/json/json.h"
 #include "base/platform/file.h"
-#include "base/post_task.h"
+#include "base/thread/post_task.h"
 #include "fuzz/environment.h"
 #include "fuzz/expect.h"
 #include "net/url.h"

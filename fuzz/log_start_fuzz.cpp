@@ -9,7 +9,7 @@
 
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
-#include "base/tags.h"
+#include "base/process/tags.h"
 #include "fuzz/expect.h"
 #include "tests/support/temp_folder.h"
 

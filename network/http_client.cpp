@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "base/no_destructor.h"
 #include "base/platform/thread.h"
+#include "base/process/no_destructor.h"
 #include "network/http_request_win.h"
 #include "network/http_response.h"
 

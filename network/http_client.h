@@ -5,10 +5,10 @@
 #include <memory>
 #include <thread>
 
-#include "base/condition.h"
-#include "base/mutex.h"
-#include "base/singleton.h"
-#include "base/tags.h"
+#include "base/process/singleton.h"
+#include "base/process/tags.h"
+#include "base/sync/condition.h"
+#include "base/sync/mutex.h"
 #include "network/http_request.h"
 #include "network/http_requestor.h"
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "base/once_flag.h"
+#include "base/sync/once_flag.h"
 #include "network/http_requestor.h"
 #include "network/threadpool.h"
 

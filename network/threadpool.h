@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/condition.h"
-#include "base/mutex.h"
+#include "base/sync/condition.h"
+#include "base/sync/mutex.h"
 
 namespace KRBASE::network {
 

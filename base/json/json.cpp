@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "base/json/json_value.h"
-#include "base/no_destructor.h"
+#include "base/process/no_destructor.h"
 
 namespace zo_base::json11 {
 

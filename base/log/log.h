@@ -7,7 +7,7 @@
 
 #include "base/log/source_location.h"
 #include "base/log/tqlog.h"
-#include "base/tags.h"
+#include "base/process/tags.h"
 
 #define ZO_LOG(level) \
   ::zo_base::TQLogHelper<::zo_base::SturdyObject>(::zo_base::level, ZO_SOURCE_LOCATION())

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/log/mapped_log_buffer.h"
-#include "base/mutex.h"
-#include "base/thread_annotations.h"
+#include "base/sync/mutex.h"
+#include "base/sync/thread_annotations.h"
 
 namespace zo_base {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "base/mutex.h"
 #include "base/platform/mapped_file.h"
-#include "base/thread_annotations.h"
+#include "base/sync/mutex.h"
+#include "base/sync/thread_annotations.h"
 
 namespace zo_base {
 

@@ -5,11 +5,11 @@
 #include <charconv>
 #include <cstring>
 
-#include "base/clock.h"
 #include "base/platform/file.h"
 #include "base/platform/local_time.h"
 #include "base/platform/thread.h"
-#include "base/thread_info.h"
+#include "base/thread/clock.h"
+#include "base/thread/thread_info.h"
 
 namespace zo_base {
 namespace {

@@ -10,9 +10,9 @@
 #include "base/log/log_level.h"
 #include "base/log/log_stream.h"
 #include "base/log/source_location.h"
-#include "base/mutex.h"
-#include "base/singleton.h"
-#include "base/thread_annotations.h"
+#include "base/process/singleton.h"
+#include "base/sync/mutex.h"
+#include "base/sync/thread_annotations.h"
 
 namespace zo_base {
 

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "base/log/log.h"
-#include "base/once_flag.h"
-#include "base/unload_hook.h"
+#include "base/process/unload_hook.h"
+#include "base/sync/once_flag.h"
 #include "network/platform/exit_gate.h"
 
 namespace KRBASE::network::platform {

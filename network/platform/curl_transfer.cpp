@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/mutex.h"
-#include "base/no_destructor.h"
+#include "base/process/no_destructor.h"
+#include "base/sync/mutex.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/exit_gate.h"
 #include "network/platform/header_lines.h"

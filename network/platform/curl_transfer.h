@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "base/clock.h"
+#include "base/thread/clock.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/transfer_plan.h"

@@ -9,8 +9,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "base/once_flag.h"
-#include "base/unload_hook.h"
+#include "base/process/unload_hook.h"
+#include "base/sync/once_flag.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {

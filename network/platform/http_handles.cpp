@@ -1,6 +1,6 @@
 #include "network/platform/http_handles.h"
 
-#include "base/clock.h"
+#include "base/thread/clock.h"
 #include "net/ip_address.h"
 #include "net/resolver.h"
 #include "network/platform/curl_library.h"

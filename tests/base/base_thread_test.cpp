@@ -1,4 +1,4 @@
-#include "base/base_thread.h"
+#include "base/thread/base_thread.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 #include <system_error>
 #include <vector>
 
-#include "base/post_task.h"
+#include "base/thread/post_task.h"
 #include "tests/base/loop_fixture.h"
 #include "tests/base/run_threads.h"
 

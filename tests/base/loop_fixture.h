@@ -7,8 +7,8 @@
 #include <future>
 #include <memory>
 
-#include "base/base_thread.h"
-#include "base/clock_for_test.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/clock_for_test.h"
 
 namespace zo_base {
 

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "base/post_task.h"
+#include "base/thread/post_task.h"
 #include "tests/base/loop_fixture.h"
 
 namespace zo_base {

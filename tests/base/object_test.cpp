@@ -1,12 +1,12 @@
-#include "base/object.h"
+#include "base/object/object.h"
 
 #include <gmock/gmock.h>
 
 #include <future>
 
-#include "base/any_thread_closure.h"
-#include "base/base_thread.h"
-#include "base/post_task.h"
+#include "base/thread/any_thread_closure.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/post_task.h"
 #include "tests/base/run_threads.h"
 
 namespace zo_base {

@@ -4,12 +4,12 @@
 #include <csignal>
 #include <set>
 
-#include "base/any.h"
-#include "base/at_exit.h"
-#include "base/once_flag.h"
+#include "base/object/any.h"
 #include "base/platform/thread.h"
-#include "base/singleton.h"
-#include "base/unload_hook.h"
+#include "base/process/at_exit.h"
+#include "base/process/singleton.h"
+#include "base/process/unload_hook.h"
+#include "base/sync/once_flag.h"
 #include "tests/base/run_threads.h"
 
 namespace zo_base {

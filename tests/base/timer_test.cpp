@@ -1,9 +1,9 @@
-#include "base/timer.h"
+#include "base/thread/timer.h"
 
 #include <thread>
 
-#include "base/mutex.h"
-#include "base/post_task.h"
+#include "base/sync/mutex.h"
+#include "base/thread/post_task.h"
 #include "tests/base/loop_fixture.h"
 
 namespace zo_base {

@@ -7,10 +7,10 @@
 #include <system_error>
 #include <thread>
 
-#include "base/base_thread.h"
 #include "base/platform/file.h"
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
+#include "base/thread/base_thread.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/environment/client.h"

@@ -2,8 +2,8 @@
 
 #include <future>
 
-#include "base/clock.h"
-#include "base/clock_for_test.h"
+#include "base/thread/clock.h"
+#include "base/thread/clock_for_test.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 #include "tests/system/fetching_client.h"

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "base/at_exit.h"
-#include "base/base_thread.h"
-#include "base/clock.h"
-#include "base/clock_for_test.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
-#include "base/thread_info.h"
+#include "base/process/at_exit.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/clock.h"
+#include "base/thread/clock_for_test.h"
+#include "base/thread/thread_info.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/support/log_lines.h"

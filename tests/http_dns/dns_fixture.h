@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/platform/file.h"
-#include "base/post_task.h"
+#include "base/thread/post_task.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "tests/http_agent/configured_test.h"
 

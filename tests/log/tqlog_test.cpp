@@ -7,12 +7,12 @@
 #include <filesystem>
 #include <utility>
 
-#include "base/at_exit.h"
-#include "base/clock_for_test.h"
 #include "base/log/log.h"
 #include "base/platform/file.h"
 #include "base/platform/thread.h"
-#include "base/thread_info.h"
+#include "base/process/at_exit.h"
+#include "base/thread/clock_for_test.h"
+#include "base/thread/thread_info.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/temp_folder.h"
 

@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "base/clock_for_test.h"
+#include "base/thread/clock_for_test.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
 #include "network/win_http.h"

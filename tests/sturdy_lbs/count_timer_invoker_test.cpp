@@ -2,8 +2,8 @@
 
 #include <future>
 
-#include "base/clock_for_test.h"
-#include "base/post_task.h"
+#include "base/thread/clock_for_test.h"
+#include "base/thread/post_task.h"
 #include "tests/sturdy_lbs/lbs_fixture.h"
 
 namespace zo_sturdy {

@@ -5,8 +5,8 @@
 #include <condition_variable>
 #include <cstring>
 
-#include "base/at_exit.h"
 #include "base/log/tqlog.h"
+#include "base/process/at_exit.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"

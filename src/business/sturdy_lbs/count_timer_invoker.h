@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <functional>
 
-#include "base/mutex.h"
-#include "base/thread_annotations.h"
-#include "base/timer.h"
+#include "base/sync/mutex.h"
+#include "base/sync/thread_annotations.h"
+#include "base/thread/timer.h"
 
 namespace zo_sturdy {
 

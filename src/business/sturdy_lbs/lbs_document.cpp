@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/clock.h"
 #include "base/json/json.h"
+#include "base/thread/clock.h"
 #include "net/url.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
 

@@ -1,7 +1,7 @@
 // One fetch of a document, step by step in the order of its life.
 #include "base/log/log.h"
-#include "base/post_task.h"
-#include "base/weak_closure.h"
+#include "base/object/weak_closure.h"
+#include "base/thread/post_task.h"
 #include "network/http_status.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"

@@ -1,7 +1,7 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
 #include "base/log/log.h"
-#include "base/weak_closure.h"
+#include "base/object/weak_closure.h"
 #include "src/sturdy/environment/environment_config.h"
 #include "src/sturdy/environment/record_fields.h"
 

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "base/base_thread.h"
-#include "base/mutex.h"
-#include "base/once_flag.h"
-#include "base/snapshot.h"
-#include "base/thread_annotations.h"
+#include "base/sync/mutex.h"
+#include "base/sync/once_flag.h"
+#include "base/sync/snapshot.h"
+#include "base/sync/thread_annotations.h"
+#include "base/thread/base_thread.h"
 #include "src/business/sturdy_lbs/count_timer_invoker.h"
 #include "src/business/sturdy_lbs/host_chooser/host_chooser.h"
 #include "src/business/sturdy_lbs/lbs_document.h"

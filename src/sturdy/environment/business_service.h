@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/object.h"
+#include "base/object/object.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 
 namespace zo_sturdy {

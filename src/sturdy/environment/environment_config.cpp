@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "base/md5.h"
-#include "base/signals.h"
+#include "base/object/signals.h"
 #include "src/sturdy/environment/record_fields.h"
 
 namespace zo_sturdy {

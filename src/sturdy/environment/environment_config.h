@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
-#include "base/mutex.h"
-#include "base/object.h"
-#include "base/snapshot.h"
+#include "base/object/object.h"
+#include "base/sync/mutex.h"
+#include "base/sync/snapshot.h"
 #include "sturdy/built_in_values.h"
 #include "sturdy/sturdy.h"
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "base/mutex.h"
+#include "base/sync/mutex.h"
 
 namespace zo_sturdy {
 

@@ -3,9 +3,9 @@
 #include <thread>
 #include <utility>
 
-#include "base/no_destructor.h"
 #include "base/platform/thread.h"
-#include "base/unload_hook.h"
+#include "base/process/no_destructor.h"
+#include "base/process/unload_hook.h"
 #include "src/sturdy/environment/environment_config.h"
 
 namespace zo_sturdy {

@@ -6,10 +6,10 @@
 #include <map>
 #include <memory>
 
-#include "base/at_exit.h"
-#include "base/mutex.h"
-#include "base/once_flag.h"
-#include "base/tags.h"
+#include "base/process/at_exit.h"
+#include "base/process/tags.h"
+#include "base/sync/mutex.h"
+#include "base/sync/once_flag.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/mutex.h"
-#include "base/once_flag.h"
+#include "base/sync/mutex.h"
+#include "base/sync/once_flag.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 #include "sturdy/sturdy.h"
 

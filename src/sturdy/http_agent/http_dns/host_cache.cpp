@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/clock.h"
+#include "base/thread/clock.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "base/mutex.h"
+#include "base/sync/mutex.h"
 #include "sturdy/built_in_values.h"
 #include "sturdy/sturdy.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "base/clock.h"
+#include "base/thread/clock.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"

@@ -3,10 +3,10 @@
 // caller waits, and then looked up once more. On M one request asks for all hosts of a list; its
 // answer goes into the cache and into the file.
 
-#include "base/clock.h"
 #include "base/log/log.h"
-#include "base/post_task.h"
-#include "base/thread_info.h"
+#include "base/thread/clock.h"
+#include "base/thread/post_task.h"
+#include "base/thread/thread_info.h"
 #include "network/http_status.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "base/mutex.h"
-#include "base/object.h"
-#include "base/once_flag.h"
+#include "base/object/object.h"
+#include "base/sync/mutex.h"
+#include "base/sync/once_flag.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 #include "src/sturdy/http_agent/http_dns/host_ip_map.h"
 #include "sturdy/sturdy.h"

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "base/any_thread_closure.h"
-#include "base/base_thread.h"
 #include "base/json/json.h"
 #include "base/key_value_file.h"
-#include "base/mutex.h"
-#include "base/object.h"
-#include "base/timer.h"
+#include "base/object/object.h"
+#include "base/sync/mutex.h"
+#include "base/thread/any_thread_closure.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/timer.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 #include "src/sturdy/http_agent/http_dns/host_cache.h"
 #include "src/sturdy/http_agent/http_dns/host_ip_map.h"

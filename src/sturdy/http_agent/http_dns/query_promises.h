@@ -4,7 +4,7 @@
 #include <list>
 #include <memory>
 
-#include "base/mutex.h"
+#include "base/sync/mutex.h"
 
 namespace zo_sturdy {
 

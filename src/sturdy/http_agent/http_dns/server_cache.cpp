@@ -1,8 +1,8 @@
 // The table of the service's endpoints: its file, the built-in one, and what an answer makes of it.
 
-#include "base/clock.h"
 #include "base/log/log.h"
-#include "base/post_task.h"
+#include "base/thread/clock.h"
+#include "base/thread/post_task.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "base/mutex.h"
+#include "base/sync/mutex.h"
 #include "src/sturdy/http_agent/http_dns/service_address.h"
 #include "sturdy/sturdy.h"
 

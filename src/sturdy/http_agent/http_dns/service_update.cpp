@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "base/log/log.h"
-#include "base/post_task.h"
+#include "base/thread/post_task.h"
 #include "network/http_status.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "base/log/log.h"
-#include "base/mutex.h"
-#include "base/no_destructor.h"
-#include "base/post_task.h"
-#include "base/thread_info.h"
+#include "base/process/no_destructor.h"
+#include "base/sync/mutex.h"
+#include "base/thread/post_task.h"
+#include "base/thread/thread_info.h"
 #include "net/ip_address.h"
 #include "net/url.h"
 #include "network/http_client.h"

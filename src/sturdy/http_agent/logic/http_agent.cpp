@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "base/any_thread_closure.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
-#include "base/post_task.h"
-#include "base/signals.h"
-#include "base/thread_info.h"
+#include "base/object/signals.h"
+#include "base/thread/any_thread_closure.h"
+#include "base/thread/post_task.h"
+#include "base/thread/thread_info.h"
 #include "net/ip_address.h"
 #include "network/http_client.h"
 #include "src/sturdy/environment/environment_config.h"

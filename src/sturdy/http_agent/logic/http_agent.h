@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "base/base_thread.h"
-#include "base/mutex.h"
-#include "base/object.h"
-#include "base/once_flag.h"
+#include "base/object/object.h"
+#include "base/sync/mutex.h"
+#include "base/sync/once_flag.h"
+#include "base/thread/base_thread.h"
 #include "src/sturdy/environment/environment_config_getter.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 

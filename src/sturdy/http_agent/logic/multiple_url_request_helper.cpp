@@ -6,13 +6,13 @@
 #include <set>
 #include <utility>
 
-#include "base/clock.h"
 #include "base/log/log.h"
-#include "base/mutex.h"
-#include "base/no_destructor.h"
-#include "base/signals.h"
-#include "base/thread_info.h"
-#include "base/unload_hook.h"
+#include "base/object/signals.h"
+#include "base/process/no_destructor.h"
+#include "base/process/unload_hook.h"
+#include "base/sync/mutex.h"
+#include "base/thread/clock.h"
+#include "base/thread/thread_info.h"
 #include "net/ip_address.h"
 #include "net/resolver.h"
 #include "net/url.h"

@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "base/object.h"
-#include "base/task_loop.h"
-#include "base/timer.h"
+#include "base/object/object.h"
+#include "base/thread/task_loop.h"
+#include "base/thread/timer.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace zo_sturdy {

@@ -6,12 +6,12 @@
 #include <memory>
 #include <utility>
 
-#include "base/any_thread_closure.h"
-#include "base/clock.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
-#include "base/post_task.h"
-#include "base/thread_info.h"
+#include "base/thread/any_thread_closure.h"
+#include "base/thread/clock.h"
+#include "base/thread/post_task.h"
+#include "base/thread/thread_info.h"
 #include "net/url.h"
 #include "network/http_status.h"
 #include "src/sturdy/environment/environment_config.h"

@@ -5,9 +5,9 @@
 #include <list>
 #include <string>
 
-#include "base/base_thread.h"
-#include "base/mutex.h"
-#include "base/timer.h"
+#include "base/sync/mutex.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/timer.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace zo_sturdy {

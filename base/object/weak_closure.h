@@ -1,0 +1,98 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "base/sync/mutex.h"
+
+namespace zo_base {
+
+// Stands behind a weak flag; no object of it is ever made. Only the control block of a pointer
+// to it counts, so a live flag is a null pointer whose use count isn't 0.
+struct ZOWeakFlag {};
+
+// Hands out closures that do nothing once their owner has cancelled them or is gone.
+// A closure takes no strong reference and no lock: it guards against a late call, not against a
+// death during the call. So an object's closures run on its own thread, or are held by
+// HoldWhileRunning where they run on a foreign one.
+// Threads: any may cancel or make closures; the lock inside is a leaf.
+// Owner:   it is a base of the owner.
+// Errors:  an expired closure is silent and gives the default of its result.
+class WeakClosureSupportor {
+ public:
+  template <class F>
+  class __WeakClosure {
+   public:
+    __WeakClosure(std::weak_ptr<ZOWeakFlag> flag, F callable)
+        : flag_(std::move(flag)), callable_(std::move(callable)) {}
+
+    template <class... Args>
+    auto operator()(Args&&... args) -> std::invoke_result_t<F&, Args&&...> {
+      using Result = std::invoke_result_t<F&, Args&&...>;
+      if (flag_.expired()) {
+        return Result();
+      }
+      return std::invoke(callable_, std::forward<Args>(args)...);
+    }
+
+   private:
+    std::weak_ptr<ZOWeakFlag> flag_;
+    F callable_;
+  };
+
+  WeakClosureSupportor() = default;
+  virtual ~WeakClosureSupportor();
+  WeakClosureSupportor(const WeakClosureSupportor&) = delete;
+  WeakClosureSupportor& operator=(const WeakClosureSupportor&) = delete;
+
+  // The flag of all closures made since the last Cancel.
+  std::weak_ptr<ZOWeakFlag> GetWeakFlag();
+
+  template <class F>
+  __WeakClosure<std::decay_t<F>> ToWeakClosure(F&& callable) {
+    return {GetWeakFlag(), std::forward<F>(callable)};
+  }
+
+  // A closure was made since the last Cancel.
+  bool HasUsedFlag() const;
+
+  // Every closure made so far expires at once; later ones aren't touched.
+  void Cancel();
+
+ private:
+  mutable Mutex flag_mutex_;
+  // Empty until the first closure is made.
+  std::shared_ptr<ZOWeakFlag> weak_flag ZO_GUARDED_BY(flag_mutex_);
+};
+
+template <class T, class F>
+class __HeldClosure {
+ public:
+  __HeldClosure(std::weak_ptr<T> owner, F callable)
+      : owner_(std::move(owner)), callable_(std::move(callable)) {}
+
+  template <class... Args>
+  auto operator()(Args&&... args) -> std::invoke_result_t<F&, Args&&...> {
+    using Result = std::invoke_result_t<F&, Args&&...>;
+    const std::shared_ptr<T> held = owner_.lock();
+    if (held == nullptr) {
+      return Result();
+    }
+    return std::invoke(callable_, std::forward<Args>(args)...);
+  }
+
+ private:
+  std::weak_ptr<T> owner_;
+  F callable_;
+};
+
+// A closure for foreign threads: it holds `owner` for its run and does nothing, with the default
+// of its result, when the owner is gone. The owner may thus die on the foreign thread.
+template <class T, class F>
+auto HoldWhileRunning(std::weak_ptr<T> owner, F closure) {
+  return __HeldClosure<T, F>(std::move(owner), std::move(closure));
+}
+
+}  // namespace zo_base

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <mutex>
+
+#include "base/sync/thread_annotations.h"
+
+namespace zo_base {
+
+// What is guarded here is held for less than the two switches of a thread that sleeps for it take:
+// before that, a thread looks so often whether it is free (some microseconds).
+#ifdef STURDY_LOCKS_ONLY_WAIT
+inline constexpr int kMutexLooks = 0;
+#else
+inline constexpr int kMutexLooks = 200;
+#endif
+
+template <typename StdMutex>
+void LockSoon(StdMutex& mutex) {
+  for (int look = 0; look < kMutexLooks; ++look) {
+    if (mutex.try_lock()) {
+      return;
+    }
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
+  mutex.lock();
+}
+
+// The standard mutexes, thinly wrapped so that clang can check what they guard.
+// Both can be waited on with a Condition, and need no destructor to run.
+// Threads: any. Errors: the standard system errors of the wrapped mutex.
+class ZO_CAPABILITY("mutex") Mutex {
+ public:
+  constexpr Mutex() = default;
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+
+  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
+  void unlock() ZO_RELEASE() { mutex_.unlock(); }
+  bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
+
+ private:
+  std::mutex mutex_;
+};
+
+class ZO_CAPABILITY("mutex") RecursiveMutex {
+ public:
+  RecursiveMutex() = default;
+  RecursiveMutex(const RecursiveMutex&) = delete;
+  RecursiveMutex& operator=(const RecursiveMutex&) = delete;
+
+  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
+  void unlock() ZO_RELEASE() { mutex_.unlock(); }
+  bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
+class ZO_SCOPED_CAPABILITY MutexLock {
+ public:
+  explicit MutexLock(Mutex& mutex) ZO_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+  ~MutexLock() ZO_RELEASE() { mutex_.unlock(); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+ private:
+  Mutex& mutex_;
+};
+
+class ZO_SCOPED_CAPABILITY RecursiveMutexLock {
+ public:
+  explicit RecursiveMutexLock(RecursiveMutex& mutex) ZO_ACQUIRE(mutex) : mutex_(mutex) {
+    mutex_.lock();
+  }
+  ~RecursiveMutexLock() ZO_RELEASE() { mutex_.unlock(); }
+  RecursiveMutexLock(const RecursiveMutexLock&) = delete;
+  RecursiveMutexLock& operator=(const RecursiveMutexLock&) = delete;
+
+ private:
+  RecursiveMutex& mutex_;
+};
+
+}  // namespace zo_base

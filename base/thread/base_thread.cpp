@@ -1,0 +1,113 @@
+#include "base/thread/base_thread.h"
+
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "base/platform/thread.h"
+#include "base/thread/thread_task_loop.h"
+
+namespace zo_base {
+
+// What the thread is to its owner; its loop is in base_thread_loop.cpp.
+
+BaseThread::BaseThread(const std::string& thread_name)
+    : earliest_due_ms(UINT64_MAX),
+      name(thread_name),
+      task_loop(std::make_shared<ThreadTaskLoop>()) {}
+
+BaseThread::~BaseThread() {
+  if (!thread) {
+    return;
+  }
+  BaseThread::RequestStop();
+  try {
+    BaseThread::DoJoin();
+  } catch (const std::system_error&) {
+    // The last reference went on the thread itself, which would run on in a dead object.
+    std::terminate();
+  }
+  running.exchange(0);
+}
+
+bool BaseThread::IsRunning() {
+  return running != 0;
+}
+
+void BaseThread::Start() {
+  const auto self = SharedFromThis<BaseThread>();
+  begun.exchange(0);
+  {
+    MutexLock lock(start_mutex);
+    auto starting = std::make_unique<std::thread>();  // nothing may throw once it runs
+    *starting = StartThread([this] {
+      // The first tasks may already ask for a join, and so look at `thread`.
+      start_mutex.lock();
+      start_mutex.unlock();
+      ThreadMain();
+    });
+    thread = std::move(starting);
+  }
+  while (begun == 0) {
+    std::this_thread::yield();
+  }
+}
+
+void BaseThread::Stop() {
+  RequestStop();
+  Join();
+  running.exchange(0);
+}
+
+void BaseThread::Join() {
+  DoJoin();
+}
+
+void BaseThread::Run() {
+  ThreadMain();
+}
+
+std::shared_ptr<ITaskLoop> BaseThread::GetTaskLoop() {
+  return task_loop;
+}
+
+bool BaseThread::IsCurrentThread() {
+  const ThreadInfo* info = CurrentThreadInfo();
+  return (info != nullptr ? info->thread_id : 0) == thread_id;
+}
+
+void BaseThread::SetThreadInfo(const ThreadInfo& info) {
+  SetCurrentThreadInfo(info);
+}
+
+void BaseThread::ClearThreadInfo() {
+  ClearCurrentThreadInfo();
+}
+
+void BaseThread::RequestStop() {
+  stop_requested.exchange(1);
+  Notify();
+}
+
+void BaseThread::DoJoin() {
+  if (!thread || !thread->joinable()) {
+    return;
+  }
+  if (thread->get_id() == std::this_thread::get_id()) {
+    throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+  }
+  thread->join();
+}
+
+void BaseThread::ThreadMain() {
+  task_loop->AttachDelegate(SharedFromThis<BaseThread>());
+  thread_id = CurrentThreadId();
+  SetThreadInfo(ThreadInfo{name, GetTaskLoop(), thread_id});
+  SetCurrentThreadName(name);
+  RunLoop();
+  running.exchange(0);
+  Emit(SignalKey(&IThread::SIG_ThreadEnd));
+  Emit(SignalKey(&IThread::SIG_InternalEnd));
+}
+
+}  // namespace zo_base

@@ -1,0 +1,382 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+#include "base/thread/base_thread.h"
+#include "base/thread/clock.h"
+
+namespace zo_base {
+namespace {
+
+// Long enough for the begin signals to come after whatever Start's caller posts first.
+constexpr int64_t kFirstWaitMs = 1;
+// 61 days: the sleep of a thread that has nothing to do.
+constexpr int64_t kIdleWaitMs = 5'270'400'000;
+// Bounds what a walk keeps from being freed: repeats of 0 ms are due again behind it without end.
+// What is left is due at once in the next pass.
+constexpr size_t kMostTasksPerWalk = 1000;
+constexpr uint64_t kNothingDue = std::numeric_limits<uint64_t>::max();
+
+std::atomic<const BaseThread::StepHook*> step_hook{nullptr};
+
+uint64_t NowMs() {
+  return static_cast<uint64_t>(std::max<int64_t>(Clock::MonotonicMs(), 0));
+}
+
+}  // namespace
+
+// Wakes the loop when a test sets the clock, so that it reckons its wait anew.
+class BaseThread::ClockWaker final : public ClockListener {
+ public:
+  explicit ClockWaker(BaseThread& thread) : thread_(thread) { Clock::AddListener(this); }
+  virtual ~ClockWaker() { Clock::RemoveListener(this); }
+  ClockWaker(const ClockWaker&) = delete;
+  ClockWaker& operator=(const ClockWaker&) = delete;
+
+  void OnClockSet() override { thread_.Notify(); }
+
+ private:
+  BaseThread& thread_;
+};
+
+void BaseThread::SetStepHookForTest(const StepHook* hook) {
+  step_hook = hook;
+}
+
+void BaseThread::Step(LoopStep step) {
+  if (const StepHook* hook = step_hook.load(std::memory_order_acquire)) {
+    (*hook)(*this, step);
+  }
+}
+
+// --- Posts ---
+
+// Called after the news has been stored. A thread that marks itself as waiting after our look at
+// the mark reads the news after it, so a thread that doesn't wait needs no notification.
+bool BaseThread::Notify() {
+  if (!waiting) {
+    return false;
+  }
+  {
+    RecursiveMutexLock lock(wake_mutex);
+    // The thread holds the mutex from its mark up to the wait, so while the mark stands it waits.
+    if (!waiting) {
+      return false;
+    }
+    waiting = false;
+  }
+  // Without the mutex, which the thread needs as it wakes. Should it have timed out meanwhile and
+  // wait again, it takes one more look at its queues.
+  wake_condition.notify_all();
+  return true;
+}
+
+void BaseThread::AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
+                              const std::function<void()>& task) {
+  incoming.push_back(task);
+  if (!filled) {
+    working.swap(incoming);
+    filled = true;
+  }
+}
+
+void BaseThread::PostTask(const std::function<void()>& task) {
+  {
+    RecursiveMutexLock lock(normal_queue_mutex);
+    AppendLocked(normal_working, normal_incoming, normal_filled, task);
+  }
+  Notify();
+}
+
+void BaseThread::PostHighPriorityTask(const std::function<void()>& task) {
+  AppendPriority(task);
+  Notify();
+}
+
+void BaseThread::AppendPriority(const std::function<void()>& task) {
+  Step(LoopStep::kPosterAppends);
+  RecursiveMutexLock lock(priority_queue_mutex);
+  AppendLocked(priority_working, priority_incoming, priority_filled, task);
+}
+
+void BaseThread::PostDelayedTask(int delay_ms, const std::function<void()>& task) {
+  PostDelayed(delay_ms, task, 0);
+}
+
+void BaseThread::PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) {
+  PostDelayed(delay_ms, task, times);
+}
+
+// A post of the thread itself, in a walk over due tasks, still holds `delayed_mutex` when it
+// notifies: the wake-up's mutex comes last of all.
+void BaseThread::PostDelayed(int delay_ms, const std::function<void()>& task, long long times) {
+  AppendDelayed(delay_ms, task, times);
+  Notify();
+}
+
+void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, long long times) {
+  RecursiveMutexLock lock(delayed_mutex);
+  const uint64_t now_ms = NowMs();
+  const auto length_ms = static_cast<uint64_t>(std::abs(static_cast<int64_t>(delay_ms)));
+  const uint64_t due_ms = delay_ms >= 0 ? now_ms + length_ms : now_ms - std::min(now_ms, length_ms);
+  DueTasks& entry = delayed_tasks.try_emplace(due_ms, DueTasks{due_ms, {}}).first->second;
+  entry.tasks.push_back({delay_ms, times < 0 ? std::numeric_limits<int64_t>::max() : int64_t{times},
+                         task,
+                         [this](int delay, const std::function<void()>& again, long long left) {
+                           PostDelayed(delay, again, left);
+                         }});
+  MirrorEarliestDueLocked();
+}
+
+// Another thread that waits is notified, and every pass drains the high-priority lane, whether it
+// ends its wait by that or by a time-out at the same instant. Otherwise it's two posts: the loop
+// drains that lane after each walk that ran a task, so who posts to it and then finds a wake-up
+// pending is served by that drain.
+void BaseThread::PostAndWake(const std::function<void()>& task) {
+  AppendPriority(task);
+  if (!IsCurrentThread() && Notify()) {
+    return;
+  }
+  if (!wake_up_pending && !wake_up_pending.exchange(true)) {
+    Step(LoopStep::kPosterMarked);
+    try {
+      AppendDelayed(
+          0, [this] { wake_up_pending = false; }, 0);
+    } catch (...) {
+      // A mark without its task would keep every later post from waking the loop.
+      wake_up_pending = false;
+      throw;
+    }
+  }
+  Notify();
+}
+
+void BaseThread::MirrorEarliestDueLocked() {
+  earliest_due_ms = delayed_tasks.empty() ? kNothingDue : delayed_tasks.begin()->first;
+}
+
+// --- The loop ---
+
+void BaseThread::RunLoop() {
+  {
+    ClockWaker waker(*this);
+    while (RunPass()) {
+    }
+  }
+  ClearThreadInfo();
+  running.exchange(0);
+  first_pass.exchange(1);
+}
+
+// False when the stop was seen.
+bool BaseThread::RunPass() {
+  Step(LoopStep::kPassBegins);
+  if (stop_requested != 0) {
+    return false;
+  }
+  const Wake wake = WaitForWork();
+  Step(LoopStep::kWaited);
+  if (stop_requested != 0) {
+    return false;
+  }
+  if (wake == Wake::kNotified) {
+    if (!DrainQueues()) {
+      return false;
+    }
+  } else if (first_pass != 0) {
+    if (!Begin()) {
+      return false;
+    }
+  }
+  Step(LoopStep::kBeforeWalk);
+  const bool goes_on = RunDueDelayedTasks();
+  Step(LoopStep::kPassEnds);
+  return goes_on;
+}
+
+BaseThread::Wake BaseThread::WaitForWork() {
+  RecursiveMutexLock lock(wake_mutex);
+  Step(LoopStep::kWaitMutexHeld);
+  waiting = true;
+  Step(LoopStep::kMarkedWaiting);
+  // A stop that came before the mark has notified nobody.
+  const int64_t wait_ms = stop_requested != 0 ? 0 : WaitMs();
+  Step(LoopStep::kWaitReckoned);
+  if (wait_ms < 1) {
+    waiting = false;
+    return Wake::kTimedOut;
+  }
+  // A length, not a deadline: setting the system's clock delays no timer.
+  const auto status = wake_condition.wait_for(wake_mutex, std::chrono::milliseconds(wait_ms));
+  waiting = false;
+  return status == std::cv_status::timeout ? Wake::kTimedOut : Wake::kNotified;
+}
+
+int64_t BaseThread::WaitMs() const {
+  if (first_pass != 0) {
+    return kFirstWaitMs;
+  }
+  const uint64_t due_ms = earliest_due_ms;
+  const uint64_t now_ms = NowMs();
+  if (due_ms <= now_ms) {
+    return 0;
+  }
+  return static_cast<int64_t>(std::min<uint64_t>(due_ms - now_ms, kIdleWaitMs));
+}
+
+// The first wait has passed without a notification: the thread tells that it has begun.
+bool BaseThread::Begin() {
+  if (stop_requested != 0) {
+    return false;
+  }
+  first_pass.exchange(0);
+  MutexLock lock(start_mutex);
+  Emit(SignalKey(&IThread::SIG_InternalBegin));
+  Emit(SignalKey(&IThread::SIG_ThreadBegin));
+  running.exchange(1);
+  begun.exchange(1);
+  begin_condition.notify_all();
+  return DrainQueues();
+}
+
+// --- The queues ---
+
+// Runs and removes the front task. False when the stop was seen.
+bool BaseThread::RunFront(TaskQueue& working, std::atomic<bool>& filled) {
+  working.front()();
+  if (stop_requested != 0) {
+    return false;
+  }
+  working.pop_front();
+  if (working.empty()) {
+    filled = false;
+  }
+  return stop_requested == 0;
+}
+
+bool BaseThread::TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
+                                    std::atomic<bool>& filled) {
+  // A post may have filled the working queue just now: what it holds is older than the rest.
+  if (filled) {
+    return true;
+  }
+  if (incoming.empty()) {
+    return false;
+  }
+  working.swap(incoming);
+  filled = true;
+  return true;
+}
+
+bool BaseThread::TakePriorityIncoming() {
+  RecursiveMutexLock lock(priority_queue_mutex);
+  return TakeIncomingLocked(priority_working, priority_incoming, priority_filled);
+}
+
+bool BaseThread::TakeNormalIncoming() {
+  RecursiveMutexLock lock(normal_queue_mutex);
+  return TakeIncomingLocked(normal_working, normal_incoming, normal_filled);
+}
+
+bool BaseThread::DrainPriorityQueue() {
+  do {
+    if (stop_requested != 0) {
+      return false;
+    }
+    while (priority_filled) {
+      if (!RunFront(priority_working, priority_filled)) {
+        return false;
+      }
+    }
+  } while (TakePriorityIncoming());
+  Step(LoopStep::kDrainedPriority);
+  return true;
+}
+
+bool BaseThread::DrainQueues() {
+  do {
+    if (!DrainPriorityQueue()) {
+      return false;
+    }
+    while (normal_filled) {
+      if (!RunFront(normal_working, normal_filled) || !DrainPriorityQueue()) {
+        return false;
+      }
+    }
+  } while (TakeNormalIncoming());
+  Step(LoopStep::kDrainedNormal);
+  return true;
+}
+
+// --- Delayed tasks ---
+
+bool BaseThread::RunDueDelayedTasks() {
+  if (!DrainPriorityQueue()) {
+    return false;
+  }
+  Step(LoopStep::kDrainedBeforeWalk);
+  WalkResult walk;
+  std::list<DelayTask> done;
+  {
+    RecursiveMutexLock lock(delayed_mutex);
+    Step(LoopStep::kDelayedMutexHeld);
+    walk = WalkDueTasksLocked(done);
+    MirrorEarliestDueLocked();
+  }
+  // What closures hold is freed without the mutex, since its destructors may be anything.
+  done.clear();
+  Step(LoopStep::kWalked);
+  if (walk.stopped) {
+    return false;
+  }
+  // The walk may have used up the wake-up of a post that came after the drain above.
+  return !walk.ran || DrainPriorityQueue();
+}
+
+BaseThread::WalkResult BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done) {
+  WalkResult result{false, false};
+  auto entry = delayed_tasks.begin();
+  while (entry != delayed_tasks.end() && done.size() < kMostTasksPerWalk) {
+    if (entry->first > NowMs()) {
+      ++entry;
+      continue;
+    }
+    result.ran = true;
+    if (!RunDueEntryLocked(entry->second, done)) {
+      result.stopped = true;
+      break;
+    }
+    if (entry->second.tasks.empty()) {
+      entry = delayed_tasks.erase(entry);
+    }
+    if (stop_requested != 0) {
+      result.stopped = true;
+      break;
+    }
+  }
+  return result;
+}
+
+// A task may append to the list that is walked. What has run goes to `done`, unless the stop is
+// seen meanwhile: then the result is false.
+bool BaseThread::RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) {
+  auto due = entry.tasks.begin();
+  for (size_t runs = done.size(); due != entry.tasks.end() && runs < kMostTasksPerWalk; ++runs) {
+    if (stop_requested != 0) {
+      return false;
+    }
+    --due->times;
+    if (due->times > 0 && due->repost) {
+      due->repost(due->delay_ms, due->task, due->times);
+    }
+    due->task();
+    Step(LoopStep::kTaskRan);
+    ++due;
+  }
+  done.splice(done.end(), entry.tasks, entry.tasks.begin(), due);
+  return true;
+}
+
+}  // namespace zo_base

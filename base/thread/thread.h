@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "base/object/object.h"
+#include "base/thread/task_loop.h"
+#include "base/thread/thread_info.h"
+
+namespace zo_base {
+
+// A thread with a task loop, as its users see it.
+// Signals: on the thread itself, InternalBegin and ThreadBegin before Start returns, ThreadEnd
+//          and InternalEnd when its loop has ended. A service connects to its own SIG_ThreadBegin
+//          for the work that starts it.
+class IThread : public virtual ZOObjectIMPL {
+ public:
+  static size_t SIG_ThreadBegin();
+  static size_t SIG_ThreadEnd();
+  static size_t SIG_InternalBegin();
+  static size_t SIG_InternalEnd();
+
+  virtual bool IsRunning() = 0;
+  virtual void Start() = 0;
+  virtual void Stop() = 0;
+  virtual void Join() = 0;
+  virtual void Run() = 0;
+  virtual std::shared_ptr<ITaskLoop> GetTaskLoop() = 0;
+  virtual bool IsCurrentThread() = 0;
+  virtual void SetThreadInfo(const ThreadInfo& info) = 0;
+  virtual void ClearThreadInfo() = 0;
+};
+
+}  // namespace zo_base
