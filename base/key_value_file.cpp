@@ -1,8 +1,8 @@
 #include "base/key_value_file.h"
 
+#include "base/built_in_values.h"
 #include "base/json/json.h"
 #include "base/platform/file.h"
-#include "sturdy/built_in_values.h"
 
 namespace zo_base {
 namespace {

@@ -19,7 +19,7 @@
 #include "bench/work_folder.h"
 #include "lab/lbs_document.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace {

@@ -33,5 +33,5 @@ set(STURDY_MAX_TRANSFER_MS 30000
 set(STURDY_MAX_CACHE_FILE_BYTES 16777216
     CACHE STRING "Bytes of a cache file past which it counts as damaged")
 
-configure_file(${PROJECT_SOURCE_DIR}/src/sturdy/built_in_values.h.in
-               ${PROJECT_BINARY_DIR}/generated/sturdy/built_in_values.h @ONLY)
+configure_file(${PROJECT_SOURCE_DIR}/base/built_in_values.h.in
+               ${PROJECT_BINARY_DIR}/generated/base/built_in_values.h @ONLY)

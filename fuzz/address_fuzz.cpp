@@ -9,7 +9,7 @@
 
 #include "fuzz/expect.h"
 #include "net/ip_address.h"
-#include "net/sock_addr.h"
+#include "net/platform/sock_addr.h"
 #include "net/url.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/http_url.h"

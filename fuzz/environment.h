@@ -10,7 +10,7 @@
 #include "base/process/at_exit.h"
 #include "base/process/tags.h"
 #include "fuzz/expect.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/support/temp_folder.h"
 

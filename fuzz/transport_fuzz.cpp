@@ -15,9 +15,9 @@
 #include <string>
 #include <thread>
 
+#include "base/built_in_values.h"
 #include "fuzz/expect.h"
 #include "network/http_request_win.h"
-#include "sturdy/built_in_values.h"
 #include "tests/support/own_network.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include "base/thread/clock.h"
 #include "net/ip_address.h"
-#include "net/resolver.h"
+#include "net/platform/resolver.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/transfer_limits.h"
 

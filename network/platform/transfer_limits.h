@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "sturdy/built_in_values.h"
+#include "base/built_in_values.h"
 
 // The bounds that hold whatever a server does. Certificates aren't checked, so anybody may be
 // that server.

@@ -1,10 +1,10 @@
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/environment/client.h"
 

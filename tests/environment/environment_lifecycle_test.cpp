@@ -11,7 +11,7 @@
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "base/thread/base_thread.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/environment/client.h"
 #include "tests/support/log_lines.h"

@@ -6,7 +6,7 @@
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/environment/client.h"
 

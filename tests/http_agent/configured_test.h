@@ -14,7 +14,7 @@
 #include "base/thread/clock.h"
 #include "base/thread/clock_for_test.h"
 #include "base/thread/thread_info.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/temp_folder.h"

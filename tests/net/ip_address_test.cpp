@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "net/canon_output.h"
-#include "net/sock_addr.h"
+#include "net/platform/sock_addr.h"
 #include "tests/support/small_inputs.h"
 
 namespace net {

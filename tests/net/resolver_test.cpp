@@ -1,4 +1,4 @@
-#include "net/resolver.h"
+#include "net/platform/resolver.h"
 
 #include <gtest/gtest.h>
 #include <netdb.h>

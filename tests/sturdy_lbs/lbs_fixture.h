@@ -8,7 +8,7 @@
 #include "base/log/tqlog.h"
 #include "base/process/at_exit.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/temp_folder.h"

@@ -1,7 +1,7 @@
 // From the text of a document to active data: receive, judge, apply, save.
 #include "base/log/log.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 namespace zo_sturdy {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 namespace zo_sturdy {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/key_value_file.h"
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

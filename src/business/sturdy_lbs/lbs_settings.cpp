@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "src/sturdy/environment/record_fields.h"
+#include "src/sturdy/config/record_fields.h"
 
 namespace zo_sturdy {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sturdy/built_in_values.h"
+#include "base/built_in_values.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

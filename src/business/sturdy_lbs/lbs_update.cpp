@@ -5,7 +5,7 @@
 #include "network/http_status.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 namespace zo_sturdy {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "sturdy/built_in_values.h"
+#include "base/built_in_values.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

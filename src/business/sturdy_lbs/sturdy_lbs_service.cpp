@@ -2,8 +2,8 @@
 
 #include "base/log/log.h"
 #include "base/object/weak_closure.h"
-#include "src/sturdy/environment/environment_config.h"
-#include "src/sturdy/environment/record_fields.h"
+#include "src/sturdy/config/environment_config.h"
+#include "src/sturdy/config/record_fields.h"
 
 namespace zo_sturdy {
 

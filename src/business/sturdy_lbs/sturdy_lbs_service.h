@@ -18,7 +18,7 @@
 #include "src/business/sturdy_lbs/lbs_response.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
 #include "src/business/sturdy_lbs/msg_stat_info.h"
-#include "src/sturdy/environment/business_service.h"
+#include "src/sturdy/config/business_service.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -5,7 +5,7 @@
 #include "base/log/log.h"
 #include "base/platform/thread.h"
 #include "network/http_client.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/environment/sturdy_object_impl.h"
 

@@ -6,7 +6,7 @@
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
 #include "base/process/unload_hook.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 namespace zo_sturdy {
 

@@ -5,7 +5,7 @@
 #include "base/log/log.h"
 #include "base/platform/thread.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/logic/http_agent.h"
 

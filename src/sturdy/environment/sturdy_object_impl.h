@@ -5,7 +5,7 @@
 
 #include "base/sync/mutex.h"
 #include "base/sync/once_flag.h"
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/built_in_values.h"
 #include "base/sync/mutex.h"
-#include "sturdy/built_in_values.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -7,7 +7,7 @@
 #include "base/object/object.h"
 #include "base/sync/mutex.h"
 #include "base/sync/once_flag.h"
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 #include "src/sturdy/http_agent/http_dns/host_ip_map.h"
 #include "sturdy/sturdy.h"
 

@@ -1,7 +1,7 @@
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 
 #include "base/platform/file.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 namespace zo_sturdy {
 

@@ -14,7 +14,7 @@
 #include "base/thread/any_thread_closure.h"
 #include "base/thread/base_thread.h"
 #include "base/thread/timer.h"
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 #include "src/sturdy/http_agent/http_dns/host_cache.h"
 #include "src/sturdy/http_agent/http_dns/host_ip_map.h"
 #include "src/sturdy/http_agent/http_dns/query_promises.h"

@@ -1,12 +1,12 @@
 // The table of the service's endpoints: its file, the built-in one, and what an answer makes of it.
 
+#include "base/built_in_values.h"
 #include "base/log/log.h"
 #include "base/thread/clock.h"
 #include "base/thread/post_task.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
-#include "sturdy/built_in_values.h"
 
 namespace zo_sturdy {
 namespace {

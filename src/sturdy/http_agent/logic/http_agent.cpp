@@ -10,7 +10,7 @@
 #include "base/thread/thread_info.h"
 #include "net/ip_address.h"
 #include "network/http_client.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/http_dns/http_dns_service.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
 #include "src/sturdy/http_agent/logic/second_pass.h"

@@ -14,9 +14,9 @@
 #include "base/thread/clock.h"
 #include "base/thread/thread_info.h"
 #include "net/ip_address.h"
-#include "net/resolver.h"
+#include "net/platform/resolver.h"
 #include "net/url.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/http_tools/http_tool.h"
 

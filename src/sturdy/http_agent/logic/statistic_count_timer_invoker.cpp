@@ -14,7 +14,7 @@
 #include "base/thread/thread_info.h"
 #include "net/url.h"
 #include "network/http_status.h"
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 
 namespace zo_sturdy {

@@ -1,4 +1,4 @@
-#include "net/resolver.h"
+#include "net/platform/resolver.h"
 
 #include <netdb.h>
 #include <sys/socket.h>
@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include "net/sock_addr.h"
+#include "net/platform/sock_addr.h"
 
 namespace net {
 namespace {

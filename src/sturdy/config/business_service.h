@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/object/object.h"
-#include "src/sturdy/environment/environment_config_getter.h"
+#include "src/sturdy/config/environment_config_getter.h"
 
 namespace zo_sturdy {
 

@@ -1,11 +1,11 @@
-#include "src/sturdy/environment/environment_config.h"
+#include "src/sturdy/config/environment_config.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "base/md5.h"
 #include "base/object/signals.h"
-#include "src/sturdy/environment/record_fields.h"
+#include "src/sturdy/config/record_fields.h"
 
 namespace zo_sturdy {
 

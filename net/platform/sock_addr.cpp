@@ -1,4 +1,4 @@
-#include "net/sock_addr.h"
+#include "net/platform/sock_addr.h"
 
 #include <netinet/in.h>
 

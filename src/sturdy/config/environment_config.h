@@ -6,10 +6,10 @@
 #include <functional>
 #include <string>
 
+#include "base/built_in_values.h"
 #include "base/object/object.h"
 #include "base/sync/mutex.h"
 #include "base/sync/snapshot.h"
-#include "sturdy/built_in_values.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {
