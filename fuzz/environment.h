@@ -10,9 +10,9 @@
 #include "base/process/at_exit.h"
 #include "base/process/tags.h"
 #include "fuzz/expect.h"
+#include "lab/temp_folder.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
-#include "tests/support/temp_folder.h"
 
 // What a service finds around it: a configuration with a data folder, a log, and in the agent's
 // place a desk where its requests wait for the target to answer them.
@@ -62,7 +62,7 @@ class Environment {
     return good;
   }
 
-  const TempFolder folder;
+  const lab::TempFolder folder;
   const std::shared_ptr<zo_sturdy::_EnvironmentConfig> config;
 
  private:

@@ -6,7 +6,7 @@
 #include "base/key_value_file.h"
 #include "base/platform/file.h"
 #include "fuzz/expect.h"
-#include "tests/support/temp_folder.h"
+#include "lab/temp_folder.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ std::map<std::string, std::string> Items(const KeyValueFile& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const auto* const folder = new TempFolder;
+  static const auto* const folder = new lab::TempFolder;
   static const std::string path = folder->File("x.data");
   const std::string text(reinterpret_cast<const char*>(data), size);
   zo_base::WriteWholeFile(path, text);

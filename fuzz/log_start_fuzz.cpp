@@ -11,7 +11,7 @@
 #include "base/platform/file.h"
 #include "base/process/tags.h"
 #include "fuzz/expect.h"
-#include "tests/support/temp_folder.h"
+#include "lab/temp_folder.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) {
     return 0;
   }
-  static const auto* const folder = new TempFolder;
+  static const auto* const folder = new lab::TempFolder;
   static const std::string path = folder->File("x.log");
   static const std::string buffer_path = path + ".qel_mmap";
   const Plan plan(data[size - 2]);

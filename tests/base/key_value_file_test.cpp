@@ -6,8 +6,8 @@
 #include <map>
 
 #include "base/platform/file.h"
-#include "tests/base/run_threads.h"
-#include "tests/support/temp_folder.h"
+#include "lab/temp_folder.h"
+#include "tests/support/run_threads.h"
 
 namespace zo_base {
 namespace {
@@ -31,7 +31,7 @@ struct KeyValueFileTest : testing::Test {
     store.Set(key, ZOAny(text), SVT::kString);
   }
 
-  const TempFolder folder;
+  const lab::TempFolder folder;
   const std::string path = folder.File("x.data");
   KeyValueFile store;
 };

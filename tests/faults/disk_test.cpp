@@ -25,8 +25,8 @@
 #include "base/platform/file_faults_for_test.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
-#include "tests/environment/client.h"
 #include "tests/faults/remains.h"
+#include "tests/src/environment/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/sanitizers.h"
@@ -115,7 +115,7 @@ class Lives : public testing::Test {
     EXPECT_NE(remains_.Document().find(link), std::string::npos) << "it isn't in the cache";
   }
 
-  const TempFolder folder_;
+  const lab::TempFolder folder_;
   const std::string disk_ = folder_.File("disk");
   const std::string data_ = disk_ + "/data";
   const Remains remains_{data_};
@@ -166,7 +166,7 @@ void PutFileInPlace(const std::string& disk) {
 }
 // A disk with the same files, which nobody has mapped: while that lasts a disk stays writable.
 void MakeReadOnly(const std::string& disk) {
-  const TempFolder copy;
+  const lab::TempFolder copy;
   fs::copy(disk, copy.path(), fs::copy_options::recursive);
   EXPECT_TRUE(MountDisk(disk, std::to_string(kDiskBytes)));
   fs::copy(copy.path(), disk, fs::copy_options::recursive);
@@ -190,7 +190,7 @@ const std::vector<DiskFault> kFaults = {
 
 // The system takes the first bytes and tells so, which is no error of that call.
 TEST(ShortWrite, HasFailed) {
-  const TempFolder disk;
+  const lab::TempFolder disk;
   AllowShortFiles(disk.path());
   const bool is_written = zo_base::WriteWholeFile(disk.File("cache"), std::string(200, 'x'));
   SetLimit(RLIMIT_FSIZE, RLIM_INFINITY);
@@ -319,7 +319,7 @@ TEST(Threads, AStartWithoutOneThrowsAndALaterOneWorks) {
   const auto threads = [] {
     return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
   };
-  const TempFolder folder;
+  const lab::TempFolder folder;
   const ScopedUser user(folder.path());
   NEEDS_RIGHT(user.is_made(), "become another user");
   const auto before = threads();

@@ -15,8 +15,8 @@
 #include "base/log/log.h"
 #include "base/log/tqlog.h"
 #include "base/platform/file_faults_for_test.h"
-#include "tests/environment/client.h"
 #include "tests/faults/numbered_lines.h"
+#include "tests/src/environment/client.h"
 
 namespace {
 

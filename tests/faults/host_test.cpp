@@ -24,7 +24,7 @@
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "lab/port.h"
-#include "tests/environment/client.h"
+#include "tests/src/environment/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/small_inputs.h"

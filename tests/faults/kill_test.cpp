@@ -14,13 +14,13 @@
 #include <thread>
 #include <vector>
 
+#include "lab/child.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
 #include "tests/faults/numbered_lines.h"
 #include "tests/faults/remains.h"
-#include "tests/support/child.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
@@ -119,7 +119,7 @@ class Killed : public testing::Test {
   const Remains remains_{folder_.path()};
   const LogLines log_{folder_.path()};
   SharedCounts counts_{folder_.path()};
-  std::optional<Child> child_;
+  std::optional<lab::Child> child_;
   pid_t victim_ = 0;
   uint32_t limit_ = 0;
   int from_defaults_ = 0;

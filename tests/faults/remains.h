@@ -9,9 +9,9 @@
 #include "base/json/json.h"
 #include "base/key_value_file.h"
 #include "base/platform/file.h"
+#include "lab/temp_folder.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/server_cache.h"
-#include "tests/support/temp_folder.h"
 
 // The data folder of clients, on a disk in memory where this user may have one: there a log that is
 // flushed without end doesn't wait for the drive.
@@ -25,7 +25,7 @@ class ClientFolder {
   [[nodiscard]] const std::string& path() const { return folder_.path(); }
 
  private:
-  const TempFolder folder_;
+  const lab::TempFolder folder_;
 };
 
 // What a client has left in its data folder.

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "lab/child.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "tests/faults/remains.h"
-#include "tests/support/child.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
@@ -39,9 +39,9 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
     return std::vector<std::string>{FAULT_HOST, folder.path(), lab.Url(server, kPath), "busy"};
   };
   for (int round = 0; round < (kSanitized ? 3 : 15); ++round) {
-    Child one(spawn("long"));
-    Child other(spawn("short"));
-    for (Child* child : {&one, &other}) {
+    lab::Child one(spawn("long"));
+    lab::Child other(spawn("short"));
+    for (lab::Child* child : {&one, &other}) {
       const std::string link = child->ReadLine();
       EXPECT_TRUE(link.ends_with(".example:1") || link == "link default.example:9") << link;
       child->Signal();
@@ -54,7 +54,7 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
     EXPECT_EQ(other.Wait(), 0);
     Remains(folder.path()).ExpectCachesUsableOrEmpty();
   }
-  Child third(spawn("long"));
+  lab::Child third(spawn("long"));
   EXPECT_NE(third.ReadLine(), "");
   EXPECT_TRUE(LogLines(folder.path()).WaitFor("[lbs] Update LBS success = true"));
 }

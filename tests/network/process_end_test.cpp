@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "lab/child.h"
 #include "lab/lab.h"
-#include "tests/support/child.h"
 #include "tests/support/sanitizers.h"
 
 namespace {
@@ -19,7 +19,7 @@ TEST(ProcessEnd, InTransfersNeitherCrashesNorHangsNorPrints) {
       if (option == "fork" && kSanitized) {
         continue;  // the sanitizers can't end a forked child of many threads
       }
-      Child child({END_IN_TRANSFER, lab.Url(server, "/"), answers, option});
+      lab::Child child({END_IN_TRANSFER, lab.Url(server, "/"), answers, option});
       EXPECT_EQ(child.ReadRest(), "") << server << answers << option;
       EXPECT_EQ(child.Wait(), 0) << server << answers << option;
     }

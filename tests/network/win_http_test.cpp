@@ -7,9 +7,9 @@
 
 #include "base/platform/file.h"
 #include "lab/lab.h"
+#include "lab/temp_folder.h"
 #include "network/http_interface_error.h"
 #include "network/platform/transfer_limits.h"
-#include "tests/support/temp_folder.h"
 
 namespace KRBASE::network {
 namespace {
@@ -209,7 +209,7 @@ TEST(CWinHttp, Downloads) {
            .On("/cut", Answer(text).Truncated(1))
            .On("/none", lab::Garbage(kHeadOf9))
            .On("/huge", lab::Garbage("HTTP/1.1 200 OK\r\nContent-Length: 8388609\r\n\r\n"))});
-  const TempFolder folder;
+  const lab::TempFolder folder;
   const std::string path = folder.File("it");
   std::unique_ptr<char[]> buffer;
   int32_t size_bytes = -1;

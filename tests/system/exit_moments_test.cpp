@@ -6,7 +6,7 @@
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "tests/environment/client.h"
+#include "tests/src/environment/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/system/process_state.h"
 
@@ -83,7 +83,7 @@ class ExitMoments : public testing::Test {
   }
 
   void Round(const Moment& moment) {
-    folder_ = std::make_unique<TempFolder>();
+    folder_ = std::make_unique<lab::TempFolder>();
     const lab::Behaviour held = lab::Answer(500).HeldAt(kGate);
     lab_.SetBehaviours("dns", lab::kHostQueryPath, {held});
     lab_.SetBehaviours("dns", lab::kServiceTablePath, {held});
@@ -111,7 +111,7 @@ class ExitMoments : public testing::Test {
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns"), lab::HttpServer("statistics")}};
-  std::unique_ptr<TempFolder> folder_;
+  std::unique_ptr<lab::TempFolder> folder_;
   std::vector<std::thread> clients_;
   std::atomic<bool> clients_stop_{false};
   // The client's callback is a plain function.

@@ -4,11 +4,11 @@
 
 #include <cstdio>
 
+#include "lab/child.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
-#include "tests/environment/client.h"
-#include "tests/support/child.h"
+#include "tests/src/environment/client.h"
 #include "tests/support/sanitizers.h"
 #include "tests/system/process_state.h"
 
@@ -70,7 +70,7 @@ class Rounds : public testing::Test {
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs").On(kLbsPath, lab::Silent())}};
-  const TempFolder folder_;
+  const lab::TempFolder folder_;
 };
 
 TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
@@ -103,7 +103,7 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
       lab::kServiceTablePath,
       lab::Answer(lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(3600).Text()))});
   for (size_t start = 1; start <= (kSanitized ? 50 : 200); ++start) {
-    const TempFolder folder;
+    const lab::TempFolder folder;
     WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
                      "localhost", -1);
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
@@ -127,8 +127,8 @@ TEST(ProcessEnd, WithFetchesInFlightIsClean) {
       for (const char* openssl : {"openssl-later", "openssl-first"}) {
         SCOPED_TRACE(way + " " + openssl);
         const lab::Lab lab({lab::HttpsServer("lbs").On(kLbsPath, {document, in_flight, document})});
-        const TempFolder folder;
-        Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", kLbsPath), openssl});
+        const lab::TempFolder folder;
+        lab::Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", kLbsPath), openssl});
         EXPECT_TRUE(lab.WaitForRequests(2, kLimit));
         host.Signal();
         EXPECT_EQ(host.ReadRest(), "");

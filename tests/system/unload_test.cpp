@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "lab/port.h"
-#include "tests/environment/client.h"
+#include "tests/src/environment/client.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 
@@ -45,7 +45,7 @@ void Round(const std::string& folder, bool looks_up) {
 }
 
 TEST(Unload, LeavesNothingAfterEachOfFiftyRounds) {
-  const TempFolder folder;
+  const lab::TempFolder folder;
   const std::string setting = "nameserver 127.0.0.1\noptions timeout:1 attempts:1\n";
   NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/resolv.conf", setting, folder.path()),
               "make a network namespace");

@@ -1,0 +1,220 @@
+#include "base/log/log_file.h"
+
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+
+#include "base/log/tqlog.h"
+#include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
+#include "lab/temp_folder.h"
+
+namespace zo_base {
+namespace {
+
+constexpr uint32_t kBuffer = 64;
+constexpr uint32_t kRoom = kBuffer - MappedLogBuffer::kHeaderBytes;
+constexpr uint32_t kNoLimit = 1 << 20;
+
+std::string Framed(const std::string& text) {
+  const std::string dashes(23, '-');
+  return "\r\n " + dashes + "load from mmap file begin" + dashes + "\r\n" + text + "\r\n " +
+         dashes + "load from mmap file end" + dashes + "\r\n";
+}
+
+std::string BufferBytes(int32_t header, const std::string& text, size_t size) {
+  std::string bytes(size, '\0');
+  std::memcpy(bytes.data(), &header, sizeof header);
+  return bytes.replace(sizeof header, text.size(), text);
+}
+
+class LogFileTest : public testing::Test {
+ protected:
+  std::string Log() const { return ReadWholeFile(path_, kNoLimit); }
+  // Its begin; what stands behind the text is never read.
+  std::string Buffer(size_t text_bytes) const {
+    return ReadFilePrefix(buffer_path_, MappedLogBuffer::kHeaderBytes + text_bytes);
+  }
+  void SetBuffer(const std::string& bytes) const {
+    RemoveFile(path_);
+    ASSERT_TRUE(WriteWholeFile(buffer_path_, bytes));
+  }
+
+  const lab::TempFolder folder_;
+  const std::string path_ = folder_.File("x.log");
+  const std::string buffer_path_ = path_ + ".qel_mmap";
+};
+
+TEST_F(LogFileTest, TakesOverWhatAFormerRunLeft) {
+  const std::string full(kRoom, 'f');
+  const struct {
+    const char* what;
+    std::string old_buffer;
+    std::string log;
+  } cases[] = {
+      {"text", BufferBytes(5, "12345678", kBuffer), Framed("12345")},
+      {"none", BufferBytes(0, "stale", kBuffer), ""},
+      {"to the last byte", BufferBytes(kRoom, full, kBuffer), Framed(full)},
+      {"a header one too high", BufferBytes(kRoom + 1, full, kBuffer), Framed(full)},
+      {"a header far too high", BufferBytes(0x7fffffff, full, kBuffer), Framed(full)},
+      {"a negative header", BufferBytes(-5, full, kBuffer), ""},
+      {"a longer file", BufferBytes(5, "12345678", kBuffer * 3), Framed("12345")},
+      {"a shorter file, header too high", BufferBytes(99, "12345678", 12), Framed("12345678")},
+      {"a file of nothing", "", ""},
+      {"a cut header", std::string("\x05\0\0", 3), ""},
+      {"a shorter file, negative header", BufferBytes(-1, "12345678", 12), ""},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.what);
+    SetBuffer(each.old_buffer);
+    TQLogImplBase<SturdyObject> logger;
+    logger.SetLogFile(path_, 0, kBuffer);
+    EXPECT_EQ(Log(), each.log);
+    EXPECT_EQ(FileSize(buffer_path_), kBuffer);
+    logger.Write(LV_KER, "new\n");
+    EXPECT_EQ(Buffer(4), BufferBytes(4, "new\n", 8));
+  }
+}
+
+TEST_F(LogFileTest, ABufferOfAnotherSizeThatCanNotBeReadIsTakenOverAllTheSame) {
+  const std::string text(100000, 't');   // more than one read brings
+  for (const int call : {2, 3, 4, 5}) {  // after the look at its size: the open and three reads
+    SetBuffer(BufferBytes(100000, text, 100000 + 4));
+    LogFile log;
+    const ScopedFileFault failing(call, FileFault::kFailOnce);
+    EXPECT_TRUE(log.Init(path_, kNoLimit, kBuffer));
+    EXPECT_TRUE(Log() == Framed(text)) << "a part of it is lost, call " << call;
+  }
+}
+
+TEST_F(LogFileTest, AProcessCanDieInAnyFileCallAsItTakesOverWhatAFormerOneLeft) {
+  int calls = 0;
+  for (bool killed = true; killed;) {
+    SCOPED_TRACE(++calls);
+    SetBuffer(BufferBytes(3, "old", kBuffer));
+    const auto is_killed_or_done = [&](int status) {
+      killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+      return killed || status == 0;
+    };
+    EXPECT_EXIT(
+        {
+          const ScopedFileFault fault(calls, FileFault::kKill);
+          LogFile().Init(path_, kNoLimit, kBuffer);
+          ::_exit(0);
+        },
+        is_killed_or_done, "");
+    LogFile next;
+    EXPECT_TRUE(next.Init(path_, kNoLimit, kBuffer));
+    EXPECT_THAT(Log(), testing::HasSubstr("old\r\n"));
+    next.Write("new");
+    EXPECT_EQ(Buffer(3), BufferBytes(3, "new", 7));
+  }
+  EXPECT_GT(calls, 10) << "too few for a start";
+}
+
+// It dies in the copy of a line that can't be read.
+TEST_F(LogFileTest, ALineCountsOnceAllOfItIsInTheBuffer) {
+  LogFile log;
+  ASSERT_TRUE(log.Init(path_, kNoLimit, kBuffer));
+  log.Write("whole\n");
+  void* const hidden = ::mmap(nullptr, kBuffer, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  EXPECT_EXIT(
+      {
+        std::signal(SIGSEGV, [](int) { ::_exit(77); });
+        log.Write({static_cast<char*>(hidden), kBuffer / 2});
+      },
+      testing::ExitedWithCode(77), "");
+  EXPECT_EQ(Buffer(6), BufferBytes(6, "whole\n", 10));
+}
+
+TEST_F(LogFileTest, AFullBufferGoesToTheLogWithTheNewLineLast) {
+  LogFile log;
+  ASSERT_TRUE(log.Init(path_, 0, kBuffer));
+  const std::string most(kRoom - 1, 'm');
+  log.Write(most);
+  EXPECT_EQ(Buffer(0), BufferBytes(kRoom - 1, "", 4));
+  EXPECT_EQ(Log(), "");
+  log.Write("1");
+  EXPECT_EQ(Log(), most + "1");
+  EXPECT_EQ(Buffer(kBuffer), std::string(kBuffer, '\0'));
+  const std::string longer(kBuffer * 2, 'l');
+  log.Write("2");
+  log.Write(longer);
+  EXPECT_EQ(Log(), most + "12" + longer);
+  log.Write("3");
+  EXPECT_TRUE(log.Flush());
+  log.Write("4");
+  EXPECT_TRUE(log.Close());
+  log.Write("5");
+  EXPECT_EQ(Log(), most + "12" + longer + "34");
+}
+
+TEST_F(LogFileTest, ALogAtItsLimitLosesItsOlderHalf) {
+  for (const uint32_t limit : {16385U, 20000U, 3U, 1U}) {
+    std::string text;
+    for (uint32_t i = 0; i + 1 < limit; ++i) {
+      text += static_cast<char>('a' + i % 26);
+    }
+    RemoveFile(path_);
+    LogFile log;
+    ASSERT_TRUE(log.Init(path_, limit, kBuffer));
+    EXPECT_TRUE(log.WriteToFile(text));
+    EXPECT_EQ(Log(), text) << limit;
+    EXPECT_TRUE(log.WriteToFile("!"));
+    EXPECT_EQ(Log(), (text + "!").substr(limit / 2)) << limit;
+  }
+}
+
+TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
+  constexpr uint32_t kLimit = 8;
+  const std::string text = std::string(20000, '.') + "!";
+  int calls = 2;  // those of the appending
+  for (bool fired = true; fired;) {
+    SCOPED_TRACE(++calls);
+    RemoveFile(path_);
+    LogFile log;
+    ASSERT_TRUE(log.Init(path_, kLimit, kBuffer));
+    {
+      const ScopedFileFault failing(calls, FileFault::kFailOnce);
+      EXPECT_TRUE(log.WriteToFile(text));
+      fired = ScopedFileFault::Fired();
+    }
+    const std::string before = fired ? text : text.substr(kLimit / 2);
+    EXPECT_EQ(Log(), before);
+    EXPECT_FALSE(FileExists(path_ + ".tmp"));
+    EXPECT_TRUE(log.WriteToFile("new"));
+    EXPECT_EQ(Log(), (before + "new").substr(kLimit / 2));
+  }
+  EXPECT_GT(calls, 12) << "too few for the whole of a cut";
+}
+
+TEST_F(LogFileTest, AFolderInAFilesPlaceCostsNoMoreThanThatFile) {
+  ASSERT_TRUE(CreateFolders(path_ + ".tmp"));
+  LogFile log;
+  ASSERT_TRUE(log.Init(path_, 4, kBuffer));
+  EXPECT_TRUE(log.WriteToFile("not cut"));
+  EXPECT_EQ(Log(), "not cut");
+  RemoveFile(path_);
+  ASSERT_TRUE(CreateFolders(path_));
+  log.Write(std::string(kBuffer, 'x'));
+  log.Write("kept");
+  EXPECT_EQ(Buffer(4), BufferBytes(4, "kept", 8));
+}
+
+TEST_F(LogFileTest, AStartThatFailedCanBeTriedAgain) {
+  LogFile log;
+  EXPECT_FALSE(log.Init(path_, 0, MappedLogBuffer::kHeaderBytes - 1));
+  log.Write("lost");
+  EXPECT_FALSE(log.Flush() || log.Close());
+  EXPECT_TRUE(log.Init(path_, 0, kBuffer));
+  log.Write("kept");
+  EXPECT_TRUE(log.Close());
+  EXPECT_EQ(Log(), "kept");
+}
+
+}  // namespace
+}  // namespace zo_base

@@ -1,0 +1,181 @@
+#include "base/object/object.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+
+#include "base/thread/any_thread_closure.h"
+#include "base/thread/base_thread.h"
+#include "base/thread/post_task.h"
+#include "tests/support/run_threads.h"
+
+namespace zo_base {
+namespace {
+
+using testing::ElementsAre;
+
+class Object : public ZOObjectIMPL {
+ public:
+  static size_t SIG_Text(const std::string&) { return SignalBody("Object::SIG_Text"); }
+  static size_t SIG_Number(int) { return SignalBody("Object::SIG_Number"); }
+};
+struct LeftPath : virtual Object {};
+struct RightPath : virtual Object {};
+struct BothPaths : LeftPath, RightPath {};
+
+TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
+  auto owner = std::make_shared<Object>();
+  auto thread = std::make_shared<BaseThread>("own");
+  const std::weak_ptr<Object> weak = owner;
+  auto owners = AnyThreadClosure(std::weak_ptr<ITaskLoop>(thread->GetTaskLoop()), weak,
+                                 owner->ToWeakClosure([&](bool drop) {
+                                   if (drop) {
+                                     owner.reset();
+                                   }
+                                   return weak.use_count();
+                                 }));
+  std::promise<long> on_own_thread;
+  PostTo(*thread, [&] { on_own_thread.set_value(owners(false)); });
+  thread->Start();
+  EXPECT_EQ(on_own_thread.get_future().get(), 1);
+  EXPECT_EQ(owners(false), 2);
+  thread->Stop();
+  EXPECT_EQ(owners(true), 1);
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(owners(false), 0);
+}
+
+TEST(WeakClosure, ExpiresWithCancelAndOwner) {
+  auto owner = std::make_shared<Object>();
+  EXPECT_FALSE(owner->HasUsedFlag());
+  std::function<bool(int)> old_one = owner->ToWeakClosure([](int n) { return n == 7; });
+  EXPECT_TRUE(owner->HasUsedFlag());
+  EXPECT_TRUE(old_one(7));
+  owner->Cancel();
+  EXPECT_FALSE(owner->HasUsedFlag());
+  std::function<bool(int)> new_one = owner->ToWeakClosure([](int n) { return n == 7; });
+  EXPECT_FALSE(old_one(7));
+  EXPECT_TRUE(new_one(7));
+  owner.reset();
+  EXPECT_FALSE(new_one(7));
+}
+
+TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
+  Object owner;
+  RunThreads(3, [&](int i) {
+    for (int n = 0; n < 500; ++n) {
+      i == 0 ? owner.Cancel() : owner.ToWeakClosure([] {})();
+    }
+  });
+}
+
+TEST(WeakClosure, HoldWhileRunningKeepsTheOwnerForTheRun) {
+  auto owner = std::make_shared<Object>();
+  std::weak_ptr<Object> watch = owner;
+  std::function<bool()> held = HoldWhileRunning(watch, owner->ToWeakClosure([&] {
+    owner.reset();
+    return !watch.expired();
+  }));
+  EXPECT_TRUE(held());
+  EXPECT_TRUE(watch.expired());
+  EXPECT_FALSE(held());
+}
+
+TEST(ZOObject, IsSharedAsWhatItIs) {
+  auto both = std::make_shared<BothPaths>();
+  EXPECT_EQ(both->SharedFromThis<LeftPath>(), both);
+  EXPECT_EQ(both->SharedFromThis<WeakCallbackFlag>(), nullptr);
+  EXPECT_EQ(BothPaths().SharedFromThis<BothPaths>(), nullptr);
+}
+
+class Signals : public testing::Test {
+ protected:
+  std::function<void(const std::string&)> Note(const std::string& name) {
+    return [this, name](const std::string& text) { calls.push_back(name + text); };
+  }
+  void Emit(const std::string& text) {
+    calls.clear();
+    emitter->Emit(key, text);
+  }
+
+  std::shared_ptr<Object> emitter = std::make_shared<Object>();
+  SignalKeyOf<const std::string&> key = SignalKey(&Object::SIG_Text);
+  std::vector<std::string> calls;
+};
+
+TEST_F(Signals, CallSlotsInOrderOfConnection) {
+  Emit("nobody");
+  Object receiver;
+  auto first = emitter->Connect(key, Note("a"));
+  auto cancelled = emitter->Connect(key, receiver.ToWeakClosure(Note("b")));
+  emitter->Connect(key, Note("c"));
+  Emit("1");
+  EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
+  receiver.Cancel();
+  Emit("2");
+  EXPECT_THAT(calls, ElementsAre("a2", "c2"));
+  EXPECT_TRUE(cancelled.connected());
+  emitter->Emit(SignalKey(&Object::SIG_Number), 3);
+  EXPECT_EQ(calls.size(), 2u);
+  cancelled.disconnect();
+  first.disconnect();
+  Emit("3");
+  EXPECT_THAT(calls, ElementsAre("c3"));
+}
+
+TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
+  zo_sigslot::connection itself;
+  zo_sigslot::connection later;
+  itself = emitter->Connect(key, [&](const std::string& text) {
+    calls.push_back("self" + text);
+    itself.disconnect();
+    later.disconnect();
+    emitter->Connect(key, Note("new"));
+  });
+  later = emitter->Connect(key, Note("later"));
+  Emit("1");
+  EXPECT_THAT(calls, ElementsAre("self1", "later1"));
+  EXPECT_FALSE(later.connected());
+  Emit("2");
+  EXPECT_THAT(calls, ElementsAre("new2"));
+  emitter->Connect(key, [&](const std::string&) { emitter.reset(); });
+  emitter->Connect(key, Note("last"));
+  Emit("3");
+  EXPECT_THAT(calls, ElementsAre("new3", "last3"));
+  itself.disconnect();
+}
+
+TEST_F(Signals, FailuresGoToTheCaller) {
+  emitter->Connect(key, Note("a"));
+  const SignalKeyOf<int> wrong{key.value};
+  EXPECT_THROW(emitter->Emit(wrong, 1), BadZOAnyCast);
+  EXPECT_THROW(emitter->Connect(wrong, [](int) {}), BadZOAnyCast);
+  EXPECT_THROW(emitter->Disconnect<int>(key.value, 1), BadZOAnyCast);
+  emitter->Connect(key, [](const std::string&) { throw 5; });
+  emitter->Connect(key, Note("after"));
+  EXPECT_THROW(Emit("1"), int);
+  EXPECT_THAT(calls, ElementsAre("a1"));
+}
+
+TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {
+  std::vector<zo_sigslot::connection> shared(500);
+  for (auto& handle : shared) {
+    handle = emitter->Connect(key, [](const std::string&) {});
+  }
+  RunThreads(4, [&](int thread) {
+    for (auto& handle : shared) {
+      // Two threads disconnect the same ones while emissions of others hold them.
+      if (thread < 2) {
+        handle.disconnect();
+      } else {
+        auto mine = emitter->Connect(key, [](const std::string&) {});
+        emitter->Emit(key, "x");
+        mine.disconnect();
+      }
+    }
+  });
+  EXPECT_TRUE(std::none_of(shared.begin(), shared.end(), [](auto& h) { return h.connected(); }));
+}
+
+}  // namespace
+}  // namespace zo_base

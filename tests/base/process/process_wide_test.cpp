@@ -1,0 +1,155 @@
+#include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <csignal>
+#include <set>
+
+#include "base/object/any.h"
+#include "base/platform/thread.h"
+#include "base/process/at_exit.h"
+#include "base/process/singleton.h"
+#include "base/process/unload_hook.h"
+#include "base/sync/once_flag.h"
+#include "tests/support/run_threads.h"
+
+namespace zo_base {
+namespace {
+
+TEST(ZOAny, HoldsOneTypeByValue) {
+  ZOAny text(std::string("here"));
+  ZOAny copy = text;
+  ZOAnyCast<std::string>(copy) += "after";
+  EXPECT_EQ(ZOAnyCast<std::string>(std::as_const(text)), "here");
+  copy.swap(text);
+  EXPECT_EQ(ZOAnyCast<std::string>(text), "hereafter");
+  EXPECT_THROW(ZOAnyCast<std::string>(ZOAny(5)), BadZOAnyCast);
+  EXPECT_EQ(ZOAny().type(), typeid(void));
+  EXPECT_THAT([] { ZOAnyCast<std::string>(ZOAny()); },
+              testing::ThrowsMessage<BadZOAnyCast>("BadZOAnyCast: failed conversion ZOAnyCast"));
+}
+
+TEST(OnceFlag, AllCallersWaitForTheFirst) {
+  OnceFlag once;
+  int runs = 0;
+  RunThreads(4, [&](int) {
+    once.Call([&] { ++runs; });
+    EXPECT_EQ(runs, 1);
+  });
+}
+
+TEST(AtExit, CallbacksRunBackwardsAndMayRegister) {
+  std::string order;
+  auto manager = IAtExitManager<SturdyObject>::Get();
+  EXPECT_EQ(manager, IAtExitManager<SturdyObject>::Get());
+  IAtExitManager<SturdyObject>* raw = manager.get();
+  manager->RegisterCallback([](void* text) { *static_cast<std::string*>(text) += "a"; }, &order);
+  manager->RegisterCallback([&] {
+    order += "b";
+    raw->RegisterCallback([&] { order += "c"; });
+    IAtExitManager<SturdyObject>::Get()->RegisterCallback([&] { order += "nested"; });
+  });
+  manager->RegisterCallback(std::function<void()>());
+  manager.reset();
+  EXPECT_EQ(order, "bnestedca");
+  // A callback keeps a newer manager, which outlives the ending one below it.
+  std::shared_ptr<IAtExitManager<SturdyObject>> newer;
+  IAtExitManager<SturdyObject>::Get()->RegisterCallback([&] {
+    newer = IAtExitManager<SturdyObject>::Get();
+    newer->RegisterCallback([&] { order += "-newer"; });
+    order += "-older";
+  });
+  EXPECT_EQ(order, "bnestedca-older");
+  EXPECT_EQ(IAtExitManager<SturdyObject>::Get(), newer);
+  newer.reset();
+  EXPECT_EQ(order, "bnestedca-older-newer");
+}
+
+class Counted : public Singleton<Counted, SturdyObject, 1> {
+ public:
+  Counted() {
+    if (fail) {
+      throw std::runtime_error("no");
+    }
+    ++alive;
+  }
+  ~Counted() override { --alive; }
+  bool IsAsNew() override { return level == 0; }
+
+  int level = 0;
+  static inline std::atomic<int> alive{0};
+  static inline bool fail = false;
+};
+
+TEST(Singleton, EndsWithTheManagerAndIsNeverNull) {
+  Counted::fail = true;
+  EXPECT_THROW(Counted::Instance(), std::runtime_error);
+  Counted::fail = false;
+  // Outside any environment one object serves all uses.
+  EXPECT_NE(Counted::Instance(), nullptr);
+  EXPECT_NE(Counted::Instance(), nullptr);
+  EXPECT_EQ(Counted::alive, 1);
+  auto environment = IAtExitManager<SturdyObject>::Get();
+  Counted* first = Counted::Instance();
+  EXPECT_EQ(first, Counted::Instance());
+  EXPECT_EQ(Counted::alive, 1);
+  first->level = 5;
+  environment.reset();
+  // A new one, also after an object that was set up outside any environment; the old ones are
+  // still good for a late user.
+  Counted::Instance()->level = 6;
+  environment = IAtExitManager<SturdyObject>::Get();
+  EXPECT_EQ(Counted::Instance()->level, 0);
+  EXPECT_EQ(first->level, 5);
+  EXPECT_EQ(Counted::alive, 3);
+  environment.reset();
+  RunUnloadHooksForTest();
+  EXPECT_EQ(Counted::alive, 0);
+  EXPECT_NE(Counted::Instance(), nullptr);
+}
+
+std::string hooks_run;
+
+TEST(UnloadHook, RunBackwardsOnceEachWhenNoThreadOfTheLibraryLives) {
+  AtUnload([] { hooks_run += "a"; });
+  void (*twice)() = [] { hooks_run += "b"; };
+  AtUnload(twice);
+  AtUnload(twice);
+  StartThread([] { RunUnloadHooksForTest(); }).join();
+  EXPECT_EQ(hooks_run, "");
+  RunUnloadHooksForTest();
+  RunUnloadHooksForTest();
+  EXPECT_EQ(hooks_run, "ba");
+}
+
+std::set<int> OpenSignals() {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::set<int> open;
+  for (int signal = 1; signal < 32; ++signal) {
+    if (sigismember(&mask, signal) == 0) {
+      open.insert(signal);
+    }
+  }
+  return open;
+}
+
+TEST(PlatformThread, LeavesSignalsToTheHostAndIsKnown) {
+  const std::set<int> before = OpenSignals();
+  EXPECT_FALSE(IsLibraryThread());
+  StartThread([&] {
+    EXPECT_TRUE(IsLibraryThread());
+    EXPECT_EQ(LiveLibraryThreads(), 1);
+    EXPECT_NE(CurrentThreadId(), CurrentProcessId());
+    SetCurrentThreadName("http dns manager");
+    char name[16] = "";
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    EXPECT_STREQ(name, "http dns manage");
+    EXPECT_EQ(OpenSignals(), (std::set<int>{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP,
+                                            SIGSYS, SIGKILL, SIGSTOP}));
+  }).join();
+  EXPECT_EQ(OpenSignals(), before);
+  EXPECT_EQ(LiveLibraryThreads(), 0);
+}
+
+}  // namespace
+}  // namespace zo_base

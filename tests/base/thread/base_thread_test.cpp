@@ -1,0 +1,174 @@
+#include "base/thread/base_thread.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <climits>
+#include <system_error>
+#include <vector>
+
+#include "base/thread/post_task.h"
+#include "tests/base/thread/loop_fixture.h"
+#include "tests/support/run_threads.h"
+
+namespace zo_base {
+namespace {
+
+using testing::ElementsAre;
+
+class Delayed : public LoopFixture {};
+
+TEST(BaseThread, TellsItsLifeBySignalsOnItsOwnThread) {
+  auto thread = std::make_shared<BaseThread>("a thread");
+  std::vector<std::string> told;
+  for (const auto& [signal, what] : {std::pair{&IThread::SIG_InternalEnd, "internal end"},
+                                     {&IThread::SIG_ThreadEnd, "end"},
+                                     {&IThread::SIG_ThreadBegin, "begin"},
+                                     {&IThread::SIG_InternalBegin, "internal begin"}}) {
+    thread->Connect(SignalKey(signal), [&told, &thread, text = std::string(what)] {
+      const ThreadInfo* info = CurrentThreadInfo();
+      told.push_back(text + (info != nullptr ? " of " + info->name : ""));
+      EXPECT_EQ(info != nullptr, thread->IsCurrentThread());
+    });
+  }
+  EXPECT_TRUE(thread->IsCurrentThread());  // Neither has an id yet.
+  thread->Start();
+  EXPECT_EQ(told.size(), 2u);
+  EXPECT_TRUE(thread->IsRunning());
+  EXPECT_FALSE(thread->IsCurrentThread());
+  thread->Stop();
+  EXPECT_FALSE(thread->IsRunning());
+  EXPECT_THAT(
+      told, ElementsAre("internal begin of a thread", "begin of a thread", "end", "internal end"));
+  thread->Stop();
+}
+
+TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
+  auto thread = std::make_shared<BaseThread>("early");
+  const auto loop = thread->GetTaskLoop();
+  const auto dropped = [] { ADD_FAILURE(); };
+  std::promise<void> kept;
+  PostTo(loop, dropped);
+  PostTo(*thread, [&] { kept.set_value(); });
+  thread->Start();
+  EXPECT_TRUE(Arrives(kept.get_future()));
+  thread.reset();
+  PostTo(loop, dropped);
+  PostTo(nullptr, dropped);
+}
+
+TEST_F(Delayed, HighPriorityTasksOvertakeNormalOnes) {
+  std::vector<std::string> order;
+  std::promise<void> done;
+  thread->PostTask([&] {
+    thread->PostTask([&] { order.push_back("n1"); });
+    thread->PostTask([&] {
+      order.push_back("n2");
+      thread->PostHighPriorityTask([&] { order.push_back("h2"); });
+    });
+    thread->PostHighPriorityTask([&] { order.push_back("h1"); });
+    thread->PostTask([&] { done.set_value(); });
+  });
+  PostTo(loop, [] {});
+  thread->PostTask([] {});
+  ASSERT_TRUE(Arrives(done.get_future()));
+  EXPECT_THAT(order, ElementsAre("h1", "n1", "n2", "h2"));
+}
+
+TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
+  std::string order;
+  const auto note = [&](char name) { return [&order, name] { order += name; }; };
+  OnLoop([&] {
+    for (const auto& [delay, name] :
+         {std::pair{20, 'c'}, {10, 'b'}, {20, 'd'}, {INT_MIN, 'a'}, {INT_MAX, 'e'}}) {
+      thread->PostDelayedTask(delay, note(name));
+    }
+  });
+  Pass(0);
+  EXPECT_EQ(order, "a");
+  clock.SetWall(0);
+  Pass(20);
+  EXPECT_EQ(order, "abcd");
+  Pass(INT_MAX - int64_t{21});
+  EXPECT_EQ(order, "abcd");
+  Pass(1);
+  EXPECT_EQ(order, "abcde");
+}
+
+TEST_F(Delayed, RepeatsAreReckonedFromTheStartOfARun) {
+  int runs = 0;
+  const auto run = [&] { clock.Advance(++runs * 4); };
+  thread->PostRepeatedTask(10, run, 2);
+  Pass(10);
+  Pass(5);
+  EXPECT_EQ(runs, 1);
+  Pass(1);
+  EXPECT_EQ(runs, 2);
+}
+
+// A task is freed where it may wait for another thread's post, and before an endless walk ends.
+TEST_F(Delayed, AreFreedOutsideTheWalkAlsoWhileTheyRepeatWithoutEnd) {
+  std::promise<void> freed;
+  std::shared_ptr<int> last(new int, [&](int* gone) {
+    delete gone;
+    std::thread([&] { thread->PostDelayedTask(0, [] {}); }).join();
+    freed.set_value();
+  });
+  OnLoop([&] {  // so that one walk runs both
+    thread->PostDelayedTask(0, [held = std::move(last)] {});
+    thread->PostRepeatedTask(
+        0, [] {}, -1);
+  });
+  EXPECT_TRUE(Arrives(freed.get_future()));
+}
+
+TEST_F(Delayed, AStopFromWithinFailsAndDropsTheRest) {
+  std::promise<void> tried;
+  auto held = std::make_shared<int>();
+  thread->PostDelayedTask(0, [&, held] {
+    thread->PostDelayedTask(0, [] { ADD_FAILURE(); });
+    EXPECT_THROW(thread->Stop(), std::system_error);
+    tried.set_value();
+  });
+  ASSERT_TRUE(Arrives(tried.get_future()));
+  thread->Stop();
+  EXPECT_EQ(held.use_count(), 2);
+  thread = std::make_shared<BaseThread>("for the fixture");
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(Delayed, AStopDropsWhatStandsBehindInTheQueues) {
+  std::promise<void> stopped;
+  PostTo(loop, [&] {
+    PostTo(loop, [] { ADD_FAILURE(); });
+    thread->PostTask([] { ADD_FAILURE(); });
+    thread->RequestStop();
+    stopped.set_value();
+  });
+  ASSERT_TRUE(Arrives(stopped.get_future()));
+  thread->Join();
+}
+
+TEST_F(Delayed, PostsOfOneThreadKeepTheirOrderInEachLane) {
+  std::vector<std::vector<int>> seen(4);
+  RunThreads(4, [&](int p) {
+    for (int n = 0; n < 500; ++n) {
+      const auto task = [&seen, p, n] { seen[p].push_back(n); };
+      p % 2 == 0 ? PostTo(loop, task) : thread->PostTask(task);
+    }
+  });
+  std::promise<void> done;
+  auto ended = done.get_future();
+  thread->PostTask([&] { done.set_value(); });
+  // A single post in the normal lane can be missed until the next.
+  while (ended.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+    thread->PostTask([] {});
+  }
+  for (const std::vector<int>& numbers : seen) {
+    EXPECT_EQ(numbers.size(), 500u);
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+  }
+}
+
+}  // namespace
+}  // namespace zo_base

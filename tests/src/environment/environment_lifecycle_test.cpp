@@ -1,0 +1,135 @@
+#include <gmock/gmock.h>
+#include <malloc.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#include "base/platform/file.h"
+#include "base/platform/thread.h"
+#include "base/platform/thread_for_test.h"
+#include "base/thread/base_thread.h"
+#include "src/sturdy/config/environment_config.h"
+#include "src/sturdy/environment/environment_manager.h"
+#include "tests/src/environment/client.h"
+#include "tests/support/log_lines.h"
+
+namespace zo_sturdy {
+namespace {
+
+using testing::ElementsAre;
+
+int Start(const lab::TempFolder& folder, const std::string& token = "") {
+  return StartSturdyEnvironment(EnvironmentSettings(folder.path(), token));
+}
+
+void ExpectNothingStarted() {
+  for (const int id : {1, 0, 2, -1}) {
+    EXPECT_EQ(GetSturdyObject(id), nullptr);
+  }
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig(), nullptr);
+  EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
+}
+
+TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
+  const lab::TempFolder first;
+  const lab::TempFolder second;
+  const LogLines log(first.path());
+  ExitSturdyEnvironment(1);
+  ExpectNothingStarted();
+  EXPECT_EQ(Start(first, "token"), 1);
+  IZOSturdyObject* const object = GetSturdyObject(1);
+  EXPECT_EQ(Start(second, "other"), 1);
+  EXPECT_EQ(GetSturdyObject(1), object);
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "token");
+  EXPECT_FALSE(zo_base::FolderExists(second.File("sturdy_comp")));
+
+  ExitSturdyEnvironment(7);  // Ends everything, whatever the id.
+  ExpectNothingStarted();
+  const size_t heap = mallinfo2().uordblks;
+  for (int id = 0; id < 1000; ++id) {
+    ExitSturdyEnvironment(id);  // leaves no line and no byte
+  }
+  EXPECT_LT(mallinfo2().uordblks, heap + 1000);
+  const std::string banner = "\r\n" + std::string(53, '-') + " start " + std::string(53, '-');
+  EXPECT_THAT(log.With("- start -"), ElementsAre(banner, banner));
+
+  EXPECT_EQ(Start(second), 1);
+  EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "");
+  ExitSturdyEnvironment(1);
+  EXPECT_EQ(LogLines(second.path()).With("- start -").size(), 2u);
+  EXPECT_EQ(log.With("- start -").size(), 2u);
+}
+
+// Who may still post to whom decides both orders.
+TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
+  static std::mutex mutex;
+  static Messages steps;
+  static const zo_base::BaseThread::StepHook note = [](zo_base::BaseThread& thread,
+                                                       zo_base::LoopStep step) {
+    char name[16] = {};
+    prctl(PR_GET_NAME, name);
+    const std::lock_guard lock(mutex);
+    if (step == zo_base::LoopStep::kPassBegins && std::ranges::count(steps, name) == 0) {
+      steps.emplace_back(name);
+      // The last steps of a loop come before it sees its stop, so they tell no order of ends.
+      thread.Connect(zo_base::SignalKey(&zo_base::IThread::SIG_ThreadEnd),
+                     [end = steps.back() + " ends"]() -> void {
+                       const std::lock_guard end_lock(mutex);
+                       steps.push_back(end);
+                     });
+    }
+  };
+  const lab::TempFolder folder;
+  zo_base::BaseThread::SetStepHookForTest(&note);
+  Start(folder);
+  GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
+  ExitSturdyEnvironment(1);
+  zo_base::BaseThread::SetStepHookForTest(nullptr);
+  EXPECT_THAT(steps, ElementsAre("statistic", "http dns manage", "http_agent_work", "lbs service",
+                                 "lbs service ends", "http_agent_work ends", "statistic ends",
+                                 "http dns manage ends"));
+}
+
+// Each thread that a start makes is denied in turn, until a start needs no more of them.
+TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
+  const lab::TempFolder folder;
+  int failures = 0;
+  for (bool passed = false; !passed; failures += !passed) {
+    zo_base::FailThreadStartForTest(failures + 1);
+    try {
+      EXPECT_EQ(Start(folder), 1);
+      passed = true;
+    } catch (const std::system_error&) {
+      ExpectNothingStarted();
+    }
+    zo_base::FailThreadStartForTest(0);
+    EXPECT_EQ(Start(folder), 1);
+    ExitSturdyEnvironment(1);
+    ExpectNothingStarted();
+  }
+  EXPECT_GE(failures, 15) << "twelve workers and the agent's three threads";
+}
+
+TEST(EnvironmentLifecycle, StartsAndExitsOfManyThreadsRunOneAfterTheOther) {
+  const lab::TempFolder folder;
+  std::vector<std::thread> clients;
+  for (const int exit_id : {7, 1, 7, 1}) {
+    clients.emplace_back([&folder, exit_id] {
+      for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(Start(folder), 1);
+        GetSturdyObject(1);
+        ExitSturdyEnvironment(exit_id);
+      }
+    });
+  }
+  for (auto& client : clients) {
+    client.join();
+  }
+  ExpectNothingStarted();
+}
+
+}  // namespace
+}  // namespace zo_sturdy

@@ -1,0 +1,86 @@
+#include "src/sturdy/http_agent/logic/http_agent.h"
+
+#include "tests/src/http_agent/agent_fixture.h"
+
+namespace {
+
+using zo_sturdy::HttpAgent;
+using zo_sturdy::MultipleURLHttpRequest;
+
+TEST_F(AgentTest, RequestIsReleasedWhomeverItTells) {
+  Outcome outcome;
+  StartRequest(Request({}, outcome));
+  StartRequest(MultipleURLHttpRequest());  // neither URLs nor anybody to tell
+  EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, ""));
+  EXPECT_EQ(log_.With("[multiple] Request url list empty").size(), 2U);
+  EXPECT_EQ(Live(), 0U);
+  MultipleURLHttpRequest request = Request(Urls(1), outcome);
+  for (const MultipleURLHttpRequest::Callback& callback :
+       {MultipleURLHttpRequest::Callback(), MultipleURLHttpRequest::Callback([](const auto&...) {
+          throw std::runtime_error("own");
+        })}) {
+    request.callback = callback;
+    agent_->InvokeMultipleURLHttpRequest(request);
+    transport_->Answer(Url(0), 200);
+    EXPECT_EQ(Live(), 0U);
+  }
+}
+
+TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
+  const zo_sturdy::HttpRequestInvoker invoke = config_->GetHttpRequestInvoker();
+  Outcome outcome;
+  MultipleURLHttpRequest request = Request(Urls(1), outcome);
+  const auto run = [&](bool on_agent_thread) {
+    std::promise<std::string> name;
+    request.callback = [&](const auto&...) {
+      const zo_base::ThreadInfo* info = zo_base::CurrentThreadInfo();
+      name.set_value(info != nullptr ? info->name : "pool");
+    };
+    invoke(request, on_agent_thread);
+    transport_->Answer(Url(0), 200);
+    return name.get_future().get();
+  };
+  EXPECT_EQ(run(true), "http_agent_work");
+  EXPECT_EQ(run(false), "pool");
+  agent_->Stop();
+  EXPECT_EQ(run(true), "pool");
+  agent_.reset();
+  invoke(request, true);
+  EXPECT_EQ(transport_->sent, 3);
+}
+
+TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
+  for (int round = 0; round < 100; ++round) {
+    Outcome outcome;
+    std::thread answers([&] {
+      for (const int i : {0, 1, 2}) {
+        transport_->Answer(Url(i), i == 2 ? 200 : 0);
+      }
+    });
+    agent_->InvokeMultipleURLHttpRequest(Request(Urls(3), outcome));
+    answers.join();
+    EXPECT_EQ(outcome.Told(), std::make_tuple(1, true, ""));
+  }
+  EXPECT_EQ(Live(), 0U);
+}
+
+TEST_F(AgentTest, OutcomeForAnAgentThatIsGoneIsNotTold) {
+  Outcome outcome;
+  StartRequest(Request(Urls(1), outcome));
+  agent_.reset();
+  transport_->Answer(Url(0), 200);
+  Settle();
+  EXPECT_EQ(outcome.calls, 0);
+  EXPECT_EQ(Live(), 1U);
+}
+
+TEST(QueryHost, AgentThatDoesNotRunResolvesNothing) {
+  HttpAgent agent;
+  std::string result;
+  for (const auto& [host, code] : {std::pair("0x7f.1", "1"), {"[::1]", "1"}, {"name.test", "2"}}) {
+    EXPECT_FALSE(agent.QueryHost(host, 7, result));
+    EXPECT_EQ(result, std::string("{\"code\": ") + code + "}");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+// What follows a request that has failed on all its URLs: the host query, the second pass, and the
+// report of the failures.
+#include "src/sturdy/http_agent/logic/second_pass.h"
+
+#include "base/platform/thread.h"
+#include "lab/lab.h"
+#include "lab/paths.h"
+#include "tests/src/http_agent/agent_fixture.h"
+#include "tests/src/http_agent/request_lines.h"
+
+namespace {
+
+using KRBASE::network::HttpHeaderList;
+using testing::ElementsAre;
+using zo_base::json11::Json;
+using zo_sturdy::MultipleURLHttpRequest;
+
+class SecondPassTest : public AgentTest {
+ protected:
+  static MultipleURLHttpRequest Asking(const std::vector<std::string>& urls, Outcome& outcome) {
+    MultipleURLHttpRequest request = Request(urls, outcome);
+    request.use_http_dns = true;
+    return request;
+  }
+  void AnswerQuery(const std::string& hosts, const std::string& data) {
+    transport_->Answer("https://localhost/httpdns/v2/d?domain=" + hosts, 200,
+                       R"({"code":200,"data":{)" + data + "}}");
+  }
+  // Each failure of a request goes out at once, but for those with status 403.
+  MultipleURLHttpRequest Reported(const std::string& endpoint, const std::vector<std::string>& urls,
+                                  Outcome& outcome) {
+    config_->statistic_settings.Set({true, endpoint, 1, 60000, 10000});
+    MultipleURLHttpRequest request = Asking(urls, outcome);
+    request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
+      need_statistic = code != 403;
+      return code == 200;
+    };
+    return request;
+  }
+  // What this thread has told, at this level if there is one.
+  Messages Told(uint32_t thread, std::string_view tag, std::string_view level = "") {
+    Messages told;
+    for (const LogMessage& message : log_.All()) {
+      if (message.text.starts_with(tag) && message.level.starts_with(level) &&
+          message.thread_id == thread) {
+        told.push_back(message.text);
+      }
+    }
+    return told;
+  }
+  uint32_t ThreadId() {
+    uint32_t thread = 0;
+    RunOn(*thread_, [&] { thread = zo_base::CurrentThreadId(); });
+    return thread;
+  }
+};
+
+TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
+  Outcome outcome;
+  MultipleURLHttpRequest request =
+      Asking({"http://b.test/x", "https://a.test:8/b?h=a.test", "http://127.0.0.1:9/"}, outcome);
+  request.time_out = 6000;
+  request.multiple_time_out = 1500;
+  request.type = 1;
+  request.body = "posted";
+  request.heads = {"N:v"};
+  MultipleURLHttpRequest second = request;
+  second.use_http_dns = false;
+  second.urls = {{"https://10.0.0.2:8/b?h=a.test", "a.test"},
+                 {"https://10.0.0.1:8/b?h=a.test", "a.test"},
+                 {"https://[::1]:8/b?h=a.test", "a.test"},
+                 {"http://10.0.0.3/x", "b.test"}};
+  StartRequest(request);
+  for (const auto& [url, host] : request.urls) {
+    transport_->Answer(url, 500, "first");
+  }
+  AnswerQuery("b.test,a.test", R"("a.test":{"ip":["10.0.0.2","10.0.0.1"],"ipv6":["::1"]},)"
+                               R"("b.test":{"ip":["10.0.0.3"]})");
+  for (const auto& [url, host] : second.urls) {
+    EXPECT_EQ(outcome.calls, 0);
+    const auto sent = transport_->WaitFor(url).first;
+    EXPECT_EQ(sent->headers, (HttpHeaderList{{"N", "v"}, {"Host", host}}));
+    EXPECT_EQ(std::string(sent->body.begin(), sent->body.end()), "posted");
+    transport_->Answer(url, 500, "second " + url);
+  }
+  Settle();
+  EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, "second http://10.0.0.3/x"));
+  EXPECT_EQ(transport_->sent, 8);
+  const auto in_vain = [](int i, const std::string& is_last) {
+    const std::string n = std::to_string(i);
+    return "send " + n + ";bad " + n + " 500 " + is_last + ";stop " + n + ";remove " + n + ";" +
+           (is_last == "true" ? "last;"
+                              : "waits false;-> " + n + " " + std::to_string(i + 1) + ";");
+  };
+  Messages expected = RequestLines(
+      request, in_vain(0, "false") + in_vain(1, "false") + in_vain(2, "true") + "second");
+  for (const char* line : {"Use http dns,host:", " -- b.test", " -- a.test",
+                           "User http dns, host:a.testip list:", "User http dns, ------10.0.0.2",
+                           "User http dns, ------10.0.0.1", "User http dns, ------[::1]",
+                           "User http dns, host:b.testip list:", "User http dns, ------10.0.0.3"}) {
+    expected.push_back(std::string("[multiple]") + line);
+  }
+  Messages last = RequestLines(second, in_vain(0, "false") + in_vain(1, "false") +
+                                           in_vain(2, "false") + in_vain(3, "true") + "fail");
+  last.insert(last.begin() + 4, last.back());  // the first request, once the second is on its way
+  expected.insert(expected.end(), last.begin(), last.end());
+  EXPECT_EQ(Told(ThreadId(), "[multiple]"), expected);
+}
+
+TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
+  const std::string data = R"("a.test":{"ip":["10.0.0.1"],"ipv6":["::1","::2"]})";
+  for (const std::string host : {"a.test", "b.test"}) {
+    Outcome outcome;
+    MultipleURLHttpRequest request = Asking({"http://" + host}, outcome);
+    request.ip_family = net::kIPFamilyV6;
+    StartRequest(request);
+    transport_->Answer("http://" + host, 500, "first");
+    AnswerQuery(host, data);
+    if (host == "a.test") {
+      transport_->Answer("http://[::1]", 500);
+      transport_->Answer("http://[::2]", 200, "second");
+    }
+    Settle();
+    EXPECT_EQ(outcome.Told(), host == "a.test" ? std::make_tuple(1, true, "second")
+                                               : std::make_tuple(1, false, "first"));
+  }
+  EXPECT_EQ(log_.With("[multiple]User http dns,query host fail").size(), 1U);
+  EXPECT_TRUE(log_.WaitForCount("[multiple]Request return,release request object", 5))
+      << "two requests, two host queries, and a second pass";
+}
+
+TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
+  MultipleURLHttpRequest failed;
+  failed.urls = {
+      {"http://a.test/1", ""}, {"http://a.test/2", ""}, {"http://a.test/3", ""}, {"http://b/", ""}};
+  const auto named = zo_sturdy::GatherNamedHosts(failed.urls);
+  const std::list<std::string> many(100000, "10.0.0.1");
+  const auto second = zo_sturdy::MakeSecondPass(failed, named, {{"a.test", many}, {"b", many}});
+  EXPECT_EQ(second.urls.size(), 64U);
+  EXPECT_EQ(log_.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
+  // Hosts that were not asked for, or have come without addresses, give no URL.
+  EXPECT_TRUE(
+      zo_sturdy::MakeSecondPass(failed, named, {{"a.test", {}}, {"x", {"10.0.0.1"}}}).urls.empty());
+}
+
+// The report begins on the thread "statistic", so its host query holds up nobody.
+TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
+  Outcome outcome;
+  agent_->InvokeMultipleURLHttpRequest(Reported("http://s.test", {"http://10.0.0.1/"}, outcome));
+  transport_->Answer("http://10.0.0.1/", 404);
+  EXPECT_EQ(outcome.calls, 1);
+  transport_->Answer(std::string("http://s.test") + lab::kReportPath, 500);
+  AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
+  transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
+  EXPECT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  EXPECT_THAT(Told(zo_base::CurrentThreadId(), "[statistic]"), testing::IsEmpty());
+}
+
+TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
+  KRBASE::network::HttpClient::Instance()->Stop();
+  KRBASE::network::HttpClient::Instance()->Start();
+  lab::Lab lab({lab::HttpServer("s")
+                    .On("/bad", {lab::Answer(404).HeldAt("gate"), lab::Answer(404)})
+                    .On("/forbidden", lab::Answer(403))
+                    .On("/good", lab::Answer(200))
+                    .On(lab::kReportPath, {lab::Answer(204), lab::Answer(200)})});
+  const std::string bad = lab.Url("s", "/bad");
+  const std::string named = "http://localhost:" + std::to_string(lab.Port("s")) + "/bad";
+  SetToken("key");
+  Outcome outcome;
+  StartRequest(Reported(
+      lab.Url("s"), {bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")}, outcome));
+  EXPECT_TRUE(lab.WaitForHeld("gate", 1, LogLines::kLimit));
+  clock_.Advance(7);
+  lab.Release("gate");
+  ASSERT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  const auto reports = lab.RequestsFor(lab::kReportPath);
+  ASSERT_EQ(reports.size(), 2U) << "one more when the first had failed";
+  const Json by_name = Parsed(reports[0].body)[1]["host_ip"];
+  EXPECT_THAT(by_name.array_items(), testing::Contains(Json("127.0.0.1")));
+  const auto record = [&](const std::string& url, const Json& addresses, int send_time) {
+    return Json::object{{"appkey", "key"},      {"error_code", 404},  {"host_ip", addresses},
+                        {"platform", "pc"},     {"request_url", url}, {"send_time", send_time},
+                        {"timestamp", now_ + 7}};
+  };
+  const std::string body =
+      Json(Json::array{record(bad, Json::array{"127.0.0.1"}, 7), record(named, by_name, 0)}).dump();
+  for (const lab::Request& report : reports) {
+    EXPECT_EQ(report.method + report.body, "POST" + body);
+    EXPECT_THAT(report.HeaderLines(),
+                testing::IsSupersetOf(
+                    {"Host: 127.0.0.1", "Content-Type:  application/json", "sdktype: im"}));
+  }
+  const std::string sent = "[statistic] Do statistic data :" + body;
+  const std::string answer =
+      "[statistic]Statistic check \r\n-----------------------\r\n\r\n-----------------------";
+  EXPECT_THAT(
+      log_.Tagged({"[statistic]"}),
+      ElementsAre(sent, "[statistic][count] Statistic count :2",
+                  "[statistic]Statistic check code:204", answer, "[statistic]Statistic ret:false",
+                  sent, "[statistic][count] Statistic count :2",
+                  "[statistic]Statistic check code:200", answer, "[statistic]Statistic ret:true"));
+  EXPECT_THAT(Told(ThreadId(), "[statistic]", "LV_PRO"), ElementsAre(answer, answer));
+  EXPECT_EQ(log_.With("need statics").size(), 1U) << "no report's own failure is recorded";
+}
+
+}  // namespace

@@ -1,0 +1,217 @@
+#include "src/sturdy/http_agent/http_dns/http_dns_service.h"
+#include "tests/src/http_dns/dns_fixture.h"
+#include "tests/support/server_cache.h"
+
+namespace zo_sturdy {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+const std::string kLine = "\r\n-----------------------";
+
+class HostQueryTest : public DnsTest {
+ protected:
+  HostQueryTest() {
+    WriteServerCache(config_->data_path, {{"10.0.0.1"}}, {{"[::5]", 80, false}}, "dns");
+    manager_->Init();
+    Settle();
+    log_.StartHere();
+  }
+  void Know(const std::string& host, int ttl_ms, bool stale = false) {
+    manager_->HostsForTest().UpdateHost(host, now_, ttl_ms, {"1.1.1.1", "1.1.1.2"}, {}, stale);
+  }
+  std::future<bool> Start(const std::vector<std::string>& hosts, int family = 0) {
+    return std::async(std::launch::async, [this, hosts, family] {
+      return manager_->Query(static_cast<net::AddressFamily>(family), hosts, results_);
+    });
+  }
+  // What a query for these hosts logs first.
+  static std::string Begin(const std::vector<std::string>& hosts) {
+    const std::string line = "-----------------------------";
+    std::string text = "[http dns] DoQuery ip_family: 0\r\nhost list :\r\n" + line + "\r\n";
+    for (const std::string& host : hosts) {
+      text += "host :" + host + "\r\n";
+    }
+    return text + line;
+  }
+  HostIPMap results_{{"old", {"content"}}};
+};
+
+TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
+  Know("f", 100000);
+  Know("s", 100000, true);
+  Know("t", 100000, true);
+  auto query = Start({"m", "f", "s", "n", "t"});
+  const auto [request, on_agent] = Next();
+  EXPECT_FALSE(on_agent);
+  EXPECT_THAT(UrlsOf(request), ElementsAre("https://dns/httpdns/v2/d?domain=m,n",
+                                           "https://10.0.0.1:443/httpdns/v2/d?domain=m,n",
+                                           "http://[::5]:80/httpdns/v2/d?domain=m,n"));
+  EXPECT_EQ(request.urls[0].host + request.urls[1].host, "dnsdns");
+  EXPECT_EQ(std::tie(request.use_http_dns, request.ip_family, request.type, request.time_out,
+                     request.multiple_time_out, request.body),
+            std::make_tuple(false, 0, 0, 7000, 2000, ""));
+  EXPECT_THAT(request.heads, testing::IsEmpty());
+  const std::string body =
+      R"({"code": 200, "data": {"m": {"ip": ["2.2.2.2", 7], )"
+      R"("ipv6": ["::1", "[::2]"], "ttl": 1.5}, "n": {"ip": ["1"], "ttl": 0}}})";
+  EXPECT_TRUE(Answer(request, 200, body));
+  EXPECT_TRUE(query.get());
+  const auto known = ElementsAre("1.1.1.1", "1.1.1.2");
+  EXPECT_THAT(results_,
+              ElementsAre(Pair("f", known), Pair("m", ElementsAre("2.2.2.2", "[::1]", "[::2]")),
+                          Pair("s", known), Pair("t", known)));
+  EXPECT_EQ(Next().first.urls[0].url, "https://dns/httpdns/v2/d?domain=s,t");
+  const std::string cached = "[http dns] Check cached host: ";
+  EXPECT_THAT(
+      log_.Tagged({"[http dns]"}),
+      ElementsAre(Begin({"m", "f", "s", "n", "t"}), cached + "m res: 3",
+                  cached + "f res: 1 ret:1.1.1.1|1.1.1.2", cached + "s res: 2 ret:1.1.1.1|1.1.1.2",
+                  cached + "n res: 3", cached + "t res: 2 ret:1.1.1.1|1.1.1.2",
+                  "[http dns] Check cached need update type = sync host list : m|n",
+                  "[http dns] Begin query hosts`s ips",
+                  "[http dns] Query hosts`s ip success = true" + kLine + "\r\n" + body + kLine,
+                  "[http dns] Query hosts`s ip success",
+                  "[http dns] Sync update return,do query agin", Begin({"m", "n"}),
+                  cached + "m res: 1 ret:2.2.2.2|[::1]|[::2]",
+                  "[http dns] Check cached need update type = async host list : s|t",
+                  "[http dns] Begin query hosts`s ips"));
+  NewManager();
+  manager_->Init();
+  EXPECT_EQ(manager_->HostsForTest().GetEntries().at("f").cache_expired_time, now_ + 81000);
+  EXPECT_TRUE(manager_->Query(net::kIPFamilyV4, {"f"}, results_));
+  EXPECT_THAT(results_, ElementsAre(Pair("f", known)));
+  EXPECT_EQ(Untaken(), 0U);
+}
+
+TEST_F(HostQueryTest, AnAnswerGivesEachHostItsLifetime) {
+  const auto apply = [&](const std::string& data) {
+    return manager_->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + "}}");
+  };
+  for (const auto& [ttl, ttl_ms] : {std::pair("", 3600000),
+                                    {R"(, "ttl": "9")", 0},
+                                    {R"(, "ttl": -5)", -5000},
+                                    {R"(, "ttl": 1e300)", 2147483647}}) {
+    EXPECT_TRUE(apply(std::string(R"("h": {"ip": ["1.1.1.1"])") + ttl + "}"));
+    EXPECT_EQ(manager_->HostsForTest().GetEntries()["h"].ttl, ttl_ms) << ttl;
+  }
+  EXPECT_FALSE(apply(R"("a": {"ip": ["1.1.1.1"]}, "b": {})"));
+  EXPECT_TRUE(apply(R"("a": {}, "b": {"ipv6": ["::1"]})"));
+}
+
+TEST_F(HostQueryTest, EachQuerySendsItsOwnRequestAndLearnsItsSuccess) {
+  auto first = Start({"a b&c"}, net::kIPFamilyV6);
+  const auto one = Next().first;
+  auto second = manager_->UpdateCache({"a b&c"}, net::kIPFamilyV6);
+  const auto other = Next().first;
+  EXPECT_THAT(UrlsOf(one), ElementsAre("https://dns/httpdns/v2/d?domain=a b&c",
+                                       "http://[::5]:80/httpdns/v2/d?domain=a b&c"));
+  EXPECT_EQ(UrlsOf(one), UrlsOf(other));
+  Answer(one, 200, R"({"code": 200})");
+  Answer(other, 200, R"({"code": 200})");
+  EXPECT_FALSE(first.get());
+  EXPECT_TRUE(second.get());
+  auto failed = manager_->UpdateCache({"m"}, net::kIPFamilyAny);
+  Answer(Next().first, 503, "");
+  EXPECT_FALSE(failed.get());
+  Know("s", 1000, true);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(manager_->Query(net::kIPFamilyAny, {"s"}, results_));
+    Next();
+  }
+  log_.StartHere();
+  EXPECT_FALSE(manager_->DoQuery(net::kIPFamilyAny, {"s"}, results_, true));
+  EXPECT_THAT(results_, IsEmpty());
+  EXPECT_THAT(log_.Tagged({"[http dns]"}), ElementsAre(Begin({"s"})));
+}
+
+TEST_F(HostQueryTest, WhatCannotBeServedIsAskedForEachTimeAndStaysAbsent) {
+  const struct {
+    const char* host;
+    int family, ttl_ms, age_ms, code;
+    const char* body;
+    bool good = false;  // by the check alone
+  } cases[] = {
+      {"unknown", 0, 0, 0, 0, ""},
+      {"left out", 1, 0, 0, 200, R"({"code": 200, "data": {"other": {"ip": ["3.3.3.3"]}}})", true},
+      {"array", 1, 0, 0, 200, "[]"},
+      {"text", 1, 0, 0, 200, R"({"code": "200", "data": {"text": {"ip": ["3.3.3.3"]}}})"},
+      {"status", 1, 0, 0, 500, R"({"code": 200, "data": {"status": {"ip": ["3.3.3.3"]}}})"},
+      {"refused", 1, 0, 0, 200, R"({"code": 500, "data": {"refused": {"ip": ["3.3.3.3"]}}})"},
+      {"expired", 1, 1000, 900, 503, ""},
+      {"other family", 2, 1000, 0, 200, R"({"code": 200, "data": {}})", true},
+      {"clock set back", 0, 1000, -1, 0, ""}};
+  for (const auto& c : cases) {
+    if (c.ttl_ms != 0) {
+      Know(c.host, c.ttl_ms);
+    }
+    clock_.SetWall(now_ + c.age_ms);
+    auto query = Start({c.host}, c.family);
+    EXPECT_EQ(Answer(Next().first, c.code, c.body), c.good) << c.host;
+    EXPECT_FALSE(query.get()) << c.host;
+    EXPECT_THAT(results_, IsEmpty()) << c.host;
+  }
+  log_.StartHere();
+  auto query = Start({"m"});
+  Answer(Next().first, 200, "\x80{");
+  query.get();
+  EXPECT_THAT(
+      log_.Tagged({"[http dns]"}),
+      ElementsAre(Begin({"m"}), "[http dns] Check cached host: m res: 3",
+                  "[http dns] Check cached need update type = sync host list : m",
+                  "[http dns] Begin query hosts`s ips",
+                  "[http dns] Query hosts`s ip response res = false for body error" + kLine +
+                      "\r\nbody:\r\n\x80{" + kLine,
+                  "[http dns] Query hosts`s ip success = false" + kLine + "\r\n\x80{" + kLine,
+                  "[http dns] Query hosts`s ip fail", "[http dns] Sync update return,do query agin",
+                  Begin({"m"})));
+}
+
+TEST_F(HostQueryTest, AnswersWithoutARequestWhereItCan) {
+  Know("cached", 1000);
+  EXPECT_TRUE(Start({"cached", "cached"}).get());
+  EXPECT_EQ(results_["cached"].size(), 4U);
+  EXPECT_FALSE(Start({}).get());
+  EXPECT_THAT(results_, IsEmpty());
+  config_->SetHttpRequestInvoker(nullptr);
+  EXPECT_FALSE(Start({"a"}).get());  // no request, no wait
+  RunOn(*manager_, [&] { EXPECT_FALSE(manager_->Query({}, {"cached"}, results_)); });
+  Settle();
+  EXPECT_EQ(Untaken(), 0U);
+}
+
+TEST_F(HostQueryTest, AnEndWakesWhoWaitsAndRefusesTheRest) {
+  Know("cached", 1000000);
+  auto query = Start({"cached", "a"});
+  const auto request = Next().first;
+  std::future<bool> update;
+  RunOn(*manager_, [&] {  // which comes to what it is told here when the end has come
+    update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
+    manager_->EndQueries();
+  });
+  Settle();
+  EXPECT_EQ(Untaken(), 0U);
+  EXPECT_FALSE(query.get());
+  EXPECT_THROW(update.get(), std::future_error);
+  EXPECT_THROW(manager_->UpdateCache({"m"}, net::kIPFamilyAny).get(), std::future_error);
+  Answer(request, 200, R"({"code": 200, "data": {"a": {"ip": ["1.1.1.1"]}}})");
+  EXPECT_EQ(log_.With("[http dns] Sync update,future_error exception").size(), 1U);
+  EXPECT_FALSE(Start({"cached"}).get());
+  EXPECT_THAT(results_, IsEmpty());
+}
+
+TEST_F(HostQueryTest, AnAnswerMayComeWhenTheManagerIsGone) {
+  auto update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
+  auto request = Next().first;
+  manager_.reset();
+  EXPECT_THROW(update.get(), std::future_error);
+  bool need_statistic = false;
+  EXPECT_FALSE(request.check(0, 200, "", R"({"code": 200})", need_statistic));
+  request.callback(true, "", "");
+  NewManager();
+}
+
+}  // namespace
+}  // namespace zo_sturdy

@@ -1,0 +1,209 @@
+#include "tests/src/http_dns/dns_fixture.h"
+
+namespace zo_sturdy {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+
+const std::string kLine = "\r\n-----------------------";
+
+class ServiceUpdateTest : public DnsTest {
+ protected:
+  // A table that has this time left.
+  void WriteTable(int64_t left_ms) {
+    WriteCache("http_server_cache.data",
+               R"({"host": "old", "ipv4": "[{\"host\": \"10.0.0.1\"}]", "ipv6": "[{\"host\": )"
+               R"(\"::7\", \"https\": false}]", "expired_time": ")" +
+                   std::to_string(now_ + left_ms) + R"(", "updated_at": "1"})");
+  }
+  std::string Saved(const std::string& key) {
+    return Parsed(ReadCache("http_server_cache.data"))[key].string_value();
+  }
+};
+
+TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
+  config_->sdk_version_text = "1.2";
+  config_->tp = 3;
+  config_->sv = 4;
+  SetToken("key");
+  EXPECT_TRUE(manager_->Init());
+  const auto [request, on_agent] = Next();
+  EXPECT_TRUE(on_agent);
+  std::vector<std::string> urls;
+  for (const std::string host :
+       {"localhost", "127.0.0.1:443", "[::1]:443", "127.0.0.2:443", "127.0.0.3:443",
+        "127.0.0.4:443", "127.0.0.5:443", "127.0.0.6:443"}) {
+    urls.push_back("https://" + host + "/httpdns/v2/s");
+  }
+  EXPECT_EQ(UrlsOf(request), urls);
+  EXPECT_THAT(request.urls, testing::Each(testing::Field(&URLItem::host, "localhost")));
+  EXPECT_THAT(request.heads, ElementsAre("X-QORVIN-BUSINESS : im_g1", "X-QORVIN-SDKVER : 1.2_3_4",
+                                         "X-QORVIN-APPKEY : key"));
+  EXPECT_EQ(std::tie(request.time_out, request.multiple_time_out, request.type,
+                     request.use_http_dns, request.ip_family, request.body),
+            std::make_tuple(7000, 2000, 0, false, 0, ""));
+  EXPECT_THAT(Table(1),
+              ElementsAre("localhost:443", "127.0.0.1:443", "127.0.0.2:443", "127.0.0.3:443",
+                          "127.0.0.4:443", "127.0.0.5:443", "127.0.0.6:443"));
+  EXPECT_THAT(Table(2), ElementsAre("localhost:443", "[::1]:443"));
+  const std::string now = std::to_string(now_);
+  EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),
+            "3600 " + now + " " + now);
+  EXPECT_THAT(Saved("ipv4"), EndsWith(R"({"host": "127.0.0.6", "https": true, "port": 443}])"));
+  RunOn(*manager_, [&] { EXPECT_TRUE(manager_->DoReload(net::kIPFamilyAny)); });
+  EXPECT_THAT(log_.Tagged({"[http dns]"}),
+              ElementsAre("[http dns][init] expired_time - time_now <= 2000ms update now",
+                          "[http dns] Begin update service",
+                          "[http dns] Update DNS -s updatting_interface_ = true,return"));
+  SetToken("later");
+  Answer(request, 503, "");
+  Settle(60000);
+  EXPECT_EQ(Next().first.heads, request.heads);
+}
+
+TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
+  WriteTable(2001);
+  manager_->Init();
+  Settle(2000);
+  EXPECT_EQ(Untaken(), 0U);
+  clock_.Advance(1);
+  const auto request = Next().first;  // dropped, it would have failed
+  EXPECT_THAT(UrlsOf(request),
+              ElementsAre("https://old/httpdns/v2/s", "https://10.0.0.1:443/httpdns/v2/s",
+                          "http://::7:80/httpdns/v2/s"));
+  EXPECT_THAT(
+      log_.Tagged({"[http dns]"}),
+      ElementsAre("[http dns][init] expired_time - time_now > 2000ms update after 2001ms",
+                  "[http dns][init] Update S (ttl end)", "[http dns] Begin update service"));
+  manager_->Stop();
+  clock_.SetWall(now_);
+  WriteTable(2000);
+  NewManager();
+  manager_->Init();
+  Next();
+}
+
+TEST_F(ServiceUpdateTest, PausesGrowToFiveMinutesAndASuccessStartsThemOver) {
+  manager_->Init();
+  Next().first.callback(false, "", "");
+  for (const int minutes : {1, 2, 3, 4, 5, 5, 1}) {
+    EXPECT_THAT(log_.With("redo after").back(),
+                EndsWith("redo after :" + std::to_string(minutes * 60000) + "ms"));
+    Settle(minutes * 60000 - 1);
+    EXPECT_EQ(Untaken(), 0U);
+    clock_.Advance(1);
+    const auto request = Next().first;
+    if (log_.With("redo after").size() < 6) {
+      EXPECT_FALSE(Answer(request, 0, ""));
+    } else if (log_.With("ttl : 9000").empty()) {
+      EXPECT_TRUE(Answer(request, 200, R"({"host": "h", "ipv4": [], "ttl": 9})"));
+      Settle(9000);
+      EXPECT_FALSE(Answer(Next().first, 200, R"({"host": "h", "ipv4": []})"));
+    }
+  }
+  EXPECT_EQ(log_.With("[http dns] Update S by (fail)").size(), 7U);
+  EXPECT_THAT(log_.With("for body error"),
+              ElementsAre("[http dns] Check response res = false for body error" + kLine +
+                          "\r\nbody:\r\n{\"host\": \"h\", \"ipv4\": []}" + kLine));
+}
+
+TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
+  WriteTable(0);
+  manager_->Init();
+  const auto request = Next().first;
+  log_.StartHere();
+  const std::string v6 = R"([{"host": "fe::1", "https": false, "port": 8443, "zone": "z"}, )"
+                         R"({"host": "[fe::2]", "https": true, "port": 0, "zone": "z"}])";
+  const std::string body =
+      R"({"host": "new\r\nEvil: header", "ipv4": [], "ipv6": )" + v6 + R"(, "ttl": 1.5})";
+  Answer(request, 200, body);
+  Settle();
+  EXPECT_THAT(Table(), ElementsAre("new:443", "10.0.0.1:0", "![fe::1]:8443", "[fe::2]:0"));
+  EXPECT_THAT(Table(3), ElementsAre("new:443"));
+  EXPECT_EQ(Saved("ipv4"), R"([{"host": "10.0.0.1"}])");
+  EXPECT_EQ(Saved("ipv6"), v6);
+  EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),
+            "1500 " + std::to_string(now_ + 1500) + " 1");
+  Settle(1500);
+  const auto next = Next().first;
+  EXPECT_EQ(next.urls[2].url, "http://[fe::1]:8443/httpdns/v2/s");
+  Answer(next, 503, "b");
+  const std::string index = "[http dns] Check response index:0 code:";
+  const std::string complete = "[http dns] Service update complete ";
+  EXPECT_THAT(log_.Tagged({"[http dns]"}),
+              ElementsAre(index + "200", "[http dns] Check response res = true",
+                          complete + "success = true", complete + kLine + "\r\n" + body + kLine,
+                          "[http dns] Update success ttl : 1500 ms",
+                          "[http dns] Update S (success)", "[http dns] Begin update service",
+                          index + "503", "[http dns] Check response res = false",
+                          complete + "success = false", complete + kLine + "\r\nb" + kLine,
+                          "[http dns] Update fail redo after :60000ms"));
+  manager_->UpdateServerCache(Parsed(R"({"ipv4": [{}]})"));
+  EXPECT_THAT(Table(2), ElementsAre(":443", "![fe::1]:8443", "[fe::2]:0"));
+}
+
+TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysAndCountsAsItIs) {
+  for (const auto& [text, good] : {std::pair(R"({"host": 1, "ipv6": 1, "ttl": 1})", true),
+                                   {R"({"host": 1, "ipv4": 1, "ttl": null})", true},
+                                   {R"({"ipv4": 1, "ttl": 1})", false},
+                                   {R"({"host": 1, "ttl": 1})", false},
+                                   {R"({"host": 1, "ipv4": 1, "ipv6": 1})", false},
+                                   {"[]", false}}) {
+    EXPECT_EQ(HttpDNSManager::CheckServiceResponseBody(Parsed(text)), good) << text;
+  }
+  manager_->LoadServerCache();
+  for (const auto& [answer, kept] : {std::pair(R"({"host": "h"})", "3600000"),
+                                     {R"({"ttl": "9"})", "0"},
+                                     {R"({"ttl": -5})", "-5000"},
+                                     {R"({"ttl": 1e300})", "9223372036854775807"}}) {
+    manager_->UpdateServerCache(Parsed(answer));
+    EXPECT_EQ(Saved("ttl"), kept);
+    EXPECT_EQ(Saved("host") + ":443", Table().front());
+  }
+}
+
+TEST_F(ServiceUpdateTest, AnAnswerCannotMakeARequestOfAnySize) {
+  manager_->Init();
+  std::string many = "{}";
+  while (many.size() < 750000) {
+    many += ",{}";
+  }
+  const std::string at_most(259, 'x');
+  Answer(Next().first, 200,
+         R"({"ttl": 1, "host": ")" + std::string(250000, 'x') + R"(", "ipv4": [)" + many +
+             R"(], "ipv6": [{"host": ")" + at_most + R"(x"}, {"host": ")" + at_most + "\"}]}");
+  Settle(1000);
+  const auto request = Next().first;
+  ASSERT_EQ(request.urls.size(), 66U);
+  EXPECT_EQ(request.urls[2].url, "http://[" + at_most + "]/httpdns/v2/s");
+  EXPECT_EQ(request.urls[2].host, "");
+}
+
+TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestGoesNowhereHasFailed) {
+  config_->SetHttpRequestInvoker(nullptr);
+  manager_->Init();
+  ASSERT_TRUE(log_.WaitFor("redo after :60000ms"));
+  MultipleURLHttpRequest kept;
+  config_->SetHttpRequestInvoker([&](const auto& request, bool) { kept = request; });
+  Settle(60000);
+  EXPECT_EQ(kept.urls.size(), 8U);
+  kept = {};  // as the queue of a thread that has stopped
+  EXPECT_EQ(log_.Texts().back(), "[http dns] Update fail redo after :120000ms");
+}
+
+TEST_F(ServiceUpdateTest, ALifetimeOfNothingReloadsAtOnceAndOneOfAgesWaits) {
+  manager_->Init();
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_TRUE(Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": 0})"));
+  }
+  Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": -1e300})");
+  Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": 1e300})");
+  Settle(2147483646);
+  EXPECT_EQ(Untaken(), 0U);
+  clock_.Advance(1);
+  Next();
+}
+
+}  // namespace
+}  // namespace zo_sturdy

@@ -1,0 +1,80 @@
+#include "src/business/sturdy_lbs/count_timer_invoker.h"
+
+#include <future>
+
+#include "base/thread/clock_for_test.h"
+#include "base/thread/post_task.h"
+#include "tests/src/sturdy_lbs/lbs_fixture.h"
+
+namespace zo_sturdy {
+namespace {
+
+class CountTimerInvokerTest : public LbsTest {
+ protected:
+  CountTimerInvokerTest() {
+    log.StartHere();
+    thread->Start();
+  }
+  ~CountTimerInvokerTest() override { thread->Stop(); }
+
+  // Asks once for each letter.
+  void Ask(const std::string& names, bool immediately = false) {
+    for (const char name : names) {
+      invoker.Invoke([this, name] { ran += name; }, immediately);
+    }
+  }
+  // Asks on the thread, and gives what has run so far.
+  std::string AskOnThread(const std::string& names) {
+    std::promise<std::string> result;
+    zo_base::PostTo(*thread, [&] {
+      Ask(names);
+      result.set_value(ran);
+    });
+    return result.get_future().get();
+  }
+  // What is due then has been handed on when the task behind it, which is due too, runs.
+  std::string RanAfter(int64_t ms) {
+    clock.Advance(ms);
+    std::promise<void> walked;
+    thread->PostDelayedTask(0, [&] { walked.set_value(); });
+    walked.get_future().wait();
+    return AskOnThread("");
+  }
+
+  zo_base::ScopedTestClock clock;
+  const std::shared_ptr<zo_base::BaseThread> thread =
+      std::make_shared<zo_base::BaseThread>("asker");
+  CountTimerInvoker invoker{3, 1200};
+  std::string ran;
+};
+
+TEST_F(CountTimerInvokerTest, RunsTheLatestTaskByCountOrByTime) {
+  EXPECT_EQ(AskOnThread("ab"), "");
+  EXPECT_EQ(AskOnThread("c"), "c");
+  EXPECT_EQ(RanAfter(5000), "c");
+  AskOnThread("d");
+  EXPECT_EQ(RanAfter(1000), "c");
+  AskOnThread("e");
+  EXPECT_EQ(RanAfter(199), "c");
+  EXPECT_EQ(RanAfter(1), "ce");
+  AskOnThread("fg");
+  Ask("h", true);  // on a foreign thread, as a change of the token
+  EXPECT_EQ(RanAfter(5000), "ceh");
+  Ask("i");  // on a thread without a loop the count alone runs a task
+  EXPECT_EQ(RanAfter(5000), "ceh");
+  const std::string now = "[count timer invoker] Invoke immediately";
+  EXPECT_EQ(log.Texts(), (Messages{"[count timer invoker][times] Invoke task", now,
+                                   "[count timer invoker][time out] Invoke task", now, now}));
+}
+
+TEST_F(CountTimerInvokerTest, ATaskOfTheTimerMayWaitForPostsToItsLoop) {
+  zo_base::PostTo(*thread, [this] {
+    invoker.Invoke([this] { std::thread([this] { thread->PostDelayedTask(1, [] {}); }).join(); },
+                   false);
+  });
+  AskOnThread("");
+  RanAfter(1200);
+}
+
+}  // namespace
+}  // namespace zo_sturdy

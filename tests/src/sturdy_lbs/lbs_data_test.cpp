@@ -1,0 +1,187 @@
+// What the service works on: the client's settings, the document and its cache, the request.
+#include "base/json/json.h"
+#include "base/platform/file.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
+#include "src/business/sturdy_lbs/lbs_request.h"
+#include "tests/src/sturdy_lbs/lbs_fixture.h"
+
+namespace zo_sturdy {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+TEST(LBSSettings, ARecordCountsOnlyIfItIsEnabled) {
+  LBSSettings settings;
+  _ZOSturdyLBSSettings record = Record("http://other.example/");
+  record.enable = false;
+  ApplyLBSSettings(record, settings);
+  EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);
+  EXPECT_THAT(settings.lbs_backup_urls, SizeIs(2));
+  EXPECT_THAT(settings.default_link_list, SizeIs(0));
+  record = {};
+  record.enable = true;
+  ApplyLBSSettings(record, settings);
+  EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);
+  EXPECT_THAT(settings.lbs_backup_urls, SizeIs(0));
+  EXPECT_THAT(settings.default_link_list, ElementsAre(kDefaultLink, kDefaultLink));
+}
+
+TEST(LBSSettings, BytesOfAClientArentTrusted) {
+  for (const int family : {-1, 0, 1, 2, 3}) {
+    LBSSettings settings;
+    _ZOSturdyLBSSettings record{};
+    std::memset(&record, 'x', sizeof(record));  // no NUL anywhere, and a bool of neither value
+    std::memset(record.default_link_list, 0, sizeof(record.default_link_list));
+    record.address_family = static_cast<net::AddressFamily>(family);
+    ApplyLBSSettings(record, settings);
+    EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);  // 512 bytes are one too many
+    EXPECT_EQ(settings.default_link_v4, std::string(128, 'x'));
+    EXPECT_EQ(settings.address_family, family < 3 ? family : 1);
+    EXPECT_THAT(settings.default_link_list, SizeIs(family < 0 ? 0 : family == 0 ? 2 : 1));
+  }
+}
+
+TEST(LBSRequest, AddressesPresentTheRuntimeHostAndKeepToTheFamily) {
+  const auto urls = [](int family, const std::vector<std::string>& list) {
+    const LBSQuery query = {family == 1 ? "key" : "", 1, -2, 3, net::AddressFamily{family}};
+    std::string texts;
+    for (const URLItem& item : BuildLBSRequest(list, query, net::AddressFamily{family}).urls) {
+      texts += item.url + " " + item.host + "\n";
+    }
+    return texts;
+  };
+  const std::vector<std::string> list = {"https://run/?a=1", "http://1.2.3.4:8/", "http://[::1]"};
+  EXPECT_EQ(urls(1, list),
+            "https://run/?a=1&k=key&sv=1&pv=-2&tp=3&networkType=0 run\n"
+            "http://1.2.3.4:8/?k=key&sv=1&pv=-2&tp=3&networkType=0 run\n");
+  EXPECT_EQ(urls(2, list),
+            "https://run/?a=1&sv=1&pv=-2&tp=3&networkType=1 run\n"
+            "http://[::1]?sv=1&pv=-2&tp=3&networkType=1 run\n");
+  EXPECT_EQ(urls(0, {"http://1.2.3.4/", "http://[::1]/"}),
+            "http://1.2.3.4/?sv=1&pv=-2&tp=3&networkType=2 \n"
+            "http://[::1]/?sv=1&pv=-2&tp=3&networkType=2 \n");
+}
+
+TEST(LBSDocument, ABodyIsCompleteOrNot) {
+  const std::string good = Document(R"("","a:1")", R"(1,"d:9")", "u");
+  const auto padded = [&good](int size) { return good + std::string(size - good.size(), ' '); };
+  const auto with_lbs = [](size_t n) {
+    return Document(R"("a:1")", R"("d:9")", std::string(n, 'u'));
+  };
+  const auto with_link = [](size_t n) {
+    return Document('"' + std::string(n, 'h') + '"', R"("d:9")", "u");
+  };
+  const std::pair<std::string, bool> bodies[] = {{good, true},
+                                                 {padded(kMaxBodyBytes), true},
+                                                 {padded(kMaxBodyBytes + 1), false},
+                                                 {with_lbs(0), false},
+                                                 {with_lbs(kMaxLbsUrlBytes), true},
+                                                 {with_lbs(kMaxLbsUrlBytes + 1), false},
+                                                 {with_link(kMaxAddressBytes), true},
+                                                 {with_link(kMaxAddressBytes + 1), false},
+                                                 {Document(R"("a:1")", R"("")", "u"), false},
+                                                 {Document("1", R"("d:9")", "u"), false},
+                                                 {"[" + good + "]", false},
+                                                 {std::string(300, '['), false}};
+  for (const auto& [body, complete] : bodies) {
+    EXPECT_EQ(IsCompleteLBSDocument(body), complete) << body.substr(0, 80);
+  }
+  for (size_t cut = 0; cut < good.size(); ++cut) {
+    EXPECT_FALSE(IsCompleteLBSDocument(good.substr(0, cut))) << cut;
+  }
+}
+
+class LBSResponseTest : public LbsTest {
+ protected:
+  LBSResponseTest() { response.SetEnvironmentConfig(config); }
+
+  bool LoadText(const std::string& text) {
+    zo_base::CreateFolders(config->data_path + "lbs");
+    zo_base::WriteWholeFile(file, text);
+    return response.LoadCache();
+  }
+
+  const std::string file = folder.path() + "/lbs/lbs.data";
+  LBSSettings settings;
+  LBSResponse response;
+};
+
+TEST_F(LBSResponseTest, ACacheIsOfTheseSettingsOrNone) {
+  EXPECT_FALSE(response.LoadCache());
+  EXPECT_FALSE(LoadText(R"({"lbs_rsp":"r","root_lbs_addr":"","runntime_lbs":"n"})"));
+  EXPECT_FALSE(LoadText(R"({"lbs_rsp":"r","root_lbs_addr":1,"runntime_lbs":"n"})"));
+  const struct {
+    const char* version;  // a further member of the file
+    int family;
+    const char* cached;  // as the log has it if the families differ
+  } cases[] = {{"", 1, nullptr},
+               {"", 2, "1"},
+               {R"(,"lbs_ip_version":"2")", 0, nullptr},
+               {R"(,"lbs_ip_version":"2x")", 1, "2"},
+               {R"(,"lbs_ip_version":"")", 1, "0"},
+               {R"(,"lbs_ip_version":"99999999999")", 1, "2147483647"}};
+  for (const auto& [version, family, cached] : cases) {
+    log.StartHere();
+    ASSERT_TRUE(LoadText(R"({"lbs_rsp":"r","runntime_lbs":"n","root_lbs_addr":")" +
+                         settings.lbs_url + "\"" + version + "}"));
+    settings.address_family = static_cast<net::AddressFamily>(family);
+    Messages lines;
+    if (cached != nullptr) {
+      lines = {"[lbs] Load lbs cache address family changed check fail cache :" +
+               std::string(cached) + "  setting :" + std::to_string(family)};
+    }
+    EXPECT_EQ(response.CheckCache(settings), lines.empty()) << version << family;
+    EXPECT_EQ(log.Texts(), lines);
+  }
+  settings.address_family = net::kIPFamilyAny;
+  settings.lbs_url += "x";
+  EXPECT_FALSE(response.CheckCache(settings));
+}
+
+TEST_F(LBSResponseTest, TheDefaultDocumentIsWhatAServerMightHaveSent) {
+  settings.default_link_v6 = "six:6";
+  settings.default_link_list = {"a:1", "b:2"};
+  for (const auto family : {net::kIPFamilyAny, net::kIPFamilyV6}) {
+    settings.address_family = family;
+    response.LoadCache();
+    response.SetName("old");
+    response.ResetToDefault(settings, true);
+    EXPECT_EQ(response.Get(lbs_key::kName), "");
+    std::string error;
+    const auto common =
+        zo_base::json11::Json::parse(response.Get(lbs_key::kResponse), error)["common"];
+    EXPECT_EQ(common["link.default"][0].string_value(), family == 2 ? "six:6" : kDefaultLink);
+    EXPECT_EQ(common["link"].dump(), R"(["a:1", "b:2"])");
+    EXPECT_EQ(common["vltdls"][0], common["vltdl"]);
+    EXPECT_TRUE(response.LoadCache() && response.CheckCache(settings) &&
+                response.CheckResponse(response.Get(lbs_key::kResponse)));
+  }
+  response.ResetToDefault(settings, false);
+  EXPECT_EQ(zo_base::ReadWholeFile(file, 100), "{}");
+}
+
+// A file cut by a crash, or with a byte gone bad, is a cache or none; nothing falls over it.
+TEST_F(LBSResponseTest, DamagedFilesAreUsableOrEmpty) {
+  response.LoadCache();
+  response.ResetToDefault(settings, true);
+  response.SetBackupLBS({"a", "", "b"});
+  EXPECT_THAT(response.GetBackupLBS(), ElementsAre("a", "", "b"));
+  response.Save();
+  const std::string whole = zo_base::ReadWholeFile(file, 100000);
+  for (size_t at = 0; at < whole.size(); ++at) {
+    LBSResponse next_run;
+    next_run.SetEnvironmentConfig(config);
+    zo_base::WriteWholeFile(file, whole.substr(0, at));
+    EXPECT_FALSE(next_run.LoadCache()) << at;
+    std::string flipped = whole;
+    flipped[at] = static_cast<char>(flipped[at] ^ 0x11);
+    if (LoadText(flipped) && response.CheckCache(settings)) {
+      response.CheckResponse(response.Get(lbs_key::kResponse));
+      response.GetBackupLBS();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zo_sturdy

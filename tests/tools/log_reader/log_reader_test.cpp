@@ -1,0 +1,235 @@
+#include "tools/log_reader/log_reader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "base/log/tqlog.h"
+#include "lab/temp_folder.h"
+
+namespace log_reader {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr size_t kCapacity = 400;
+const std::string kBegin(kOldTextBegin);
+const std::string kEnd(kOldTextEnd);
+
+// A line as the log has it; the number is in its time too, so that lines differ from the first.
+std::string Line(int number) {
+  const std::string digits = std::to_string(100000 + number);
+  return "03-14 15:09:" + digits.substr(1, 2) + "." + digits.substr(3) + " 4-8 [LV_APP] line " +
+         std::to_string(number) + "\n";
+}
+
+std::string Lines(int first, int end) {
+  std::string text;
+  for (; first < end; ++first) {
+    text += Line(first);
+  }
+  return text;
+}
+
+// The files of a log, to be set to any moment of the writer's steps.
+class LogReaderTest : public testing::Test {
+ protected:
+  void Append(const std::string& text) const {
+    std::ofstream(path_, std::ios::binary | std::ios::app) << text;
+  }
+  void SetLog(const std::string& text) const {
+    std::filesystem::remove(path_);
+    Append(text);
+  }
+  // By renaming, as a cut does.
+  void Cut(const std::string& text) const {
+    std::ofstream(path_ + ".tmp", std::ios::binary) << text;
+    std::filesystem::rename(path_ + ".tmp", path_);
+  }
+  // `more` is what its count is too high by.
+  void SetBuffer(const std::string& text, int32_t more = 0) const {
+    const auto count = static_cast<int32_t>(text.size()) + more;
+    std::string bytes(kCapacity + sizeof count, '\0');
+    std::memcpy(bytes.data(), &count, sizeof count);
+    bytes.replace(sizeof count, text.size(), text);
+    std::ofstream(path_ + ".qel_mmap", std::ios::binary) << bytes;
+  }
+
+  const lab::TempFolder folder_;
+  const std::string path_ = folder_.File("sturdy_comp.log");
+};
+
+TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
+  const std::string old = Lines(0, 30);
+  const std::string held = Lines(30, 39);  // 9 lines of 40 bytes: the next one finds no room
+  const std::string moved = old + held + Line(39);
+  const std::string twice = Line(50) + Line(50);
+  const std::string moved_by_start = old + kBegin + Line(40) + kEnd;
+  const std::string died = old + Line(30).substr(0, 9) + kBegin + kEnd;
+  const struct {
+    const char* step;
+    std::string log;
+    std::string buffer;
+    std::string text;
+    int32_t more = 0;
+  } cases[] = {
+      {"nothing yet", "", "", ""},
+      {"a buffer alone", "", held, held},
+      {"a line copied, not counted", old, held + Line(39), old + held, -40},
+      {"appending has begun", old + held.substr(0, 100), held, old + held},
+      {"the first appending has come to a line's end", Lines(30, 32), held, held},
+      {"appended, not cleared", moved, held, moved},
+      {"cut, not cleared", moved.substr(700), held, moved.substr(700)},
+      {"the clearing has begun at the end", moved, held.substr(0, 300), moved, 60},
+      {"the clearing has begun at the begin", moved, "\0\0\0" + held.substr(40), moved, -320},
+      {"cleared", moved, held, moved, -360},
+      {"a line like the last one of the log", old + Line(50), twice, old + Line(50) + twice},
+      {"a start has moved it, not cleared", moved_by_start, Line(40), moved_by_start},
+      {"died within an appending, and started again", died, Line(50), died + Line(50)},
+      {"a count past the end", old, held, old + held, 100000},
+      {"a count below zero", old, held, old, -361},
+  };
+  for (const auto& moment : cases) {
+    SetLog(moment.log);
+    SetBuffer(moment.buffer, moment.more);
+    EXPECT_EQ(LogReader(path_).ReadNewText(), moment.text) << moment.step;
+  }
+  std::filesystem::resize_file(path_ + ".qel_mmap", 3);
+  EXPECT_EQ(LogReader(path_).ReadNewText(), old) << "a cut count";
+  EXPECT_EQ(LogReader(folder_.File("absent/x.log")).ReadNewText(), "");
+  EXPECT_EQ(LogReader(folder_.path()).ReadNewText(), "") << "a folder is no log";
+}
+
+// By having no descriptor left, since root may open what no one else may.
+TEST_F(LogReaderTest, FilesThatCantBeOpenedCountAsEmpty) {
+  SetLog(Lines(0, 3));
+  EXPECT_EQ(FindRefusedFile(path_), "") << "without a buffer";
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::string text = LogReader(path_).ReadNewText();
+  const std::string refused = FindRefusedFile(path_);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(refused, path_);
+}
+
+// One look after each step, and the sum of all looks is what was written.
+TEST_F(LogReaderTest, FollowsThroughFlushCutRestartAndLoss) {
+  LogReader log(path_);
+  const auto look = [&] { return log.ReadNewText(); };
+  SetLog(Lines(0, 30));
+  SetBuffer(Lines(30, 38));
+  EXPECT_EQ(look(), Lines(0, 38));
+  EXPECT_EQ(look(), "");
+  SetBuffer(Lines(30, 39));
+  EXPECT_EQ(look(), Line(38));
+  Append(Lines(30, 34) + Line(34).substr(0, 7));  // in the middle of the appending
+  EXPECT_EQ(look(), "");
+  Append(Line(34).substr(7) + Lines(35, 40));
+  EXPECT_EQ(look(), Line(39));
+  EXPECT_EQ(look(), "") << "still not cleared";
+  SetBuffer("");
+  EXPECT_EQ(look(), "");
+  SetBuffer(Lines(40, 42));
+  EXPECT_EQ(look(), Lines(40, 42));
+
+  Append(Lines(40, 50) + Lines(50, 60));  // two flushes between two looks
+  SetBuffer(Lines(60, 62));
+  EXPECT_EQ(look(), Lines(42, 62));
+
+  Append(Lines(60, 70));
+  Cut(Lines(0, 70).substr(Lines(0, 35).size() - 11));  // a cut goes through a line
+  EXPECT_EQ(look(), Lines(62, 70)) << "not cleared";
+  SetBuffer(Lines(70, 72));
+  EXPECT_EQ(look(), Lines(70, 72));
+  Append(kBegin + Lines(70, 72) + kEnd);
+  SetBuffer(Lines(72, 73));
+  EXPECT_EQ(look(), kEnd + Line(72)) << "another start of the client";
+
+  SetBuffer(Lines(80, 82));  // on a full disk the text of a full buffer is lost
+  EXPECT_EQ(look(), Lines(80, 82));
+  std::filesystem::resize_file(path_, 0);
+  SetBuffer(Lines(80, 83));
+  EXPECT_EQ(look(), Line(82)) << "someone has emptied the log";
+  std::filesystem::remove_all(folder_.path());
+  EXPECT_EQ(look(), "");
+  std::filesystem::create_directory(folder_.path());
+  SetLog(Lines(90, 93));
+  EXPECT_EQ(look(), Lines(90, 93));
+
+  Cut(Line(96).substr(20) + Lines(97, 99));  // cut past what was known
+  const auto messages = log.ReadNewMessages();
+  ASSERT_EQ(messages.size(), 2u);
+  EXPECT_EQ(messages[0].text, "line 97");
+}
+
+// The limit of the second log makes it lose its older half, again and again.
+TEST_F(LogReaderTest, GivesNothingTwiceOrTornBesideABusyWriter) {
+  constexpr int kLines = 20000;
+  for (const bool is_cut : {false, true}) {
+    const std::string path = folder_.File(is_cut ? "cut" : "whole");
+    std::atomic<bool> done{false};
+    LogReader log(path);
+    log.SkipToEnd();
+    std::thread writer([&] {
+      zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
+      logger.SetLogFile(path, is_cut ? 0x20000 : 0, 4096);
+      for (int i = 0; i < kLines; ++i) {
+        logger.Write(zo_base::LV_KER, Line(i));
+      }
+      done = true;
+    });
+    int next = 0;
+    for (bool last_look = false; !last_look;) {
+      last_look = done;
+      for (const LogMessage& message : log.ReadNewMessages()) {
+        int number = -1;
+        std::sscanf(message.text.c_str(), "line %d", &number);
+        EXPECT_EQ(message.bytes, Line(number));
+        EXPECT_TRUE(is_cut ? number >= next : number == next) << number << " " << next;
+        next = number + 1;
+      }
+    }
+    writer.join();
+    EXPECT_EQ(next, kLines);
+  }
+}
+
+TEST(LogMessageTest, TakesMessagesApart) {
+  const std::string text =
+      "of a cut line\n03-14 15:09:26.535 4321-8765 [LV_ERR] a.cpp:12\nsevere\n" + kBegin +
+      "torn\n" + kEnd + "03-14 15:09:26.536 4321-8765 [LV_APP] [lbs][a b]more\r\nlines\r\n";
+  std::vector<std::string> texts;
+  std::string bytes;
+  for (const LogMessage& one : ParseMessages(text)) {
+    texts.push_back(one.level + ":" + one.text);
+    bytes += one.bytes;
+  }
+  EXPECT_EQ(bytes, text);
+  EXPECT_THAT(texts, ElementsAre("cut:of a cut line", "LV_ERR:severe", ":load from mmap file begin",
+                                 "cut:torn", ":load from mmap file end",
+                                 "LV_APP:[lbs][a b]more\r\nlines\r"));
+  EXPECT_EQ(ParseMessages(text)[1].location, "a.cpp:12");
+  LogMessage last = ParseMessages(text).back();
+  EXPECT_EQ(last.time, "03-14 15:09:26.536");
+  EXPECT_EQ(last.process_id, 4321u);
+  EXPECT_EQ(last.thread_id, 8765u);
+  const std::pair<const char*, bool> tags[] = {
+      {"lbs", true}, {"a b", true}, {"lb", false}, {"more", false}, {"", false}};
+  for (const auto& [tag, has] : tags) {
+    EXPECT_EQ(last.HasTag(tag), has) << tag;
+  }
+  last.text = "[open";
+  EXPECT_TRUE(last.HasTag("open")) << "a cut message";
+}
+
+}  // namespace
+}  // namespace log_reader
