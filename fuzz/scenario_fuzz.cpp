@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "fuzz/expect.h"
+#include "lab/placeholders.h"
 #include "lab/plan.h"
 #include "lab/scenario.h"
-#include "lab/text.h"
 
 namespace {
 

@@ -48,13 +48,13 @@ std::vector<HeaderField> SplitFields(const std::string& head) {
 
 class ConnectionImpl : public Connection, public std::enable_shared_from_this<ConnectionImpl> {
  public:
-  ConnectionImpl(tcp::socket socket, Desk& desk)
-      : desk_(desk),
-        number_(desk.journal.Opened(desk.server.name)),
+  ConnectionImpl(tcp::socket socket, ServerContext& context)
+      : context_(context),
+        number_(context.journal.Opened(context.server.name)),
         socket_(std::move(socket)),
         timer_(socket_.get_executor()) {
-    if (desk_.tls != nullptr) {
-      tls_.emplace(socket_, *desk_.tls);
+    if (context_.tls != nullptr) {
+      tls_.emplace(socket_, *context_.tls);
     }
   }
   ~ConnectionImpl() override {
@@ -62,7 +62,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
     tls_.reset();
     error_code ignored;
     socket_.close(ignored);
-    desk_.journal.Closed(desk_.server.name);
+    context_.journal.Closed(context_.server.name);
   }
 
   void Begin() override;
@@ -102,7 +102,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   void OnTlsEnd(error_code error);
   void Finish();
 
-  Desk& desk_;
+  ServerContext& context_;
   const int number_;
   tcp::socket socket_;
   std::optional<asio::ssl::stream<tcp::socket&>> tls_;
@@ -120,7 +120,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
 };
 
 void ConnectionImpl::Begin() {
-  switch (desk_.server.listening) {
+  switch (context_.server.listening) {
     case Listening::kReset:
       return ResetNow();
     case Listening::kClose:
@@ -148,7 +148,7 @@ void ConnectionImpl::OnHandshake(error_code error) {
     const char* name = SSL_get_servername(tls_->native_handle(), TLSEXT_NAMETYPE_host_name);
     request_.sni = name == nullptr ? "" : name;
   }
-  if (desk_.server.listening == Listening::kSilent) {
+  if (context_.server.listening == Listening::kSilent) {
     return Stay();
   }
   Read();
@@ -220,16 +220,16 @@ void ConnectionImpl::TakeHead(size_t head_bytes) {
 
 void ConnectionImpl::RecordMalformed() {
   Request refused;
-  refused.server = desk_.server.name;
+  refused.server = context_.server.name;
   refused.connection = number_;
   refused.sni = request_.sni;
   refused.malformed = true;
   refused.raw_head = parser_.has_value() ? request_.raw_head : inbox_;
   parser_.reset();
   inbox_.clear();
-  desk_.journal.Add(refused);
-  if (desk_.observer) {
-    desk_.observer(refused);
+  context_.journal.Add(refused);
+  if (context_.observer) {
+    context_.observer(refused);
   }
 }
 
@@ -240,7 +240,7 @@ void ConnectionImpl::RefuseMalformed() {
 
 void ConnectionImpl::OnRequest() {
   const auto& message = parser_->get();
-  request_.server = desk_.server.name;
+  request_.server = context_.server.name;
   request_.connection = number_;
   request_.method = std::string(message.method_string());
   request_.target = std::string(message.target());
@@ -251,14 +251,14 @@ void ConnectionImpl::OnRequest() {
   request_.body = message.body();
   const bool keep_alive = message.keep_alive();
   parser_.reset();
-  desk_.journal.Add(request_);
-  const Behaviour behaviour = desk_.script.Next(desk_.server.name, request_.path);
-  if (desk_.observer) {
-    desk_.observer(request_);
+  context_.journal.Add(request_);
+  const Behaviour behaviour = context_.script.Next(context_.server.name, request_.path);
+  if (context_.observer) {
+    context_.observer(request_);
   }
   if (state_ != State::kOver) {  // the observer may have stopped the server
     Play(MakePlan(behaviour, {request_.method, request_.path, request_.query, keep_alive,
-                              desk_.journal.Count()}));
+                              context_.journal.Count()}));
   }
 }
 
@@ -268,14 +268,14 @@ void ConnectionImpl::Play(Plan plan) {
   if (!plan_.gate.empty()) {
     state_ = State::kHeld;
     // Let go on another thread; the connection may be over by then.
-    ticket_ = desk_.journal.Hold(plan_.gate,
-                                 [executor = socket_.get_executor(), weak = weak_from_this()] {
-                                   asio::post(executor, [weak] {
-                                     if (const auto self = weak.lock()) {
-                                       self->OnGate();
-                                     }
-                                   });
-                                 });
+    ticket_ = context_.journal.Hold(plan_.gate,
+                                    [executor = socket_.get_executor(), weak = weak_from_this()] {
+                                      asio::post(executor, [weak] {
+                                        if (const auto self = weak.lock()) {
+                                          self->OnGate();
+                                        }
+                                      });
+                                    });
     if (ticket_ != 0) {
       return;
     }
@@ -296,7 +296,7 @@ void ConnectionImpl::OnGate() {
 
 void ConnectionImpl::LeaveGate() {
   if (ticket_ != 0) {
-    desk_.journal.Unhold(plan_.gate, std::exchange(ticket_, 0));
+    context_.journal.Unhold(plan_.gate, std::exchange(ticket_, 0));
   }
 }
 
@@ -384,8 +384,8 @@ void ConnectionImpl::Finish() {
 
 }  // namespace
 
-std::shared_ptr<Connection> Connection::Make(tcp::socket socket, Desk& desk) {
-  return std::make_shared<ConnectionImpl>(std::move(socket), desk);
+std::shared_ptr<Connection> Connection::Make(tcp::socket socket, ServerContext& context) {
+  return std::make_shared<ConnectionImpl>(std::move(socket), context);
 }
 
 }  // namespace lab

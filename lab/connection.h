@@ -12,7 +12,7 @@
 namespace lab {
 
 // What all connections of a server share. Outlives them.
-struct Desk {
+struct ServerContext {
   const Server& server;
   Journal& journal;
   Script& script;
@@ -30,7 +30,8 @@ class Connection {
   virtual void Begin() = 0;
   virtual void ResetNow() = 0;
 
-  static std::shared_ptr<Connection> Make(boost::asio::ip::tcp::socket socket, Desk& desk);
+  static std::shared_ptr<Connection> Make(boost::asio::ip::tcp::socket socket,
+                                          ServerContext& context);
 };
 
 }  // namespace lab

@@ -13,9 +13,9 @@
 #include <thread>
 #include <utility>
 
-#include "lab/host.h"
 #include "lab/journal.h"
-#include "lab/reservation.h"
+#include "lab/port_reservation.h"
+#include "lab/running_server.h"
 #include "lab/scenario_check.h"
 #include "lab/script.h"
 
@@ -46,7 +46,7 @@ class Lab::Impl {
  public:
   Impl(const Scenario& scenario, Observer observer) : observer_(std::move(observer)) {
     scenario.Check();
-    MakeHosts(scenario);
+    StartServers(scenario);
     for (const Server& server : scenario.servers) {
       for (const Route& route : server.routes) {
         SetBehaviours(server.name, route.path, route.behaviours);
@@ -59,17 +59,17 @@ class Lab::Impl {
   ~Impl() {
     io_->stop();
     thread_.join();
-    for (const auto& host : hosts_) {
-      host->Drop();
+    for (const auto& server : servers_) {
+      server->Drop();
     }
     work_.reset();
     io_.reset();  // with the connections, which still need hosts and journal
   }
 
-  Host& At(const std::string& name) const {
-    for (const auto& host : hosts_) {
-      if (host->name() == name) {
-        return *host;
+  RunningServer& At(const std::string& name) const {
+    for (const auto& server : servers_) {
+      if (server->name() == name) {
+        return *server;
       }
     }
     throw std::invalid_argument("the lab has no server \"" + name + "\"");
@@ -94,31 +94,31 @@ class Lab::Impl {
     done.get();
   }
 
-  const std::vector<std::unique_ptr<Host>>& hosts() const { return hosts_; }
+  const std::vector<std::unique_ptr<RunningServer>>& servers() const { return servers_; }
 
   Journal journal;
   Script script;
 
  private:
-  void MakeHosts(const Scenario& scenario) {
+  void StartServers(const Scenario& scenario) {
     std::vector<LoopbackPort> ports = ReservePorts(scenario.servers);
     for (size_t i = 0; i < scenario.servers.size(); ++i) {
       const Server& server = scenario.servers[i];
-      hosts_.push_back(
-          std::make_unique<Host>(*io_, server, std::move(ports[i]), journal, script, observer_));
+      servers_.push_back(std::make_unique<RunningServer>(*io_, server, std::move(ports[i]), journal,
+                                                         script, observer_));
       try {
-        hosts_.back()->Listen();
+        servers_.back()->Listen();
       } catch (const std::system_error& error) {
         throw PortTaken(server, i, error);
       }
-      endpoints_.push_back(hosts_.back()->AsEndpoint());
+      endpoints_.push_back(servers_.back()->AsEndpoint());
     }
   }
 
   const Observer observer_;
   std::unique_ptr<asio::io_context> io_ = std::make_unique<asio::io_context>(1);
   asio::executor_work_guard<asio::io_context::executor_type> work_{io_->get_executor()};
-  std::vector<std::unique_ptr<Host>> hosts_;
+  std::vector<std::unique_ptr<RunningServer>> servers_;
   std::vector<Endpoint> endpoints_;
   std::thread thread_;
 };
@@ -225,17 +225,17 @@ void Lab::OpenGate(const std::string& gate) {
 }
 
 void Lab::StopListening(const std::string& server) {
-  impl_->OnLabThread([&host = impl_->At(server)] { host.Stop(); });
+  impl_->OnLabThread([&running = impl_->At(server)] { running.Stop(); });
 }
 
 void Lab::ResumeListening(const std::string& server) {
-  impl_->OnLabThread([&host = impl_->At(server)] { host.Listen(); });
+  impl_->OnLabThread([&running = impl_->At(server)] { running.Listen(); });
 }
 
 void Lab::StopListeningAll() {
   impl_->OnLabThread([this] {
-    for (const auto& host : impl_->hosts()) {
-      host->Stop();
+    for (const auto& server : impl_->servers()) {
+      server->Stop();
     }
   });
 }

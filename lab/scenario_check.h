@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "lab/placeholders.h"
 #include "lab/scenario.h"
-#include "lab/text.h"
 
 namespace lab {
 

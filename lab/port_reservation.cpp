@@ -1,4 +1,4 @@
-#include "lab/reservation.h"
+#include "lab/port_reservation.h"
 
 #include <algorithm>
 #include <system_error>

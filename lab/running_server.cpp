@@ -1,4 +1,4 @@
-#include "lab/host.h"
+#include "lab/running_server.h"
 
 #include <sys/socket.h>
 
@@ -21,32 +21,33 @@ constexpr std::chrono::milliseconds kAcceptLater(50);
 
 }  // namespace
 
-Host::Host(asio::io_context& io, Server server, LoopbackPort port, Journal& journal, Script& script,
-           const std::function<void(const Request&)>& observer)
+RunningServer::RunningServer(asio::io_context& io, Server server, LoopbackPort port,
+                             Journal& journal, Script& script,
+                             const std::function<void(const Request&)>& observer)
     : io_(io),
       server_(std::move(server)),
       port_(std::move(port)),
-      desk_{server_, journal, script, observer, nullptr} {
+      context_{server_, journal, script, observer, nullptr} {
   if (!server_.https) {
     return;
   }
   const CertificateFiles files = MakeCertificate(server_.certificate, server_.address);
   certificate_pem_ = files.certificate_pem;
-  desk_.tls = std::make_unique<asio::ssl::context>(asio::ssl::context::tls_server);
-  desk_.tls->use_certificate_chain(asio::buffer(files.certificate_pem));
-  desk_.tls->use_private_key(asio::buffer(files.key_pem), asio::ssl::context::pem);
+  context_.tls = std::make_unique<asio::ssl::context>(asio::ssl::context::tls_server);
+  context_.tls->use_certificate_chain(asio::buffer(files.certificate_pem));
+  context_.tls->use_private_key(asio::buffer(files.key_pem), asio::ssl::context::pem);
 }
 
-std::string Host::HostPort() const {
+std::string RunningServer::HostPort() const {
   const std::string host = port_.is_v6() ? "[" + server_.address + "]" : server_.address;
   return host + ":" + std::to_string(port_.number());
 }
 
-Endpoint Host::AsEndpoint() const {
+Endpoint RunningServer::AsEndpoint() const {
   return {server_.name, HostPort(), Url(), server_.address, port_.number(), server_.https};
 }
 
-void Host::Listen() {
+void RunningServer::Listen() {
   if (listener_ != nullptr || server_.listening == Listening::kRefuse) {
     return;
   }
@@ -62,7 +63,7 @@ void Host::Listen() {
   }
 }
 
-void Host::Stop() {
+void RunningServer::Stop() {
   listener_.reset();
   fillers_.clear();
   for (const auto& weak : std::exchange(connections_, {})) {
@@ -72,7 +73,7 @@ void Host::Stop() {
   }
 }
 
-void Host::AcceptNext() {
+void RunningServer::AcceptNext() {
   listener_->async_wait(asio::posix::stream_descriptor::wait_read,
                         [this, mine = listener_.get()](const boost::system::error_code& error) {
                           if (!error && listener_.get() == mine) {
@@ -82,7 +83,7 @@ void Host::AcceptNext() {
 }
 
 // By hand, since the library's accept leaves the descriptor open across an exec.
-void Host::AcceptAll() {
+void RunningServer::AcceptAll() {
   for (;;) {
     const int fd =
         accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -97,7 +98,7 @@ void Host::AcceptAll() {
     // As real servers do: the end of an answer doesn't wait for the client's acknowledgement.
     boost::system::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
-    const auto connection = Connection::Make(std::move(socket), desk_);
+    const auto connection = Connection::Make(std::move(socket), context_);
     connections_.push_back(connection);
     connection->Begin();
   }
@@ -107,7 +108,7 @@ void Host::AcceptAll() {
   AcceptNext();
 }
 
-void Host::AcceptLater() {
+void RunningServer::AcceptLater() {
   later_ = std::make_unique<asio::steady_timer>(io_, kAcceptLater);
   later_->async_wait([this, mine = listener_.get()](const boost::system::error_code& error) {
     if (!error && listener_.get() == mine) {

@@ -1,4 +1,4 @@
-#include "lab/text.h"
+#include "lab/placeholders.h"
 
 #include <algorithm>
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "lab/connection.h"
+#include "lab/placeholders.h"
 #include "lab/port.h"
-#include "lab/text.h"
 
 namespace lab {
 
@@ -17,12 +17,12 @@ namespace lab {
 // Threads: that of the io_context, but for construction and the getters.
 // Owner:   the Lab, until after its io_context has gone.
 // Errors:  the constructor and Listen throw std::system_error.
-class Host {
+class RunningServer {
  public:
-  Host(boost::asio::io_context& io, Server server, LoopbackPort port, Journal& journal,
-       Script& script, const std::function<void(const Request&)>& observer);
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
+  RunningServer(boost::asio::io_context& io, Server server, LoopbackPort port, Journal& journal,
+                Script& script, const std::function<void(const Request&)>& observer);
+  RunningServer(const RunningServer&) = delete;
+  RunningServer& operator=(const RunningServer&) = delete;
 
   const std::string& name() const { return server_.name; }
   int port() const { return port_.number(); }
@@ -47,7 +47,7 @@ class Host {
   boost::asio::io_context& io_;
   const Server server_;
   const LoopbackPort port_;
-  Desk desk_;
+  ServerContext context_;
   std::string certificate_pem_;
   std::unique_ptr<boost::asio::posix::stream_descriptor> listener_;
   std::unique_ptr<boost::asio::steady_timer> later_;
