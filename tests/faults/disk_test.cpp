@@ -25,12 +25,12 @@
 #include "base/platform/file_faults_for_test.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
-#include "tests/faults/remains.h"
-#include "tests/src/environment/client.h"
+#include "tests/faults/left_files.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/process_state.h"
 
 namespace {
 

@@ -24,11 +24,11 @@
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "lab/port.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/small_inputs.h"
-#include "tests/system/process_state.h"
 
 namespace {
 

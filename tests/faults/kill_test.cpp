@@ -19,8 +19,8 @@
 #include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
+#include "tests/faults/left_files.h"
 #include "tests/faults/numbered_lines.h"
-#include "tests/faults/remains.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 

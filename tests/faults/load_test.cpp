@@ -12,8 +12,8 @@
 
 #include "lab/paths.h"
 #include "tests/faults/frozen_client.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/process_state.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include "lab/paths.h"
 #include "tests/faults/relay.h"
 #include "tests/faults/two_networks.h"
+#include "tests/support/fetching_client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/fetching_client.h"
-#include "tests/system/process_state.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "lab/paths.h"
 #include "tests/faults/frozen_client.h"
-#include "tests/system/process_state.h"
+#include "tests/support/process_state.h"
 
 namespace {
 

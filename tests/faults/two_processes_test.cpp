@@ -9,7 +9,7 @@
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 #include "lab/paths.h"
-#include "tests/faults/remains.h"
+#include "tests/faults/left_files.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 

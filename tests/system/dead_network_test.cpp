@@ -6,10 +6,10 @@
 #include <future>
 
 #include "lab/port.h"
+#include "tests/support/fetching_client.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/fetching_client.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
-#include "tests/system/process_state.h"
+#include "tests/support/process_state.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // One fetch over several URLs: which answer wins, when, and what the log says of it.
 #include <algorithm>
 
+#include "tests/support/fetching_client.h"
 #include "tests/support/log_lines.h"
-#include "tests/system/fetching_client.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/fetching_client.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/fetching_client.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include "lab/lab.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
-#include "tests/system/process_state.h"
 
 namespace {
 

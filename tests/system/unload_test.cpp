@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "lab/port.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 

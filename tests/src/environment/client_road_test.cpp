@@ -7,7 +7,7 @@
 
 #include "base/platform/thread.h"
 #include "lab/lab.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 
 namespace zo_sturdy {

@@ -3,7 +3,7 @@
 
 #include "lab/child.h"
 #include "lab/lab.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "base/thread/base_thread.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 
 namespace zo_sturdy {

@@ -8,7 +8,7 @@
 #include "lab/paths.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 
 namespace zo_sturdy {
 namespace {

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "lab/lab.h"
-#include "tests/src/environment/client.h"
+#include "tests/support/client.h"
 
 // Adds the LBS service of the environment, with its URLs on the servers of a lab, and its update
 // callbacks in order.
