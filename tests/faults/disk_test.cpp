@@ -24,7 +24,6 @@
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "tests/faults/left_files.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
@@ -37,7 +36,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::AnyOf;
 
-constexpr char kPath[] = "/lbs/conf.jsp";
 constexpr char kDefault[] = "default.example:9";
 constexpr int kDiskBytes = 1024 * 1024;
 constexpr uint32_t kLogBytes = 96 * 1024;  // cut at the second flush
@@ -57,13 +55,9 @@ class Lives : public testing::Test {
     if (!lab_) {
       lab_ = std::make_unique<lab::Lab>(lab::Scenario{lab::HttpServer("lbs")});
     }
-    const std::string document = lab::LbsDocument()
-                                     .Link({link})
-                                     .LinkDefault({kDefault})
-                                     .Lbs("${url:lbs}/lbs/conf.jsp")
-                                     .Desc(std::string(5000, 'x'))
-                                     .Text();
-    lab_->SetBehaviours("lbs", kPath, {lab::Answer(document)});
+    const std::string document =
+        TestDocument({link}).LinkDefault({kDefault}).Desc(std::string(5000, 'x')).Text();
+    lab_->SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
   }
 
   // Gives the first link: from the cache, from the defaults or already from the server.
@@ -72,14 +66,14 @@ class Lives : public testing::Test {
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(data_, "token")), 1);
     service_ = zo_sturdy::GetSturdyObject(1)->GetLBSService();
     service_->SetUpdateCallback([](int code, const char*) { last_code = code; });
-    service_->Start(LBSRecord(lab_->Url("lbs", kPath), kDefault));
+    service_->Start(LBSRecord(lab_->Url("lbs", kLbsPath), kDefault));
     return Link(*service_);
   }
   static void End() { zo_sturdy::ExitSturdyEnvironment(1); }
 
   // The code of the fetch under way.
   static int Fetched() {
-    EXPECT_TRUE(Comes([] { return last_code >= 0; }));
+    EXPECT_TRUE(WaitUntil([] { return last_code >= 0; }));
     return last_code.exchange(-1);
   }
 
@@ -332,7 +326,7 @@ TEST(Threads, AStartWithoutOneThrowsAndALaterOneWorks) {
     } catch (const std::system_error& error) {
       EXPECT_EQ(error.code().value(), EAGAIN);
       EXPECT_EQ(zo_sturdy::GetSturdyObject(1), nullptr);
-      EXPECT_TRUE(Comes([&] { return threads() <= before; }));
+      EXPECT_TRUE(WaitUntil([&] { return threads() <= before; }));
       ++failures;
     }
   }

@@ -16,7 +16,7 @@
 #include "base/log/tqlog.h"
 #include "base/platform/file_faults_for_test.h"
 #include "tests/faults/numbered_lines.h"
-#include "tests/support/client.h"
+#include "tests/support/client_calls.h"
 
 namespace {
 

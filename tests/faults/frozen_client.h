@@ -4,13 +4,13 @@
 
 #include "base/thread/clock.h"
 #include "base/thread/clock_for_test.h"
-#include "tests/support/fetching_client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
 // A client under a clock that stands still unless the test moves it: whoever waits for the network
 // would wait for ever.
-class FrozenClient : public FetchingClientTest {
+class FrozenClient : public ClientTest {
  protected:
   ~FrozenClient() override { Exit(); }
 

@@ -22,7 +22,6 @@
 #include <vector>
 
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/port.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
@@ -32,16 +31,10 @@
 
 namespace {
 
-constexpr std::chrono::seconds kLimit{30};
-constexpr char kPath[] = "/lbs/conf.jsp";
 constexpr char kGate[] = "gate";
 
 lab::Behaviour Good() {
-  return lab::Answer(lab::LbsDocument()
-                         .Link({"one.example:1"})
-                         .LinkDefault({"two.example:2"})
-                         .Lbs("${url:lbs}/lbs/conf.jsp")
-                         .Text());
+  return lab::Answer(TestDocument().Text());
 }
 
 // What a program that this process forks and executes has open: "... 5 -> socket:[4711]" a line.
@@ -121,21 +114,20 @@ class SignalFlood {
   }
 };
 
-class Host : public EnvironmentTest {
+class Host : public ClientTest {
  protected:
   void Begin() {
     good_updates = 0;
     service_ = Start("token").GetLBSService();
     service_->SetUpdateCallback([](int code, const char*) { good_updates += code == 200; });
-    service_->Start(LBSRecord(lab_->Url("lbs", kPath), "default.example:9"));
+    service_->Start(LBSRecord(lab_->Url("lbs", kLbsPath), "default.example:9"));
   }
-  void MakeLab() { lab_.emplace(lab::Scenario{lab::HttpServer("lbs").On(kPath, Good())}); }
+  void MakeLab() { lab_.emplace(lab::Scenario{lab::HttpServer("lbs").On(kLbsPath, Good())}); }
   static testing::AssertionResult Fetches(int number) {
-    return Comes([number] { return good_updates >= number; });
+    return WaitUntil([number] { return good_updates >= number; });
   }
 
   std::optional<lab::Lab> lab_;
-  zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
 };
 
 bool IsTcp(const std::string& socket) {
@@ -154,9 +146,9 @@ bool IsTcp(const std::string& socket) {
 // nothing else: no file, and no connection, which would stay open for as long as the program runs.
 TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection) {
   MakeLab();
-  lab_->SetBehaviours("lbs", kPath, {Good().HeldAt(kGate)});
+  lab_->SetBehaviours("lbs", kLbsPath, {Good().HeldAt(kGate)});
   Begin();
-  EXPECT_TRUE(lab_->WaitForHeld(kGate, 1, kLimit));
+  EXPECT_TRUE(lab_->WaitForHeld(kGate, 1, kPatience));
   const std::string open = DescriptorsOfAProgram();
   EXPECT_EQ(open.find(folder_.path()), std::string::npos) << open;
   for (size_t at = open.find("socket:["); at != std::string::npos;
@@ -204,10 +196,10 @@ TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
   text << std::ifstream(cache).rdbuf();
   std::filesystem::remove(cache);
   EXPECT_EQ(mkfifo(cache.c_str(), 0600), 0);
-  lab_->SetBehaviours("lbs", kPath, {lab::Answer(500)});
+  lab_->SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
   const auto await_signals = [] {
     const int goal = signals + 20;
-    EXPECT_TRUE(Comes([goal] { return signals >= goal; }));
+    EXPECT_TRUE(WaitUntil([goal] { return signals >= goal; }));
   };
   std::thread disk;
   {

@@ -16,17 +16,16 @@
 
 #include "lab/child.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
 #include "tests/faults/left_files.h"
 #include "tests/faults/numbered_lines.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
+#include "tests/support/test_document.h"
 
 namespace {
 
-constexpr char kPath[] = "/lbs/conf.jsp";
 constexpr char kFromCache[] = "link one.example:1";
 constexpr char kFromDefaults[] = "link default.example:9";
 constexpr char kCut[] = "sturdy_comp.log.tmp";
@@ -40,12 +39,8 @@ lab::Scenario Servers() {
   for (int i = 0; i < kQueriedNames; ++i) {
     book.hosts["name" + std::to_string(i)] = {.ip = {{"192.0.2.1"}}, .ttl_s = 0};
   }
-  return {{lab::HttpServer("lbs").On(kPath, lab::Answer(lab::LbsDocument()
-                                                            .Link({"one.example:1"})
-                                                            .LinkDefault({"two.example:2"})
-                                                            .Lbs("${url:lbs}/lbs/conf.jsp")
-                                                            .Desc(std::string(20000, 'x'))
-                                                            .Text())),
+  return {{lab::HttpServer("lbs").On(
+               kLbsPath, lab::Answer(TestDocument().Desc(std::string(20000, 'x')).Text())),
            lab::HttpServer("dns")
                .On(lab::kHostQueryPath, lab::Answer(book))
                .On(lab::kServiceTablePath,
@@ -68,7 +63,8 @@ class Killed : public testing::Test {
 
   void Spawn(const std::string& work, int nth_call = 0) {
     limit_ = LogBytes(work);
-    std::vector<std::string> command = {FAULT_HOST, folder_.path(), lab_.Url("lbs", kPath), work};
+    std::vector<std::string> command = {FAULT_HOST, folder_.path(), lab_.Url("lbs", kLbsPath),
+                                        work};
     if (nth_call > 0) {
       command.push_back(std::to_string(nth_call));
     }

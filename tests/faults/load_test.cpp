@@ -7,13 +7,14 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <random>
 
+#include "lab/lab.h"
 #include "lab/paths.h"
 #include "tests/faults/frozen_client.h"
 #include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
@@ -25,10 +26,6 @@ constexpr int kMostHours = 3;
 uint32_t FromEnvironment(const char* name, uint32_t otherwise) {
   const char* text = std::getenv(name);
   return text != nullptr ? static_cast<uint32_t>(std::strtoul(text, nullptr, 10)) : otherwise;
-}
-
-int64_t EntriesOf(const char* folder) {
-  return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
 size_t Median(std::vector<size_t> values) {
@@ -59,10 +56,11 @@ class BusyHour : public FrozenClient {
     for (size_t i = Pick(200) + 1; i > 0; --i) {
       links.push_back("10." + std::to_string(number_) + "." + std::to_string(i) + ".example:80");
     }
-    known_.push_back(Offer(urls_, links,
-                           {.host = lab_.Url("statistics"),
-                            .count = 1 + static_cast<int64_t>(Pick(10)),
-                            .min_delay_s = static_cast<int64_t>(Pick(30))}));
+    known_.push_back(TestDocument(links, urls_)
+                         .Report({.host = lab_.Url("statistics"),
+                                  .count = 1 + static_cast<int64_t>(Pick(10)),
+                                  .min_delay_s = static_cast<int64_t>(Pick(30))})
+                         .Text());
     if (known_.size() > 4) {
       known_.pop_front();
     }
@@ -82,7 +80,7 @@ class BusyHour : public FrozenClient {
     const std::string document = NextDocument();
     for (const char* server : {"a", "b", "c"}) {
       const int pieces = 1 + static_cast<int>(Pick(3));
-      lab_.SetBehaviours(server, kPath, {Whim(lab::Answer(document).InPieces(pieces, 20))});
+      lab_.SetBehaviours(server, kLbsPath, {Whim(lab::Answer(document).InPieces(pieces, 20))});
     }
     lab::HostBook book{.hosts = {{"localhost", {.ip = {{"127.0.0.1"}}, .ttl_s = 60}}}};
     for (const std::string& host : hosts_) {
@@ -158,11 +156,11 @@ class BusyHour : public FrozenClient {
   }
   // Threads and descriptors.
   static std::pair<int64_t, int64_t> Held() {
-    return {EntriesOf("/proc/self/task"), EntriesOf("/proc/self/fd")};
+    return {CountEntries("/proc/self/task"), CountEntries("/proc/self/fd")};
   }
   // Whether all transfers end, and with them what they hold, down to `most`.
   bool QuietensTo(const std::pair<int64_t, int64_t>& most) {
-    return Comes([&] {
+    return WaitUntil([&] {
       clock_.Advance(1000);
       const auto held = Held();
       return held.first <= most.first && held.second <= most.second &&
@@ -174,8 +172,8 @@ class BusyHour : public FrozenClient {
   lab::Lab lab_{{lab::HttpServer("a"), lab::HttpsServer("b"), lab::HttpServer("c"),
                  lab::HttpServer("dns"), lab::HttpServer("statistics")}};
   const std::vector<std::string> urls_ = {
-      lab_.Url("a", kPath), lab_.Url("b", kPath),
-      "http://localhost:" + std::to_string(lab_.Port("c")) + kPath};
+      lab_.Url("a", kLbsPath), lab_.Url("b", kLbsPath),
+      "http://localhost:" + std::to_string(lab_.Port("c")) + kLbsPath};
   const std::vector<const char*> servers_ = {"a", "b", "c", "dns", "statistics"};
   const std::vector<std::string> hosts_ = {"a.test", "b.test", "c.test", "d.test"};
   const uint32_t seed_ = FromEnvironment("STURDY_LOAD_SEED", std::random_device()());

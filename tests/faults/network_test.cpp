@@ -8,10 +8,11 @@
 #include <map>
 #include <thread>
 
+#include "lab/lab.h"
 #include "lab/paths.h"
 #include "tests/faults/relay.h"
 #include "tests/faults/two_networks.h"
-#include "tests/support/fetching_client.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/process_state.h"
@@ -35,7 +36,7 @@ milliseconds Since(steady_clock::time_point begin) {
   return std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
 }
 
-class NetworkFault : public FetchingClientTest {
+class NetworkFault : public ClientTest {
  protected:
   void SetUp() override { NEEDS_RIGHT(networks_.is_made(), "make network namespaces"); }
   ~NetworkFault() override {
@@ -57,7 +58,7 @@ class NetworkFault : public FetchingClientTest {
     ASSERT_TRUE(ReplaceFile(path, text, folder_.path()));
   }
   std::string Url(const std::string& server, const std::string& host = TwoNetworks::kServerV4,
-                  const std::string& path = kPath) {
+                  const std::string& path = kLbsPath) {
     return (server == "far" ? "https://" : "http://") + host + ":" +
            std::to_string(relays_.at(server).port()) + path;
   }
@@ -151,10 +152,10 @@ TEST_F(NetworkFault, WithASlowCableTheLateAnswerWins) {
   constexpr milliseconds kDelay(800);
   CrossOver({"far"}, kDelay);
   const std::vector<std::string> urls = {Url("far"), "http://10.9.0.1:1/"};
-  lab_.SetBehaviours("far", kPath, {lab::Redirect(Url("far", TwoNetworks::kServerV4, "/new"))});
-  lab_.SetBehaviours("far", "/new", {lab::Answer(Offer(urls))});
+  lab_.SetBehaviours("far", kLbsPath, {lab::Redirect(Url("far", TwoNetworks::kServerV4, "/new"))});
+  lab_.SetBehaviours("far", "/new", {lab::Answer(TestDocument({"192.0.2.1:1"}, urls).Text())});
   FetchBusily(urls);
-  ExpectUpdate({200, Offer(urls)}, 4 * kDelay, 4 * kDelay);
+  ExpectUpdate({200, TestDocument({"192.0.2.1:1"}, urls).Text()}, 4 * kDelay, 4 * kDelay);
   EXPECT_THAT(lab_.RequestsOf("far"), SizeIs(2));
   EXPECT_THAT(log_.With("[multiple][time out]Switch to index :1 triggered by :0"), SizeIs(1));
   EXPECT_THAT(log_.With("[multiple][rsp]Business check response true,index :0"), SizeIs(1));
@@ -163,9 +164,9 @@ TEST_F(NetworkFault, WithASlowCableTheLateAnswerWins) {
 TEST_F(NetworkFault, ABlackHoleInMidBodyEndsTheTransferAfterItsPatience) {
   const std::string hole = "meta l4proto tcp quota over 40000 bytes";
   CrossOver({"lbs"});
-  const std::string document = Offer({Url("lbs")});
+  const std::string document = TestDocument({"192.0.2.1:1"}, {Url("lbs")}).Text();
   const lab::Behaviour too_long = lab::Answer(document + std::string(100000, ' '));
-  lab_.SetBehaviours("lbs", kPath, {too_long, lab::Answer(document), too_long});
+  lab_.SetBehaviours("lbs", kLbsPath, {too_long, lab::Answer(document), too_long});
   ASSERT_TRUE(networks_.Drop(hole));
   auto& service = FetchBusily({Url("lbs")});
   ExpectUpdate({0, Document(service)}, kReceive, kReceive);
@@ -177,7 +178,7 @@ TEST_F(NetworkFault, ABlackHoleInMidBodyEndsTheTransferAfterItsPatience) {
   ASSERT_TRUE(networks_.Drop(hole));
   const size_t before = relays_.at("lbs").sent_back();
   service.Update(net::kIPFamilyAny);
-  EXPECT_TRUE(Comes([&] { return relays_.at("lbs").sent_back() > before; }));
+  EXPECT_TRUE(WaitUntil([&] { return relays_.at("lbs").sent_back() > before; }));
   ExpectExitWithin(kReceive);
 }
 
@@ -186,8 +187,9 @@ TEST_F(NetworkFault, ABlackHoleInMidBodyEndsTheTransferAfterItsPatience) {
 TEST_F(NetworkFault, AnInterfaceThatComesBackIsFoundByAsking) {
   CrossOver({"lbs"});
   const Relay& relay = relays_.at("lbs");
-  const std::string document = Offer({Url("lbs")});
-  lab_.SetBehaviours("lbs", kPath, {lab::Answer(document), lab::Answer(document).InPieces(4, 400)});
+  const std::string document = TestDocument({"192.0.2.1:1"}, {Url("lbs")}).Text();
+  lab_.SetBehaviours("lbs", kLbsPath,
+                     {lab::Answer(document), lab::Answer(document).InPieces(4, 400)});
   ASSERT_TRUE(networks_.SetCable("down"));
   auto& service = FetchBusily({Url("lbs")});
   ExpectUpdate({0, Document(service)}, kAtOnce, kAtOnce);
@@ -202,9 +204,9 @@ TEST_F(NetworkFault, AnInterfaceThatComesBackIsFoundByAsking) {
 
   const size_t before = relay.sent_back();
   service.Update(net::kIPFamilyAny);
-  ASSERT_TRUE(Comes([&] { return relay.sent_back() > before; }));
+  ASSERT_TRUE(WaitUntil([&] { return relay.sent_back() > before; }));
   ASSERT_TRUE(networks_.SetCable("down"));
-  EXPECT_TRUE(Comes([&] { return relay.sent_back() > before + document.size(); }));
+  EXPECT_TRUE(WaitUntil([&] { return relay.sent_back() > before + document.size(); }));
   ASSERT_TRUE(networks_.SetCable("up"));
   ExpectUpdate({200, document}, milliseconds(400), kReceive);
   EXPECT_THAT(lab_.Requests(), SizeIs(2));
@@ -223,8 +225,8 @@ TEST_P(OneFamily, IsLearnedFromTheClient) {
   CrossOver({"lbs"});
   const std::vector<std::string> urls = {
       Url("lbs", is_v4 ? "[2001:db8:9::1]" : TwoNetworks::kServerV4), Url("lbs", "both.example")};
-  const std::string document = Offer(urls, {"192.0.2.1:1", "[2001:db8::1]:1"});
-  lab_.SetBehaviours("lbs", kPath, {lab::Answer(document)});
+  const std::string document = TestDocument({"192.0.2.1:1", "[2001:db8::1]:1"}, urls).Text();
+  lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
   ASSERT_TRUE(networks_.Drop(is_v4 ? "meta nfproto ipv6 meta l4proto tcp" : "meta nfproto ipv4"));
   auto& service = FetchBusily(urls);
   ExpectUpdate({200, document}, kNextUrl, kNextUrl);
@@ -247,9 +249,9 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   const lab::Descriptor swallows(BindLoopback(SOCK_DGRAM, 53));
   UseHttpDns(1);
   const std::vector<std::string> urls = {Url("lbs", "lbs.example")};
-  lab_.SetBehaviours("lbs", kPath, {lab::Answer(Offer(urls))});
+  lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(TestDocument({"192.0.2.1:1"}, urls).Text())});
   auto& service = FetchBusily(urls);
-  ExpectUpdate({200, Offer(urls)}, 2 * kLookUp, 2 * kLookUp);
+  ExpectUpdate({200, TestDocument({"192.0.2.1:1"}, urls).Text()}, 2 * kLookUp, 2 * kLookUp);
   EXPECT_THAT(log_.With("[lbs] Check response index:0 code:0"), SizeIs(1));
   EXPECT_THAT(log_.With("[multiple]User http dns, host:lbs.example"), SizeIs(1));
   EXPECT_EQ(lab_.RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");

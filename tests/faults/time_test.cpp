@@ -5,6 +5,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "lab/lab.h"
 #include "lab/paths.h"
 #include "tests/faults/frozen_client.h"
 #include "tests/support/process_state.h"
@@ -24,7 +25,7 @@ class ClockFault : public FrozenClient, public testing::WithParamInterface<int> 
 
   // A fetch and a query at the true time.
   void RunWell() {
-    lab_.SetBehaviours("lbs", kPath, {lab::Answer(document_)});
+    lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document_)});
     Fetch(urls_);
     EXPECT_EQ(AwaitUpdate(), Update(200, document_));
     EXPECT_THAT(Query("a.test"), HasSubstr(kAddress));
@@ -36,10 +37,12 @@ class ClockFault : public FrozenClient, public testing::WithParamInterface<int> 
   lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("backup"),
                  lab::HttpServer("statistics").On(lab::kReportPath, lab::Answer("")),
                  lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book_))}};
-  const std::vector<std::string> urls_ = {lab_.Url("lbs", kPath), lab_.Url("backup", kPath)};
+  const std::vector<std::string> urls_ = {lab_.Url("lbs", kLbsPath), lab_.Url("backup", kLbsPath)};
   // Its failures are reported one by one.
-  const std::string document_ = Offer(
-      urls_, {"192.0.2.1:1"}, {.host = lab_.Url("statistics"), .count = 1, .min_delay_s = 10});
+  const std::string document_ =
+      TestDocument({"192.0.2.1:1"}, urls_)
+          .Report({.host = lab_.Url("statistics"), .count = 1, .min_delay_s = 10})
+          .Text();
 };
 
 INSTANTIATE_TEST_SUITE_P(, ClockFault, testing::Values(-3653, -1, 1, 3653), [](const auto& days) {
@@ -48,8 +51,8 @@ INSTANTIATE_TEST_SUITE_P(, ClockFault, testing::Values(-3653, -1, 1, 3653), [](c
 
 TEST_P(ClockFault, InARunMovesNoTimerAndEndsALease) {
   RunWell();
-  lab_.SetBehaviours("backup", kPath, {lab::Answer(document_)});
-  lab_.SetBehaviours("lbs", kPath,
+  lab_.SetBehaviours("backup", kLbsPath, {lab::Answer(document_)});
+  lab_.SetBehaviours("lbs", kLbsPath,
                      {lab::Answer(500), lab::Answer(500).HeldAt("gate"), lab::Silent()});
   service_->Update(net::kIPFamilyAny);
   EXPECT_EQ(AwaitUpdate().first, 200);
@@ -57,13 +60,13 @@ TEST_P(ClockFault, InARunMovesNoTimerAndEndsALease) {
 
   // In mid-request: a failure's time is what the clock says, as far as the field can.
   service_->Update(net::kIPFamilyAny);
-  ASSERT_TRUE(lab_.WaitForHeld("gate", 1, kLimit));
+  ASSERT_TRUE(lab_.WaitForHeld("gate", 1, kPatience));
   clock_.SetWall(begin_ms_ + jump_ms_);
   lab_.Release("gate");
   EXPECT_EQ(AwaitUpdate().first, 200);
   EXPECT_THAT(log_.With("[time out]"), IsEmpty());
   nlohmann::json report;
-  ASSERT_TRUE(Comes([&] {  // among those of failures before, in any order
+  ASSERT_TRUE(WaitUntil([&] {  // among those of failures before, in any order
     const auto requests = lab_.RequestsFor(lab::kReportPath);
     return std::any_of(requests.begin(), requests.end(), [&](const lab::Request& request) {
       report = nlohmann::json::parse(request.body).at(0);
@@ -95,18 +98,18 @@ TEST_P(ClockFault, InARunMovesNoTimerAndEndsALease) {
 TEST_P(ClockFault, BetweenTwoRunsLeavesAnswersAndShortLeases) {
   RunWell();
   Exit();
-  lab_.SetBehaviours("lbs", kPath, {lab::Answer(500)});
+  lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
   lab_.SetBehaviours("dns", lab::kHostQueryPath, {lab::Answer(500)});
   clock_.SetWall(begin_ms_ + jump_ms_);
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
-  Begin(*zo_sturdy::GetSturdyObject(1), urls_);
+  StartService(urls_);
   EXPECT_EQ(Link(*service_), "192.0.2.1:1");
   EXPECT_EQ(AwaitUpdate(), Update(0, document_));
   const bool is_back = jump_ms_ < 0;
   if (is_back) {
     EXPECT_THAT(log_.With("[http dns][init] expired_time - time_now > 2000ms"), SizeIs(2));
   } else {
-    EXPECT_TRUE(lab_.WaitForRequestsFor(lab::kServiceTablePath, 1, kLimit));
+    EXPECT_TRUE(lab_.WaitForRequestsFor(lab::kServiceTablePath, 1, kPatience));
   }
   // From the disk: 270 s at most, and 2.7 s for what has expired.
   clock_.Advance((is_back ? 270000 : 2700) - 1);

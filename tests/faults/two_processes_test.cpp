@@ -7,23 +7,21 @@
 
 #include "lab/child.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "tests/faults/left_files.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
+#include "tests/support/test_document.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
-constexpr char kPath[] = "/lbs/conf.jsp";
-
 lab::Server Lbs(const std::string& name, size_t bytes) {
-  return lab::HttpServer(name).On(kPath, lab::Answer(lab::LbsDocument()
-                                                         .Link({name + ".example:1"})
-                                                         .LinkDefault({"two.example:2"})
-                                                         .Lbs("${url:" + name + "}/lbs/conf.jsp")
-                                                         .Desc(std::string(bytes, 'x'))
-                                                         .Text()));
+  return lab::HttpServer(name).On(
+      kLbsPath,
+      lab::Answer(TestDocument({name + ".example:1"}, {"${url:" + name + "}/lbs/conf.jsp"})
+                      .Desc(std::string(bytes, 'x'))
+                      .Text()));
 }
 
 // Both map one buffer for their log, and each knows only its own place in it: lines of both are
@@ -36,7 +34,7 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
   const ClientFolder folder;
   WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}});
   const auto spawn = [&](const std::string& server) {
-    return std::vector<std::string>{FAULT_HOST, folder.path(), lab.Url(server, kPath), "busy"};
+    return std::vector<std::string>{FAULT_HOST, folder.path(), lab.Url(server, kLbsPath), "busy"};
   };
   for (int round = 0; round < (kSanitized ? 3 : 15); ++round) {
     lab::Child one(spawn("long"));
@@ -46,7 +44,7 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
       EXPECT_TRUE(link.ends_with(".example:1") || link == "link default.example:9") << link;
       child->Signal();
     }
-    EXPECT_TRUE(lab.WaitForRequests(40 * (round + 1), std::chrono::seconds(30)));
+    EXPECT_TRUE(lab.WaitForRequests(40 * (round + 1), kPatience));
     one.Signal();
     other.Signal();
     EXPECT_EQ(one.ReadRest() + other.ReadRest(), "");

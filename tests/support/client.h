@@ -2,69 +2,95 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "lab/lbs_document.h"
 #include "lab/temp_folder.h"
-#include "sturdy/sturdy.h"
+#include "tests/support/client_calls.h"
 #include "tests/support/server_cache.h"
+#include "tests/support/test_document.h"
+#include "tests/support/wait_until.h"
 
-// The records of a client, filled from texts; a text too long for its field is cut.
-template <size_t kSize>
-void Fill(char (&field)[kSize], const std::string& text) {
-  text.copy(field, kSize);
-}
-
-inline zo_sturdy::_ZOSturdyEnvironmentSettings EnvironmentSettings(const std::string& data_path,
-                                                                   const std::string& token = "") {
-  zo_sturdy::_ZOSturdyEnvironmentSettings settings{};
-  Fill(settings.business_token, token);
-  Fill(settings.data_path, data_path);
-  return settings;
-}
-
-inline zo_sturdy::_ZOSturdyLBSSettings LBSRecord(const std::string& url,
-                                                 const std::string& default_link) {
-  zo_sturdy::_ZOSturdyLBSSettings record{};
-  record.enable = true;
-  Fill(record.lbs_url, url);
-  Fill(record.default_link_v4, default_link);
-  return record;
-}
-
-// What a lab's server "lbs" might answer that knows no other.
-inline constexpr char kLbsPath[] = "/lbs/conf.jsp";
-inline lab::LbsDocument OwnDocument(const std::vector<std::string>& links = {"one.example:1"}) {
-  return lab::LbsDocument()
-      .Link(links)
-      .LinkDefault({"two.example:2"})
-      .Lbs("${url:lbs}/lbs/conf.jsp");
-}
-
-// A client's call of GetLinkAddress, as "host:port".
-inline std::string Link(zo_sturdy::IZOSturdyLBSService& service,
-                        net::AddressFamily family = net::kIPFamilyAny) {
-  char host[zo_sturdy::kLinkHostBufferSize] = {};
-  uint16_t port = 0;
-  if (!service.GetLinkAddress(host, &port, &family)) {
-    return "";
-  }
-  return host + (":" + std::to_string(port));
-}
-
-// Adds one started environment with a folder of its own, and exits it at the end. HTTP DNS has its
-// endpoints from an earlier run, and so asks nobody by itself.
-class EnvironmentTest : public testing::Test {
+// One environment with its own data folder, and its LBS service with the update callbacks in order.
+// Exits the environment at the end.
+class ClientTest : public testing::Test {
  protected:
-  ~EnvironmentTest() override { zo_sturdy::ExitSturdyEnvironment(1); }
+  using Update = std::pair<int, std::string>;  // code and document
+
+  static constexpr char kDefaultLink[] = "127.0.0.1:9";
+
+  ~ClientTest() override { zo_sturdy::ExitSturdyEnvironment(1); }
 
   zo_sturdy::IZOSturdyObject& Start(const std::string& token = "") {
-    WriteServerCache(FinalDataFolder(folder_.path()), dns_endpoints_);
-    EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), token)), 1);
+    if (!dns_endpoints_.empty()) {
+      WriteServerCache(FinalDataFolder(data_path_), dns_endpoints_);
+    }
+    EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(data_path_, token)), 1);
     return *zo_sturdy::GetSturdyObject(1);
+  }
+  // Starts the environment and its LBS service. `urls` in the order of trial.
+  zo_sturdy::IZOSturdyLBSService& Fetch(const std::vector<std::string>& urls) {
+    Start("token");
+    return StartService(urls);
+  }
+  zo_sturdy::IZOSturdyLBSService& StartService(const std::vector<std::string>& urls) {
+    auto record = LBSRecord(urls.at(0), kDefaultLink);
+    for (size_t i = 1; i < urls.size(); ++i) {
+      Fill(record.lbs_backup_urls[i - 1], urls[i]);
+    }
+    {
+      const std::lock_guard lock(Received().mutex);
+      Received().updates.clear();
+    }
+    service_ = zo_sturdy::GetSturdyObject(1)->GetLBSService();
+    service_->SetUpdateCallback([](int code, const char* document) {
+      const std::lock_guard lock(Received().mutex);
+      Received().updates.emplace_back(code, document);
+      Received().one_more.notify_all();
+    });
+    service_->Start(record);
+    return *service_;
+  }
+
+  // Returns the next update; nothing if none comes within the limit.
+  static std::optional<Update> TryUpdate(std::chrono::milliseconds limit) {
+    std::unique_lock lock(Received().mutex);
+    if (!Received().one_more.wait_for(lock, limit, [] { return !Received().updates.empty(); })) {
+      return std::nullopt;
+    }
+    Update update = std::move(Received().updates.front());
+    Received().updates.pop_front();
+    return update;
+  }
+  // Returns the next update, after which the next fetch can begin.
+  Update AwaitUpdate() {
+    const std::optional<Update> update = TryUpdate(kPatience);
+    EXPECT_TRUE(update.has_value()) << "no update callback";
+    AwaitFetchEnd(*service_);
+    return update.value_or(Update());
   }
 
   const lab::TempFolder folder_;
-  std::vector<CachedEndpoint> dns_endpoints_ = {{"127.0.0.1"}};  // where nobody listens
+  std::string data_path_ = folder_.path();
+  // Cached by an earlier run, so that a start sends no service update. Nobody listens there.
+  std::vector<CachedEndpoint> dns_endpoints_ = {{"127.0.0.1"}};
+  zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
+
+ private:
+  struct Updates {
+    std::mutex mutex;
+    std::condition_variable one_more;
+    std::deque<Update> updates;
+  };
+  // The client's callback is a plain function, so the updates are static.
+  static Updates& Received() {
+    static auto* const received = new Updates;
+    return *received;
+  }
 };

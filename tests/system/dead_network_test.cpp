@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <future>
 
+#include "lab/lab.h"
 #include "lab/port.h"
-#include "tests/support/fetching_client.h"
+#include "tests/support/client.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 #include "tests/support/sanitizers.h"
@@ -27,7 +28,7 @@ steady_clock::duration ProcessorTime() {
          std::chrono::microseconds(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
 }
 
-class DeadNetwork : public FetchingClientTest {};
+class DeadNetwork : public ClientTest {};
 
 TEST_F(DeadNetwork, AQueryIsGivenUpInTimeAndDisturbsNobody) {
   const std::string hosts = "127.0.0.1 localhost\n127.0.0.9 dns.example\n";
@@ -39,7 +40,7 @@ TEST_F(DeadNetwork, AQueryIsGivenUpInTimeAndDisturbsNobody) {
   for (const char* end : {"1", "2", "3", "4", "5", "6"}) {
     ipv4.push_back({std::string("127.0.0.") + end});
   }
-  const lab::Lab lbs({lab::HttpServer("lbs").On(kLbsPath, lab::Answer(OwnDocument().Text()))});
+  const lab::Lab lbs({lab::HttpServer("lbs").On(kLbsPath, lab::Answer(TestDocument().Text()))});
   WriteServerCache(FinalDataFolder(folder_.path()), ipv4, {{"[::1]"}}, "dns.example");
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
   zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
@@ -47,7 +48,7 @@ TEST_F(DeadNetwork, AQueryIsGivenUpInTimeAndDisturbsNobody) {
   const auto begin = steady_clock::now();
   const auto processor_before = ProcessorTime();
   auto query = std::async(std::launch::async, [] { return Query("name.example"); });
-  Begin(object, {lbs.Url("lbs", kLbsPath)});
+  StartService({lbs.Url("lbs", kLbsPath)});
   steady_clock::duration longest_call{};
   while (query.wait_for(milliseconds(500)) != std::future_status::ready) {
     const auto call = steady_clock::now();

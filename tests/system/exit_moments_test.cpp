@@ -65,15 +65,15 @@ class ExitMoments : public testing::Test {
         }
       });
     }
-    EXPECT_TRUE(Comes([] { return answers > 10; }));
+    EXPECT_TRUE(WaitUntil([] { return answers > 10; }));
   }
   // The second fetch fails, and so is to be reported.
   void Report(const std::string& endpoint, int count, int time) {
     const auto document =
-        OwnDocument().Report({.host = endpoint, .count = count, .time = time, .min_delay_s = 0});
+        TestDocument().Report({.host = endpoint, .count = count, .time = time, .min_delay_s = 0});
     lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document.Text()), lab::Answer(500)});
     Fetch("127.0.0.1");
-    EXPECT_TRUE(Comes([] { return object_->GetLBSService()->GetLinkHostCount() == 1; }));
+    EXPECT_TRUE(WaitUntil([] { return object_->GetLBSService()->GetLinkHostCount() == 1; }));
     object_->SetBusinessToken("second");
   }
   void ArmRetryTimer() {
@@ -91,10 +91,10 @@ class ExitMoments : public testing::Test {
     lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
     client_returned_ = clients_stop_ = false;
     moment.come();
-    EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, std::chrono::seconds(30)));
+    EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, kPatience));
     const auto begin = std::chrono::steady_clock::now();
     std::thread exit(zo_sturdy::ExitSturdyEnvironment, moment.id);
-    EXPECT_TRUE(Comes(moment.is_exiting));
+    EXPECT_TRUE(WaitUntil(moment.is_exiting));
     lab_.Release(kGate);
     exit.join();
     EXPECT_LT(std::chrono::steady_clock::now() - begin,

@@ -1,7 +1,8 @@
 // One fetch over several URLs: which answer wins, when, and what the log says of it.
 #include <algorithm>
 
-#include "tests/support/fetching_client.h"
+#include "lab/lab.h"
+#include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 
 namespace {
@@ -107,14 +108,14 @@ class Told {
   int failures_ = 0;
 };
 
-class FetchTest : public FetchingClientTest {
+class FetchTest : public ClientTest {
  protected:
   // In the order of trial. Gives what is to be told of it at first.
   Told FetchFrom(std::initializer_list<lab::Server> servers) {
     lab_.emplace(servers);
     Messages urls;
     for (const lab::Server& server : servers) {
-      urls.push_back(lab_->Url(server.name, kPath));
+      urls.push_back(lab_->Url(server.name, kLbsPath));
     }
     Fetch(urls);
     for (std::string& url : urls) {
@@ -138,8 +139,9 @@ class FetchTest : public FetchingClientTest {
     return lines;
   }
 
-  const std::string good_ = Offer({"http://127.0.0.1:3/lbs/conf.jsp"});
-  const lab::Server good_server_ = lab::HttpServer("good").On(kPath, lab::Answer(good_));
+  const std::string good_ =
+      TestDocument({"192.0.2.1:1"}, {"http://127.0.0.1:3/lbs/conf.jsp"}).Text();
+  const lab::Server good_server_ = lab::HttpServer("good").On(kLbsPath, lab::Answer(good_));
   const lab::Server refused_ = lab::HttpServer("refused").Listens(lab::Listening::kRefuse);
   const LogLines log_{folder_.path()};
   std::optional<lab::Lab> lab_;
@@ -158,7 +160,7 @@ TEST_F(FetchTest, ARefusedUrlCostsNothingAndASilentOneTwoSeconds) {
 
 TEST_F(FetchTest, ALateAnswerOfAnEarlierUrlWins) {
   Told told = FetchFrom(
-      {lab::HttpServer("slow").On(kPath, lab::Answer(good_).InPieces(6, 3000)), refused_});
+      {lab::HttpServer("slow").On(kLbsPath, lab::Answer(good_).InPieces(6, 3000)), refused_});
   EXPECT_EQ(AwaitUpdate(), Update(200, good_));
   EXPECT_EQ(Link(*service_), "192.0.2.1:1");
   EXPECT_EQ(Logged(), told.TimesOut("0").Fails("1", 0).Wins("0", good_));
@@ -167,9 +169,9 @@ TEST_F(FetchTest, ALateAnswerOfAnEarlierUrlWins) {
 TEST_F(FetchTest, AnswersThatAreNoDocumentLeaveTheOldOne) {
   const std::string incomplete =
       R"({"common":{"link":["192.0.2.1:1"],"lbs":"http://127.0.0.1:3/"}})";
-  Told told = FetchFrom({lab::HttpServer("broken").On(kPath, lab::Answer(500, "no")),
-                         lab::HttpServer("incomplete").On(kPath, lab::Answer(incomplete)),
-                         lab::HttpServer("garbage").On(kPath, lab::Garbage())});
+  Told told = FetchFrom({lab::HttpServer("broken").On(kLbsPath, lab::Answer(500, "no")),
+                         lab::HttpServer("incomplete").On(kLbsPath, lab::Answer(incomplete)),
+                         lab::HttpServer("garbage").On(kLbsPath, lab::Garbage())});
   const std::string old = Document(*service_);
   EXPECT_EQ(AwaitUpdate(), Update(0, old));
   EXPECT_EQ(Link(*service_), "127.0.0.1:9");
@@ -178,7 +180,7 @@ TEST_F(FetchTest, AnswersThatAreNoDocumentLeaveTheOldOne) {
 
 // The URL's time-out and the transfer's own fall together: either may come first.
 TEST_F(FetchTest, AUrlThatAcceptsAndStaysSilentIsPassedOver) {
-  FetchFrom({lab::HttpServer("silent").On(kPath, lab::Silent()), good_server_});
+  FetchFrom({lab::HttpServer("silent").On(kLbsPath, lab::Silent()), good_server_});
   EXPECT_EQ(AwaitUpdate(), Update(200, good_));
   EXPECT_EQ(Link(*service_), "192.0.2.1:1");
   EXPECT_EQ(lab_->RequestsOf("good").size(), 1u);

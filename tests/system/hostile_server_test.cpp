@@ -3,7 +3,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/support/fetching_client.h"
+#include "lab/lab.h"
+#include "tests/support/client.h"
 #include "tests/support/sanitizers.h"
 
 namespace {
@@ -25,7 +26,7 @@ lab::Server Http(const lab::Behaviour& behaviour) {
   return lab::HttpServer("lbs").On(kLbsPath, behaviour);
 }
 
-class HostileServer : public FetchingClientTest, public testing::WithParamInterface<Hostile> {
+class HostileServer : public ClientTest, public testing::WithParamInterface<Hostile> {
  protected:
   static constexpr seconds kSlack{5};  // for the machine to be slow in
 
@@ -61,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(HostileServer, FailsAtItsBoundAndAnExitMeanwhileAtTheStatedSum) {
   auto begin = steady_clock::now();
-  auto& service = Fetch({lab_.Url("lbs", kPath)});
+  auto& service = Fetch({lab_.Url("lbs", kLbsPath)});
   EXPECT_EQ(AwaitUpdate().first, 0);
   const auto passed = steady_clock::now() - begin;
   EXPECT_GE(passed, GetParam().bound);
@@ -71,7 +72,7 @@ TEST_P(HostileServer, FailsAtItsBoundAndAnExitMeanwhileAtTheStatedSum) {
 
   const int accepted = lab_.Accepted("lbs");
   service.Update(net::kIPFamilyAny);
-  ASSERT_TRUE(lab_.WaitForAccepted("lbs", accepted + 1, kLimit));
+  ASSERT_TRUE(lab_.WaitForAccepted("lbs", accepted + 1, kPatience));
   begin = steady_clock::now();
   zo_sturdy::ExitSturdyEnvironment(1);
   EXPECT_LT(steady_clock::now() - begin, seconds(zo_sturdy::kExitBoundSeconds));

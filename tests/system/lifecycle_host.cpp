@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "tests/support/client.h"
+#include "tests/support/client_calls.h"
 
 // Threads that end when OpenSSL has cleaned up, as they do if a static object exits the
 // environment, can't give back what they have from it. NOLINTBEGIN(bugprone-reserved-identifier):

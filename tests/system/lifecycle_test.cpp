@@ -14,16 +14,10 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLimit{30};
 constexpr int kRounds = kSanitized ? 20 : 200;
 constexpr int kEarlyRound = kRounds / 10;
-
-int64_t CountEntries(const char* folder) {
-  return std::distance(fs::directory_iterator(folder), {});
-}
 
 int CountMappings(bool of_log_buffers) {
   int count = 0;
@@ -42,30 +36,31 @@ class Rounds : public testing::Test {
     const std::vector<std::string> links(static_cast<size_t>(1 + round / 10), "one.example:1");
     const bool in_arrival = round % 10 == 0;
     const bool dripped = round % 10 == 5;
-    lab::Behaviour answer = lab::Answer(OwnDocument(links).Text());
+    lab::Behaviour answer = lab::Answer(TestDocument(links).Text());
     lab_.SetBehaviours("lbs", kLbsPath, {dripped ? answer.InPieces(10, 50) : answer.HeldAt(gate)});
     lab_.ForgetRequests();
     zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
     auto& service = *zo_sturdy::GetSturdyObject(1)->GetLBSService();
     service.Start(LBSRecord(lab_.Url("lbs", kLbsPath), "default.example:9"));
-    EXPECT_TRUE(dripped ? lab_.WaitForRequests(1, kLimit) : lab_.WaitForHeld(gate, 1, kLimit));
+    EXPECT_TRUE(dripped ? lab_.WaitForRequests(1, kPatience)
+                        : lab_.WaitForHeld(gate, 1, kPatience));
     if (in_arrival) {
       lab_.Release(gate);
     }
     if (round % 20 == 0) {
       EXPECT_TRUE(
-          Comes([&] { return service.GetLinkHostCount() == static_cast<int>(links.size()); }));
+          WaitUntil([&] { return service.GetLinkHostCount() == static_cast<int>(links.size()); }));
     }
     const auto begin = steady_clock::now();
     std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
     if (!in_arrival && !dripped) {
       // With the agent's thread gone the exit waits for the transfer alone.
-      EXPECT_TRUE(Comes([] { return !HasThread("http_agent_work"); }));
+      EXPECT_TRUE(WaitUntil([] { return !HasThread("http_agent_work"); }));
       lab_.Release(gate);
     }
     exit.join();
     const auto time = steady_clock::now() - begin;
-    EXPECT_TRUE(lab_.WaitForOpen("lbs", 0, kLimit));
+    EXPECT_TRUE(lab_.WaitForOpen("lbs", 0, kPatience));
     return time;
   }
 
@@ -83,7 +78,7 @@ TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
     std::printf("%4d ms%s", static_cast<int>(exit / std::chrono::milliseconds(1)),
                 round % 10 == 0 ? "\n" : "");
     EXPECT_LT(exit, std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
-    EXPECT_TRUE(Comes([&] { return CountEntries("/proc/self/task") <= threads; })) << round;
+    EXPECT_TRUE(WaitUntil([&] { return CountEntries("/proc/self/task") <= threads; })) << round;
     if (round == kEarlyRound) {
       descriptors = CountEntries("/proc/self/fd");
       log_buffers = CountMappings(true);
@@ -107,7 +102,7 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
     WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
                      "localhost", -1);
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
-    EXPECT_TRUE(lab.WaitForRequestsFor(lab::kServiceTablePath, start, kLimit));
+    EXPECT_TRUE(lab.WaitForRequestsFor(lab::kServiceTablePath, start, kPatience));
     zo_sturdy::ExitSturdyEnvironment(1);
     ASSERT_EQ(lab.RequestsFor(lab::kServiceTablePath).size(), start);
   }
@@ -121,7 +116,7 @@ TEST(ProcessEnd, WithFetchesInFlightIsClean) {
   if (!kSanitized) {
     ways.emplace_back("fork");  // the sanitizers can't end a forked child of many threads
   }
-  const lab::Behaviour document = lab::Answer(OwnDocument().Text());
+  const lab::Behaviour document = lab::Answer(TestDocument().Text());
   for (const std::string& way : ways) {
     for (const lab::Behaviour& in_flight : {lab::Silent(), lab::Endless(1)}) {
       for (const char* openssl : {"openssl-later", "openssl-first"}) {
@@ -129,7 +124,7 @@ TEST(ProcessEnd, WithFetchesInFlightIsClean) {
         const lab::Lab lab({lab::HttpsServer("lbs").On(kLbsPath, {document, in_flight, document})});
         const lab::TempFolder folder;
         lab::Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", kLbsPath), openssl});
-        EXPECT_TRUE(lab.WaitForRequests(2, kLimit));
+        EXPECT_TRUE(lab.WaitForRequests(2, kPatience));
         host.Signal();
         EXPECT_EQ(host.ReadRest(), "");
         EXPECT_EQ(host.Wait(), 0);

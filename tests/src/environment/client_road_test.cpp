@@ -13,9 +13,7 @@
 namespace zo_sturdy {
 namespace {
 
-constexpr std::chrono::seconds kLimit{20};
-
-class ClientRoad : public EnvironmentTest {
+class ClientRoad : public ClientTest {
  protected:
   // Starts the service, and waits until `action` has run in the first callback.
   void FetchAndDo(const std::function<void(const std::string& document)>& action) {
@@ -29,11 +27,11 @@ class ClientRoad : public EnvironmentTest {
     };
     service_.SetUpdateCallback([](int code, const char* document) { on_update_(code, document); });
     EXPECT_TRUE(service_.Start(record_));
-    ASSERT_EQ(done.get_future().wait_for(kLimit), std::future_status::ready);
+    ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs").On(
-      kLbsPath, lab::Answer(OwnDocument({"one.example:1", "[::1]:2"}).Name("a name").Text()))}};
+      kLbsPath, lab::Answer(TestDocument({"one.example:1", "[::1]:2"}).Name("a name").Text()))}};
   const _ZOSturdyLBSSettings record_ = LBSRecord(lab_.Url("lbs", kLbsPath), "localhost:9");
   IZOSturdyObject& object_ = Start("token");
   IZOSturdyLBSService& service_ = *object_.GetLBSService();
@@ -77,7 +75,7 @@ TEST_F(ClientRoad, EverySlotAndEveryExportFromInsideTheCallback) {
     object_.NotifyNetworkChanged(net::kIPFamilyV6);
     object_.SetBusinessToken("another");
   });
-  EXPECT_TRUE(lab_.WaitForRequests(2, kLimit)) << "the calls in the callback took effect";
+  EXPECT_TRUE(lab_.WaitForRequests(2, kPatience)) << "the calls in the callback took effect";
   EXPECT_THAT(LogLines(folder_.path()).With("ignored"),
               testing::ElementsAre("[environment] Exit on a thread of the library, ignored",
                                    "[sturdy object] Release on a thread of the library, ignored"));
@@ -92,7 +90,7 @@ TEST_P(ExitDuringACallback, ExportsAnswer) {
   std::thread exit;
   FetchAndDo([&](const std::string&) {
     exit = std::thread([] { ExitSturdyEnvironment(GetParam()); });
-    const auto limit = std::chrono::steady_clock::now() + kLimit;
+    const auto limit = std::chrono::steady_clock::now() + kPatience;
     while (StartSturdyEnvironment(EnvironmentSettings("/elsewhere")) != 0) {
       ASSERT_LT(std::chrono::steady_clock::now(), limit);
       std::this_thread::yield();

@@ -24,7 +24,7 @@ TEST(Version, IsTheBuilds) {
 
 TEST_P(Cpp11Client, GetsItsLinkAddresses) {
   auto server = GetParam();
-  const std::string document = OwnDocument({"10.0.0.1:1", "[::2]:2"}).Text();
+  const std::string document = TestDocument({"10.0.0.1:1", "[::2]:2"}).Text();
   lab::Lab lab({server.On(kLbsPath, lab::Answer(document).HeldAt("gate"))});
   const lab::TempFolder folder;
   lab::Child client({CPP11_CLIENT, folder.path(), lab.Url("lbs", kLbsPath), "10.0.0.9:9"});

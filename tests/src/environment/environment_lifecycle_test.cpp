@@ -11,9 +11,10 @@
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "base/thread/base_thread.h"
+#include "lab/temp_folder.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
-#include "tests/support/client.h"
+#include "tests/support/client_calls.h"
 #include "tests/support/log_lines.h"
 
 namespace zo_sturdy {

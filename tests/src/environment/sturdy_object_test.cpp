@@ -13,7 +13,7 @@
 namespace zo_sturdy {
 namespace {
 
-class SturdyObject : public EnvironmentTest {};
+class SturdyObject : public ClientTest {};
 
 TEST_F(SturdyObject, ServiceComesAndGoes) {
   IZOSturdyObject& object = Start();

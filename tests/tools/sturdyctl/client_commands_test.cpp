@@ -15,11 +15,11 @@
 
 #include "lab/child.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/paths.h"
 #include "lab/service_table.h"
 #include "lab/temp_folder.h"
 #include "tests/support/server_cache.h"
+#include "tests/support/test_document.h"
 
 namespace {
 
@@ -28,15 +28,9 @@ using nlohmann::json;
 using testing::HasSubstr;
 
 constexpr auto kLimit = 30s;
-constexpr char kPath[] = "/lbs/conf.jsp";
 
 lab::Behaviour Document(const lab::LbsReport& report = {}) {
-  return lab::Answer(lab::LbsDocument()
-                         .Link({"192.0.2.1:1"})
-                         .LinkDefault({"192.0.2.2:2"})
-                         .Lbs(std::string("${url:lbs}") + kPath)
-                         .Report(report)
-                         .Text());
+  return lab::Answer(TestDocument({"192.0.2.1:1"}).Report(report).Text());
 }
 
 class SturdyctlTest : public testing::Test {
@@ -66,8 +60,8 @@ class SturdyctlTest : public testing::Test {
 
 TEST_F(SturdyctlTest, CtrlCExitsInOrder) {
   for (const int signal : {SIGINT, SIGTERM}) {
-    lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document().HeldAt("gate"))});
-    lab::Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+    lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, Document().HeldAt("gate"))});
+    lab::Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
     EXPECT_THAT(watch.ReadLine(),
                 testing::AllOf(HasSubstr("log: " + folder_.path()), HasSubstr("sturdy_comp.log")));
     EXPECT_EQ(watch.ReadLine(), "Ctrl-C ends.");
@@ -90,13 +84,13 @@ TEST_F(SturdyctlTest, CtrlCExitsInOrder) {
 TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
   const lab::LbsReport each{"${url:reports}", true, 1, 60000, 0};
   const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(1).Text();
-  lab::Lab lab({lab::HttpServer("lbs").On(kPath, Document(each)),
+  lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, Document(each)),
                 lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
                 lab::HttpServer("reports").On(
                     lab::kReportPath, {lab::Answer(200), lab::Answer(500), lab::Answer(200)})});
   WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
                    "localhost", 0);
-  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
   WaitForEvent(watch, "service_update_begun");
   const json records = WaitForEvent(watch, "report_sent").at("records");
   EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
@@ -144,9 +138,9 @@ TEST_F(SturdyctlTest, QueryHostTellsWhatItHasAndWhetherThatIsAll) {
 // What a host process gives to the programs that it starts, and what it makes of TLS keys.
 TEST_F(SturdyctlTest, KeepsItsDescriptorsAndTellsKeysWhereTheHostWantsThem) {
   const lab::Lab lab(
-      {lab::HttpServer("silent").On(kPath, lab::Silent()),
-       lab::HttpsServer("lbs", lab::Certificate::kSelfSigned).On(kPath, Document())});
-  lab::Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("silent", kPath)}));
+      {lab::HttpServer("silent").On(kLbsPath, lab::Silent()),
+       lab::HttpsServer("lbs", lab::Certificate::kSelfSigned).On(kLbsPath, Document())});
+  lab::Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("silent", kLbsPath)}));
   ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
   namespace fs = std::filesystem;
   std::set<fs::path> others;  // the lab leaves its sockets to the child
@@ -181,7 +175,7 @@ TEST_F(SturdyctlTest, KeepsItsDescriptorsAndTellsKeysWhereTheHostWantsThem) {
   const std::string keys = folder_.File("keys");
   std::vector<std::string> link = Command("link", {"--wait", "--token", "t", "--lbs"});
   link.insert(link.begin(), {"/usr/bin/env", "SSLKEYLOGFILE=" + keys});
-  link.push_back(lab.Url("lbs", kPath));
+  link.push_back(lab.Url("lbs", kLbsPath));
   lab::Child child(link);
   EXPECT_THAT(child.ReadRest(), HasSubstr("192.0.2.1:1"));
   std::ifstream in(keys);
@@ -190,8 +184,8 @@ TEST_F(SturdyctlTest, KeepsItsDescriptorsAndTellsKeysWhereTheHostWantsThem) {
 
 // The exit waits for the transfer, which the silent server keeps open; a second one doesn't.
 TEST_F(SturdyctlTest, ASecondCtrlCEndsAtOnce) {
-  const lab::Lab lab({lab::HttpServer("lbs").On(kPath, lab::Silent())});
-  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kPath)}));
+  const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Silent())});
+  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
   ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
   kill(watch.id(), SIGINT);
   WaitForEvent(watch, "exiting");

@@ -11,9 +11,9 @@
 
 #include "lab/child.h"
 #include "lab/lab.h"
-#include "lab/lbs_document.h"
 #include "lab/temp_folder.h"
 #include "tests/support/server_cache.h"
+#include "tests/support/test_document.h"
 
 namespace {
 
@@ -96,14 +96,9 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
 TEST_F(LogCommand, FollowsARunningClientUntilCtrlC) {
   WriteServerCache(FinalDataFolder(folder_.path()));
   lab::Lab lab(
-      {lab::HttpServer("lbs").On("/lbs/conf.jsp", lab::Answer(lab::LbsDocument()
-                                                                  .Link({"192.0.2.1:1"})
-                                                                  .LinkDefault({"192.0.2.2:2"})
-                                                                  .Lbs("${url:lbs}/lbs/conf.jsp")
-                                                                  .Text())
-                                                      .HeldAt("gate"))});
+      {lab::HttpServer("lbs").On(kLbsPath, lab::Answer(TestDocument().Text()).HeldAt("gate"))});
   lab::Child watch({STURDYCTL, "watch", "--data", folder_.path(), "--token", "t", "--lbs",
-                    lab.Url("lbs", "/lbs/conf.jsp")});
+                    lab.Url("lbs", kLbsPath)});
   ASSERT_TRUE(lab.WaitForHeld("gate", 1, std::chrono::seconds(30)));
   for (const int signal : {SIGINT, SIGTERM}) {
     lab::Child log({STURDYCTL, "log", "--follow", "--tag", "lbs", folder_.path()});
