@@ -10,7 +10,6 @@
 #include "base/json/json.h"
 #include "base/platform/file.h"
 #include "base/thread/clock.h"
-#include "base/thread/clock_for_test.h"
 #include "base/thread/post_task.h"
 #include "fuzz/environment.h"
 #include "fuzz/expect.h"
@@ -155,7 +154,6 @@ class Service {
   }
 
   Environment environment_;
-  zo_base::ScopedTestClock clock_;  // stands still: what is armed for later never comes
   std::shared_ptr<HttpDNSManager> manager_;
 };
 

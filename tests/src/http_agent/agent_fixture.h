@@ -10,7 +10,7 @@
 #include "network/http_client.h"
 #include "src/sturdy/http_agent/logic/http_agent.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
-#include "tests/src/http_agent/configured_test.h"
+#include "tests/support/configured_test.h"
 #include "tests/support/server_cache.h"
 
 // A transport played by hand: what is sent waits until the test answers it, on the test's thread.
@@ -66,8 +66,8 @@ class AgentTest : public ConfiguredTest {
  protected:
   AgentTest() {
     KRBASE::network::HttpClient::Instance()->StartForTest(transport_);
-    WriteServerCache(config_->data_path);  // HTTP DNS asks nobody by itself
-    agent_->SetEnvironmentConfig(config_);
+    WriteServerCache(config->data_path);  // HTTP DNS asks nobody by itself
+    agent_->SetEnvironmentConfig(config);
     agent_->Start();
     NewThread();
   }
@@ -106,11 +106,7 @@ class AgentTest : public ConfiguredTest {
     return request;
   }
 
-  void Settle(int64_t advance_ms = 0) {
-    clock_.Advance(advance_ms);
-    RunOn(*thread_);
-    RunOn(*thread_);  // behind what the tasks before have posted
-  }
+  void Settle(int64_t advance_ms = 0) { ConfiguredTest::Settle(*thread_, advance_ms); }
   void StartRequest(const zo_sturdy::MultipleURLHttpRequest& request) {
     RunOn(*thread_, [&] { agent_->InvokeMultipleURLHttpRequest(request); });
   }

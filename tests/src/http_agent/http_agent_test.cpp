@@ -12,7 +12,7 @@ TEST_F(AgentTest, RequestIsReleasedWhomeverItTells) {
   StartRequest(Request({}, outcome));
   StartRequest(MultipleURLHttpRequest());  // neither URLs nor anybody to tell
   EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, ""));
-  EXPECT_EQ(log_.With("[multiple] Request url list empty").size(), 2U);
+  EXPECT_EQ(log.With("[multiple] Request url list empty").size(), 2U);
   EXPECT_EQ(Live(), 0U);
   MultipleURLHttpRequest request = Request(Urls(1), outcome);
   for (const MultipleURLHttpRequest::Callback& callback :
@@ -27,7 +27,7 @@ TEST_F(AgentTest, RequestIsReleasedWhomeverItTells) {
 }
 
 TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
-  const zo_sturdy::HttpRequestInvoker invoke = config_->GetHttpRequestInvoker();
+  const zo_sturdy::HttpRequestInvoker invoke = config->GetHttpRequestInvoker();
   Outcome outcome;
   MultipleURLHttpRequest request = Request(Urls(1), outcome);
   const auto run = [&](bool on_agent_thread) {

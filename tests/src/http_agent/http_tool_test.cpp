@@ -57,7 +57,7 @@ TEST_F(AgentTest, ToolPresentsTheHostAndBringsTheAnswerHome) {
     Settle();
     EXPECT_EQ(answer, (std::vector<std::string>{"-7", "A:1\r\nB:", "cut", "requests"}));
   }
-  EXPECT_EQ(log_.Tagged({"[http tool]"}).back(),
+  EXPECT_EQ(log.Tagged({"[http tool]"}).back(),
             "[http tool]Post request to http lib info:\r\n"
             "url:https://[::1]/\r\ntype:POST\r\ntime_out:77\r\nhost_from sty:b.test\r\n"
             "host_is_ip:true\r\nis_https_url:true\r\n"

@@ -37,7 +37,7 @@ TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
                 false, "b1"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    log_.StartHere();
+    log.StartHere();
     Outcome outcome;
     const MultipleURLHttpRequest request = Request(Urls(c.url_count), outcome);
     StartRequest(request);
@@ -53,7 +53,7 @@ TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
     }
     EXPECT_EQ(outcome.Told(), std::make_tuple(1, c.success, c.body));
     EXPECT_EQ(outcome.headers, "A:1\r\nB:2");
-    EXPECT_EQ(log_.Tagged({"[multiple]"}), RequestLines(request, c.log));
+    EXPECT_EQ(log.Tagged({"[multiple]"}), RequestLines(request, c.log));
     EXPECT_EQ(Live(), 0U);
   }
 }
@@ -65,7 +65,7 @@ TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
   std::thread time([&] {
     for (int round = 0; round < kRounds; ++round) {
       together.arrive_and_wait();
-      clock_.Advance(2000);
+      clock.Advance(2000);
     }
   });
   for (int round = 0; round < kRounds; ++round) {
@@ -85,7 +85,7 @@ TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
 }
 
 TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
-  config_->statistic_settings.Set({true, "http://10.0.0.9", 1, 60000, 0});
+  config->statistic_settings.Set({true, "http://10.0.0.9", 1, 60000, 0});
   const std::vector<std::string> urls = {"http://10.0.0.1/", Url(1), Url(2), Url(3)};
   Outcome outcome;
   MultipleURLHttpRequest request = Request(urls, outcome);
@@ -106,7 +106,7 @@ TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
   }
   EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, "1"));
   EXPECT_EQ(transport_->sent, 3) << "no further URL, host query or report";
-  EXPECT_TRUE(log_.With("need statics").empty());
+  EXPECT_TRUE(log.With("need statics").empty());
   EXPECT_EQ(Live(), 0U);
 }
 

@@ -29,7 +29,7 @@ class SecondPassTest : public AgentTest {
   // Each failure of a request goes out at once, but for those with status 403.
   MultipleURLHttpRequest Reported(const std::string& endpoint, const std::vector<std::string>& urls,
                                   Outcome& outcome) {
-    config_->statistic_settings.Set({true, endpoint, 1, 60000, 10000});
+    config->statistic_settings.Set({true, endpoint, 1, 60000, 10000});
     MultipleURLHttpRequest request = Asking(urls, outcome);
     request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
       need_statistic = code != 403;
@@ -40,7 +40,7 @@ class SecondPassTest : public AgentTest {
   // What this thread has told, at this level if there is one.
   Messages Told(uint32_t thread, std::string_view tag, std::string_view level = "") {
     Messages told;
-    for (const LogMessage& message : log_.All()) {
+    for (const LogMessage& message : log.All()) {
       if (message.text.starts_with(tag) && message.level.starts_with(level) &&
           message.thread_id == thread) {
         told.push_back(message.text);
@@ -124,8 +124,8 @@ TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
     EXPECT_EQ(outcome.Told(), host == "a.test" ? std::make_tuple(1, true, "second")
                                                : std::make_tuple(1, false, "first"));
   }
-  EXPECT_EQ(log_.With("[multiple]User http dns,query host fail").size(), 1U);
-  EXPECT_TRUE(log_.WaitForCount("[multiple]Request return,release request object", 5))
+  EXPECT_EQ(log.With("[multiple]User http dns,query host fail").size(), 1U);
+  EXPECT_TRUE(log.WaitForCount("[multiple]Request return,release request object", 5))
       << "two requests, two host queries, and a second pass";
 }
 
@@ -137,7 +137,7 @@ TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
   const std::list<std::string> many(100000, "10.0.0.1");
   const auto second = zo_sturdy::MakeSecondPass(failed, named, {{"a.test", many}, {"b", many}});
   EXPECT_EQ(second.urls.size(), 64U);
-  EXPECT_EQ(log_.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
+  EXPECT_EQ(log.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
   // Hosts that were not asked for, or have come without addresses, give no URL.
   EXPECT_TRUE(
       zo_sturdy::MakeSecondPass(failed, named, {{"a.test", {}}, {"x", {"10.0.0.1"}}}).urls.empty());
@@ -152,7 +152,7 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
   transport_->Answer(std::string("http://s.test") + lab::kReportPath, 500);
   AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
   transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
-  EXPECT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  EXPECT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
   EXPECT_THAT(Told(zo_base::CurrentThreadId(), "[statistic]"), testing::IsEmpty());
 }
 
@@ -171,17 +171,17 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   StartRequest(Reported(
       lab.Url("s"), {bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")}, outcome));
   EXPECT_TRUE(lab.WaitForHeld("gate", 1, LogLines::kLimit));
-  clock_.Advance(7);
+  clock.Advance(7);
   lab.Release("gate");
-  ASSERT_TRUE(log_.WaitFor("[statistic]Statistic ret:true"));
+  ASSERT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
   const auto reports = lab.RequestsFor(lab::kReportPath);
   ASSERT_EQ(reports.size(), 2U) << "one more when the first had failed";
   const Json by_name = Parsed(reports[0].body)[1]["host_ip"];
   EXPECT_THAT(by_name.array_items(), testing::Contains(Json("127.0.0.1")));
   const auto record = [&](const std::string& url, const Json& addresses, int send_time) {
-    return Json::object{{"appkey", "key"},      {"error_code", 404},  {"host_ip", addresses},
-                        {"platform", "pc"},     {"request_url", url}, {"send_time", send_time},
-                        {"timestamp", now_ + 7}};
+    return Json::object{{"appkey", "key"},          {"error_code", 404},  {"host_ip", addresses},
+                        {"platform", "pc"},         {"request_url", url}, {"send_time", send_time},
+                        {"timestamp", start_ms + 7}};
   };
   const std::string body =
       Json(Json::array{record(bad, Json::array{"127.0.0.1"}, 7), record(named, by_name, 0)}).dump();
@@ -195,13 +195,13 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   const std::string answer =
       "[statistic]Statistic check \r\n-----------------------\r\n\r\n-----------------------";
   EXPECT_THAT(
-      log_.Tagged({"[statistic]"}),
+      log.Tagged({"[statistic]"}),
       ElementsAre(sent, "[statistic][count] Statistic count :2",
                   "[statistic]Statistic check code:204", answer, "[statistic]Statistic ret:false",
                   sent, "[statistic][count] Statistic count :2",
                   "[statistic]Statistic check code:200", answer, "[statistic]Statistic ret:true"));
   EXPECT_THAT(Told(ThreadId(), "[statistic]", "LV_PRO"), ElementsAre(answer, answer));
-  EXPECT_EQ(log_.With("need statics").size(), 1U) << "no report's own failure is recorded";
+  EXPECT_EQ(log.With("need statics").size(), 1U) << "no report's own failure is recorded";
 }
 
 }  // namespace

@@ -1,14 +1,11 @@
 // The failure statistics alone: what is gathered, when it goes out, and what a report holds.
 #include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
 
-#include <atomic>
 #include <barrier>
-#include <fstream>
 #include <limits>
 #include <thread>
 
-#include "base/platform/thread.h"
-#include "tests/src/http_agent/configured_test.h"
+#include "tests/support/configured_test.h"
 
 namespace {
 
@@ -25,30 +22,12 @@ Records Failures(int first, int last) {
   return records;
 }
 
-// Waits for a lock, or for something else.
-bool Sleeps(uint32_t thread) {
-  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-  std::string id, name, state;
-  stat >> id >> name >> state;
-  return state == "S";
-}
-
-// The statistics over an invoker that keeps what it is given.
 class StatisticsTest : public ConfiguredTest {
  protected:
-  StatisticsTest() {
-    config_->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool on_agent) {
-      EXPECT_FALSE(on_agent);
-      const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
-      const std::lock_guard guard(mutex_);
-      reports_.push_back(request);
-      threads_ += thread != nullptr ? thread->name : "-";
-    });
-    statistics_->Start();
-  }
+  StatisticsTest() { statistics_->Start(); }
 
   void Set(int32_t count, int32_t time, int64_t min_delay, const std::string& host = "http://s:1") {
-    config_->statistic_settings.Set({true, host, count, time, min_delay});
+    config->statistic_settings.Set({true, host, count, time, min_delay});
   }
   // A request each.
   void Fail(std::initializer_list<int> urls) {
@@ -56,23 +35,14 @@ class StatisticsTest : public ConfiguredTest {
       statistics_->Invoke(Failures(i, i), false);
     }
   }
-  // Behind what falls due, and behind what that hands on.
-  void Pass(int64_t ms) {
-    clock_.Advance(ms);
-    RunOn(*statistics_);
-    RunOn(*statistics_);
-  }
-  MultipleURLHttpRequest Sent(size_t i) {
-    const std::lock_guard guard(mutex_);
-    return reports_.at(i);
-  }
+  void Pass(int64_t ms) { Settle(*statistics_, ms); }
+  MultipleURLHttpRequest Sent(size_t i) { return Request(i); }
   // The URLs of each report so far, with a blank between two.
   std::vector<std::string> SentUrls() {
-    const std::lock_guard guard(mutex_);
     std::vector<std::string> all;
-    for (const MultipleURLHttpRequest& report : reports_) {
+    for (size_t i = 0; i < Waiting(); ++i) {
       all.emplace_back();
-      const auto body = Parsed(report.body);
+      const auto body = Parsed(Request(i).body);
       for (const auto& record : body.array_items()) {
         all.back() += (all.back().empty() ? "" : " ") + record["request_url"].string_value();
       }
@@ -90,9 +60,6 @@ class StatisticsTest : public ConfiguredTest {
   const std::string kBad = "[statistic]Statistic ret:false";
   std::string Data(size_t i) { return "[statistic] Do statistic data :" + Sent(i).body; }
 
-  std::mutex mutex_;
-  std::vector<MultipleURLHttpRequest> reports_;
-  std::string threads_;
   std::shared_ptr<zo_sturdy::StatisticCountTimerInvoker> statistics_ =
       std::make_shared<zo_sturdy::StatisticCountTimerInvoker>();
 };
@@ -112,14 +79,14 @@ TEST_F(StatisticsTest, TenthFailureOrAMinuteMakesABatch) {
   Fail({2});
   Pass(60000);
   EXPECT_THAT(SentUrls(), ElementsAre("u0 u1 u2 u3 u4 u5 u6 u7 u8 u9", "u0 u1", "u2"));
-  EXPECT_EQ(threads_, "-statisticstatistic");
-  EXPECT_THAT(log_.Tagged({"[statistic]"}),
+  EXPECT_EQ(Request(0).thread + Request(1).thread + Request(2).thread, "-statisticstatistic");
+  EXPECT_THAT(log.Tagged({"[statistic]"}),
               ElementsAre(Data(0), "[statistic][count] Statistic count :10", kByTime + "2", Data(1),
                           kByTime + "1", Data(2)));
 }
 
 TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
-  config_->address_family = net::kIPFamilyV6;
+  config->address_family = net::kIPFamilyV6;
   // A name without "_" keeps the type of the report before.
   const struct {
     std::string business, host, url_host, sdktype;
@@ -129,10 +96,10 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
                {"_x", "http://[::1]:8", "[::1]", ""},
                {"a_b_c", "", "", "a"}};
   for (const auto& c : cases) {
-    config_->business = c.business;
+    config->business = c.business;
     Set(1, 60000, 10000, c.host);
     Fail({1});
-    const MultipleURLHttpRequest& sent = reports_.back();
+    const MultipleURLHttpRequest sent = Next();
     EXPECT_EQ(std::tie(sent.time_out, sent.multiple_time_out, sent.type, sent.use_http_dns,
                        sent.ip_family),
               std::make_tuple(7000, 2000, 1, true, 2));
@@ -181,7 +148,7 @@ TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {
   Pass(1);
   EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "", "u5"));
   const std::string soon = "[statistic] Time now - last report time < 10000 (";
-  EXPECT_THAT(log_.Tagged({"[statistic]"}),
+  EXPECT_THAT(log.Tagged({"[statistic]"}),
               ElementsAre(Data(0), kOne, Data(1), kOne, kGood, soon + "4000) stop report", kOne,
                           kByTime + "0", Data(2), kGood, soon + "0) stop report", kOne,
                           kByTime + "1", Data(3)));
@@ -196,11 +163,11 @@ TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
   request.callback(false, "", "");  // no loop to hand it to
   Pass(60000);
   EXPECT_EQ(SentUrls().size(), 2U);
-  EXPECT_THAT(log_.With("Statistic ret"), ElementsAre(kBad, kBad));
+  EXPECT_THAT(log.With("Statistic ret"), ElementsAre(kBad, kBad));
   statistics_->Stop();
   statistics_.reset();
   request.callback(false, "", "");
-  EXPECT_EQ(log_.With("Statistic ret").size(), 2U);
+  EXPECT_EQ(log.With("Statistic ret").size(), 2U);
 }
 
 TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
@@ -209,7 +176,7 @@ TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   // New ones don't touch what has been gathered, but a batch goes where they say.
   Set(9, 60000, 0);
   Fail({1});
-  config_->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
+  config->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
   Fail({9});
   Pass(59999);
   EXPECT_TRUE(SentUrls().empty());
@@ -224,52 +191,17 @@ TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   Pass(0);
   Pass(kLongestMs);  // the wait goes past the timer's longest
   Set(1, 60000, kEver);
-  clock_.SetWall(1000);  // set back: the delay counts as gone by
+  clock.SetWall(1000);  // set back: the delay counts as gone by
   Fail({5});
   zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(nullptr);
   Fail({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});  // nothing to send with
   EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "u3", "u5"));
   const std::string soon = "[statistic] Time now - last report time < 9223372036854775807 (";
   EXPECT_THAT(
-      log_.Tagged({"[statistic]"}),
+      log.Tagged({"[statistic]"}),
       ElementsAre(kByTime + "1", Data(0), Data(1), kOne, kGood, Data(2), kOne, kByTime + "1",
                   soon + "0) stop report", kByTime + "0", soon + "2147483647) stop report", Data(3),
                   kOne, "[statistic][count] Statistic count :10"));
-}
-
-// A time-out that waits for `lock` while its arming ends is not taken for that of the next one.
-TEST_F(StatisticsTest, LateTimeOutEndsNoOtherArming) {
-  bool ran = false;
-  std::atomic<uint32_t> walked{0};  // the thread that has walked over the time-out
-  const zo_base::BaseThread::StepHook hook = [&](const auto&, zo_base::LoopStep step) {
-    ran |= step == zo_base::LoopStep::kTaskRan;
-    if (ran && step == zo_base::LoopStep::kWalked) {
-      walked = zo_base::CurrentThreadId();
-    }
-  };
-  Set(1, 60000, 10000);
-  config_->SetHttpRequestInvoker([&, invoker = config_->GetHttpRequestInvoker()](
-                                     const MultipleURLHttpRequest& request, bool on_agent) {
-    invoker(request, on_agent);
-    if (reports_.size() > 1) {
-      return;
-    }
-    request.callback(true, "", "");
-    Fail({2});  // too soon: armed for the delay
-    zo_base::BaseThread::SetStepHookForTest(&hook);
-    clock_.Advance(10000);
-    while (walked == 0 || !Sleeps(walked)) {
-      std::this_thread::yield();
-    }
-    zo_base::BaseThread::SetStepHookForTest(nullptr);
-    Set(2, 500, 0);
-    Fail({3});
-  });
-  Fail({1});
-  Pass(499);
-  EXPECT_THAT(SentUrls(), ElementsAre("u1"));
-  Pass(1);
-  EXPECT_THAT(SentUrls(), ElementsAre("u1", ""));
 }
 
 // A batch by time meets a failure that is the first of the next batch or the last of its own, and
@@ -282,17 +214,17 @@ TEST_F(StatisticsTest, TimeOutMeetsFailures) {
     std::thread time([&] {
       for (int round = 0; round < kRounds; ++round) {
         together.arrive_and_wait();
-        clock_.Advance(1000);
+        clock.Advance(1000);
         together.arrive_and_wait();
       }
     });
     for (int round = 0; round < kRounds; ++round) {
       Set(is_delayed ? 1 : count, 1000, 1000);
-      reports_.clear();
+      TakeAll();
       if (is_delayed) {
         Fail({0});
         End(0, true);
-        reports_.clear();
+        TakeAll();
       }
       Fail({1});
       Set(count, 1000, is_delayed ? 1000 : 0);

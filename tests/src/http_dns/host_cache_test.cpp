@@ -21,15 +21,15 @@ class HostCacheTest : public DnsTest {
 };
 
 TEST_F(HostCacheTest, AnEntryIsFreshThenStaleThenMissing) {
-  cache_.UpdateHost("h", now_, 100000, {"1.1.1.1"}, {}, false);
+  cache_.UpdateHost("h", start_ms, 100000, {"1.1.1.1"}, {}, false);
   for (const auto& [offset_ms, state] :
        {std::pair(0, 1), {74999, 1}, {75000, 2}, {89999, 2}, {90000, 3}, {-1, 3}}) {
-    clock_.SetWall(now_ + offset_ms);
+    clock.SetWall(start_ms + offset_ms);
     EXPECT_EQ(Check("h"), state) << offset_ms;
   }
-  clock_.SetWall(now_);
+  clock.SetWall(start_ms);
   for (const int ttl_ms : {0, 1, -1000, std::numeric_limits<int>::min()}) {
-    cache_.UpdateHost("short", now_, ttl_ms, {"1.1.1.1"}, {}, false);
+    cache_.UpdateHost("short", start_ms, ttl_ms, {"1.1.1.1"}, {}, false);
     EXPECT_EQ(Check("short"), 3) << ttl_ms;
   }
   constexpr int64_t kEnd = std::numeric_limits<int64_t>::max();
@@ -38,11 +38,11 @@ TEST_F(HostCacheTest, AnEntryIsFreshThenStaleThenMissing) {
 }
 
 TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
-  cache_.UpdateHost("h", now_, 100000, {"1.1.1.1", "", "2 2", "\xe2\x80\xa8", "\x7f", "2.2.2.2"},
-                    {}, false);
+  cache_.UpdateHost("h", start_ms, 100000,
+                    {"1.1.1.1", "", "2 2", "\xe2\x80\xa8", "\x7f", "2.2.2.2"}, {}, false);
   EXPECT_EQ(Check("h", net::kIPFamilyV6), 3);
-  cache_.UpdateHost("h", now_ + 5, 100000, {}, {"[::1]", std::string(65, '1')}, false);
-  clock_.Advance(5);
+  cache_.UpdateHost("h", start_ms + 5, 100000, {}, {"[::1]", std::string(65, '1')}, false);
+  clock.Advance(5);
   EXPECT_EQ(Check("h", net::kIPFamilyV4), 1);
   EXPECT_THAT(ips_, ElementsAre("1.1.1.1", "2.2.2.2"));
   EXPECT_EQ(Check("h", net::kIPFamilyV6), 1);
@@ -54,7 +54,7 @@ TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
 TEST_F(HostCacheTest, AddressesFitTheClientsBuffer) {
   using zo_base::json11::Json;
   for (const std::string text : {"1", R"("\)"}) {
-    cache_.UpdateHost("h", now_, 9, std::vector<std::string>(250000, text),
+    cache_.UpdateHost("h", start_ms, 9, std::vector<std::string>(250000, text),
                       std::vector<std::string>(250000, "[" + text + "]"), false);
     const HostEntry entry = cache_.GetEntries()["h"];
     const Json::array ipv4(entry.ipv4.begin(), entry.ipv4.end());
@@ -75,11 +75,11 @@ TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
          R"("k4": {"ip": ["1.1.1.1"]}, )");
   const std::string escaped(100, '\x01');
   for (int i = 0; i < 30000; ++i) {
-    cache_.UpdateHost(std::to_string(i) + escaped, now_, 9000, {}, {}, false);
+    cache_.UpdateHost(std::to_string(i) + escaped, start_ms, 9000, {}, {}, false);
   }
   for (const char* known : {"k1", "k2", "k3", "k4"}) {
     const std::vector<std::string> long_list(7900, std::string(64, '"'));
-    cache_.UpdateHost(known, now_, 9000, long_list, {}, false);
+    cache_.UpdateHost(known, start_ms, 9000, long_list, {}, false);
   }
   answer(R"("k4": {"ip": ["2.2.2.2"]}, )");
   EXPECT_GT(ReadCache("http_dns_cache.data").size(), kMaxNewHostsBytes);
@@ -94,7 +94,7 @@ TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
 
 TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {
   const auto expires = [&](int64_t ms) {
-    return R"(\"cache_expired_time\": )" + std::to_string(now_ + ms);
+    return R"(\"cache_expired_time\": )" + std::to_string(start_ms + ms);
   };
   const struct {
     std::string member;
@@ -119,7 +119,7 @@ TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {
   for (const auto& c : cases) {
     const HostEntry& entry = entries["h" + std::to_string(&c - cases)];
     EXPECT_EQ(std::make_tuple(entry.ttl, entry.refresh_time, entry.cache_expired_time),
-              std::make_tuple(c.ttl, now_ + c.refresh_ms, now_ + c.expires_ms))
+              std::make_tuple(c.ttl, start_ms + c.refresh_ms, start_ms + c.expires_ms))
         << c.member;
     EXPECT_THAT(entry.ipv4, ElementsAre("1.1.1.1"));
     EXPECT_THAT(entry.ipv6, ElementsAre("::2"));

@@ -14,13 +14,13 @@ const std::string kLine = "\r\n-----------------------";
 class HostQueryTest : public DnsTest {
  protected:
   HostQueryTest() {
-    WriteServerCache(config_->data_path, {{"10.0.0.1"}}, {{"[::5]", 80, false}}, "dns");
+    WriteServerCache(config->data_path, {{"10.0.0.1"}}, {{"[::5]", 80, false}}, "dns");
     manager_->Init();
     Settle();
-    log_.StartHere();
+    log.StartHere();
   }
   void Know(const std::string& host, int ttl_ms, bool stale = false) {
-    manager_->HostsForTest().UpdateHost(host, now_, ttl_ms, {"1.1.1.1", "1.1.1.2"}, {}, stale);
+    manager_->HostsForTest().UpdateHost(host, start_ms, ttl_ms, {"1.1.1.1", "1.1.1.2"}, {}, stale);
   }
   std::future<bool> Start(const std::vector<std::string>& hosts, int family = 0) {
     return std::async(std::launch::async, [this, hosts, family] {
@@ -44,8 +44,8 @@ TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
   Know("s", 100000, true);
   Know("t", 100000, true);
   auto query = Start({"m", "f", "s", "n", "t"});
-  const auto [request, on_agent] = Next();
-  EXPECT_FALSE(on_agent);
+  const SentRequest request = Next();
+  EXPECT_FALSE(request.on_agent_thread);
   EXPECT_THAT(UrlsOf(request), ElementsAre("https://dns/httpdns/v2/d?domain=m,n",
                                            "https://10.0.0.1:443/httpdns/v2/d?domain=m,n",
                                            "http://[::5]:80/httpdns/v2/d?domain=m,n"));
@@ -63,10 +63,10 @@ TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
   EXPECT_THAT(results_,
               ElementsAre(Pair("f", known), Pair("m", ElementsAre("2.2.2.2", "[::1]", "[::2]")),
                           Pair("s", known), Pair("t", known)));
-  EXPECT_EQ(Next().first.urls[0].url, "https://dns/httpdns/v2/d?domain=s,t");
+  EXPECT_EQ(Next().urls[0].url, "https://dns/httpdns/v2/d?domain=s,t");
   const std::string cached = "[http dns] Check cached host: ";
   EXPECT_THAT(
-      log_.Tagged({"[http dns]"}),
+      log.Tagged({"[http dns]"}),
       ElementsAre(Begin({"m", "f", "s", "n", "t"}), cached + "m res: 3",
                   cached + "f res: 1 ret:1.1.1.1|1.1.1.2", cached + "s res: 2 ret:1.1.1.1|1.1.1.2",
                   cached + "n res: 3", cached + "t res: 2 ret:1.1.1.1|1.1.1.2",
@@ -80,10 +80,10 @@ TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
                   "[http dns] Begin query hosts`s ips"));
   NewManager();
   manager_->Init();
-  EXPECT_EQ(manager_->HostsForTest().GetEntries().at("f").cache_expired_time, now_ + 81000);
+  EXPECT_EQ(manager_->HostsForTest().GetEntries().at("f").cache_expired_time, start_ms + 81000);
   EXPECT_TRUE(manager_->Query(net::kIPFamilyV4, {"f"}, results_));
   EXPECT_THAT(results_, ElementsAre(Pair("f", known)));
-  EXPECT_EQ(Untaken(), 0U);
+  EXPECT_EQ(Waiting(), 0U);
 }
 
 TEST_F(HostQueryTest, AnAnswerGivesEachHostItsLifetime) {
@@ -103,9 +103,9 @@ TEST_F(HostQueryTest, AnAnswerGivesEachHostItsLifetime) {
 
 TEST_F(HostQueryTest, EachQuerySendsItsOwnRequestAndLearnsItsSuccess) {
   auto first = Start({"a b&c"}, net::kIPFamilyV6);
-  const auto one = Next().first;
+  const auto one = Next();
   auto second = manager_->UpdateCache({"a b&c"}, net::kIPFamilyV6);
-  const auto other = Next().first;
+  const auto other = Next();
   EXPECT_THAT(UrlsOf(one), ElementsAre("https://dns/httpdns/v2/d?domain=a b&c",
                                        "http://[::5]:80/httpdns/v2/d?domain=a b&c"));
   EXPECT_EQ(UrlsOf(one), UrlsOf(other));
@@ -114,17 +114,17 @@ TEST_F(HostQueryTest, EachQuerySendsItsOwnRequestAndLearnsItsSuccess) {
   EXPECT_FALSE(first.get());
   EXPECT_TRUE(second.get());
   auto failed = manager_->UpdateCache({"m"}, net::kIPFamilyAny);
-  Answer(Next().first, 503, "");
+  Answer(Next(), 503, "");
   EXPECT_FALSE(failed.get());
   Know("s", 1000, true);
   for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(manager_->Query(net::kIPFamilyAny, {"s"}, results_));
     Next();
   }
-  log_.StartHere();
+  log.StartHere();
   EXPECT_FALSE(manager_->DoQuery(net::kIPFamilyAny, {"s"}, results_, true));
   EXPECT_THAT(results_, IsEmpty());
-  EXPECT_THAT(log_.Tagged({"[http dns]"}), ElementsAre(Begin({"s"})));
+  EXPECT_THAT(log.Tagged({"[http dns]"}), ElementsAre(Begin({"s"})));
 }
 
 TEST_F(HostQueryTest, WhatCannotBeServedIsAskedForEachTimeAndStaysAbsent) {
@@ -147,18 +147,18 @@ TEST_F(HostQueryTest, WhatCannotBeServedIsAskedForEachTimeAndStaysAbsent) {
     if (c.ttl_ms != 0) {
       Know(c.host, c.ttl_ms);
     }
-    clock_.SetWall(now_ + c.age_ms);
+    clock.SetWall(start_ms + c.age_ms);
     auto query = Start({c.host}, c.family);
-    EXPECT_EQ(Answer(Next().first, c.code, c.body), c.good) << c.host;
+    EXPECT_EQ(Answer(Next(), c.code, c.body), c.good) << c.host;
     EXPECT_FALSE(query.get()) << c.host;
     EXPECT_THAT(results_, IsEmpty()) << c.host;
   }
-  log_.StartHere();
+  log.StartHere();
   auto query = Start({"m"});
-  Answer(Next().first, 200, "\x80{");
+  Answer(Next(), 200, "\x80{");
   query.get();
   EXPECT_THAT(
-      log_.Tagged({"[http dns]"}),
+      log.Tagged({"[http dns]"}),
       ElementsAre(Begin({"m"}), "[http dns] Check cached host: m res: 3",
                   "[http dns] Check cached need update type = sync host list : m",
                   "[http dns] Begin query hosts`s ips",
@@ -175,36 +175,36 @@ TEST_F(HostQueryTest, AnswersWithoutARequestWhereItCan) {
   EXPECT_EQ(results_["cached"].size(), 4U);
   EXPECT_FALSE(Start({}).get());
   EXPECT_THAT(results_, IsEmpty());
-  config_->SetHttpRequestInvoker(nullptr);
+  config->SetHttpRequestInvoker(nullptr);
   EXPECT_FALSE(Start({"a"}).get());  // no request, no wait
   RunOn(*manager_, [&] { EXPECT_FALSE(manager_->Query({}, {"cached"}, results_)); });
   Settle();
-  EXPECT_EQ(Untaken(), 0U);
+  EXPECT_EQ(Waiting(), 0U);
 }
 
 TEST_F(HostQueryTest, AnEndWakesWhoWaitsAndRefusesTheRest) {
   Know("cached", 1000000);
   auto query = Start({"cached", "a"});
-  const auto request = Next().first;
+  const auto request = Next();
   std::future<bool> update;
   RunOn(*manager_, [&] {  // which comes to what it is told here when the end has come
     update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
     manager_->EndQueries();
   });
   Settle();
-  EXPECT_EQ(Untaken(), 0U);
+  EXPECT_EQ(Waiting(), 0U);
   EXPECT_FALSE(query.get());
   EXPECT_THROW(update.get(), std::future_error);
   EXPECT_THROW(manager_->UpdateCache({"m"}, net::kIPFamilyAny).get(), std::future_error);
   Answer(request, 200, R"({"code": 200, "data": {"a": {"ip": ["1.1.1.1"]}}})");
-  EXPECT_EQ(log_.With("[http dns] Sync update,future_error exception").size(), 1U);
+  EXPECT_EQ(log.With("[http dns] Sync update,future_error exception").size(), 1U);
   EXPECT_FALSE(Start({"cached"}).get());
   EXPECT_THAT(results_, IsEmpty());
 }
 
 TEST_F(HostQueryTest, AnAnswerMayComeWhenTheManagerIsGone) {
   auto update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
-  auto request = Next().first;
+  auto request = Next();
   manager_.reset();
   EXPECT_THROW(update.get(), std::future_error);
   bool need_statistic = false;

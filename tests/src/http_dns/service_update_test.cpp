@@ -15,7 +15,7 @@ class ServiceUpdateTest : public DnsTest {
     WriteCache("http_server_cache.data",
                R"({"host": "old", "ipv4": "[{\"host\": \"10.0.0.1\"}]", "ipv6": "[{\"host\": )"
                R"(\"::7\", \"https\": false}]", "expired_time": ")" +
-                   std::to_string(now_ + left_ms) + R"(", "updated_at": "1"})");
+                   std::to_string(start_ms + left_ms) + R"(", "updated_at": "1"})");
   }
   std::string Saved(const std::string& key) {
     return Parsed(ReadCache("http_server_cache.data"))[key].string_value();
@@ -23,13 +23,13 @@ class ServiceUpdateTest : public DnsTest {
 };
 
 TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
-  config_->sdk_version_text = "1.2";
-  config_->tp = 3;
-  config_->sv = 4;
+  config->sdk_version_text = "1.2";
+  config->tp = 3;
+  config->sv = 4;
   SetToken("key");
   EXPECT_TRUE(manager_->Init());
-  const auto [request, on_agent] = Next();
-  EXPECT_TRUE(on_agent);
+  const SentRequest request = Next();
+  EXPECT_TRUE(request.on_agent_thread);
   std::vector<std::string> urls;
   for (const std::string host :
        {"localhost", "127.0.0.1:443", "[::1]:443", "127.0.0.2:443", "127.0.0.3:443",
@@ -47,37 +47,37 @@ TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
               ElementsAre("localhost:443", "127.0.0.1:443", "127.0.0.2:443", "127.0.0.3:443",
                           "127.0.0.4:443", "127.0.0.5:443", "127.0.0.6:443"));
   EXPECT_THAT(Table(2), ElementsAre("localhost:443", "[::1]:443"));
-  const std::string now = std::to_string(now_);
+  const std::string now = std::to_string(start_ms);
   EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),
             "3600 " + now + " " + now);
   EXPECT_THAT(Saved("ipv4"), EndsWith(R"({"host": "127.0.0.6", "https": true, "port": 443}])"));
   RunOn(*manager_, [&] { EXPECT_TRUE(manager_->DoReload(net::kIPFamilyAny)); });
-  EXPECT_THAT(log_.Tagged({"[http dns]"}),
+  EXPECT_THAT(log.Tagged({"[http dns]"}),
               ElementsAre("[http dns][init] expired_time - time_now <= 2000ms update now",
                           "[http dns] Begin update service",
                           "[http dns] Update DNS -s updatting_interface_ = true,return"));
   SetToken("later");
   Answer(request, 503, "");
   Settle(60000);
-  EXPECT_EQ(Next().first.heads, request.heads);
+  EXPECT_EQ(Next().heads, request.heads);
 }
 
 TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
   WriteTable(2001);
   manager_->Init();
   Settle(2000);
-  EXPECT_EQ(Untaken(), 0U);
-  clock_.Advance(1);
-  const auto request = Next().first;  // dropped, it would have failed
+  EXPECT_EQ(Waiting(), 0U);
+  clock.Advance(1);
+  const auto request = Next();  // dropped, it would have failed
   EXPECT_THAT(UrlsOf(request),
               ElementsAre("https://old/httpdns/v2/s", "https://10.0.0.1:443/httpdns/v2/s",
                           "http://::7:80/httpdns/v2/s"));
   EXPECT_THAT(
-      log_.Tagged({"[http dns]"}),
+      log.Tagged({"[http dns]"}),
       ElementsAre("[http dns][init] expired_time - time_now > 2000ms update after 2001ms",
                   "[http dns][init] Update S (ttl end)", "[http dns] Begin update service"));
   manager_->Stop();
-  clock_.SetWall(now_);
+  clock.SetWall(start_ms);
   WriteTable(2000);
   NewManager();
   manager_->Init();
@@ -86,24 +86,24 @@ TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
 
 TEST_F(ServiceUpdateTest, PausesGrowToFiveMinutesAndASuccessStartsThemOver) {
   manager_->Init();
-  Next().first.callback(false, "", "");
+  Next().callback(false, "", "");
   for (const int minutes : {1, 2, 3, 4, 5, 5, 1}) {
-    EXPECT_THAT(log_.With("redo after").back(),
+    EXPECT_THAT(log.With("redo after").back(),
                 EndsWith("redo after :" + std::to_string(minutes * 60000) + "ms"));
     Settle(minutes * 60000 - 1);
-    EXPECT_EQ(Untaken(), 0U);
-    clock_.Advance(1);
-    const auto request = Next().first;
-    if (log_.With("redo after").size() < 6) {
+    EXPECT_EQ(Waiting(), 0U);
+    clock.Advance(1);
+    const auto request = Next();
+    if (log.With("redo after").size() < 6) {
       EXPECT_FALSE(Answer(request, 0, ""));
-    } else if (log_.With("ttl : 9000").empty()) {
+    } else if (log.With("ttl : 9000").empty()) {
       EXPECT_TRUE(Answer(request, 200, R"({"host": "h", "ipv4": [], "ttl": 9})"));
       Settle(9000);
-      EXPECT_FALSE(Answer(Next().first, 200, R"({"host": "h", "ipv4": []})"));
+      EXPECT_FALSE(Answer(Next(), 200, R"({"host": "h", "ipv4": []})"));
     }
   }
-  EXPECT_EQ(log_.With("[http dns] Update S by (fail)").size(), 7U);
-  EXPECT_THAT(log_.With("for body error"),
+  EXPECT_EQ(log.With("[http dns] Update S by (fail)").size(), 7U);
+  EXPECT_THAT(log.With("for body error"),
               ElementsAre("[http dns] Check response res = false for body error" + kLine +
                           "\r\nbody:\r\n{\"host\": \"h\", \"ipv4\": []}" + kLine));
 }
@@ -111,8 +111,8 @@ TEST_F(ServiceUpdateTest, PausesGrowToFiveMinutesAndASuccessStartsThemOver) {
 TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   WriteTable(0);
   manager_->Init();
-  const auto request = Next().first;
-  log_.StartHere();
+  const auto request = Next();
+  log.StartHere();
   const std::string v6 = R"([{"host": "fe::1", "https": false, "port": 8443, "zone": "z"}, )"
                          R"({"host": "[fe::2]", "https": true, "port": 0, "zone": "z"}])";
   const std::string body =
@@ -124,14 +124,14 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   EXPECT_EQ(Saved("ipv4"), R"([{"host": "10.0.0.1"}])");
   EXPECT_EQ(Saved("ipv6"), v6);
   EXPECT_EQ(Saved("ttl") + " " + Saved("expired_time") + " " + Saved("updated_at"),
-            "1500 " + std::to_string(now_ + 1500) + " 1");
+            "1500 " + std::to_string(start_ms + 1500) + " 1");
   Settle(1500);
-  const auto next = Next().first;
+  const auto next = Next();
   EXPECT_EQ(next.urls[2].url, "http://[fe::1]:8443/httpdns/v2/s");
   Answer(next, 503, "b");
   const std::string index = "[http dns] Check response index:0 code:";
   const std::string complete = "[http dns] Service update complete ";
-  EXPECT_THAT(log_.Tagged({"[http dns]"}),
+  EXPECT_THAT(log.Tagged({"[http dns]"}),
               ElementsAre(index + "200", "[http dns] Check response res = true",
                           complete + "success = true", complete + kLine + "\r\n" + body + kLine,
                           "[http dns] Update success ttl : 1500 ms",
@@ -170,38 +170,38 @@ TEST_F(ServiceUpdateTest, AnAnswerCannotMakeARequestOfAnySize) {
     many += ",{}";
   }
   const std::string at_most(259, 'x');
-  Answer(Next().first, 200,
+  Answer(Next(), 200,
          R"({"ttl": 1, "host": ")" + std::string(250000, 'x') + R"(", "ipv4": [)" + many +
              R"(], "ipv6": [{"host": ")" + at_most + R"(x"}, {"host": ")" + at_most + "\"}]}");
   Settle(1000);
-  const auto request = Next().first;
+  const auto request = Next();
   ASSERT_EQ(request.urls.size(), 66U);
   EXPECT_EQ(request.urls[2].url, "http://[" + at_most + "]/httpdns/v2/s");
   EXPECT_EQ(request.urls[2].host, "");
 }
 
 TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestGoesNowhereHasFailed) {
-  config_->SetHttpRequestInvoker(nullptr);
+  config->SetHttpRequestInvoker(nullptr);
   manager_->Init();
-  ASSERT_TRUE(log_.WaitFor("redo after :60000ms"));
+  ASSERT_TRUE(log.WaitFor("redo after :60000ms"));
   MultipleURLHttpRequest kept;
-  config_->SetHttpRequestInvoker([&](const auto& request, bool) { kept = request; });
+  config->SetHttpRequestInvoker([&](const auto& request, bool) { kept = request; });
   Settle(60000);
   EXPECT_EQ(kept.urls.size(), 8U);
   kept = {};  // as the queue of a thread that has stopped
-  EXPECT_EQ(log_.Texts().back(), "[http dns] Update fail redo after :120000ms");
+  EXPECT_EQ(log.Texts().back(), "[http dns] Update fail redo after :120000ms");
 }
 
 TEST_F(ServiceUpdateTest, ALifetimeOfNothingReloadsAtOnceAndOneOfAgesWaits) {
   manager_->Init();
   for (int i = 0; i < 200; ++i) {
-    EXPECT_TRUE(Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": 0})"));
+    EXPECT_TRUE(Answer(Next(), 200, R"({"host": "h", "ipv4": 1, "ttl": 0})"));
   }
-  Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": -1e300})");
-  Answer(Next().first, 200, R"({"host": "h", "ipv4": 1, "ttl": 1e300})");
+  Answer(Next(), 200, R"({"host": "h", "ipv4": 1, "ttl": -1e300})");
+  Answer(Next(), 200, R"({"host": "h", "ipv4": 1, "ttl": 1e300})");
   Settle(2147483646);
-  EXPECT_EQ(Untaken(), 0U);
-  clock_.Advance(1);
+  EXPECT_EQ(Waiting(), 0U);
+  clock.Advance(1);
   Next();
 }
 

@@ -2,7 +2,6 @@
 
 #include <future>
 
-#include "base/thread/clock_for_test.h"
 #include "base/thread/post_task.h"
 #include "tests/src/sturdy_lbs/lbs_fixture.h"
 
@@ -32,16 +31,11 @@ class CountTimerInvokerTest : public LbsTest {
     });
     return result.get_future().get();
   }
-  // What is due then has been handed on when the task behind it, which is due too, runs.
   std::string RanAfter(int64_t ms) {
-    clock.Advance(ms);
-    std::promise<void> walked;
-    thread->PostDelayedTask(0, [&] { walked.set_value(); });
-    walked.get_future().wait();
-    return AskOnThread("");
+    Settle(*thread, ms);
+    return ran;
   }
 
-  zo_base::ScopedTestClock clock;
   const std::shared_ptr<zo_base::BaseThread> thread =
       std::make_shared<zo_base::BaseThread>("asker");
   CountTimerInvoker invoker{3, 1200};

@@ -20,7 +20,7 @@ class LBSConcurrencyTest : public LbsTest {
   // Answers whatever has been asked, as the agent's thread does.
   std::thread answerer{[this] {
     for (size_t number = 0; !over; ++number, std::this_thread::yield()) {
-      for (const MultipleURLHttpRequest& request : Take()) {
+      for (const MultipleURLHttpRequest& request : TakeAll()) {
         bool statistic = false;
         request.check(0, 200, "", kDocuments[number % 2], statistic);
         request.callback(true, "", kDocuments[number % 2]);

@@ -1,17 +1,11 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
-#include <condition_variable>
 #include <cstring>
+#include <string>
+#include <vector>
 
-#include "base/log/tqlog.h"
-#include "base/process/at_exit.h"
-#include "lab/temp_folder.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
-#include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
-#include "tests/support/log_lines.h"
+#include "tests/support/configured_test.h"
 
 namespace zo_sturdy {
 
@@ -49,31 +43,9 @@ inline std::string Response(IZOSturdyLBSService& slots, bool no_wait = true) {
   return out.data();
 }
 
-// A configuration, a log and a stand-in for the agent, whose requests are answered by hand.
-class LbsTest : public testing::Test {
+class LbsTest : public ConfiguredTest {
  protected:
-  LbsTest() : config(std::make_shared<_EnvironmentConfig>()), log(folder.File("sturdy_comp.log")) {
-    auto* logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
-    logger->SetLogFile(folder.File("sturdy_comp.log"), 0, 0);
-    logger->SetLevel(zo_base::LV_APP);
-    config->data_path = folder.path() + "/";
-    config->SetHttpRequestInvoker([this](const MultipleURLHttpRequest& request, bool) {
-      const std::lock_guard lock(mutex_);
-      requests_.push_back(request);
-      came_.notify_all();
-    });
-  }
-
-  // The request with this number, waited for.
-  MultipleURLHttpRequest Request(size_t number) {
-    std::unique_lock lock(mutex_);
-    came_.wait_for(lock, LogLines::kLimit, [&] { return requests_.size() > number; });
-    return requests_.at(number);
-  }
-  std::vector<MultipleURLHttpRequest> Take() {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(requests_, {});
-  }
+  LbsTest() { zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLevel(zo_base::LV_APP); }
 
   std::shared_ptr<ZOSturdyLBSServiceImpl> MakeService() {
     auto made = std::make_shared<ZOSturdyLBSServiceImpl>();
@@ -89,18 +61,6 @@ class LbsTest : public testing::Test {
     config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged),
                  static_cast<net::AddressFamily>(family));
   }
-
-  lab::TempFolder folder;
-  // While it lives the logger is one and the same, as in an environment.
-  const std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit =
-      zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
-  std::shared_ptr<_EnvironmentConfig> config;
-  LogLines log;
-
- private:
-  std::mutex mutex_;
-  std::condition_variable came_;
-  std::vector<MultipleURLHttpRequest> requests_;
 };
 
 }  // namespace zo_sturdy
