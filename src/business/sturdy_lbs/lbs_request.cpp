@@ -7,9 +7,6 @@ namespace zo_sturdy {
 
 namespace {
 
-constexpr int32_t kSubRequestTimeOutMs = 7000;
-constexpr int32_t kNextUrlAfterMs = 2000;
-
 // The servers' numbers of the network types.
 int NetworkNumber(net::AddressFamily network) {
   switch (network) {
@@ -52,8 +49,6 @@ MultipleURLHttpRequest BuildLBSRequest(const std::vector<std::string>& urls, con
   const std::string query_text = LBSQueryText(query);
 
   MultipleURLHttpRequest request;
-  request.time_out = kSubRequestTimeOutMs;
-  request.multiple_time_out = kNextUrlAfterMs;
   request.type = 0;
   request.use_http_dns = true;
   request.ip_family = family;

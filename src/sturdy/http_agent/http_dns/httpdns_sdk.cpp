@@ -48,8 +48,6 @@ std::string HttpDNSManager::CacheFolder() {
 
 MultipleURLHttpRequest HttpDNSManager::NewRequest() const {
   MultipleURLHttpRequest request;
-  request.time_out = 7000;
-  request.multiple_time_out = 2000;
   request.type = 0;
   request.use_http_dns = false;
   return request;

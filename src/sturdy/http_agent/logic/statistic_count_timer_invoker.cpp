@@ -179,8 +179,6 @@ MultipleURLHttpRequest StatisticCountTimerInvoker::MakeReport(
     const std::string& endpoint, const std::list<StatisticRecord>& batch) {
   MultipleURLHttpRequest report;
   report.type = kPost;
-  report.time_out = 7000;
-  report.multiple_time_out = 2000;
   report.use_http_dns = true;
   if (const auto config = EnvironmentManager::Instance().GetConfig()) {
     report.ip_family = static_cast<int32_t>(config->address_family.load());
