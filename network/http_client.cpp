@@ -192,14 +192,14 @@ void HttpClient::Stop() {
 }
 
 void HttpClient::Dispatch(IHttpRequestor& transport) {
-  while (const std::shared_ptr<HttpRequest> request = AwaitRequest()) {
-    HandOn(request, transport);
+  while (const std::shared_ptr<HttpRequest> request = WaitForRequest()) {
+    Forward(request, transport);
     zo_base::RecursiveMutexLock lock(queue_mutex);
     working->pop_front();
   }
 }
 
-std::shared_ptr<HttpRequest> HttpClient::AwaitRequest() {
+std::shared_ptr<HttpRequest> HttpClient::WaitForRequest() {
   {
     zo_base::RecursiveMutexLock lock(wake_mutex);
     while (IsRunning() && !HasRequests()) {
@@ -216,7 +216,7 @@ std::shared_ptr<HttpRequest> HttpClient::AwaitRequest() {
   return working->front();
 }
 
-void HttpClient::HandOn(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport) {
+void HttpClient::Forward(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport) {
   if (request->state == kHttpRequestCancelled) {
     CallBack(this, *request, nullptr, kCancelledError);
     return;

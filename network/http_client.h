@@ -51,8 +51,8 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   bool StartDispatcherLocked() ZO_REQUIRES(state_mutex);
   void Dispatch(IHttpRequestor& transport);
   // Waits for the next request and leaves it at the front of `working`; empty at a stop.
-  std::shared_ptr<HttpRequest> AwaitRequest();
-  void HandOn(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport);
+  std::shared_ptr<HttpRequest> WaitForRequest();
+  void Forward(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport);
   void Wake();
   void ClearLists();
   [[nodiscard]] bool IsRunning();

@@ -53,7 +53,7 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
 }  // namespace
 
 HttpRequestWin::~HttpRequestWin() {
-  const platform::TurnAwayAtExitGate turn_away;  // the pool waits for its workers
+  const platform::ScopedExitGateRefusal refusal;  // the pool waits for its workers
   pool.reset();
 }
 

@@ -67,7 +67,7 @@ void Unload() {
 }
 
 void Load() {
-  const InsideTransferCode inside;
+  const ExitGateGuard inside;
   if (!inside) {
     throw std::runtime_error("the process is ending");
   }
@@ -86,7 +86,7 @@ void Load() {
     throw;
   }
   loaded_in = getpid();
-  MoveExitGateToFront();
+  ReregisterExitHandler();
 }
 
 }  // namespace

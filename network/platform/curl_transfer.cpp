@@ -45,7 +45,7 @@ void LeaveBehind(void* handle) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(const TransferPlan& plan) : plan_(plan) {
-  if (const InsideTransferCode inside; inside) {
+  if (const ExitGateGuard inside; inside) {
     is_prepared_ = Prepare();
   }
   if (is_prepared_) {
@@ -57,7 +57,7 @@ CurlTransfer::~CurlTransfer() {
   if (is_prepared_) {
     zo_base::Clock::RemoveListener(this);
   }
-  const InsideTransferCode inside;
+  const ExitGateGuard inside;
   if (!inside) {
     LeaveBehind(easy_.release());
     LeaveBehind(multi_.release());
@@ -141,7 +141,7 @@ bool CurlTransfer::ReceiveHead() {
   return true;
 }
 
-bool CurlTransfer::AwaitBody() {
+bool CurlTransfer::WaitForBody() {
   const int64_t now_ms = zo_base::Clock::MonotonicMs();
   if (now_ms >= deadline_ms_) {
     Fail();  // here too, since a body that never pauses has nothing to wait for
@@ -181,7 +181,7 @@ size_t CurlTransfer::TakeBody(char* out, size_t limit_bytes) {
 }
 
 void CurlTransfer::Step() {
-  const InsideTransferCode inside;
+  const ExitGateGuard inside;
   if (!inside) {
     Fail();
     return;

@@ -38,7 +38,7 @@ class CurlTransfer final : private zo_base::ClockListener {
   // Receives up to the end of the final head.
   [[nodiscard]] bool ReceiveHead();
   // Waits until there is a part of the body to take, or its end.
-  [[nodiscard]] bool AwaitBody();
+  [[nodiscard]] bool WaitForBody();
 
   // The final head: lines ended by CRLF, the last one empty. 1xx heads are dropped.
   [[nodiscard]] const std::string& head() const { return head_; }

@@ -4,7 +4,7 @@
 //
 // A host may return from main while transfers run. OpenSSL then frees its tables in a handler of
 // exit(), under the feet of a worker in a handshake. So every step of a transfer that enters
-// libcurl, and the loading of it, stands between the two ends of an InsideTransferCode. Before the
+// libcurl, and the loading of it, stands between the two ends of an ExitGateGuard. Before the
 // first one OpenSSL is set up (without a handler of its own, where it is ours to decide), and after
 // it a handler of exit() is registered. Handlers run in reverse, so ours is before OpenSSL's,
 // whoever set it up: it shuts the gate, and waits until nobody is inside. Who comes to a shut gate
@@ -24,16 +24,16 @@ void PrepareExitGate();
 
 // Has the gate shut before whatever else is to happen at the end of the process so far. For a
 // thread inside that has loaded code which may have registered handlers.
-void MoveExitGateToFront();
+void ReregisterExitHandler();
 
 // Requires: PrepareExitGate has been called.
 // Threads: any. One thread never holds two, or it could sleep within the gate.
-class InsideTransferCode {
+class ExitGateGuard {
  public:
-  InsideTransferCode();
-  ~InsideTransferCode();
-  InsideTransferCode(const InsideTransferCode&) = delete;
-  InsideTransferCode& operator=(const InsideTransferCode&) = delete;
+  ExitGateGuard();
+  ~ExitGateGuard();
+  ExitGateGuard(const ExitGateGuard&) = delete;
+  ExitGateGuard& operator=(const ExitGateGuard&) = delete;
 
   // False for a thread that was turned away: it must neither enter libcurl nor give back what it
   // has from there.
@@ -46,12 +46,12 @@ class InsideTransferCode {
 // While one lives, a shut gate turns away at once who comes and who sleeps there. For whoever waits
 // for threads that may be among them.
 // Threads: any.
-class TurnAwayAtExitGate {
+class ScopedExitGateRefusal {
  public:
-  TurnAwayAtExitGate();
-  ~TurnAwayAtExitGate();
-  TurnAwayAtExitGate(const TurnAwayAtExitGate&) = delete;
-  TurnAwayAtExitGate& operator=(const TurnAwayAtExitGate&) = delete;
+  ScopedExitGateRefusal();
+  ~ScopedExitGateRefusal();
+  ScopedExitGateRefusal(const ScopedExitGateRefusal&) = delete;
+  ScopedExitGateRefusal& operator=(const ScopedExitGateRefusal&) = delete;
 };
 
 }  // namespace KRBASE::network::platform

@@ -64,7 +64,7 @@ bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_vie
 }
 
 bool HttpRequestHandle::SendHop() {
-  if (!LookHostUp()) {
+  if (!ResolveHost()) {
     name_not_resolved_ = true;
     return false;
   }
@@ -73,7 +73,7 @@ bool HttpRequestHandle::SendHop() {
   return transfer_->Send();
 }
 
-bool HttpRequestHandle::LookHostUp() {
+bool HttpRequestHandle::ResolveHost() {
   plan_.addresses.clear();
   net::IPBytes literal;
   if (net::ParseIPLiteral(plan_.url.host, literal)) {
@@ -155,7 +155,7 @@ std::optional<std::string> HttpRequestHandle::QueryHeaders(HttpQuery query) cons
 
 bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
   available_bytes = 0;
-  if (transfer_ == nullptr || !transfer_->AwaitBody()) {
+  if (transfer_ == nullptr || !transfer_->WaitForBody()) {
     return false;
   }
   available_bytes = transfer_->received_bytes();

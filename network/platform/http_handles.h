@@ -97,7 +97,7 @@ class HttpRequestHandle {
 
   // Sends the request of the plan; the answer in hand is dropped.
   bool SendHop();
-  bool LookHostUp();
+  bool ResolveHost();
   // If the answer in hand leads elsewhere, drops it and turns the plan into that of the next hop.
   NextHop PrepareNextHop();
 

@@ -123,7 +123,7 @@ std::string UrlOrigin(const HttpUrl& url) {
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location) {
   std::string absolute;
   {
-    const InsideTransferCode inside;
+    const ExitGateGuard inside;
     if (!inside) {
       return std::nullopt;
     }
