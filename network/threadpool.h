@@ -17,23 +17,23 @@
 
 namespace KRBASE::network {
 
-// A fixed number of workers on one queue; tasks start in the order in which they came.
-// Threads: commit from any. The destructor runs on a thread that isn't a worker.
+// A fixed number of workers on one queue. Tasks start in the order of their commits.
+// Threads: commit from any. Destroy it on a thread that isn't a worker.
 // Owner:   the transport.
-// Errors:  what a task throws goes into its future. A constructor that can't have all its threads
-//          ends those it has and throws the system's error.
+// Errors:  an exception of a task goes into its future. A constructor that can't start all threads
+//          ends those it has started and throws the system's error.
 class threadpool {
  public:
   static constexpr uint16_t kMaxThreads = 16;
 
-  // Starts so many workers, at most kMaxThreads; 0 starts none, and tasks then wait for ever.
+  // Starts `size` workers, at most kMaxThreads. Without a worker no task ever runs.
   explicit threadpool(uint16_t size);
-  // Waits for the tasks in progress. Those still queued are dropped, and their futures broken.
+  // Waits for the tasks in progress. Drops the queued ones, which breaks their futures.
   ~threadpool();
   threadpool(const threadpool&) = delete;
   threadpool& operator=(const threadpool&) = delete;
 
-  // The future may be let go: nothing waits for it.
+  // The caller may drop the future: its destructor doesn't block.
   template <class Function, class... Args>
   auto commit(Function&& function, Args&&... args)
       -> std::future<std::invoke_result_t<std::decay_t<Function>, std::decay_t<Args>...>> {
@@ -52,20 +52,16 @@ class threadpool {
     return result;
   }
 
-  [[nodiscard]] size_t size() const { return pool.size(); }
-  // How many workers have no task.
-  [[nodiscard]] int32_t idle_count() const { return idle; }
-
  private:
   void Work();
   void StopAndJoin();
 
-  std::vector<std::thread> pool;  // touched by the constructor and the destructor alone
+  std::vector<std::thread> pool;  // only the constructor and the destructor use it
   std::deque<std::function<void()>> tasks ZO_GUARDED_BY(mutex);
   zo_base::Mutex mutex;
   zo_base::Condition task_cv;
-  std::atomic<bool> run{true};  // changes with the mutex held, so that no worker misses it
-  std::atomic<int32_t> idle{0};
+  std::atomic<bool> run{true};   // changed with the mutex held, so that no worker misses it
+  std::atomic<int32_t> idle{0};  // workers without a task
 };
 
 }  // namespace KRBASE::network
