@@ -14,8 +14,9 @@ namespace KRBASE::network {
 
 namespace {
 
-// The requests that the transport has. An empty map owns no memory, so that nothing has to free it
-// once the client has stopped.
+// The requests that the transport has. An empty map owns no memory, so a stopped client leaves
+// nothing to free.
+// Threads: any.
 class RunningRequests {
  public:
   using Entry = std::pair<std::shared_ptr<HttpRequest>, std::shared_ptr<IHttpRequestor::Done>>;
@@ -27,10 +28,10 @@ class RunningRequests {
 
   void Put(uint64_t id, Entry entry) {
     zo_base::MutexLock lock(mutex_);
-    std::swap(entries_[id], entry);  // what stood there dies without the lock
+    std::swap(entries_[id], entry);  // an earlier entry is destroyed without the lock
   }
 
-  // Empty if the client has stopped since.
+  // Returns an empty entry if the client has stopped since.
   Entry Take(uint64_t id) {
     zo_base::MutexLock lock(mutex_);
     const auto node = entries_.extract(id);
@@ -65,7 +66,7 @@ void CallBack(HttpClient* client, HttpRequest& request,
   try {
     user->callback(client, response, error);
   } catch (...) {
-    // The callback's own fault; the thread has other requests to serve.
+    // The fault is the callback's, and this thread has other requests to serve.
   }
 }
 
@@ -83,12 +84,12 @@ void Answer(HttpClient* client, const std::shared_ptr<HttpRequest>& request,
   CallBack(client, *request, copy, kNoError);
 }
 
-// For a request that no worker can take, or whose answer is lost.
+// Answers a request that no worker can take, or whose answer is lost, with status 0.
 void AnswerWithoutTransfer(HttpClient* client, const std::shared_ptr<HttpRequest>& request) {
   try {
     Answer(client, request, HttpResponse());
   } catch (const std::exception&) {
-    // No memory even for an empty answer.
+    // There is no memory even for an empty answer.
   }
 }
 
@@ -117,14 +118,15 @@ void HttpClient::Start() {
 void HttpClient::StartForTest(std::shared_ptr<IHttpRequestor> transport) {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
   zo_base::MutexLock lock(state_mutex);
-  requestor.swap(transport);  // the one before dies without the lock: its workers may call back
+  requestor.swap(
+      transport);  // the old one is destroyed without the lock: its workers may call Send
 }
 
 bool HttpClient::StartDispatcherLocked() {
   if (dispatcher_started) {
     return true;
   }
-  // Counted before the thread runs, so that a Stop at once can't be overtaken by it.
+  // Count before the thread runs. If the thread counted, it could undo a Stop that came first.
   {
     zo_base::MutexLock lock(running_mutex);
     ++running;
@@ -163,13 +165,15 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
 
 void HttpClient::Stop() {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
+  // Refuse new requests.
   std::shared_ptr<IHttpRequestor> transport;
   std::thread ending;
   {
     zo_base::MutexLock lock(state_mutex);
-    transport.swap(requestor);  // from here on requests are dropped
+    transport.swap(requestor);
     ending.swap(dispatcher);
   }
+  // End the dispatcher.
   {
     zo_base::MutexLock lock(running_mutex);
     while (running > 0) {
@@ -180,9 +184,11 @@ void HttpClient::Stop() {
   if (ending.joinable()) {
     ending.join();
   }
+  // Drop the requests that wait, and wait for those in progress.
   RunningRequests::Instance().Clear();
   ClearLists();
-  transport.reset();  // waits for the transfers in progress
+  transport.reset();
+  // Get ready for the next start.
   {
     zo_base::MutexLock lock(running_mutex);
     running = 1;
@@ -227,7 +233,7 @@ void HttpClient::Forward(const std::shared_ptr<HttpRequest>& request, IHttpReque
           try {
             Answer(this, request, *response);
           } catch (const std::exception&) {
-            AnswerWithoutTransfer(this, request);  // no memory for this one
+            AnswerWithoutTransfer(this, request);  // no memory for the copy
           }
         });
     RunningRequests::Instance().Put(request->id, {request, respond});
@@ -253,7 +259,8 @@ bool HttpClient::HasRequests() {
 }
 
 void HttpClient::ClearLists() {
-  RequestList dropped[2];  // die without the lock: a request owns what its callback holds
+  // Destroyed without the lock: a request owns what its callback holds.
+  RequestList dropped[2];
   zo_base::RecursiveMutexLock lock(queue_mutex);
   dropped[0].swap(*working);
   dropped[1].swap(*incoming);

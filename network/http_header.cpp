@@ -9,14 +9,14 @@ constexpr std::pair<const char*, const char*> kDefaults[] = {
     {"User-Agent",
      "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) "
      "Chrome/80.0.4044.92 Safari/537.36"},
-    // Takes no effect behind the row above. It stands so that the table is that of all platforms.
+    // Ignored: the first row for a name wins. Kept so that the table is the same on all platforms.
     {"User-Agent", "HTTP/1.1"},
     {"Accept", "*/*"},
     {"Connection", "Keep-Alive"},
     {"Accept-Language", "zh-CN,zh;q=0.9"},
 };
 
-bool FitsALine(std::string_view text) {
+bool FitsInLine(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
@@ -25,7 +25,7 @@ bool FitsALine(std::string_view text) {
 CHttpHeader::~CHttpHeader() = default;
 
 void CHttpHeader::Add(const std::string& name, const std::string& value) {
-  if (!name.empty() && !value.empty() && FitsALine(name) && FitsALine(value)) {
+  if (!name.empty() && !value.empty() && FitsInLine(name) && FitsInLine(value)) {
     headers.emplace(name, value);
   }
 }

@@ -3,11 +3,11 @@
 #include <map>
 #include <string>
 
-// The headers of a request, by name; names that differ in case are different ones, as the map
-// compares byte by byte. They go out in ascending order.
+// The headers of a request, by name. The map compares names byte by byte, so names that differ in
+// case are different ones. Headers are sent in ascending order of name.
 // Threads: one at a time.
-// Owner:   the transfer whose request it is.
-// Errors:  none.
+// Owner:   the CWinHttp that sends them.
+// Errors:  none; Add drops a bad header.
 class CHttpHeader {
  public:
   CHttpHeader() = default;
@@ -15,11 +15,11 @@ class CHttpHeader {
   CHttpHeader(const CHttpHeader&) = delete;
   CHttpHeader& operator=(const CHttpHeader&) = delete;
 
-  // The first value of a name stays. What could end its line early (CR, LF, NUL) isn't taken,
-  // and neither is an empty name or value.
+  // Keeps the first value of a name. Drops an empty name or value, and one that holds CR, LF or
+  // NUL, which could end the line early.
   void Add(const std::string& name, const std::string& value);
 
-  // Fills in the defaults that are absent, and gives a line "name: value" CRLF for each header.
+  // Adds the defaults whose names are absent, then returns a line "name: value" CRLF per header.
   std::string ToText();
 
  private:

@@ -8,23 +8,24 @@
 
 namespace KRBASE::network {
 
-// The transport: each request is one blocking transfer on a worker of the pool. There is no retry,
-// and a failure is a response with status 0. `host`, `ip`, `port` and `sni` of a request are not
-// looked at.
-// Threads: Send on one at a time, `done` runs on a worker.
+// The transport. Each request is one blocking transfer on a worker of the pool, without a retry.
+// Ignores `host`, `ip`, `port` and `sni` of a request.
+// Threads: Send from one at a time. `done` runs on a worker.
 // Owner:   HttpClient. The destructor waits for the transfers in progress.
-// Errors:  Send throws if the pool can't take the task; `done` is called exactly once otherwise,
-//          unless the pool ends first.
+// Errors:  a failed transfer is a response with status 0. Send throws if the pool can't take the
+//          task. Otherwise `done` is called exactly once, unless the pool ends first.
 class HttpRequestWin : public IHttpRequestor {
  public:
   ~HttpRequestWin() override;
 
-  // Makes the pool at the first call. Throws the system's error if there are no threads for it;
+  // Creates the pool at the first call. Throws the system's error if it can't start the threads;
   // the next call tries again.
   void MakePool();
 
-  // Requires: MakePool has been called.
+  // Requires: MakePool has returned.
   void Send(const std::shared_ptr<HttpRequest>& request, const Done& done) override;
+
+  // Do nothing: a blocking transfer can't be ended early.
   void Cancel(uint64_t request_id) override;
   void CancelAll() override;
 

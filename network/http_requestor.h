@@ -9,10 +9,11 @@
 
 namespace KRBASE::network {
 
-// A transport: carries requests out and brings the responses back.
-// Threads: Send is called on the client's dispatcher alone and must not block; `done` runs on
-//          whatever thread finished the transfer.
-// Owner:   HttpClient, by a shared pointer; the destructor waits for transfers in progress.
+// A transport: carries out requests and returns their responses. The slots and their order are
+// fixed.
+// Threads: the client's dispatcher calls Send, which must not block. `done` runs on the thread that
+//          finished the transfer.
+// Owner:   HttpClient, by a shared pointer. The destructor waits for transfers in progress.
 // Errors:  a failed transfer is a response with status 0. Send may throw if it can't take the
 //          request; `done` isn't called then.
 class IHttpRequestor {
@@ -25,7 +26,7 @@ class IHttpRequestor {
   IHttpRequestor& operator=(const IHttpRequestor&) = delete;
 
   virtual void Send(const std::shared_ptr<HttpRequest>& request, const Done& done) = 0;
-  // Room for transports that can end a transfer early. The client calls neither.
+  // For transports that can end a transfer early. The client calls neither.
   virtual void Cancel(uint64_t request_id) = 0;
   virtual void CancelAll() = 0;
 };

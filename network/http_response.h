@@ -8,8 +8,8 @@
 
 namespace KRBASE::network {
 
-// What came back. A transfer that failed is a response like any other, with status 0.
-// Threads: written by the worker that makes it, only read once it has been handed on.
+// The outcome of a transfer. One that failed has status 0.
+// Threads: the worker that makes it writes it; nobody writes it after `done` has been called.
 // Owner:   a shared pointer.
 // Errors:  none.
 struct HttpResponse {
@@ -18,13 +18,11 @@ struct HttpResponse {
   HttpResponse(const HttpResponse&) = delete;
   HttpResponse& operator=(const HttpResponse&) = delete;
 
-  // True exactly for kStatusOk.
-  bool success = false;
-  // Raw data; CWinHttp's road leaves it empty and fills `body`.
-  std::vector<char> data;
+  bool success = false;    // true exactly for kStatusOk
+  std::vector<char> data;  // raw data; CWinHttp fills `body` instead
   HttpHeaderList headers;
   int32_t status = 0;
-  std::string message;
+  std::string message;  // CWinHttp leaves it empty
   std::string body;
 };
 
@@ -32,7 +30,7 @@ struct HttpResponse {
 struct HttpResponseUser : HttpResponse {
   ~HttpResponseUser() override;
 
-  // The request answered; not owned, good until the callback returns.
+  // The answered request. Not owned; valid until the callback returns.
   HttpRequest* request = nullptr;
 };
 

@@ -4,7 +4,7 @@
 
 namespace KRBASE::network {
 
-// The one status of HTTP that counts as success: a 204 is none here.
+// The only status that counts as success; 204 does not.
 inline constexpr int32_t kStatusOk = 200;
 
 }  // namespace KRBASE::network

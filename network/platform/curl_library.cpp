@@ -19,7 +19,7 @@ namespace {
 
 zo_base::OnceFlag loaded_once;
 
-// Written within the once-flag.
+// Written inside the once-flag only.
 CurlLibrary curl;
 void* library = nullptr;
 pid_t loaded_in = 0;
@@ -59,7 +59,7 @@ void FindFunctions() {
 
 void Unload() {
   if (std::exchange(loaded_in, 0) != getpid()) {
-    return;  // a forked child, which may hold locks of its parent's other threads
+    return;  // a forked child: threads of its parent may have held libcurl's locks
   }
   curl.global_cleanup();
   dlclose(library);

@@ -4,9 +4,9 @@
 
 namespace KRBASE::network::platform {
 
-// The functions of libcurl that transfers use. Nothing links against libcurl: it brings 30 other
+// The functions of libcurl that transfers call. Nothing links against libcurl: it brings 30 other
 // libraries, and loading them took 4 of the 13 ms from a client's start to its first address, which
-// needs none of them. They are loaded for the first transfer, on its worker.
+// needs none of them. The worker of the first transfer loads it.
 struct CurlLibrary {
   decltype(&::curl_global_init) global_init;
   decltype(&::curl_global_cleanup) global_cleanup;
@@ -36,13 +36,13 @@ struct CurlLibrary {
   decltype(&::curl_free) free;
 };
 
-// Loads libcurl and sets it up, once; false, with a line in the log that says why, if it can't be
-// had: a file is missing, or there is no descriptor or memory left. The next call tries again.
-// Threads: any, outside the gate; those that come meanwhile wait. An unload of this library, which
-// has no threads then, undoes it.
+// Loads libcurl and sets it up, once. Returns false, and logs why, if that fails: a file is
+// missing, or no descriptor or memory is left. The next call tries again. Unloading this library
+// undoes it; there are no threads by then.
+// Threads: any, outside the exit gate. Blocks while another thread loads.
 bool LoadCurl();
 
-// Requires: LoadCurl has given true.
+// Requires: LoadCurl has returned true.
 const CurlLibrary& Curl();
 
 }  // namespace KRBASE::network::platform

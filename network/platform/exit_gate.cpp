@@ -17,9 +17,10 @@ namespace KRBASE::network::platform {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLookAgain(1);
+constexpr std::chrono::milliseconds kPollInterval(1);
 
-// Atomics and no mutex: a forked child may run the handler with the threads of its parent gone.
+// Atomics instead of a mutex: a forked child may run the exit handler, and a thread that held the
+// mutex would be missing there.
 std::atomic<int> threads_inside{0};
 std::atomic<bool> is_closed{false};
 std::atomic<int64_t> closed_at_ms{0};  // set before `is_closed`
@@ -28,7 +29,8 @@ std::atomic<pid_t> prepared_in{0};
 
 zo_base::OnceFlag prepared_once;
 
-// Real time: the end of the process waits for threads that run, not for a clock.
+// Real time, not zo_base::Clock: an exiting process waits for running threads, and a test may have
+// set the clock.
 int64_t SteadyMs() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
@@ -45,14 +47,14 @@ void MarkClosed() {
 
 void CloseGate() {
   if (prepared_in.load() != getpid()) {
-    return;  // a forked child, which has none of the threads that are counted
+    return;  // a forked child, which has none of the counted threads
   }
   if (is_closed.load()) {
-    return;  // it has been waited for
+    return;  // an earlier run has waited
   }
   MarkClosed();
   while (threads_inside.load() > 0 && !HasPassedSinceClosing(kExitGateWaitMs)) {
-    std::this_thread::sleep_for(kLookAgain);
+    std::this_thread::sleep_for(kPollInterval);
   }
 }
 
@@ -69,22 +71,22 @@ void Prepare() {
   if (!zo_base::AtEnd(CloseGate)) {
     throw std::runtime_error("no room for a handler of the process's end");
   }
-  // With the handler in place OpenSSL must still be there. If it is not, the process has been
-  // ending since before, and the handler may come too late or never.
+  // If OpenSSL has been cleaned up already, the process began to exit before the handler was
+  // registered, and may never run it.
   if (OPENSSL_init_crypto(0, nullptr) != 1) {
     MarkClosed();
   }
 }
 
 bool Enter() {
-  // Counted before the gate is looked at: the handler sees the count, or this thread the shut gate.
+  // Count first, then look: the exit handler sees this count, or this thread sees the closed gate.
   threads_inside.fetch_add(1);
   if (!is_closed.load()) {
     return true;
   }
   threads_inside.fetch_sub(1);
   while (refusals.load() == 0 && !HasPassedSinceClosing(kExitGateSleepMs)) {
-    std::this_thread::sleep_for(kLookAgain);  // in most cases until the process is gone
+    std::this_thread::sleep_for(kPollInterval);  // as a rule until the process is gone
   }
   return false;
 }
@@ -96,7 +98,7 @@ void PrepareExitGate() {
 }
 
 void ReregisterExitHandler() {
-  (void)zo_base::AtEnd(CloseGate);  // without it the gate shuts where it was
+  (void)zo_base::AtEnd(CloseGate);  // if that fails, the earlier registration holds
 }
 
 ExitGateGuard::ExitGateGuard() : is_inside_(Enter()) {}

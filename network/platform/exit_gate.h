@@ -1,33 +1,38 @@
 #pragma once
 
-// Keeps threads out of libcurl and OpenSSL once the process has begun to end.
+// Keeps threads out of libcurl and OpenSSL once the process has begun to exit.
 //
-// A host may return from main while transfers run. OpenSSL then frees its tables in a handler of
-// exit(), under the feet of a worker in a handshake. So every step of a transfer that enters
-// libcurl, and the loading of it, stands between the two ends of an ExitGateGuard. Before the
-// first one OpenSSL is set up (without a handler of its own, where it is ours to decide), and after
-// it a handler of exit() is registered. Handlers run in reverse, so ours is before OpenSSL's,
-// whoever set it up: it shuts the gate, and waits until nobody is inside. Who comes to a shut gate
-// sleeps until the process is gone, so that the end causes no failures that a host would be told
-// of. But the destructor of a static object may wait for a transfer's outcome: it stops the client,
-// or joins a thread that waits for an answer. So who comes is turned away, and the transfer fails,
-// while the client is being stopped, and once a process has taken kExitGateSleepMs to end.
+// A host may return from main while transfers run. OpenSSL then frees its tables in an exit
+// handler while a worker may be in a handshake. So each step of a transfer that enters libcurl, and
+// the loading of libcurl, holds an ExitGateGuard.
+// 1. Before the first guard, OpenSSL is set up (without its own exit handler, if nobody has set it
+//    up before us), and our exit handler is registered after it. Exit handlers run in reverse
+//    order, so ours runs before OpenSSL's.
+// 2. Our handler closes the gate and waits until no thread is inside.
+// 3. A thread that reaches the closed gate sleeps until the process is gone, so that exiting
+//    reports no failures. A static object's destructor may wait for such a thread, though: while
+//    the client is being stopped, or once the exit has taken kExitGateSleepMs, the thread is
+//    refused instead and its transfer fails.
 //
-// Outside are look-ups and the wait for sockets: they are long and touch nothing that is freed.
+// Name look-ups and the wait for sockets take no guard: they are long, and touch nothing that
+// OpenSSL frees.
 namespace KRBASE::network::platform {
 
-// Puts the gate in its place, once. Throws std::runtime_error if the system has no room for the
-// handler; the next call tries again.
-// Threads: any; the first call is made before there are workers, or a process that ends at once
-// could overtake it. An unload of the library, which has no threads then, undoes it.
+// Sets the gate up, once. Throws std::runtime_error if the system has no room for an exit handler;
+// the next call tries again. Unloading this library undoes it; there are no threads by then.
+// Requires: the first call returns before workers start. Otherwise a process that exits at once
+//           could run its handlers before ours is registered.
+// Threads:  any.
 void PrepareExitGate();
 
-// Has the gate shut before whatever else is to happen at the end of the process so far. For a
-// thread inside that has loaded code which may have registered handlers.
+// Registers our exit handler again, so that it runs before the handlers registered so far.
+// Call it inside the gate after loading code that may have registered handlers.
 void ReregisterExitHandler();
 
-// Requires: PrepareExitGate has been called.
-// Threads: any. One thread never holds two, or it could sleep within the gate.
+// Holds the gate open while it exists, or was refused.
+// Requires: PrepareExitGate has returned. A thread holds one at a time: with two it could sleep
+//           inside the gate.
+// Threads:  any.
 class ExitGateGuard {
  public:
   ExitGateGuard();
@@ -35,16 +40,15 @@ class ExitGateGuard {
   ExitGateGuard(const ExitGateGuard&) = delete;
   ExitGateGuard& operator=(const ExitGateGuard&) = delete;
 
-  // False for a thread that was turned away: it must neither enter libcurl nor give back what it
-  // has from there.
+  // False for a refused thread. It must neither enter libcurl nor free what it has from there.
   explicit operator bool() const { return is_inside_; }
 
  private:
   const bool is_inside_;
 };
 
-// While one lives, a shut gate turns away at once who comes and who sleeps there. For whoever waits
-// for threads that may be among them.
+// While one exists, a closed gate refuses arriving and sleeping threads at once. Hold it while
+// joining threads that may be waiting there.
 // Threads: any.
 class ScopedExitGateRefusal {
  public:
