@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "network/http_method.h"
+
 namespace KRBASE::network {
 
 class HttpClient;
@@ -16,18 +18,13 @@ struct HttpResponseUser;
 
 using HttpHeaderList = std::vector<std::pair<std::string, std::string>>;
 
-constexpr int32_t kHttpMethodGet = 0;
-constexpr int32_t kHttpMethodPost = 1;
-// Marks a request whose method nobody has set; the transport sends it as a POST.
-constexpr int32_t kHttpMethodUnset = 5;
-
 constexpr int32_t kHttpRequestNew = 0;
 constexpr int32_t kHttpRequestQueued = 1;
 constexpr int32_t kHttpRequestCancelled = 3;
 
-// What a request carries into the client. Plain fields, written by the one who makes it.
-// Threads: one at a time; from HttpClient::Send on the request belongs to the client's threads.
-// Owner:   always a shared pointer, held by the queue, the worker and the response function.
+// One request to the client. Plain fields, written by its maker.
+// Threads: one at a time; HttpClient::Send passes it to the client's threads.
+// Owner:   shared by the queue, the worker and the response function.
 // Errors:  none.
 struct HttpRequest {
   HttpRequest();
@@ -42,28 +39,30 @@ struct HttpRequest {
   // Replaces the body by a copy of these bytes.
   void setBody(const void* bytes, size_t size_bytes);
 
-  int32_t method = kHttpMethodUnset;
+  int32_t method = kHttpMethodUnset;  // an HttpMethod
   std::string url;
   std::vector<char> body;
-  // Unique in the process, the first is 1: the key in the client's table of running requests.
+  // Unique in the process, from 1 up: the key in the client's table of running requests.
   uint64_t id;
   HttpHeaderList headers;
-  // Milliseconds. It bounds connecting only: sending and receiving have bounds of their own.
+  // Milliseconds. Bounds connecting only: sending and receiving have bounds of the transport.
   int32_t time_out = 30000;
-  // The name behind an IP URL, and what that URL names, for a transport that connects to an
-  // address and presents a name. CWinHttp reads none of the four.
+
+  // For a transport that connects to an address and presents a name: the name that an IP URL is
+  // meant for, and the URL's own address and port. CWinHttp reads none of the four.
   std::string host;
   std::string ip;
   int32_t port = 443;
   bool sni = false;
-  // May be set from any thread while the request is queued.
+
+  // Any thread may set it while the request is queued.
   std::atomic<int32_t> state{kHttpRequestNew};
 };
 
 // A request with the function that takes its answer.
-// The callback runs on a worker of the pool, or on the dispatcher for a cancelled request, and so
-// brings itself to the thread where it belongs. `error` is 0 for an answer, and -1 for a request
-// found cancelled: `response` is then empty. An exception that leaves it is dropped.
+// The callback runs on a worker of the pool, or on the dispatcher for a cancelled request; it posts
+// to its own thread itself. `error` is 0 for an answer. It is -1 for a cancelled request, whose
+// `response` is empty. The client drops exceptions that leave the callback.
 struct HttpRequestUser : HttpRequest {
   using Callback = std::function<void(
       HttpClient* client, const std::shared_ptr<HttpResponseUser>& response, int32_t error)>;

@@ -16,8 +16,8 @@ constexpr uint16_t kPoolSize = 12;
 constexpr int32_t kSendTimeOutMs = 2000;
 constexpr int32_t kReceiveTimeOutMs = 2000;
 
-// A pair for each line with exactly one colon: the status line gives none, and neither does a
-// value that holds a colon. Values keep their leading blank.
+// Makes a pair of each line with exactly one colon, so neither of the status line nor of a header
+// whose value holds a colon. Values keep their leading blank.
 HttpHeaderList HeaderPairs(std::string_view head) {
   HttpHeaderList pairs;
   while (!head.empty()) {
@@ -39,27 +39,25 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
   }
   http.SetTimeOut(request.time_out, kSendTimeOutMs, kReceiveTimeOutMs);
   const std::string post_data(request.body.begin(), request.body.end());
-  http.Request(request.url, request.method != kHttpMethodGet ? kHttpMethodPost : kHttpMethodGet, "",
-               post_data);
 
   auto response = std::make_shared<HttpResponse>();
+  response->body = http.Request(request.url, request.method, "", post_data);
   response->success = http.GetStatusCode() == kStatusOk;
   response->headers = HeaderPairs(http.GetHeaderText());
   response->status = http.GetStatusCode();
-  response->body = http.GetBody();
   return response;
 }
 
 }  // namespace
 
 HttpRequestWin::~HttpRequestWin() {
-  const platform::ScopedExitGateRefusal refusal;  // the pool waits for its workers
+  const platform::ScopedExitGateRefusal refusal;  // the pool joins its workers
   pool.reset();
 }
 
 void HttpRequestWin::MakePool() {
   pool_made.Call([this] {
-    platform::PrepareExitGate();  // before there are threads to pass it
+    platform::PrepareExitGate();  // before there are workers
     pool = std::make_shared<threadpool>(kPoolSize);
   });
 }
@@ -70,7 +68,7 @@ void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Don
     try {
       response = Transfer(*request);
     } catch (const std::exception&) {
-      // Out of memory, say: a failed transfer like any other.
+      // Most likely out of memory. Fails like any other transfer.
       response = std::make_shared<HttpResponse>();
     }
     done(response);

@@ -2,16 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstring>
 
 #include "base/platform/file.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_limits.h"
 
 using KRBASE::network::HttpInterfaceError;
+using KRBASE::network::HttpMethod;
+using KRBASE::network::HttpMethodOf;
 using KRBASE::network::kHttpConnectFailed;
 using KRBASE::network::kHttpFileFailed;
+using KRBASE::network::kHttpMethodGet;
 using KRBASE::network::kHttpNameNotResolved;
 using KRBASE::network::kHttpNotFound;
 using KRBASE::network::kHttpOpenFailed;
@@ -21,7 +22,6 @@ using KRBASE::network::kHttpSendFailed;
 using KRBASE::network::kHttpTooLarge;
 using KRBASE::network::platform::CrackUrl;
 using KRBASE::network::platform::HttpConnection;
-using KRBASE::network::platform::HttpQuery;
 using KRBASE::network::platform::HttpRequestHandle;
 using KRBASE::network::platform::HttpSession;
 using KRBASE::network::platform::HttpUrl;
@@ -30,18 +30,11 @@ using KRBASE::network::platform::kMaxBodyBytes;
 namespace {
 
 constexpr const char* kAgent = "sturdy_comp";
-// From so many characters on a host, or a path with its query, is refused.
+// A host, or a path with its query, of this length or more is refused.
 constexpr size_t kHostBufferLength = 260;
 constexpr size_t kPathBufferLength = 1300;
 constexpr size_t kReadBufferBytes = 8192;
 constexpr int64_t kMaxDownloadToMemoryBytes = 8388608;
-
-template <class Number>
-Number ReadDecimal(const std::string& text) {
-  Number number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
 
 }  // namespace
 
@@ -73,25 +66,24 @@ bool CWinHttp::OpenSession() {
   return true;
 }
 
-bool CWinHttp::OpenRequest(const std::string& url, bool is_post, const std::string& extra_headers,
-                           std::string_view post_data) {
+bool CWinHttp::OpenRequest(const std::string& url, HttpMethod method,
+                           const std::string& extra_headers, std::string_view post_data) {
   CloseHandles();
   if (!OpenSession()) {
     return false;
   }
-  // A URL that doesn't crack has no host, and without one no connection opens.
+  // A refused URL leaves the host empty, and no connection opens without a host.
   const HttpUrl cracked = CrackUrl(url, kHostBufferLength, kPathBufferLength).value_or(HttpUrl());
   is_https = cracked.is_https;
   connection = HttpConnection::Open(*session, cracked.host, cracked.port);
   if (connection == nullptr) {
     return Fail(kHttpConnectFailed);
   }
-  request =
-      HttpRequestHandle::Open(*connection, is_post ? "POST" : "GET", cracked.target, is_https);
+  request = HttpRequestHandle::Open(*connection, method, cracked.target, is_https);
   if (request == nullptr) {
     return Fail(kHttpOpenFailed);
   }
-  // Of a plain URL too, which may be redirected to https.
+  // For a plain URL too: it may be redirected to https.
   request->IgnoreCertificateErrors();
   request->AddOrReplaceHeaders(header.ToText());
   if (!request->Send(extra_headers, post_data)) {
@@ -124,11 +116,11 @@ std::string CWinHttp::Request(const std::string& url, int32_t method,
   header_text.clear();
   status = 0;
   const std::string_view text_to_post = post_data.c_str();
-  if (!OpenRequest(url, method != 0, extra_headers, text_to_post)) {
+  if (!OpenRequest(url, HttpMethodOf(method), extra_headers, text_to_post)) {
     return body;
   }
-  header_text = request->QueryHeaders(HttpQuery::kRawHeadersCrlf).value_or("");
-  status = ReadDecimal<int32_t>(request->QueryHeaders(HttpQuery::kStatusCode).value_or(""));
+  header_text = request->raw_headers();
+  status = request->status();
   const ReadResult result = ReadBlocks([this](std::string_view block) {
     body.append(block);
     return body.size() <= kMaxBodyBytes;
@@ -141,20 +133,19 @@ std::string CWinHttp::Request(const std::string& url, int32_t method,
 }
 
 std::optional<int64_t> CWinHttp::OpenDownload(const std::string& url) {
-  if (!OpenRequest(url, false, "", "")) {
+  if (!OpenRequest(url, kHttpMethodGet, "", "")) {
     return std::nullopt;
   }
-  const std::optional<std::string> length = request->QueryHeaders(HttpQuery::kContentLength);
+  const std::optional<int64_t> length = request->content_length();
   if (!length.has_value()) {
     Fail(kHttpQueryFailed);
     return std::nullopt;
   }
-  const std::string raw_headers = request->QueryHeaders(HttpQuery::kRawHeadersCrlf).value_or("");
-  if (raw_headers.find("404") != std::string::npos) {
+  if (request->raw_headers().find("404") != std::string::npos) {
     Fail(kHttpNotFound);
     return std::nullopt;
   }
-  return ReadDecimal<int64_t>(*length);
+  return length;
 }
 
 bool CWinHttp::DownloadFile(const std::string& url, const std::string& file_path) {
@@ -162,11 +153,13 @@ bool CWinHttp::DownloadFile(const std::string& url, const std::string& file_path
   if (!total_bytes.has_value()) {
     return false;
   }
+  // Replace the file.
   zo_base::RemoveFile(file_path);
   zo_base::File file(file_path, zo_base::File::Mode::kWriteNew);
   if (!file.IsOpen()) {
     return Fail(kHttpFileFailed);
   }
+  // Write each block and report the progress.
   int64_t received_bytes = 0;
   const ReadResult result = ReadBlocks([&](std::string_view block) {
     if (!file.Write(block)) {
@@ -181,6 +174,7 @@ bool CWinHttp::DownloadFile(const std::string& url, const std::string& file_path
   if (result == ReadResult::kComplete && received_bytes == *total_bytes) {
     return true;
   }
+  // Delete what is incomplete.
   zo_base::RemoveFile(file_path);
   if (result == ReadResult::kRefused) {
     return Fail(kHttpFileFailed);

@@ -10,14 +10,15 @@
 #include "network/http_header.h"
 #include "network/http_interface_error.h"
 #include "network/http_interfaces.h"
+#include "network/http_method.h"
 #include "network/platform/http_handles.h"
 
-// A small synchronous HTTP wrapper: one blocking transfer at a time, over the platform's handles.
-// Any certificate will do. That is how a request to a bare address passes TLS: the URL names an
-// address, the certificate a host, and the Host header tells the server which one is meant.
-// Threads: one at a time; made, used and destroyed by the worker that carries the transfer.
+// A small synchronous HTTP wrapper over the platform's handles: one blocking transfer at a time.
+// Accepts any certificate. A request to a bare address needs that: its URL names an address, the
+// certificate a host, and the Host header tells the server which host is meant.
+// Threads: one at a time, the worker that carries out the transfer.
 // Owner:   the function that transfers.
-// Errors:  `error` keeps the last one. After a failure before the status is read, the status is 0.
+// Errors:  `error` keeps the last one. A failure before the status is read leaves the status 0.
 class CWinHttp : public IWinHttp {
  public:
   CWinHttp();
@@ -42,15 +43,15 @@ class CWinHttp : public IWinHttp {
 
  private:
   using Handle = std::unique_ptr<KRBASE::network::platform::HttpRequestHandle>;
-  // Takes one block; false ends the reading.
+  // Takes one block; returns false to end the reading.
   using TakeBlock = std::function<bool(std::string_view block)>;
   enum class ReadResult { kComplete, kQueryFailed, kReadFailed, kRefused };
 
   bool OpenSession();
-  // Opens all handles, sends, and waits for the head of the answer.
-  bool OpenRequest(const std::string& url, bool is_post, const std::string& extra_headers,
-                   std::string_view post_data);
-  // OpenRequest for a download; empty with `error` set if there is nothing to download.
+  // Opens all handles, sends, and blocks until the head of the answer has been received.
+  bool OpenRequest(const std::string& url, KRBASE::network::HttpMethod method,
+                   const std::string& extra_headers, std::string_view post_data);
+  // Opens a download and returns its length, or sets `error` and returns nothing.
   std::optional<int64_t> OpenDownload(const std::string& url);
   ReadResult ReadBlocks(const TakeBlock& take);
   void CloseHandles();
@@ -60,7 +61,7 @@ class CWinHttp : public IWinHttp {
   std::unique_ptr<KRBASE::network::platform::HttpSession> session;
   std::unique_ptr<KRBASE::network::platform::HttpConnection> connection;
   Handle request;
-  int32_t connect_time_out = 4000;
+  int32_t connect_time_out = 4000;  // ms, as are the next two
   int32_t send_time_out = 2000;
   int32_t receive_time_out = 100;
   CHttpHeader header;

@@ -8,16 +8,15 @@ namespace KRBASE::network::platform {
 
 namespace {
 
-// Any host is connected to under this name, and this name alone has addresses. So libcurl never
-// starts a look-up of its own, whatever it makes of the host in the URL, which it still uses for
-// the Host header and for TLS.
+// Every host is connected to under this name, and only this name has addresses. So libcurl never
+// looks up the host in the URL, which it still uses for the Host header and for TLS.
 constexpr const char* kConnectName = "looked-up-before";
 
 curl_socket_t OpenSocket(void* /*unused*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-// One line in the form that libcurl sends untouched.
+// A line in the form that libcurl sends unchanged. It drops a line "Name:" without a value.
 std::string RawHeader(const HeaderLines::Line& line) {
   const bool is_blank = line.value.find_first_not_of(" \t") == std::string::npos;
   return is_blank ? line.name + ";" : line.name + ":" + line.value;
@@ -39,8 +38,8 @@ bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists)
   is_set &= Set(easy, CURLOPT_NOSIGNAL, 1L);
   is_set &= Set(easy, CURLOPT_FRESH_CONNECT, 1L);
   is_set &= Set(easy, CURLOPT_FORBID_REUSE, 1L);
-  // The transfer watches this limit too; libcurl shares it out among the addresses.
-  // Its 0 would be 300 s.
+  // The transfer watches this limit itself. libcurl needs it to leave each address a share of the
+  // time: without it a dead address would take all. 0 would mean 300 s to libcurl.
   const long connect_ms = plan.time_outs.connect_ms > 0 ? plan.time_outs.connect_ms : INT32_MAX;
   is_set &= Set(easy, CURLOPT_CONNECTTIMEOUT_MS, connect_ms);
   return is_set;
@@ -52,7 +51,7 @@ bool SetTls(CURL* easy, const TransferPlan& plan) {
   if (plan.ignore_certificate_errors) {
     is_set &= Set(easy, CURLOPT_SSL_VERIFYPEER, 0L);
     is_set &= Set(easy, CURLOPT_SSL_VERIFYHOST, 0L);
-    // Nothing is held against the system's certificates, so they needn't be read.
+    // Don't read the system's certificates: nothing is compared with them.
     Set<const char*>(easy, CURLOPT_CAINFO, nullptr);
     Set<const char*>(easy, CURLOPT_CAPATH, nullptr);
   }
@@ -62,12 +61,12 @@ bool SetTls(CURL* easy, const TransferPlan& plan) {
 bool SetRequest(CURL* easy, const TransferPlan& plan, const CurlLists& lists) {
   bool is_set = Set(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   is_set &= Set(easy, CURLOPT_REQUEST_TARGET, plan.url.target.c_str());
-  if (plan.is_post || !plan.body.empty()) {
+  if (plan.method == kHttpMethodPost || !plan.body.empty()) {
     const auto size_bytes = static_cast<curl_off_t>(plan.body.size());
     is_set &= Set(easy, CURLOPT_POST, 1L);
     is_set &= Set(easy, CURLOPT_POSTFIELDSIZE_LARGE, size_bytes);
     is_set &= Set(easy, CURLOPT_POSTFIELDS, plan.body.data());
-    if (!plan.is_post) {
+    if (plan.method == kHttpMethodGet) {
       is_set &= Set(easy, CURLOPT_CUSTOMREQUEST, "GET");
     }
   }
@@ -94,7 +93,7 @@ bool BuildLists(const TransferPlan& plan, CurlLists& lists) {
   for (const HeaderLines::Line& line : plan.headers.lines()) {
     is_built = is_built && lists.headers.Append(RawHeader(line));
   }
-  // A name without a value keeps libcurl from a header of its own.
+  // A name without a value suppresses libcurl's own header.
   is_built = is_built && lists.headers.Append("Expect:");
   for (const char* name : {"Accept", "Content-Type"}) {
     if (!plan.headers.Has(name)) {

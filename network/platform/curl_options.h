@@ -6,17 +6,18 @@
 #include "network/platform/curl_library.h"
 #include "network/platform/transfer_plan.h"
 
-// What libcurl is told about a transfer. Requires everywhere: libcurl is loaded.
+// Turns a plan into libcurl's options.
+// Requires: libcurl is loaded.
 namespace KRBASE::network::platform {
 
 struct CurlListDeleter {
   void operator()(curl_slist* list) const { Curl().slist_free_all(list); }
 };
 
-// A list that libcurl refers to: it must outlive the transfer.
+// A list that libcurl refers to. It must outlive the transfer.
 class CurlList {
  public:
-  // False for want of memory; the list stays as it was.
+  // Returns false if there is no memory; the list is unchanged then.
   [[nodiscard]] bool Append(const std::string& text);
   [[nodiscard]] curl_slist* get() const { return list_.get(); }
 
@@ -30,11 +31,11 @@ struct CurlLists {
   CurlList resolve;
 };
 
-// False for want of memory.
+// Returns false if there is no memory.
 [[nodiscard]] bool BuildLists(const TransferPlan& plan, CurlLists& lists);
 
-// Everything but the callbacks. `plan` and `lists` must outlive the transfer. False if libcurl
-// refuses an option that the plan can't do without.
+// Sets all options except the callbacks. `plan` and `lists` must outlive the transfer.
+// Returns false if libcurl refuses an option that the plan needs.
 [[nodiscard]] bool SetTransferOptions(CURL* easy, const TransferPlan& plan, const CurlLists& lists);
 
 }  // namespace KRBASE::network::platform

@@ -4,41 +4,33 @@
 #include <climits>
 #include <new>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/exit_gate.h"
-#include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
 
 namespace {
 
-// The end of a limit; limits that aren't positive have none.
+// The instant at which a limit ends. A limit of 0 or less never ends.
 int64_t After(int64_t start_ms, int32_t limit_ms) {
   return limit_ms > 0 ? start_ms + limit_ms : INT64_MAX;
 }
 
-// libcurl undoes a compression of the transfer unasked, and a few KiB would swell to what no bound
-// here holds. Other than chunked we never ask for.
-bool IsCodingUnasked(std::string_view line) {
-  const std::string coding = HeaderValue(line, "Transfer-Encoding");
-  return !coding.empty() && !SameName(coding, "chunked") && !SameName(coding, "identity");
-}
-
-// Keeps what nobody may clean up any more, since the process has begun to end: it is no leak.
-void LeaveBehind(void* handle) {
+// Keeps a handle that may not be freed any more, since the process is exiting. The leak checkers
+// then don't report it.
+void Abandon(void* handle) {
   static zo_base::Mutex mutex;
   static zo_base::NoDestructor<std::vector<void*>> handles;
   zo_base::MutexLock lock(mutex);
   try {
     handles->push_back(handle);
   } catch (const std::bad_alloc&) {
-    return;  // then it is one
+    return;  // a leak checker may report this one
   }
 }
 
@@ -59,8 +51,8 @@ CurlTransfer::~CurlTransfer() {
   }
   const ExitGateGuard inside;
   if (!inside) {
-    LeaveBehind(easy_.release());
-    LeaveBehind(multi_.release());
+    Abandon(easy_.release());
+    Abandon(multi_.release());
     return;
   }
   if (is_prepared_) {
@@ -107,18 +99,19 @@ bool CurlTransfer::Send() {
   bool is_deadline_set = false;
   for (;;) {
     Step();
+    // The bound of the whole transfer begins here, so that a server that takes the request byte by
+    // byte gets no more time than one that sends its answer byte by byte.
     if (is_connected_ && !is_deadline_set) {
-      // From here on, so that a server that takes a body byte by byte has no more time than one
-      // that sends one so.
       SetDeadline(std::min(deadline_ms_, zo_base::Clock::MonotonicMs() + kMaxTransferMs));
       is_deadline_set = true;
     }
-    if (IsSent() || is_head_complete_) {
+    if (IsSent() || head_.is_complete()) {
       return true;
     }
     if (is_over_) {
       return false;
     }
+    // Each step of sending has its own limit.
     const int64_t sent_bytes = SentBytes();
     if (is_connected_ && sent_bytes != last_sent_bytes) {
       last_sent_bytes = sent_bytes;
@@ -132,7 +125,7 @@ bool CurlTransfer::Send() {
 
 bool CurlTransfer::ReceiveHead() {
   const int64_t receive_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.receive_ms);
-  while (!is_head_complete_) {
+  while (!head_.is_complete()) {
     if (is_over_ || !WaitUntil(receive_by_ms)) {
       return false;
     }
@@ -144,7 +137,7 @@ bool CurlTransfer::ReceiveHead() {
 bool CurlTransfer::WaitForBody() {
   const int64_t now_ms = zo_base::Clock::MonotonicMs();
   if (now_ms >= deadline_ms_) {
-    Fail();  // here too, since a body that never pauses has nothing to wait for
+    Fail();  // WaitUntil would see it too, but a body that never pauses never gets there
     return false;
   }
   const int64_t receive_by_ms = After(now_ms, plan_.time_outs.receive_ms);
@@ -157,10 +150,10 @@ bool CurlTransfer::WaitForBody() {
   return received_bytes() > 0 || !has_failed_;
 }
 
-int64_t CurlTransfer::status() const {
+int32_t CurlTransfer::status() const {
   long code = 0;
   Curl().easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
-  return code;
+  return static_cast<int32_t>(code);
 }
 
 int64_t CurlTransfer::content_length() const {
@@ -186,12 +179,14 @@ void CurlTransfer::Step() {
     Fail();
     return;
   }
+  // Resume a body that was paused for a full buffer.
   if (is_paused_ && received_bytes() == 0) {
     is_paused_ = false;
     if (Curl().easy_pause(easy_.get(), CURLPAUSE_CONT) != CURLE_OK) {
-      Fail();  // what it held back is lost
+      Fail();  // the data that libcurl held back is lost
     }
   }
+  // Transfer, then look whether that ended it.
   int running = 0;
   if (Curl().multi_perform(multi_.get(), &running) != CURLM_OK) {
     Fail();
@@ -212,7 +207,7 @@ bool CurlTransfer::WaitUntil(int64_t until_ms) {
     Fail();
     return false;
   }
-  // Outside the gate, since it is long: it only watches sockets, and libcurl's own timers.
+  // Takes no guard: it is long, and only watches sockets and libcurl's timers.
   Curl().multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::min<int64_t>(left_ms, INT_MAX)),
                     nullptr);
   return true;
@@ -240,48 +235,18 @@ int64_t CurlTransfer::SentBytes() const {
   return uploaded + head_bytes;
 }
 
-bool CurlTransfer::TakeHeadLine(const char* data, size_t size_bytes) {
-  if (is_head_complete_) {
-    return true;  // a trailer behind the last chunk
-  }
-  std::string_view line(data, size_bytes);
-  if (std::exchange(is_new_head_, false)) {
-    if (line.rfind("HTTP/", 0) != 0) {
-      return false;  // libcurl takes other letters for a status of 200, whatever number follows
-    }
-    head_.clear();
-  }
-  while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) {
-    line.remove_suffix(1);
-  }
-  head_.append(line).append("\r\n");
-  if (line.empty()) {
-    is_new_head_ = true;
-    const int64_t code = status();
-    if (code < 100) {
-      return false;  // no status is that small, and 0 tells of a failure
-    }
-    is_head_complete_ = code > 199;
-  }
-  return !IsCodingUnasked(line);
-}
-
 int CurlTransfer::OnConnected(void* self, char* /*to_ip*/, char* /*from_ip*/, int /*to_port*/,
                               int /*from_port*/) {
   static_cast<CurlTransfer*>(self)->is_connected_ = true;
   return CURL_PREREQFUNC_OK;
 }
 
-// No exception may cross libcurl; taking less than was given makes it fail the transfer.
+// No exception may cross libcurl. Returning less than `size * count` fails the transfer.
 size_t CurlTransfer::OnHeadLine(char* data, size_t size, size_t count, void* self) {
   auto* transfer = static_cast<CurlTransfer*>(self);
   const size_t size_bytes = size * count;
-  transfer->head_bytes_ += size_bytes;
-  if (transfer->head_bytes_ > kMaxHeadBytes) {
-    return 0;
-  }
   try {
-    return transfer->TakeHeadLine(data, size_bytes) ? size_bytes : 0;
+    return transfer->head_.AddLine({data, size_bytes}, transfer->status()) ? size_bytes : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }

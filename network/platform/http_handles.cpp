@@ -4,19 +4,20 @@
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
 #include "network/platform/curl_library.h"
+#include "network/platform/curl_transfer.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
 
 namespace {
 
-bool IsRedirect(int64_t status) {
+bool IsRedirect(int32_t status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-// What browsers do: only 307 and 308 keep a POST one.
-bool BecomesGet(int64_t status, bool is_post) {
-  return status == 303 || (is_post && (status == 301 || status == 302));
+// As browsers do it: a POST stays one only after 307 and 308.
+bool BecomesGet(int32_t status, HttpMethod method) {
+  return status == 303 || (method == kHttpMethodPost && (status == 301 || status == 302));
 }
 
 }  // namespace
@@ -37,20 +38,19 @@ std::unique_ptr<HttpConnection> HttpConnection::Open(const HttpSession& session,
 }
 
 std::unique_ptr<HttpRequestHandle> HttpRequestHandle::Open(const HttpConnection& connection,
-                                                           std::string_view verb,
+                                                           HttpMethod method,
                                                            const std::string& target,
                                                            bool is_secure) {
-  if (verb != "GET" && verb != "POST") {
-    return nullptr;
-  }
   std::unique_ptr<HttpRequestHandle> request(new HttpRequestHandle());
   TransferPlan& plan = request->plan_;
   plan.url = {is_secure, connection.host(), connection.port(), target};
-  plan.is_post = verb == "POST";
+  plan.method = method;
   plan.agent = connection.session().agent();
   plan.time_outs = connection.session().time_outs();
   return request;
 }
+
+HttpRequestHandle::~HttpRequestHandle() = default;
 
 void HttpRequestHandle::AddOrReplaceHeaders(std::string_view header_text) {
   plan_.headers.AddOrReplace(header_text);
@@ -111,7 +111,7 @@ bool HttpRequestHandle::ReceiveResponse() {
 }
 
 HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
-  const int64_t status = transfer_->status();
+  const int32_t status = transfer_->status();
   if (!IsRedirect(status)) {
     return NextHop::kNone;
   }
@@ -123,34 +123,31 @@ HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
   if (target.has_value() && plan_.url.is_https && !target->is_https) {
     return NextHop::kNone;
   }
-  transfer_.reset();
+  transfer_.reset();  // before the plan that it refers to changes
   if (!target.has_value()) {
     return NextHop::kUnusable;
   }
   plan_.url = *std::move(target);
   plan_.headers.Remove("Host");
-  if (BecomesGet(status, plan_.is_post)) {
-    plan_.is_post = false;
-    plan_.body.clear();
+  if (BecomesGet(status, plan_.method)) {
+    plan_.method = kHttpMethodGet;
+    plan_.body = {};
     plan_.headers.Remove("Content-Type");
   }
   return NextHop::kPrepared;
 }
 
-std::optional<std::string> HttpRequestHandle::QueryHeaders(HttpQuery query) const {
-  if (transfer_ == nullptr) {
-    return std::nullopt;
-  }
-  switch (query) {
-    case HttpQuery::kRawHeadersCrlf:
-      return transfer_->head();
-    case HttpQuery::kStatusCode:
-      return std::to_string(transfer_->status());
-    case HttpQuery::kContentLength:
-      break;
-  }
+const std::string& HttpRequestHandle::raw_headers() const {
+  return transfer_->head();
+}
+
+int32_t HttpRequestHandle::status() const {
+  return transfer_->status();
+}
+
+std::optional<int64_t> HttpRequestHandle::content_length() const {
   const int64_t length = transfer_->content_length();
-  return length >= 0 ? std::optional(std::to_string(length)) : std::nullopt;
+  return length >= 0 ? std::optional(length) : std::nullopt;
 }
 
 bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {

@@ -8,23 +8,25 @@
 #include <string_view>
 #include <utility>
 
-#include "network/platform/curl_transfer.h"
-#include "network/platform/header_lines.h"
+#include "network/http_method.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_plan.h"
 
-// The platform's HTTP handles: a session gives connections, a connection gives requests. Each is
-// closed by its destructor, requests before connections before sessions.
-// Threads: one at a time; every call that waits blocks its thread.
-// Errors:  an open call without success gives an empty pointer, every other one false.
+// The platform's HTTP handles: a session opens connections, a connection opens requests. Another
+// platform implements these three over its own calls.
+// Threads: one at a time. Send, ReceiveResponse and QueryDataAvailable block.
+// Owner:   the caller. Destroy requests before their connection, connections before their session.
+// Errors:  Open returns an empty pointer, every other call false.
 namespace KRBASE::network::platform {
 
-// The choices that its connections and requests share.
+class CurlTransfer;
+
+// What its connections and requests have in common.
 class HttpSession {
  public:
   static std::unique_ptr<HttpSession> Open(std::string agent);
 
-  // For requests opened from now on. The system's resolver knows no limit.
+  // Holds for requests opened from now on. The look-up of a name has no limit.
   void SetTimeOuts(const TransferTimeOuts& time_outs) { time_outs_ = time_outs; }
   [[nodiscard]] const TransferTimeOuts& time_outs() const { return time_outs_; }
   [[nodiscard]] const std::string& agent() const { return agent_; }
@@ -36,10 +38,10 @@ class HttpSession {
   TransferTimeOuts time_outs_;
 };
 
-// Host and port to talk to. Nothing is looked up and no socket is opened before a request is sent.
+// A host and port. Nothing is looked up and no socket opened before a request is sent.
 class HttpConnection {
  public:
-  // Requires: `session` lives as long as the connection.
+  // Requires: `session` outlives the connection.
   static std::unique_ptr<HttpConnection> Open(const HttpSession& session, const std::string& host,
                                               uint16_t port);
 
@@ -56,38 +58,40 @@ class HttpConnection {
   const uint16_t port_;
 };
 
-enum class HttpQuery { kRawHeadersCrlf, kStatusCode, kContentLength };
-
-// One request and its answer, redirects included: up to kMaxRedirects are followed, each looked up
-// anew and under its own Host, a POST as a GET after 301, 302 and 303. From https to http none is:
-// such an answer is the final one, as is one that doesn't say where to.
+// One request and its answer. Follows up to kMaxRedirects redirects. Each gets its own look-up and
+// its own Host header; 301, 302 and 303 turn a POST into a GET. An answer that redirects from https
+// to http, or that has no Location, is the final one.
 class HttpRequestHandle {
  public:
-  // Requires: `connection` lives as long as the request.
+  // Requires: `connection` outlives the request.
   static std::unique_ptr<HttpRequestHandle> Open(const HttpConnection& connection,
-                                                 std::string_view verb, const std::string& target,
+                                                 HttpMethod method, const std::string& target,
                                                  bool is_secure);
+  ~HttpRequestHandle();
 
-  // Any certificate will do: unknown issuer, other name, other date.
+  // Accepts any certificate: unknown issuer, other name, other date.
   void IgnoreCertificateErrors() { plan_.ignore_certificate_errors = true; }
 
-  // Adds lines "Name: value", each ended by CRLF; a line takes the place of one with its name.
+  // Adds lines "Name: value", each ended by CRLF. A line replaces an earlier one of its name.
   void AddOrReplaceHeaders(std::string_view header_text);
 
-  // Looks the host up, connects and sends. A name without an address is told by
-  // `name_not_resolved` from other failures.
+  // Looks the host up, connects and sends. After a failure `name_not_resolved` says whether the
+  // host has no address.
+  // Requires: `body` stays until the answer has been read.
   [[nodiscard]] bool Send(std::string_view extra_header_text, std::string_view body);
   [[nodiscard]] bool name_not_resolved() const { return name_not_resolved_; }
 
-  // Waits for the head of the final answer.
+  // Blocks until the head of the final answer has been received.
   [[nodiscard]] bool ReceiveResponse();
 
-  // Requires: a response has been received. Empty for a content length that the server didn't tell.
-  [[nodiscard]] std::optional<std::string> QueryHeaders(HttpQuery query) const;
+  // The final answer's head. Requires: ReceiveResponse has returned true.
+  [[nodiscard]] const std::string& raw_headers() const;  // lines ended by CRLF, the last one empty
+  [[nodiscard]] int32_t status() const;
+  [[nodiscard]] std::optional<int64_t> content_length() const;  // empty if the server sent none
 
-  // Waits until a part of the body is there; 0 at its end.
+  // Blocks until a part of the body has been received. `available_bytes` is 0 at its end.
   [[nodiscard]] bool QueryDataAvailable(size_t& available_bytes);
-  // Takes what is there, at most this much, and gives its size.
+  // Moves at most this many received bytes to `out` and returns their number.
   [[nodiscard]] size_t ReadData(char* out, size_t limit_bytes);
 
  private:
@@ -95,10 +99,10 @@ class HttpRequestHandle {
 
   HttpRequestHandle() = default;
 
-  // Sends the request of the plan; the answer in hand is dropped.
+  // Sends the plan's request in place of the one before.
   bool SendHop();
   bool ResolveHost();
-  // If the answer in hand leads elsewhere, drops it and turns the plan into that of the next hop.
+  // Turns the plan into that of the next hop if the answer redirects.
   NextHop PrepareNextHop();
 
   TransferPlan plan_;

@@ -10,6 +10,7 @@
 #include "net/url.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/exit_gate.h"
+#include "network/platform/header_lines.h"
 
 namespace KRBASE::network::platform {
 
@@ -27,7 +28,7 @@ std::string_view TextOf(const std::string& text, const url::URLRange& range) {
                                        static_cast<size_t>(range.len));
 }
 
-// The length in UTF-16 units, in which the bounds are meant.
+// The length in UTF-16 units, the unit of the limits.
 size_t WideLength(std::string_view utf8) {
   size_t units = 0;
   for (const char byte : utf8) {
@@ -74,6 +75,24 @@ std::string CanonicalHost(std::string_view host) {
   return UrlHost(address);
 }
 
+// Empty if `location` makes no URL, or if the process is exiting.
+std::optional<std::string> JoinUrls(const std::string& base, const std::string& location) {
+  const ExitGateGuard inside;
+  if (!inside) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<CURLU, CurlUrlDeleter> handle(Curl().url());
+  char* text = nullptr;
+  if (handle == nullptr ||
+      Curl().url_set(handle.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK ||
+      Curl().url_set(handle.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK ||
+      Curl().url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<char, decltype(CurlLibrary::free)> owner(text, Curl().free);
+  return text;
+}
+
 }  // namespace
 
 std::string UrlHost(const net::IPBytes& address) {
@@ -88,12 +107,15 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
   if (url.size() > INT32_MAX) {
     return std::nullopt;
   }
-  const std::string scheme = url::GetURLScheme(url);
-  if (scheme != "http" && scheme != "https") {
-    return std::nullopt;
-  }
   url::URLParts parts;
   url::ParseURL(url.data(), static_cast<int32_t>(url.size()), parts);
+  HttpUrl cracked;
+  const std::string_view scheme = TextOf(url, parts.scheme);
+  cracked.is_https = SameName(scheme, "https");
+  if (!cracked.is_https && !SameName(scheme, "http")) {
+    return std::nullopt;
+  }
+  // Path and query form the target; without a path it is the root.
   const std::string_view host = TextOf(url, parts.host);
   std::string target(TextOf(url, parts.path));
   std::replace(target.begin(), target.end(), '\\', '/');
@@ -103,8 +125,7 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
   if (parts.query.len > 0) {
     target.append("?").append(TextOf(url, parts.query));
   }
-  HttpUrl cracked;
-  cracked.is_https = scheme == "https";
+  // Check the limits before escaping, which makes the target longer.
   const std::optional<uint16_t> port = PortOf(TextOf(url, parts.port), cracked.is_https);
   if (host.empty() || WideLength(host) >= host_limit || WideLength(target) >= path_limit ||
       !port.has_value()) {
@@ -121,25 +142,12 @@ std::string UrlOrigin(const HttpUrl& url) {
 }
 
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location) {
-  std::string absolute;
-  {
-    const ExitGateGuard inside;
-    if (!inside) {
-      return std::nullopt;
-    }
-    const std::unique_ptr<CURLU, CurlUrlDeleter> handle(Curl().url());
-    const std::string base_url = UrlOrigin(base) + base.target;
-    char* text = nullptr;
-    if (handle == nullptr ||
-        Curl().url_set(handle.get(), CURLUPART_URL, base_url.c_str(), 0) != CURLUE_OK ||
-        Curl().url_set(handle.get(), CURLUPART_URL, Escaped(location).c_str(), 0) != CURLUE_OK ||
-        Curl().url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
-      return std::nullopt;
-    }
-    const std::unique_ptr<char, decltype(CurlLibrary::free)> owner(text, Curl().free);
-    absolute = text;
+  const std::optional<std::string> absolute =
+      JoinUrls(UrlOrigin(base) + base.target, Escaped(location));
+  if (!absolute.has_value()) {
+    return std::nullopt;
   }
-  return CrackUrl(absolute, absolute.size() + 1, absolute.size() + 2);
+  return CrackUrl(*absolute, absolute->size() + 1, absolute->size() + 2);
 }
 
 }  // namespace KRBASE::network::platform

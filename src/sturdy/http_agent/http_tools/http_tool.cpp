@@ -21,9 +21,9 @@ namespace {
 
 using KRBASE::network::HttpClient;
 using KRBASE::network::HttpHeaderList;
+using KRBASE::network::HttpMethodOf;
 using KRBASE::network::HttpRequestUser;
 using KRBASE::network::HttpResponseUser;
-using KRBASE::network::kHttpMethodGet;
 using KRBASE::network::kHttpMethodPost;
 
 constexpr int32_t kHttpPort = 80;
@@ -110,7 +110,7 @@ std::string Describe(const HttpRequestUser& request, const Target& target) {
 std::shared_ptr<HttpRequestUser> MakeClientRequest(const HttpToolRequest& request) {
   const Target target(request);
   auto made = std::make_shared<HttpRequestUser>();
-  made->method = request.type != 0 ? kHttpMethodPost : kHttpMethodGet;
+  made->method = HttpMethodOf(request.type);
   made->url = request.url;
   made->time_out = request.time_out;
   made->headers = SplitHeads(request.heads);

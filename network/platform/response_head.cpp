@@ -1,0 +1,54 @@
+#include "network/platform/response_head.h"
+
+#include <utility>
+
+#include "network/platform/header_lines.h"
+#include "network/platform/transfer_limits.h"
+
+namespace KRBASE::network::platform {
+
+namespace {
+
+constexpr int32_t kFirstStatus = 100;
+constexpr int32_t kLastInterimStatus = 199;
+
+// libcurl decompresses a transfer coding that was never requested, and a few KiB would become
+// more than our bounds allow. We never request any but chunked.
+bool HasUnrequestedCoding(std::string_view line) {
+  const std::string coding = HeaderValue(line, "Transfer-Encoding");
+  return !coding.empty() && !SameName(coding, "chunked") && !SameName(coding, "identity");
+}
+
+}  // namespace
+
+bool ResponseHead::AddLine(std::string_view line, int32_t status) {
+  received_bytes_ += line.size();
+  if (received_bytes_ > kMaxHeadBytes) {
+    return false;
+  }
+  if (is_complete_) {
+    return true;  // a trailer
+  }
+  // libcurl reads a status of 200 from a line that begins with "HTTP/" in other letters.
+  if (std::exchange(starts_next_, false)) {
+    if (line.rfind("HTTP/", 0) != 0) {
+      return false;
+    }
+    text_.clear();
+  }
+  while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) {
+    line.remove_suffix(1);
+  }
+  text_.append(line).append("\r\n");
+  // The empty line ends a head. A 1xx head has another one after it.
+  if (line.empty()) {
+    if (status < kFirstStatus) {
+      return false;  // includes 0, our status of a failed transfer
+    }
+    is_complete_ = status > kLastInterimStatus;
+    starts_next_ = true;
+  }
+  return !HasUnrequestedCoding(line);
+}
+
+}  // namespace KRBASE::network::platform
