@@ -118,8 +118,8 @@ void HttpClient::Start() {
 void HttpClient::StartForTest(std::shared_ptr<IHttpRequestor> transport) {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
   zo_base::MutexLock lock(state_mutex);
-  requestor.swap(
-      transport);  // the old one is destroyed without the lock: its workers may call Send
+  // The old one is destroyed without the lock: its workers may call Send.
+  requestor.swap(transport);
 }
 
 bool HttpClient::StartDispatcherLocked() {
@@ -165,7 +165,7 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
 
 void HttpClient::Stop() {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
-  // Refuse new requests.
+  // Drop new requests.
   std::shared_ptr<IHttpRequestor> transport;
   std::thread ending;
   {
@@ -176,9 +176,7 @@ void HttpClient::Stop() {
   // End the dispatcher.
   {
     zo_base::MutexLock lock(running_mutex);
-    while (running > 0) {
-      --running;
-    }
+    running = 0;
   }
   Wake();
   if (ending.joinable()) {
