@@ -1,6 +1,6 @@
-# What cmake --install lays down, in three components: runtime (the library), development (header,
-# CMake package, pkg-config file, guides, examples) and tools (sturdyctl). Nothing of it names the
-# prefix, so the installed tree may be moved.
+# Defines what cmake --install installs, in three components: runtime (the library), development
+# (header, CMake package, pkg-config file, guides, examples) and tools (sturdyctl). No installed file
+# contains the prefix, so the installed tree can be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -22,54 +22,52 @@ configure_package_config_file(
   ${PROJECT_BINARY_DIR}/generated/sturdy_comp-config.cmake
   INSTALL_DESTINATION ${package_dir}
   NO_SET_AND_CHECK_MACRO)
-# As the soname: what was built against one version runs with every later one of its major number.
+# In 0.x a new minor version may change the source interface, so a client names the one it needs.
 write_basic_package_version_file(
   ${PROJECT_BINARY_DIR}/generated/sturdy_comp-config-version.cmake
-  COMPATIBILITY SameMajorVersion)
+  COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp-config.cmake
               ${PROJECT_BINARY_DIR}/generated/sturdy_comp-config-version.cmake
         DESTINATION ${package_dir} COMPONENT development)
 
-# The way from a folder of the installed tree to another one; absolute where the destination is.
-function(sturdy_way_to out from to)
+# Sets `out` to the relative path, prefixed by the fourth argument, from one folder of the installed
+# tree to another. Sets it to an absolute path if one of the folders is given as one.
+function(sturdy_relative_path out from to)
   if(IS_ABSOLUTE "${to}" OR IS_ABSOLUTE "${from}")
     cmake_path(ABSOLUTE_PATH to BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE)
     set(${out} "${to}" PARENT_SCOPE)
     return()
   endif()
-  file(RELATIVE_PATH way "/${from}" "/${to}")
-  set(${out} "${ARGN}${way}" PARENT_SCOPE)
+  file(RELATIVE_PATH path "/${from}" "/${to}")
+  set(${out} "${ARGN}${path}" PARENT_SCOPE)
 endfunction()
 
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-sturdy_way_to(pc_libdir ${pc_dir} ${CMAKE_INSTALL_LIBDIR} "\${pcfiledir}/")
-sturdy_way_to(pc_includedir ${pc_dir} ${CMAKE_INSTALL_INCLUDEDIR} "\${pcfiledir}/")
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  # Stays where it is, and pkg-config leaves out the folders that it knows.
-  set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
-  set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-endif()
+sturdy_relative_path(pc_libdir ${pc_dir} ${CMAKE_INSTALL_LIBDIR} "\${pcfiledir}/")
+sturdy_relative_path(pc_includedir ${pc_dir} ${CMAKE_INSTALL_INCLUDEDIR} "\${pcfiledir}/")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/sturdy_comp.pc.in
                ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc
         DESTINATION ${pc_dir} COMPONENT development)
 
+# The packages have a copyright file instead.
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
+# Pages that link each other, so they go together.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT development FILES_MATCHING PATTERN "log-and-cache-files.md"
+        COMPONENT development FILES_MATCHING PATTERN "architecture.md"
                                              PATTERN "client-guide.md"
-                                             PATTERN "architecture.md")
+                                             PATTERN "lab-scenario.md"
+                                             PATTERN "log-and-cache-files.md")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development)
 
 if(STURDY_BUILD_TOOLS)
-  # In a system's own folders the loader needs no path.
-  sturdy_way_to(way ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} "\$ORIGIN/")
-  set_target_properties(sturdyctl PROPERTIES INSTALL_RPATH "${way}")
+  # The packages use the system's folders and so build without it (CMAKE_SKIP_INSTALL_RPATH).
+  sturdy_relative_path(rpath ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} "\$ORIGIN/")
+  set_target_properties(sturdyctl PROPERTIES INSTALL_RPATH "${rpath}")
   install(TARGETS sturdyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/lab-scenario.md
-          DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 
-  # Both are written by the tool, from the definitions that its --help is made of.
+  # The tool writes both, from the definitions of its --help.
   set(pages ${PROJECT_BINARY_DIR}/generated/pages)
   add_custom_command(
     OUTPUT ${pages}/sturdyctl.1 ${pages}/sturdyctl

@@ -1,6 +1,6 @@
 #!/bin/bash
-# install_test.sh BUILD CMAKE CXX: installs a build to a fresh prefix, moves that, and builds and
-# runs the examples against what stands there, with the installed sturdyctl as their server.
+# install_test.sh BUILD CMAKE CXX   installs a build to a new prefix, moves the prefix, and builds and
+# runs the examples against it. The installed sturdyctl plays their servers.
 set -euo pipefail
 build=$1 cmake=$2
 export CXX=$3
@@ -19,9 +19,9 @@ fail() {
 quietly() {
   "$@" >output 2>&1 || fail "failed: $*"
 }
-# Whether what was printed is this; a port is written as N.
+# Compares the last output with stdin. A port is written as N.
 expect() {
-  diff <(sed -E 's/:[0-9]+/:N/' output) - || fail "another output"
+  diff <(sed -E 's/:[0-9]+/:N/' output) - || fail "the output differs"
 }
 
 quietly "$cmake" --install "$build" --prefix "$work/first"
@@ -29,7 +29,7 @@ mv first moved
 prefix="$work/moved"
 library=$(find "$prefix" -name libsturdy_comp.so)
 pc=$(find "$prefix" -name pkgconfig)
-! grep -rIlE "$work/first|$source|$build" "$prefix" >output || fail "these name a folder of the build"
+! grep -rIlE "$work/first|$source|$build" "$prefix" >output || fail "these files contain a folder of the build"
 [ "$(readlink "$library")" = libsturdy_comp.so.0 ] || fail "the library has no soname"
 examples=$(find "$prefix" -name examples)
 
@@ -47,6 +47,15 @@ quietly found/client "$url" "$work/data"
 expect <<<'127.0.0.1:N refused
 127.0.0.1:N connected'
 
+# A minor version of 0.x may break a client's build, so only the installed one is accepted.
+for version in 0.0 0.2; do
+  cp -r "$examples/find_package" "wants_$version"
+  sed -i "s/sturdy_comp 0.1/sturdy_comp $version/" "wants_$version/CMakeLists.txt"
+  ! "$cmake" -S "wants_$version" -B "wants_$version/build" "-DCMAKE_PREFIX_PATH=$prefix" \
+    >output 2>&1 || fail "find_package accepts $version"
+  grep -q "requested version \"$version\"" output || fail "find_package $version fails for another reason"
+done
+
 cp -r "$examples/pkg_config" "$examples/dlopen" .
 quietly make -C pkg_config "PKG_CONFIG_PATH=$pc"
 quietly pkg_config/client "$url" "$work/data2"
@@ -61,7 +70,7 @@ expect <<<'127.0.0.1:N'
 
 quietly "$cmake" -S "$source/tests/install/sub_project" -B inside "-DSTURDY=$source"
 
-# Page and completion know each command that --help knows, and the values of an option.
+# The page and the completion know each command of --help, and the completion an option's values.
 page=$(find "$prefix" -name sturdyctl.1)
 . "$(find "$prefix" -path '*completions/sturdyctl')"
 commands=$("$prefix/bin/sturdyctl" --help | sed '1,/^Subcommands/d' | sed -nE 's/^  ([a-z-]+) .*/\1/p')
