@@ -1,6 +1,5 @@
-# The values that the library carries for want of better ones. They name nobody: a client brings
-# its own in its settings, and whoever ships the library to clients that don't sets them here.
-# The defaults are loopback names and addresses, so that no look-up or packet leaves the machine.
+# Values that the library uses where a client's settings are empty. Set them before you ship the
+# library. The defaults are loopback names and addresses, so no look-up or packet leaves the machine.
 set(STURDY_DEFAULT_LBS_URL "https://localhost/lbs/conf.jsp"
     CACHE STRING "First URL to ask for the LBS document, of https and with the path /lbs/conf.jsp")
 set(STURDY_DEFAULT_LBS_BACKUP_URL_1 "https://127.0.0.1/lbs/conf.jsp"
@@ -27,11 +26,11 @@ set(STURDY_DEFAULT_HTTP_DNS_IPV6 "[::1]"
     CACHE STRING "IPv6 address of the HTTP DNS service, in brackets")
 
 set(STURDY_MAX_BODY_BYTES 1048576
-    CACHE STRING "Bytes that are read of one answer; sturdy.h promises at most 1048576")
+    CACHE STRING "Bytes to read of one answer; sturdy.h promises at most 1048576")
 set(STURDY_MAX_TRANSFER_MS 30000
     CACHE STRING "Milliseconds for one answer over all redirects; sturdy.h promises at most 30000")
 set(STURDY_MAX_CACHE_FILE_BYTES 16777216
-    CACHE STRING "Bytes of a cache file past which it counts as damaged")
+    CACHE STRING "Bytes of the largest cache file; a longer one counts as damaged")
 
 configure_file(${PROJECT_SOURCE_DIR}/base/built_in_values.h.in
                ${PROJECT_BINARY_DIR}/generated/base/built_in_values.h @ONLY)

@@ -1,5 +1,5 @@
 # sturdy_test(NAME SOURCES file... LAYERS layer... [LIBS target...] [TIMEOUT seconds])
-# One test program; each of its cases is a ctest entry with a time limit of its own.
+# Adds a test program. Each of its cases is a ctest entry with its own time limit.
 set(STURDY_TEST_ENVIRONMENT
     "ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1"
     "UBSAN_OPTIONS=print_stacktrace=1"

@@ -1,5 +1,4 @@
-# Warnings are given to targets by name, so that a project that adds this one as a
-# sub-project keeps its own flags.
+# Adds warnings target by target, so a project that adds this one as a sub-project keeps its flags.
 set(STURDY_WARNINGS
     -Wall
     -Wextra
@@ -11,7 +10,7 @@ set(STURDY_WARNINGS
     -Wundef
     -Wextra-semi)
 
-# g++ 12 takes the joining of short strings for an overlapping copy (its bug 105651).
+# g++ 12 reports an overlapping copy where short strings are joined (GCC bug 105651).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   list(APPEND STURDY_WARNINGS -Wno-restrict)
 endif()
