@@ -2,24 +2,24 @@
 
 #include <string>
 
-#include "bench/work_folder.h"
+#include "bench/disk_folder.h"
+#include "lab/data_folder.h"
 #include "lab/server_cache.h"
+#include "lab/temp_folder.h"
 
 namespace bench {
 
-// A data folder for one client, in which HTTP DNS has its endpoints from an earlier run, so that
-// the client asks nobody for them.
+// A client's folder with an unexpired list of HTTP DNS endpoints, so that the client requests none.
 class ClientFolder {
  public:
-  ClientFolder() {
-    lab::WriteServerCache(folder_.path() + "/sturdy_comp/d6f07bc61ae1384e48a8edaab463328b/",
-                          lab::ServerCache());
+  ClientFolder() : folder_(DiskFolder()) {
+    lab::WriteServerCache(lab::DataFolder(folder_.path()), lab::ServerCache());
   }
 
   [[nodiscard]] const std::string& path() const { return folder_.path(); }
 
  private:
-  const WorkFolder folder_;
+  const lab::TempFolder folder_;
 };
 
 }  // namespace bench

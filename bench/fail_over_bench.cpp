@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/child.h"
 #include "bench/client_folder.h"
+#include "bench/client_process.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 
@@ -46,7 +46,7 @@ void FetchBehind(benchmark::State& state, const std::string& kind) {
   const lab::Lab lab(ServersBehind(kind));
   for (auto _ : state) {
     std::vector<std::unique_ptr<bench::ClientFolder>> folders;
-    std::vector<std::unique_ptr<bench::Child>> clients;
+    std::vector<std::unique_ptr<bench::ClientProcess>> clients;
     std::vector<double> took;  // 0 while it runs
     for (size_t bad_count = 1; bad_count <= kMostUrls; ++bad_count) {
       folders.push_back(std::make_unique<bench::ClientFolder>());
@@ -55,7 +55,7 @@ void FetchBehind(benchmark::State& state, const std::string& kind) {
         arguments.push_back(lab.Url("bad" + std::to_string(i), "/lbs"));
       }
       arguments.push_back(lab.Url("good", "/lbs"));
-      clients.push_back(std::make_unique<bench::Child>(arguments));
+      clients.push_back(std::make_unique<bench::ClientProcess>(arguments));
       took.push_back(kind == "silent" ? 0 : std::stod(clients.back()->Output()));
     }
     double worst_ns = 0;

@@ -17,11 +17,12 @@
 
 #include "base/log/log.h"
 #include "base/process/at_exit.h"
-#include "bench/child.h"
 #include "bench/client_folder.h"
-#include "bench/work_folder.h"
+#include "bench/client_process.h"
+#include "bench/disk_folder.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
+#include "lab/temp_folder.h"
 
 namespace {
 
@@ -52,7 +53,7 @@ void Mark() {
 
 // The calls between the two marks; -1 if the system lets nobody trace.
 int64_t CallsOfLines() {
-  const bench::WorkFolder folder;
+  const lab::TempFolder folder(bench::DiskFolder());
   const pid_t child = fork();
   if (child == 0) {
     LogTraced(folder.File("sturdy_comp.log"));
@@ -94,7 +95,7 @@ nlohmann::json ClientsFootprint() {
                               .Lbs("${url:good}/lbs")
                               .Text()))});
   return nlohmann::json::parse(
-      bench::Child({"footprint", folder.path(), lab.Url("good", "/lbs")}).Output());
+      bench::ClientProcess({"footprint", folder.path(), lab.Url("good", "/lbs")}).Output());
 }
 
 }  // namespace

@@ -16,8 +16,9 @@
 
 #include "base/log/log.h"
 #include "base/process/at_exit.h"
-#include "bench/work_folder.h"
+#include "bench/disk_folder.h"
 #include "lab/lbs_document.h"
+#include "lab/temp_folder.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
@@ -55,7 +56,7 @@ class OpenLog {
   [[nodiscard]] const std::string& folder() const { return folder_.path(); }
 
  private:
-  const bench::WorkFolder folder_;
+  const lab::TempFolder folder_{bench::DiskFolder()};
   const std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit_ =
       zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
 };

@@ -10,19 +10,20 @@
 
 #include "base/log/log.h"
 #include "base/process/at_exit.h"
-#include "bench/work_folder.h"
+#include "bench/disk_folder.h"
+#include "lab/temp_folder.h"
 
 namespace {
 
 const std::string kHost = "link-17.example.com";
 
 // On disk (0) or in memory (1): the difference is what waiting for the disk takes.
-bench::WorkFolder FolderOf(const benchmark::State& state) {
-  return state.range(0) == 0 ? bench::WorkFolder() : bench::WorkFolder::InMemory();
+lab::TempFolder FolderOf(const benchmark::State& state) {
+  return lab::TempFolder(state.range(0) == 0 ? bench::DiskFolder() : "/dev/shm");
 }
 
 void LogOurs(benchmark::State& state) {
-  const bench::WorkFolder folder = FolderOf(state);
+  const lab::TempFolder folder = FolderOf(state);
   // As an environment holds it, so that the logger is one and the same.
   const auto at_exit = zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
   auto* const logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
@@ -38,7 +39,7 @@ void LogOurs(benchmark::State& state) {
 }
 
 void LogSpdlog(benchmark::State& state, bool is_flushed) {
-  const bench::WorkFolder folder = FolderOf(state);
+  const lab::TempFolder folder = FolderOf(state);
   const auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(folder.File("spdlog.log"));
   spdlog::logger logger("lbs", sink);
   if (is_flushed) {

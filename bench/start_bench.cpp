@@ -3,19 +3,27 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <sstream>
 #include <string>
 
 #include "base/thread/base_thread.h"
-#include "bench/child.h"
 #include "bench/client_folder.h"
+#include "bench/client_process.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 
 namespace {
 
 constexpr double kNsPerSecond = 1e9;
+
+// The monotonic clock, which the client's process reads too.
+long long NowNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
 
 // Lets a client fetch a document once, so that the next one finds it.
 void FillCache(const bench::ClientFolder& folder) {
@@ -25,7 +33,7 @@ void FillCache(const bench::ClientFolder& folder) {
                               .LinkDefault({"10.0.0.9:80"})
                               .Lbs("${url:good}/lbs")
                               .Text()))});
-  bench::Child({"fetch", folder.path(), lab.Url("good", "/lbs")}).Output();
+  bench::ClientProcess({"fetch", folder.path(), lab.Url("good", "/lbs")}).Output();
 }
 
 // With the time that goes by before the program's first line, in which the system loads it and its
@@ -40,7 +48,7 @@ void StartToAddress(benchmark::State& state, bool is_cached, Begin begin) {
       FillCache(folder);
     }
     state.ResumeTiming();
-    bench::Child client({"start", folder.path(), std::to_string(bench::NowNs())});
+    bench::ClientProcess client({"start", folder.path(), std::to_string(NowNs())});
     std::istringstream times(client.Output());
     double whole_ns = 0;
     double to_main_ns = 0;
@@ -73,12 +81,12 @@ void FourThreads(benchmark::State& state) {
                                                  "lbs service"};
   for (auto _ : state) {
     std::array<std::shared_ptr<zo_base::BaseThread>, kNames.size()> threads;
-    const long long begin_ns = bench::NowNs();
+    const long long begin_ns = NowNs();
     for (size_t i = 0; i < kNames.size(); ++i) {
       threads.at(i) = std::make_shared<zo_base::BaseThread>(kNames.at(i));
       threads.at(i)->Start();
     }
-    state.SetIterationTime(static_cast<double>(bench::NowNs() - begin_ns) / kNsPerSecond);
+    state.SetIterationTime(static_cast<double>(NowNs() - begin_ns) / kNsPerSecond);
     for (const auto& thread : threads) {
       thread->Stop();
     }

@@ -20,6 +20,6 @@ struct ServerCache {
 // Leaves the cache where a client finds it whose files lie in `data_folder`, so that it asks those
 // endpoints, and asks for no others before the cache expires.
 // Errors: std::runtime_error if the file can't be written.
-void WriteServerCache(const std::string& data_folder, const ServerCache& cache);
+void WriteServerCache(const std::string& data_folder, const ServerCache& cache = {});
 
 }  // namespace lab

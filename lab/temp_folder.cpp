@@ -3,14 +3,20 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace lab {
 
-TempFolder::TempFolder()
-    : path_((std::filesystem::temp_directory_path() / "sturdy_test_XXXXXX").string()) {
-  if (::mkdtemp(path_.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder at " + path_);
+std::string MakeTempFolder(const std::string& parent, const std::string& prefix) {
+  std::string path = (std::filesystem::path(parent) / (prefix + "XXXXXX")).string();
+  if (::mkdtemp(path.data()) == nullptr) {
+    throw std::runtime_error("no temporary folder can be made: " + path);
   }
+  return path;
+}
+
+std::string SystemTempFolder() {
+  return std::filesystem::temp_directory_path().string();
 }
 
 TempFolder::~TempFolder() {

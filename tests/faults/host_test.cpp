@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/port.h"
 #include "tests/support/client.h"
@@ -191,7 +192,7 @@ TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
   Begin();
   EXPECT_TRUE(Fetches(1));
   zo_sturdy::ExitSturdyEnvironment(1);
-  const std::string cache = FinalDataFolder(folder_.path()) + "lbs/lbs.data";
+  const std::string cache = lab::DataFolder(folder_.path()) + "lbs/lbs.data";
   std::ostringstream text;
   text << std::ifstream(cache).rdbuf();
   std::filesystem::remove(cache);

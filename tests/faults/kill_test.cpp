@@ -17,6 +17,7 @@
 #include "lab/child.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
+#include "lab/server_cache.h"
 #include "lab/service_table.h"
 #include "tests/faults/left_files.h"
 #include "tests/faults/numbered_lines.h"

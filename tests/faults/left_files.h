@@ -9,9 +9,9 @@
 #include "base/json/json.h"
 #include "base/key_value_file.h"
 #include "base/platform/file.h"
+#include "lab/data_folder.h"
 #include "lab/temp_folder.h"
 #include "tests/support/own_mounts.h"
-#include "tests/support/server_cache.h"
 
 // The data folder of clients, on a disk in memory where this user may have one: there a log that is
 // flushed without end doesn't wait for the drive.
@@ -31,7 +31,7 @@ class ClientFolder {
 // What a client has left in its data folder.
 class Remains {
  public:
-  explicit Remains(const std::string& client_folder) : folder_(FinalDataFolder(client_folder)) {}
+  explicit Remains(const std::string& client_folder) : folder_(lab::DataFolder(client_folder)) {}
 
   [[nodiscard]] const std::string& folder() const { return folder_; }
   [[nodiscard]] std::string LogText() const { return Read("sturdy_comp.log"); }

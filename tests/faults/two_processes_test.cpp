@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "lab/child.h"
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
+#include "lab/server_cache.h"
 #include "tests/faults/left_files.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
@@ -32,7 +34,8 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
   const lab::Lab lab({Lbs("long", 30000), Lbs("short", 20000),
                       lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
   const ClientFolder folder;
-  WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}});
+  lab::WriteServerCache(lab::DataFolder(folder.path()),
+                        {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}}});
   const auto spawn = [&](const std::string& server) {
     return std::vector<std::string>{FAULT_HOST, folder.path(), lab.Url(server, kLbsPath), "busy"};
   };

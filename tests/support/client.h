@@ -11,9 +11,10 @@
 #include <utility>
 #include <vector>
 
+#include "lab/data_folder.h"
+#include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/client_calls.h"
-#include "tests/support/server_cache.h"
 #include "tests/support/test_document.h"
 #include "tests/support/wait_until.h"
 
@@ -29,7 +30,7 @@ class ClientTest : public testing::Test {
 
   zo_sturdy::IZOSturdyObject& Start(const std::string& token = "") {
     if (!dns_endpoints_.empty()) {
-      WriteServerCache(FinalDataFolder(data_path_), dns_endpoints_);
+      lab::WriteServerCache(lab::DataFolder(data_path_), {.ipv4 = dns_endpoints_});
     }
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(data_path_, token)), 1);
     return *zo_sturdy::GetSturdyObject(1);
@@ -79,7 +80,7 @@ class ClientTest : public testing::Test {
   const lab::TempFolder folder_;
   std::string data_path_ = folder_.path();
   // Cached by an earlier run, so that a start sends no service update. Nobody listens there.
-  std::vector<CachedEndpoint> dns_endpoints_ = {{"127.0.0.1"}};
+  std::vector<lab::DnsEndpoint> dns_endpoints_ = {{"127.0.0.1"}};
   zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
 
  private:

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <future>
 
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/port.h"
+#include "lab/server_cache.h"
 #include "tests/support/client.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
@@ -36,12 +38,13 @@ TEST_F(DeadNetwork, AQueryIsGivenUpInTimeAndDisturbsNobody) {
               "make a network namespace");
   const lab::Descriptor mute(BindLoopback(SOCK_STREAM, 443));
   ASSERT_EQ(listen(mute.get(), 64), 0);
-  std::vector<CachedEndpoint> ipv4;
+  std::vector<lab::DnsEndpoint> ipv4;
   for (const char* end : {"1", "2", "3", "4", "5", "6"}) {
     ipv4.push_back({std::string("127.0.0.") + end});
   }
   const lab::Lab lbs({lab::HttpServer("lbs").On(kLbsPath, lab::Answer(TestDocument().Text()))});
-  WriteServerCache(FinalDataFolder(folder_.path()), ipv4, {{"[::1]"}}, "dns.example");
+  lab::WriteServerCache(lab::DataFolder(folder_.path()),
+                        {.domain = "dns.example", .ipv4 = ipv4, .ipv6 = {{"[::1]"}}});
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
   zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
 

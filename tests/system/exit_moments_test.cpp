@@ -4,8 +4,10 @@
 #include <functional>
 #include <memory>
 
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
+#include "lab/server_cache.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/process_state.h"
@@ -28,8 +30,9 @@ struct Moment {
 class ExitMoments : public testing::Test {
  protected:
   void Start(int64_t cache_expires_in_ms = 86400000) {
-    WriteServerCache(FinalDataFolder(folder_->path()), {{"127.0.0.1", lab_.Port("dns"), false}}, {},
-                     "localhost", cache_expires_in_ms);
+    lab::WriteServerCache(lab::DataFolder(folder_->path()),
+                          {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}},
+                           .expires_in = std::chrono::milliseconds(cache_expires_in_ms)});
     zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_->path(), "token"));
     object_ = zo_sturdy::GetSturdyObject(1);
   }

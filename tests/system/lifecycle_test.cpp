@@ -5,8 +5,10 @@
 #include <cstdio>
 
 #include "lab/child.h"
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
+#include "lab/server_cache.h"
 #include "lab/service_table.h"
 #include "tests/support/client.h"
 #include "tests/support/process_state.h"
@@ -99,8 +101,9 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
       lab::Answer(lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(3600).Text()))});
   for (size_t start = 1; start <= (kSanitized ? 50 : 200); ++start) {
     const lab::TempFolder folder;
-    WriteServerCache(FinalDataFolder(folder.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
-                     "localhost", -1);
+    lab::WriteServerCache(lab::DataFolder(folder.path()),
+                          {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}},
+                           .expires_in = std::chrono::milliseconds(-1)});
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
     EXPECT_TRUE(lab.WaitForRequestsFor(lab::kServiceTablePath, start, kPatience));
     zo_sturdy::ExitSturdyEnvironment(1);

@@ -1,14 +1,12 @@
 #include "tools/sturdyctl/demo_stage.h"
 
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
-#include <stdexcept>
 
+#include "lab/data_folder.h"
 #include "lab/server_cache.h"
-#include "tools/sturdyctl/environment.h"
 #include "tools/sturdyctl/story.h"
 
 namespace sturdyctl {
@@ -39,18 +37,6 @@ Updates::Update Updates::WaitFor(size_t number) {
   return updates_[number - 1];
 }
 
-TemporaryFolder::TemporaryFolder()
-    : path_((std::filesystem::temp_directory_path() / "sturdy-demo-XXXXXX")) {
-  if (mkdtemp(path_.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder can be made");
-  }
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 ClientOptions Stage::MakeOptions(const std::string& folder) {
   ClientOptions options;
   options.data_folder = folder;
@@ -60,7 +46,7 @@ ClientOptions Stage::MakeOptions(const std::string& folder) {
 void Stage::LeaveServerCache(int port) const {
   lab::ServerCache cache;
   cache.ipv4 = {{"127.0.0.1", port, false}};
-  lab::WriteServerCache(DataFolder(folder_.path(), options_.business), cache);
+  lab::WriteServerCache(lab::DataFolder(folder_.path(), options_.business), cache);
 }
 
 void Stage::StartClient() {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/temp_folder.h"
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/client_options.h"
 
@@ -43,19 +44,6 @@ class Updates {
   std::vector<Update> updates_;
 };
 
-// A new folder, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 // The client of a scene, with its folder and its updates.
 // Threads: one.
 // Errors:  StepFailed where something doesn't come.
@@ -78,7 +66,7 @@ class Stage {
   nlohmann::json RunAnother(const std::string& arguments) const;
 
  private:
-  TemporaryFolder folder_;
+  lab::TempFolder folder_;
   ClientOptions options_ = MakeOptions(folder_.path());
   Updates updates_;
   std::unique_ptr<Client> client_;

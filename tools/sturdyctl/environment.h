@@ -8,10 +8,6 @@
 
 namespace sturdyctl {
 
-// The folder in which an environment keeps its files, given the client's folder and its business
-// name, which is the built-in one if empty.
-std::string DataFolder(const std::string& client_folder, const std::string& business);
-
 // A running environment, from construction to destruction. Its files stay, also in a temporary
 // folder: the log is there to be read afterwards.
 // Threads: one.

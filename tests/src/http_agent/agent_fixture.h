@@ -7,11 +7,11 @@
 #include <stdexcept>
 #include <thread>
 
+#include "lab/server_cache.h"
 #include "network/http_client.h"
 #include "src/sturdy/http_agent/logic/http_agent.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
 #include "tests/support/configured_test.h"
-#include "tests/support/server_cache.h"
 
 // A transport played by hand: what is sent waits until the test answers it, on the test's thread.
 class HandTransport : public KRBASE::network::IHttpRequestor {
@@ -66,7 +66,7 @@ class AgentTest : public ConfiguredTest {
  protected:
   AgentTest() {
     KRBASE::network::HttpClient::Instance()->StartForTest(transport_);
-    WriteServerCache(config->data_path);  // HTTP DNS asks nobody by itself
+    lab::WriteServerCache(config->data_path);  // HTTP DNS asks nobody by itself
     agent_->SetEnvironmentConfig(config);
     agent_->Start();
     NewThread();

@@ -1,6 +1,6 @@
+#include "lab/server_cache.h"
 #include "src/sturdy/http_agent/http_dns/http_dns_service.h"
 #include "tests/src/http_dns/dns_fixture.h"
-#include "tests/support/server_cache.h"
 
 namespace zo_sturdy {
 namespace {
@@ -14,7 +14,9 @@ const std::string kLine = "\r\n-----------------------";
 class HostQueryTest : public DnsTest {
  protected:
   HostQueryTest() {
-    WriteServerCache(config->data_path, {{"10.0.0.1"}}, {{"[::5]", 80, false}}, "dns");
+    lab::WriteServerCache(
+        config->data_path,
+        {.domain = "dns", .ipv4 = {{"10.0.0.1"}}, .ipv6 = {{"[::5]", 80, false}}});
     manager_->Init();
     Settle();
     log.StartHere();

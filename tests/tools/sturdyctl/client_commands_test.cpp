@@ -14,11 +14,12 @@
 #include <vector>
 
 #include "lab/child.h"
+#include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
+#include "lab/server_cache.h"
 #include "lab/service_table.h"
 #include "lab/temp_folder.h"
-#include "tests/support/server_cache.h"
 #include "tests/support/test_document.h"
 
 namespace {
@@ -35,7 +36,7 @@ lab::Behaviour Document(const lab::LbsReport& report = {}) {
 
 class SturdyctlTest : public testing::Test {
  protected:
-  SturdyctlTest() { WriteServerCache(FinalDataFolder(folder_.path())); }
+  SturdyctlTest() { lab::WriteServerCache(lab::DataFolder(folder_.path())); }
 
   std::vector<std::string> Command(const std::string& name, std::vector<std::string> more) const {
     std::vector<std::string> command = {STURDYCTL, name, "--data", folder_.path()};
@@ -88,8 +89,9 @@ TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
                 lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
                 lab::HttpServer("reports").On(
                     lab::kReportPath, {lab::Answer(200), lab::Answer(500), lab::Answer(200)})});
-  WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}}, {},
-                   "localhost", 0);
+  lab::WriteServerCache(lab::DataFolder(folder_.path()),
+                        {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}},
+                         .expires_in = std::chrono::milliseconds(0)});
   lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
   WaitForEvent(watch, "service_update_begun");
   const json records = WaitForEvent(watch, "report_sent").at("records");
@@ -107,7 +109,8 @@ TEST_F(SturdyctlTest, ShowsReportsAndServiceUpdates) {
 TEST_F(SturdyctlTest, QueryHostTellsWhatItHasAndWhetherThatIsAll) {
   const lab::HostBook book{{{"a.test", {{{"192.0.2.1", "192.0.2.2"}}, {{"2001:db8::1"}}, 60}}}};
   const lab::Lab lab({lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
-  WriteServerCache(FinalDataFolder(folder_.path()), {{"127.0.0.1", lab.Port("dns"), false}});
+  lab::WriteServerCache(lab::DataFolder(folder_.path()),
+                        {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}}});
   const struct {
     std::vector<std::string> arguments;
     int code;

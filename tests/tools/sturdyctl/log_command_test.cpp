@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "lab/child.h"
+#include "lab/data_folder.h"
 #include "lab/lab.h"
+#include "lab/server_cache.h"
 #include "lab/temp_folder.h"
-#include "tests/support/server_cache.h"
 #include "tests/support/test_document.h"
 
 namespace {
@@ -94,7 +95,7 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
 
 // The client's lines come as they are written, from the buffer, and Ctrl-C is an end in order.
 TEST_F(LogCommand, FollowsARunningClientUntilCtrlC) {
-  WriteServerCache(FinalDataFolder(folder_.path()));
+  lab::WriteServerCache(lab::DataFolder(folder_.path()));
   lab::Lab lab(
       {lab::HttpServer("lbs").On(kLbsPath, lab::Answer(TestDocument().Text()).HeldAt("gate"))});
   lab::Child watch({STURDYCTL, "watch", "--data", folder_.path(), "--token", "t", "--lbs",
