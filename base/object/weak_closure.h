@@ -15,8 +15,8 @@ struct ZOWeakFlag {};
 
 // Hands out closures that do nothing once their owner has cancelled them or is gone.
 // A closure takes no strong reference and no lock: it guards against a late call, not against a
-// death during the call. So an object's closures run on its own thread, or are held by
-// HoldWhileRunning where they run on a foreign one.
+// death during the call. So an object's closures run on its own thread, or are made by
+// ForAnyThread (base/thread/for_any_thread.h).
 // Threads: any may cancel or make closures; the lock inside is a leaf.
 // Owner:   it is a base of the owner.
 // Errors:  an expired closure is silent and gives the default of its result.
@@ -66,33 +66,5 @@ class WeakClosureSupportor {
   // Empty until the first closure is made.
   std::shared_ptr<ZOWeakFlag> weak_flag ZO_GUARDED_BY(flag_mutex_);
 };
-
-template <class T, class F>
-class __HeldClosure {
- public:
-  __HeldClosure(std::weak_ptr<T> owner, F callable)
-      : owner_(std::move(owner)), callable_(std::move(callable)) {}
-
-  template <class... Args>
-  auto operator()(Args&&... args) -> std::invoke_result_t<F&, Args&&...> {
-    using Result = std::invoke_result_t<F&, Args&&...>;
-    const std::shared_ptr<T> held = owner_.lock();
-    if (held == nullptr) {
-      return Result();
-    }
-    return std::invoke(callable_, std::forward<Args>(args)...);
-  }
-
- private:
-  std::weak_ptr<T> owner_;
-  F callable_;
-};
-
-// A closure for foreign threads: it holds `owner` for its run and does nothing, with the default
-// of its result, when the owner is gone. The owner may thus die on the foreign thread.
-template <class T, class F>
-auto HoldWhileRunning(std::weak_ptr<T> owner, F closure) {
-  return __HeldClosure<T, F>(std::move(owner), std::move(closure));
-}
 
 }  // namespace zo_base

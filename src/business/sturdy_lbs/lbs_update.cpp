@@ -1,6 +1,6 @@
 // One fetch of a document, step by step in the order of its life.
 #include "base/log/log.h"
-#include "base/object/weak_closure.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "network/http_status.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
@@ -63,18 +63,17 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
                           settings_.address_family};
   MultipleURLHttpRequest request = BuildLBSRequest(urls, query, family);
-  request.check = zo_base::HoldWhileRunning(
-      weak_from_this(),
-      ToWeakClosure([this, request_token](int32_t index, int32_t code, const std::string&,
-                                          const std::string& body, bool& need_statistic) {
+  request.check = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
+      [this, request_token](int32_t index, int32_t code, const std::string&,
+                            const std::string& body, bool& need_statistic) {
         return JudgeResponse(request_token, index, code, body, need_statistic);
-      }));
-  request.callback = zo_base::HoldWhileRunning(
-      weak_from_this(),
-      ToWeakClosure(
-          [this, family, request_token](bool success, const std::string&, const std::string& body) {
-            FinishUpdate(family, request_token, success, body);
-          }));
+      });
+  request.callback = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
+      [this, family, request_token](bool success, const std::string&, const std::string& body) {
+        FinishUpdate(family, request_token, success, body);
+      });
   if (request.urls.empty()) {
     ZO_LOG(LV_APP) << "[lbs] LBS addr url list empty!";
     return;

@@ -1,7 +1,7 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
 #include "base/log/log.h"
-#include "base/object/weak_closure.h"
+#include "base/thread/for_any_thread.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/config/record_fields.h"
 
@@ -45,14 +45,12 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
   c->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
   connections_.push_back(c->Connect(
       zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged),
-      zo_base::HoldWhileRunning(weak_from_this(), ToWeakClosure([this](net::AddressFamily family) {
-                                  OnNetworkChanged(family);
-                                }))));
-  connections_.push_back(
-      c->Connect(zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged),
-                 zo_base::HoldWhileRunning(
-                     weak_from_this(),
-                     ToWeakClosure([this](const std::string& /*token*/) { OnTokenChanged(); }))));
+      zo_base::ForAnyThread(*this, GetTaskLoop(),
+                            [this](net::AddressFamily family) { OnNetworkChanged(family); })));
+  connections_.push_back(c->Connect(
+      zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged),
+      zo_base::ForAnyThread(*this, GetTaskLoop(),
+                            [this](const std::string& /*token*/) { OnTokenChanged(); })));
   ApplyLBSSettings(record);
   response_.SetEnvironmentConfig(c);
   ChooseActiveData();

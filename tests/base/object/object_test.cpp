@@ -4,8 +4,8 @@
 
 #include <future>
 
-#include "base/thread/any_thread_closure.h"
 #include "base/thread/base_thread.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "tests/support/run_threads.h"
 
@@ -23,26 +23,25 @@ struct LeftPath : virtual Object {};
 struct RightPath : virtual Object {};
 struct BothPaths : LeftPath, RightPath {};
 
-TEST(AnyThreadClosure, HoldsItsOwnerOnForeignThreadsOnly) {
+TEST(ForAnyThread, HoldsItsOwnerOnForeignThreadsOnly) {
   auto owner = std::make_shared<Object>();
   auto thread = std::make_shared<BaseThread>("own");
   const std::weak_ptr<Object> weak = owner;
-  auto owners = AnyThreadClosure(std::weak_ptr<ITaskLoop>(thread->GetTaskLoop()), weak,
-                                 owner->ToWeakClosure([&](bool drop) {
-                                   if (drop) {
-                                     owner.reset();
-                                   }
-                                   return weak.use_count();
-                                 }));
+  auto closure = ForAnyThread(*owner, thread->GetTaskLoop(), [&](bool drop) {
+    if (drop) {
+      owner.reset();
+    }
+    return weak.use_count();
+  });
   std::promise<long> on_own_thread;
-  PostTo(*thread, [&] { on_own_thread.set_value(owners(false)); });
+  PostTo(*thread, [&] { on_own_thread.set_value(closure(false)); });
   thread->Start();
   EXPECT_EQ(on_own_thread.get_future().get(), 1);
-  EXPECT_EQ(owners(false), 2);
+  EXPECT_EQ(closure(false), 2);
   thread->Stop();
-  EXPECT_EQ(owners(true), 1);
+  EXPECT_EQ(closure(true), 1);
   EXPECT_TRUE(weak.expired());
-  EXPECT_EQ(owners(false), 0);
+  EXPECT_EQ(closure(false), 0);
 }
 
 TEST(WeakClosure, ExpiresWithCancelAndOwner) {
@@ -67,18 +66,6 @@ TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
       i == 0 ? owner.Cancel() : owner.ToWeakClosure([] {})();
     }
   });
-}
-
-TEST(WeakClosure, HoldWhileRunningKeepsTheOwnerForTheRun) {
-  auto owner = std::make_shared<Object>();
-  std::weak_ptr<Object> watch = owner;
-  std::function<bool()> held = HoldWhileRunning(watch, owner->ToWeakClosure([&] {
-    owner.reset();
-    return !watch.expired();
-  }));
-  EXPECT_TRUE(held());
-  EXPECT_TRUE(watch.expired());
-  EXPECT_FALSE(held());
 }
 
 TEST(ZOObject, IsSharedAsWhatItIs) {

@@ -5,6 +5,7 @@
 
 #include "base/log/log.h"
 #include "base/thread/clock.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "base/thread/thread_info.h"
 #include "network/http_status.h"
@@ -164,10 +165,12 @@ void HttpDNSManager::RequestHosts(const std::vector<std::string>& hosts,
   }
   MultipleURLHttpRequest request = NewRequest();
   BuildHostQueryURLs(hosts, service_table_.GetServiceAddresses(ip_family), request.urls);
-  request.check = ForAnyThread(
+  request.check = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
       [](int32_t /*index*/, int32_t code, const std::string& /*headers*/, const std::string& body,
          bool& need_statistic) { return JudgeHostResponse(code, body, need_statistic); });
-  request.callback = ForAnyThread(
+  request.callback = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
       [this, promise](bool success, const std::string& headers, const std::string& body) {
         CompleteHostQuery(success, headers, body, *promise);
       });

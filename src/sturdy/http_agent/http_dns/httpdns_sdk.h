@@ -11,7 +11,6 @@
 #include "base/key_value_file.h"
 #include "base/object/object.h"
 #include "base/sync/mutex.h"
-#include "base/thread/any_thread_closure.h"
 #include "base/thread/base_thread.h"
 #include "base/thread/timer.h"
 #include "src/sturdy/config/environment_config_getter.h"
@@ -102,15 +101,6 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
   std::string CacheFolder();
   void BuildRequestHeaders();
   MultipleURLHttpRequest NewRequest() const;
-
-  // A closure for whichever thread delivers an answer.
-  template <class F>
-  auto ForAnyThread(F closure) {
-    return zo_base::AnyThreadClosure(
-        std::weak_ptr<zo_base::ITaskLoop>(GetTaskLoop()),
-        std::weak_ptr<HttpDNSManager>(SharedFromThis<HttpDNSManager>()),
-        ToWeakClosure(std::move(closure)));
-  }
 
   // Of the update cycle.
   void SetServerValue(const char* key, const std::string& value);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/log/log.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "network/http_status.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
@@ -61,7 +62,7 @@ bool HttpDNSManager::DoReload(net::AddressFamily ip_family) {
   updatting_interface_ = true;
   // First of all: whatever ends the rest early has ended an update.
   const auto notice = std::make_shared<LostRequestNotice>(
-      ForAnyThread([this] { CompleteServiceUpdate(false, ""); }));
+      zo_base::ForAnyThread(*this, GetTaskLoop(), [this] { CompleteServiceUpdate(false, ""); }));
   MultipleURLHttpRequest request = NewRequest();
   request.heads = request_headers_;
   request.ip_family = ip_family;
@@ -70,11 +71,14 @@ bool HttpDNSManager::DoReload(net::AddressFamily ip_family) {
   for (const ServiceAddress& address : addresses) {
     request.urls.push_back({ServiceUrl(address, "/httpdns/v2/s"), domain});
   }
-  request.check = ForAnyThread([this](int32_t index, int32_t code, const std::string& /*headers*/,
-                                      const std::string& body, bool& need_statistic) {
-    return JudgeServiceResponse(index, code, body, need_statistic);
-  });
-  request.callback = ForAnyThread(
+  request.check =
+      zo_base::ForAnyThread(*this, GetTaskLoop(),
+                            [this](int32_t index, int32_t code, const std::string& /*headers*/,
+                                   const std::string& body, bool& need_statistic) {
+                              return JudgeServiceResponse(index, code, body, need_statistic);
+                            });
+  request.callback = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
       [this, notice](bool success, const std::string& /*headers*/, const std::string& body) {
         notice->Answered();
         CompleteServiceUpdate(success, body);

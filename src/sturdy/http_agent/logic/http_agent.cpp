@@ -5,7 +5,7 @@
 #include "base/json/json.h"
 #include "base/log/log.h"
 #include "base/object/signals.h"
-#include "base/thread/any_thread_closure.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "base/thread/thread_info.h"
 #include "net/ip_address.h"
@@ -60,18 +60,6 @@ HttpAgent::~HttpAgent() {
   Stop();
 }
 
-template <class F>
-auto HttpAgent::ForAnyThread(F closure) {
-  const std::shared_ptr<zo_base::BaseThread> thread = AgentThread();
-  std::weak_ptr<zo_base::ITaskLoop> agent_loop;
-  if (thread != nullptr) {
-    agent_loop = thread->GetTaskLoop();
-  }
-  return zo_base::AnyThreadClosure(std::move(agent_loop),
-                                   std::weak_ptr<HttpAgent>(SharedFromThis<HttpAgent>()),
-                                   ToWeakClosure(std::move(closure)));
-}
-
 void HttpAgent::Start() {
   start_flag.Call([this] {
     try {
@@ -98,8 +86,8 @@ void HttpAgent::StartMembers() {
   statistics->Start();
   const auto config = GetEnvironmentConfig();
   if (config != nullptr) {
-    config->SetHttpRequestInvoker(
-        ForAnyThread([this](const MultipleURLHttpRequest& request, bool on_agent_thread) {
+    config->SetHttpRequestInvoker(zo_base::ForAnyThread(
+        *this, AgentLoop(), [this](const MultipleURLHttpRequest& request, bool on_agent_thread) {
           Invoke(request, on_agent_thread);
         }));
   }
@@ -139,6 +127,11 @@ std::shared_ptr<zo_base::BaseThread> HttpAgent::AgentThread() const {
   return http_agent_thread;
 }
 
+std::shared_ptr<zo_base::ITaskLoop> HttpAgent::AgentLoop() const {
+  const std::shared_ptr<zo_base::BaseThread> thread = AgentThread();
+  return thread != nullptr ? thread->GetTaskLoop() : nullptr;
+}
+
 std::shared_ptr<HttpDNSService> HttpAgent::DNSService() const {
   zo_base::MutexLock lock(members_mutex);
   return http_dns_service;
@@ -162,12 +155,13 @@ void HttpAgent::Invoke(const MultipleURLHttpRequest& request, bool on_agent_thre
 void HttpAgent::InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& request) {
   auto owned = std::make_unique<MultipleURLHttpRequestHelper>(request);
   MultipleURLHttpRequestHelper* const helper = owned.get();
-  helper->Connect(
-      zo_base::SignalKey(&MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN),
-      ForAnyThread([this, helper](bool success, const std::string& headers, const std::string& body,
-                                  const MultipleURLHttpRequest& record) {
-        CompleteRequest(helper, success, headers, body, record);
-      }));
+  helper->Connect(zo_base::SignalKey(&MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN),
+                  zo_base::ForAnyThread(*this, AgentLoop(),
+                                        [this, helper](bool success, const std::string& headers,
+                                                       const std::string& body,
+                                                       const MultipleURLHttpRequest& record) {
+                                          CompleteRequest(helper, success, headers, body, record);
+                                        }));
   ZO_LOG(LV_APP) << "[multiple]Invoke send multiple_time_out:" << request.multiple_time_out
                  << " time_out:" << request.time_out << " use http dns:" << request.use_http_dns;
   ZO_LOG(LV_APP) << "[multiple]" << URLListText(request.urls);

@@ -57,8 +57,7 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
   std::shared_ptr<zo_base::BaseThread> AgentThread() const;
   std::shared_ptr<HttpDNSService> DNSService() const;
   std::shared_ptr<StatisticCountTimerInvoker> Statistics() const;
-  template <class F>
-  auto ForAnyThread(F closure);
+  std::shared_ptr<zo_base::ITaskLoop> AgentLoop() const;
   void CompleteRequest(MultipleURLHttpRequestHelper* helper, bool success,
                        const std::string& headers, const std::string& body,
                        const MultipleURLHttpRequest& request);

@@ -8,8 +8,8 @@
 
 #include "base/json/json.h"
 #include "base/log/log.h"
-#include "base/thread/any_thread_closure.h"
 #include "base/thread/clock.h"
+#include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "base/thread/thread_info.h"
 #include "net/url.h"
@@ -64,14 +64,6 @@ StatisticCountTimerInvoker::StatisticCountTimerInvoker()
 
 StatisticCountTimerInvoker::~StatisticCountTimerInvoker() {
   BaseThread::Stop();
-}
-
-template <class F>
-auto StatisticCountTimerInvoker::ForAnyThread(F closure) {
-  return zo_base::AnyThreadClosure(
-      GetTaskLoop(),
-      std::weak_ptr<StatisticCountTimerInvoker>(SharedFromThis<StatisticCountTimerInvoker>()),
-      ToWeakClosure(std::move(closure)));
 }
 
 void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failures, bool at_front) {
@@ -191,9 +183,11 @@ MultipleURLHttpRequest StatisticCountTimerInvoker::MakeReport(
   report.check = [](int32_t /*index*/, int32_t code, const std::string& /*headers*/,
                     const std::string& body,
                     bool& need_statistic) { return CheckReport(code, body, need_statistic); };
-  report.callback =
-      ForAnyThread([this, batch](bool success, const std::string& /*headers*/,
-                                 const std::string& /*body*/) { FinishReport(batch, success); });
+  report.callback = zo_base::ForAnyThread(
+      *this, GetTaskLoop(),
+      [this, batch](bool success, const std::string& /*headers*/, const std::string& /*body*/) {
+        FinishReport(batch, success);
+      });
   report.body = ReportBody(batch);
   return report;
 }
@@ -214,7 +208,9 @@ void StatisticCountTimerInvoker::FinishReport(const std::list<StatisticRecord>& 
   }
   const zo_base::ThreadInfo* current = zo_base::CurrentThreadInfo();
   if (current != nullptr && current->task_loop != nullptr) {
-    zo_base::PostTo(current->task_loop, ForAnyThread([this, batch] { Invoke(batch, true); }));
+    zo_base::PostTo(current->task_loop, zo_base::ForAnyThread(*this, GetTaskLoop(), [this, batch] {
+                      Invoke(batch, true);
+                    }));
   }
 }
 

@@ -52,8 +52,6 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
                                     const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
   void DeriveSdkType(const std::string& business) ZO_REQUIRES(lock);
   void FinishReport(const std::list<StatisticRecord>& batch, bool success);
-  template <class F>
-  auto ForAnyThread(F closure);
 
   std::atomic<uint64_t> last_report_time{0};  // of the last good report
 
