@@ -92,12 +92,9 @@ void TQLogImplBase<T>::SetLogFile(const std::string& path, uint32_t max_size,
   }
 }
 
-// The process-wide logger of a component, made by the first line.
+// The process-wide logger of a component. Exists while an environment does.
 template <typename T>
-class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {
- public:
-  bool IsAsNew() override { return this->GetLevel() == LV_KER && this->GetLogFile().empty(); }
-};
+class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {};
 
 // One log statement: the constructor writes the line's prefix, operator<< the message, and the
 // destructor ends the line and hands it to the logger.
@@ -122,15 +119,17 @@ class TQLogHelperBase {
 template <typename T>
 class TQLogHelper : private TQLogHelperBase {
  public:
-  // A null writer stands for the component's logger.
+  // A null writer stands for the component's logger; without a logger the line is dropped.
   TQLogHelper(int level, const SourceLocation& location, ITQlogWriter* writer = nullptr)
       : TQLogHelperBase(level, location), writer_(writer) {}
 
   virtual ~TQLogHelper() {
     stream_.Append("\n");
     try {
-      ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Instance();
-      writer->Write(level_, stream_.text());
+      ITQlogWriter* const writer = writer_ != nullptr ? writer_ : TQLogImpl<T>::Current();
+      if (writer != nullptr) {
+        writer->Write(level_, stream_.text());
+      }
     } catch (const std::exception&) {
       // No memory for it: the line is lost, the statement's caller isn't.
       return;
