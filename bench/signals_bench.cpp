@@ -10,17 +10,17 @@ namespace {
 // Ours is an object with a table of signals; this one it has.
 class Emitter : public zo_base::ConnectAble {
  public:
-  static size_t SIG_Changed(int /*value*/) { return zo_base::SignalBody("Emitter::SIG_Changed"); }
+  static inline zo_base::Signal<int> SIG_Changed;
 };
 
 void EmitOurs(benchmark::State& state) {
   Emitter emitter;
   int64_t sum = 0;
   for (int64_t i = 0; i < state.range(0); ++i) {
-    emitter.Connect(zo_base::SignalKey(&Emitter::SIG_Changed), [&sum](int value) { sum += value; });
+    emitter.Connect(Emitter::SIG_Changed, [&sum](int value) { sum += value; });
   }
   for (auto _ : state) {
-    emitter.Emit(zo_base::SignalKey(&Emitter::SIG_Changed), 1);
+    emitter.Emit(Emitter::SIG_Changed, 1);
     benchmark::DoNotOptimize(sum);
   }
 }

@@ -106,8 +106,8 @@ void BaseThread::ThreadMain() {
   SetCurrentThreadName(name);
   RunLoop();
   running.exchange(0);
-  Emit(SignalKey(&IThread::SIG_ThreadEnd));
-  Emit(SignalKey(&IThread::SIG_InternalEnd));
+  Emit(IThread::SIG_ThreadEnd);
+  Emit(IThread::SIG_InternalEnd);
 }
 
 }  // namespace zo_base

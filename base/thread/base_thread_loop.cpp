@@ -233,8 +233,8 @@ bool BaseThread::Begin() {
   }
   first_pass.exchange(0);
   MutexLock lock(start_mutex);
-  Emit(SignalKey(&IThread::SIG_InternalBegin));
-  Emit(SignalKey(&IThread::SIG_ThreadBegin));
+  Emit(IThread::SIG_InternalBegin);
+  Emit(IThread::SIG_ThreadBegin);
   running.exchange(1);
   begun.exchange(1);
   begin_condition.notify_all();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 
 #include "base/object/object.h"
@@ -15,10 +14,10 @@ namespace zo_base {
 //          for the work that starts it.
 class IThread : public virtual ZOObjectIMPL {
  public:
-  static size_t SIG_ThreadBegin();
-  static size_t SIG_ThreadEnd();
-  static size_t SIG_InternalBegin();
-  static size_t SIG_InternalEnd();
+  static inline Signal<> SIG_ThreadBegin;
+  static inline Signal<> SIG_ThreadEnd;
+  static inline Signal<> SIG_InternalBegin;
+  static inline Signal<> SIG_InternalEnd;
 
   virtual bool IsRunning() = 0;
   virtual void Start() = 0;

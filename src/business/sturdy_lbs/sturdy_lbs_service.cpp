@@ -44,11 +44,11 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
                                        const std::shared_ptr<_EnvironmentConfig>& c) {
   c->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
   connections_.push_back(c->Connect(
-      zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged),
+      _EnvironmentConfig::SIG_NetworkChanged,
       zo_base::ForAnyThread(*this, GetTaskLoop(),
                             [this](net::AddressFamily family) { OnNetworkChanged(family); })));
   connections_.push_back(c->Connect(
-      zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged),
+      _EnvironmentConfig::SIG_BusinessTokenChanged,
       zo_base::ForAnyThread(*this, GetTaskLoop(),
                             [this](const std::string& /*token*/) { OnTokenChanged(); })));
   ApplyLBSSettings(record);
@@ -59,8 +59,8 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
     response_.ResetToDefault(settings_, false);
     ParseActiveData();
   }
-  connections_.push_back(Connect(zo_base::SignalKey(&IThread::SIG_ThreadBegin),
-                                 ToWeakClosure([this] { OnThreadBegin(); })));
+  connections_.push_back(
+      Connect(IThread::SIG_ThreadBegin, ToWeakClosure([this] { OnThreadBegin(); })));
   serving_ = true;
   BaseThread::Start();
   started_ = true;

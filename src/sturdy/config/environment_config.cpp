@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "base/md5.h"
-#include "base/object/signals.h"
 #include "src/sturdy/config/record_fields.h"
 
 namespace zo_sturdy {
@@ -47,14 +46,6 @@ void _EnvironmentConfig::SetHttpRequestInvoker(HttpRequestInvoker invoker) {
 HttpRequestInvoker _EnvironmentConfig::GetHttpRequestInvoker() const {
   const auto invoker = http_request_invoker.Get();
   return invoker ? *invoker : HttpRequestInvoker();
-}
-
-size_t _EnvironmentConfig::SIG_NetworkChanged(net::AddressFamily /*family*/) {
-  return zo_base::SignalBody("zo_sturdy::_EnvironmentConfig::SIG_NetworkChanged");
-}
-
-size_t _EnvironmentConfig::SIG_BusinessTokenChanged(const std::string& /*token*/) {
-  return zo_base::SignalBody("zo_sturdy::_EnvironmentConfig::SIG_BusinessTokenChanged");
 }
 
 }  // namespace zo_sturdy

@@ -51,10 +51,10 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   void SetHttpRequestInvoker(HttpRequestInvoker invoker);
   HttpRequestInvoker GetHttpRequestInvoker() const;
 
-  // The signals' identities. SIG_BusinessTokenChanged is emitted with `mutex` held, which is
+  // SIG_BusinessTokenChanged is emitted with `mutex` held, which is
   // recursive because a slot may read the token again.
-  static size_t SIG_NetworkChanged(net::AddressFamily family);
-  static size_t SIG_BusinessTokenChanged(const std::string& token);
+  static inline zo_base::Signal<net::AddressFamily> SIG_NetworkChanged;
+  static inline zo_base::Signal<const std::string&> SIG_BusinessTokenChanged;
 
   zo_base::RecursiveMutex mutex;
   std::string business = "im_g1";

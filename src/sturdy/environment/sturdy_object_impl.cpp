@@ -46,7 +46,7 @@ std::shared_ptr<HttpAgent> ZOSturdyObjectImpl::Agent() const {
 void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
   if (const auto config = GetEnvironmentConfig()) {
     config->address_family = family;
-    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged), family);
+    config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
   }
 }
 
@@ -107,7 +107,7 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
   zo_base::RecursiveMutexLock lock(config->mutex);
   if (text != config->business_token) {
     config->business_token = text;
-    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged), text);
+    config->Emit(_EnvironmentConfig::SIG_BusinessTokenChanged, text);
   }
 }
 

@@ -18,31 +18,6 @@ using testing::ElementsAre;
 
 class Delayed : public LoopFixture {};
 
-TEST(BaseThread, TellsItsLifeBySignalsOnItsOwnThread) {
-  auto thread = std::make_shared<BaseThread>("a thread");
-  std::vector<std::string> told;
-  for (const auto& [signal, what] : {std::pair{&IThread::SIG_InternalEnd, "internal end"},
-                                     {&IThread::SIG_ThreadEnd, "end"},
-                                     {&IThread::SIG_ThreadBegin, "begin"},
-                                     {&IThread::SIG_InternalBegin, "internal begin"}}) {
-    thread->Connect(SignalKey(signal), [&told, &thread, text = std::string(what)] {
-      const ThreadInfo* info = CurrentThreadInfo();
-      told.push_back(text + (info != nullptr ? " of " + info->name : ""));
-      EXPECT_EQ(info != nullptr, thread->IsCurrentThread());
-    });
-  }
-  EXPECT_TRUE(thread->IsCurrentThread());  // Neither has an id yet.
-  thread->Start();
-  EXPECT_EQ(told.size(), 2u);
-  EXPECT_TRUE(thread->IsRunning());
-  EXPECT_FALSE(thread->IsCurrentThread());
-  thread->Stop();
-  EXPECT_FALSE(thread->IsRunning());
-  EXPECT_THAT(
-      told, ElementsAre("internal begin of a thread", "begin of a thread", "end", "internal end"));
-  thread->Stop();
-}
-
 TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
   auto thread = std::make_shared<BaseThread>("early");
   const auto loop = thread->GetTaskLoop();

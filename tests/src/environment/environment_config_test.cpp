@@ -44,15 +44,6 @@ TEST(EnvironmentConfig, TakesASettingsRecord) {
   EXPECT_EQ(config.business, std::string(32, 'x'));
 }
 
-TEST(EnvironmentConfig, SignalsPrintTheirNames) {
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(_EnvironmentConfig::SIG_NetworkChanged(net::kIPFamilyV4), 0u);
-  EXPECT_EQ(_EnvironmentConfig::SIG_BusinessTokenChanged(""), 0u);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "zo_sturdy::_EnvironmentConfig::SIG_NetworkChanged\n"
-            "zo_sturdy::_EnvironmentConfig::SIG_BusinessTokenChanged\n");
-}
-
 TEST(EnvironmentConfigGetter, SendsOnlyThroughALiveConfigurationWithAnInvoker) {
   EnvironmentConfigGetterBase getter;
   const MultipleURLHttpRequest request;

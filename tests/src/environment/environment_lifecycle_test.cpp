@@ -76,11 +76,10 @@ TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
     if (step == zo_base::LoopStep::kPassBegins && std::ranges::count(steps, name) == 0) {
       steps.emplace_back(name);
       // The last steps of a loop come before it sees its stop, so they tell no order of ends.
-      thread.Connect(zo_base::SignalKey(&zo_base::IThread::SIG_ThreadEnd),
-                     [end = steps.back() + " ends"]() -> void {
-                       const std::lock_guard end_lock(mutex);
-                       steps.push_back(end);
-                     });
+      thread.Connect(zo_base::IThread::SIG_ThreadEnd, [end = steps.back() + " ends"]() -> void {
+        const std::lock_guard end_lock(mutex);
+        steps.push_back(end);
+      });
     }
   };
   const lab::TempFolder folder;

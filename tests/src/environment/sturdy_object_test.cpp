@@ -30,21 +30,19 @@ TEST_F(SturdyObject, ChangesReachTheConfigurationAndItsListeners) {
   IZOSturdyObject& object = Start("first");
   const auto config = EnvironmentManager::Instance().GetConfig();
   std::vector<std::string> heard;
-  config->Connect(zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged),
-                  [&](const std::string& token) {
-                    // The lock is held, and a slot may take it again.
-                    std::thread([&] {
-                      if (config->mutex.try_lock()) {
-                        config->mutex.unlock();
-                        ADD_FAILURE() << "another thread could change the token";
-                      }
-                    }).join();
-                    heard.push_back(token + "/" + config->GetBusinessToken());
-                  });
-  config->Connect(
-      zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged), [&](net::AddressFamily family) {
-        heard.push_back(std::to_string(family) + "/" + std::to_string(config->address_family));
-      });
+  config->Connect(_EnvironmentConfig::SIG_BusinessTokenChanged, [&](const std::string& token) {
+    // The lock is held, and a slot may take it again.
+    std::thread([&] {
+      if (config->mutex.try_lock()) {
+        config->mutex.unlock();
+        ADD_FAILURE() << "another thread could change the token";
+      }
+    }).join();
+    heard.push_back(token + "/" + config->GetBusinessToken());
+  });
+  config->Connect(_EnvironmentConfig::SIG_NetworkChanged, [&](net::AddressFamily family) {
+    heard.push_back(std::to_string(family) + "/" + std::to_string(config->address_family));
+  });
   for (const char* token : {"first", "second", "second", "", static_cast<const char*>(nullptr)}) {
     object.SetBusinessToken(token);
   }

@@ -55,11 +55,10 @@ class LbsTest : public ConfiguredTest {
   void SetToken(const std::string& token) {
     const zo_base::RecursiveMutexLock lock(config->mutex);
     config->business_token = token;
-    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_BusinessTokenChanged), token);
+    config->Emit(_EnvironmentConfig::SIG_BusinessTokenChanged, token);
   }
   void NotifyNetwork(int family) {
-    config->Emit(zo_base::SignalKey(&_EnvironmentConfig::SIG_NetworkChanged),
-                 static_cast<net::AddressFamily>(family));
+    config->Emit(_EnvironmentConfig::SIG_NetworkChanged, static_cast<net::AddressFamily>(family));
   }
 };
 

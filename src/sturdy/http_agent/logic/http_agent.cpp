@@ -155,7 +155,7 @@ void HttpAgent::Invoke(const MultipleURLHttpRequest& request, bool on_agent_thre
 void HttpAgent::InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& request) {
   auto owned = std::make_unique<MultipleURLHttpRequestHelper>(request);
   MultipleURLHttpRequestHelper* const helper = owned.get();
-  helper->Connect(zo_base::SignalKey(&MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN),
+  helper->Connect(MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN,
                   zo_base::ForAnyThread(*this, AgentLoop(),
                                         [this, helper](bool success, const std::string& headers,
                                                        const std::string& body,

@@ -88,12 +88,6 @@ std::list<std::string> HostAddresses(const std::string& url) {
 
 }  // namespace
 
-size_t MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN(bool, const std::string&,
-                                                                const std::string&,
-                                                                const MultipleURLHttpRequest&) {
-  return zo_base::SignalBody("zo_sturdy::MultipleURLHttpRequestHelper::SIG_ALL_SUB_REQUEST_RETURN");
-}
-
 MultipleURLHttpRequestHelper::MultipleURLHttpRequestHelper(const MultipleURLHttpRequest& asked)
     : home_loop(CurrentLoop()), has_home(CurrentLoop() != nullptr), request(asked) {
   LiveRequests::Instance().Add(this);
@@ -219,7 +213,7 @@ void MultipleURLHttpRequestHelper::Succeed(const std::string& headers, const std
     }
   }
   timers.clear();
-  Emit(zo_base::SignalKey(&SIG_ALL_SUB_REQUEST_RETURN), true, headers, body, request);
+  Emit(SIG_ALL_SUB_REQUEST_RETURN, true, headers, body, request);
 }
 
 void MultipleURLHttpRequestHelper::RecordFailure(const std::string& url, int32_t code,
@@ -266,7 +260,7 @@ void MultipleURLHttpRequestHelper::EndIfLast(bool all_requested, const std::stri
   if (all_requested) {
     ZO_LOG(LV_APP) << "[multiple][rsp]All sub url has been requested";
   }
-  Emit(zo_base::SignalKey(&SIG_ALL_SUB_REQUEST_RETURN), false, headers, body, request);
+  Emit(SIG_ALL_SUB_REQUEST_RETURN, false, headers, body, request);
 }
 
 void MultipleURLHttpRequestHelper::SwitchUnlessWaiting(int32_t i) {

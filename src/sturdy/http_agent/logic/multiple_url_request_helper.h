@@ -40,11 +40,11 @@ namespace zo_sturdy {
 //          where the answer is handled.
 class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
  public:
-  // Key of the signal that ends the request, with the outcome, the headers and body of the answer
-  // that decided it, and the request. The slot usually destroys the helper.
-  static size_t SIG_ALL_SUB_REQUEST_RETURN(bool success, const std::string& headers,
-                                           const std::string& body,
-                                           const MultipleURLHttpRequest& request);
+  // Ends the request, with the outcome, the headers and body of the answer that decided it, and the
+  // request. The slot usually destroys the helper.
+  static inline zo_base::Signal<bool, const std::string&, const std::string&,
+                                const MultipleURLHttpRequest&>
+      SIG_ALL_SUB_REQUEST_RETURN;
 
   explicit MultipleURLHttpRequestHelper(const MultipleURLHttpRequest& asked);
   ~MultipleURLHttpRequestHelper() override;
