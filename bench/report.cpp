@@ -1,8 +1,9 @@
-// Writes the results down:
+// Writes the results:
 //   sturdy_bench_report RUN.json FOOTPRINT.json OUT.md OUT.json README
-// The table goes to OUT.md and between the marks of the README, the numbers to OUT.json.
+// OUT.md gets all rows, the README the headline rows (between its markers), OUT.json the numbers.
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -15,6 +16,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "bench/rows.h"
 
@@ -54,7 +57,7 @@ std::map<std::string, json> Medians(const json& run) {
   return medians;
 }
 
-// Work that waits for nothing is told in processor time, which a busy machine doesn't stretch.
+// Uses processor time, which a busy machine doesn't stretch, for work that waits for nothing.
 double TimeNs(const std::map<std::string, json>& medians, const std::string& name) {
   const auto found = medians.find(name);
   if (found == medians.end()) {
@@ -79,7 +82,7 @@ int DecimalsOfThreeDigits(double value) {
   return value < 100 ? 1 : 0;
 }
 
-// Three digits with the unit that suits.
+// Prints three digits and the unit that suits.
 std::string Time(double ns) {
   struct Unit {
     double ns;
@@ -94,33 +97,48 @@ std::string Time(double ns) {
   return Print(ns, DecimalsOfThreeDigits(ns)) + " ns";
 }
 
+constexpr char kTableHead[] =
+    "| work | ours | peer or limit | its time | ratio | aim | reached |\n"
+    "|---|---:|---|---:|---:|---|---|\n";
+
 struct Table {
-  std::string text;
-  std::string reasons;
+  std::string all = kTableHead;
+  std::string headlines = kTableHead;
+  // The missed aims in the order of their first row. A reason that several rows share is one item.
+  std::vector<std::pair<std::string, std::string>> works_by_reason;
   json rows = json::array();
 };
 
+void AddMissed(Table& table, const bench::Row& row) {
+  const std::string reason = row.reason.empty() ? "missed in this run alone." : row.reason;
+  const auto same = std::find_if(table.works_by_reason.begin(), table.works_by_reason.end(),
+                                 [&reason](const auto& entry) { return entry.first == reason; });
+  if (same == table.works_by_reason.end()) {
+    table.works_by_reason.emplace_back(reason, "**" + row.work + "**");
+  } else {
+    same->second += "; **" + row.work + "**";
+  }
+}
+
 Table MakeTable(const std::map<std::string, json>& medians) {
   Table table;
-  table.text =
-      "| work | ours | peer or limit | its time | ratio | aim | reached |\n"
-      "|---|---:|---|---:|---:|---|---|\n";
   for (const bench::Row& row : bench::AllRows()) {
     const double ours_ns = TimeNs(medians, row.ours);
     const double peer_ns = row.peer.empty() ? 0 : TimeNs(medians, row.peer);
     const bool is_aimed = row.factor > 0;
     const bool is_reached = ours_ns <= row.factor * peer_ns + row.plus_ns;
     const std::string ratio = peer_ns > 0 ? Print(ours_ns / peer_ns, 2) : "";
-    table.text += "| " + row.work + " | " + Time(ours_ns) + " | " + row.peer_name + " | " +
-                  (peer_ns > 0 ? Time(peer_ns) : "") + " | " + ratio + " | " + row.aim + " | " +
-                  (!is_aimed    ? ""
-                   : is_reached ? "yes"
-                                : "no") +
-                  " |\n";
+    const std::string line = "| " + row.work + " | " + Time(ours_ns) + " | " + row.peer_name +
+                             " | " + (peer_ns > 0 ? Time(peer_ns) : "") + " | " + ratio + " | " +
+                             row.aim + " | " +
+                             (!is_aimed    ? ""
+                              : is_reached ? "yes"
+                                           : "no") +
+                             " |\n";
+    table.all += line;
+    table.headlines += row.is_headline ? line : "";
     if (is_aimed && !is_reached) {
-      table.reasons += "- **" + row.work +
-                       "**: " + (row.reason.empty() ? "missed in this run alone." : row.reason) +
-                       "\n";
+      AddMissed(table, row);
     }
     table.rows.push_back({{"work", row.work},
                           {"ours_ns", ours_ns},
@@ -142,7 +160,7 @@ std::string Processor() {
   return "unknown processor";
 }
 
-// What the numbers depend on, without the names of the machine and its folders.
+// Describes the machine without its name and its folders.
 json Machine(const json& run) {
   utsname system{};
   uname(&system);
@@ -155,58 +173,62 @@ json Machine(const json& run) {
           {"date", context.at("date")}};
 }
 
+struct FootprintRow {
+  std::string what;
+  const char* key;
+  int64_t divisor;
+  const char* unit;
+  int64_t aim;  // at most so much, in the printed unit; -1: none
+};
+
 std::string FootprintTable(const json& footprint) {
-  const auto number = [&](const char* name) {
-    return std::to_string(footprint.at(name).get<int64_t>());
-  };
-  return "| what | how much | aim |\n|---|---:|---|\n"
-         "| system calls for 1000 log lines while the buffer has room | " +
-         number("calls_per_1000_lines") +
-         " | 0 |\n"
-         "| size of the stripped library | " +
-         Print(footprint.at("library_bytes").get<double>() / 1024, 0) +
-         " KiB | |\n"
-         "| resident memory that a start and 10 fetches add, with all that they load | " +
-         number("resident_kib") +
-         " KiB | |\n"
-         "| threads of a started environment | " +
-         number("threads") +
-         " | |\n"
-         "| descriptors that it holds | " +
-         number("descriptors") +
-         " | |\n"
-         "| wake-ups of an idle environment in 10 s, over all its threads | " +
-         number("wake_ups") +
-         " | 0 |\n"
-         "| bytes written to disk per fetch | " +
-         number("fetch_bytes") + " | |\n";
+  const std::vector<FootprintRow> rows = {
+      {"system calls for 1000 log lines while the buffer has room", "calls_per_1000_lines", 1, "",
+       0},
+      {"size of the stripped library", "library_bytes", 1024, " KiB", 560},
+      {"resident memory that a start and 10 fetches add, with all that they load", "resident_kib",
+       1, " KiB", -1},
+      {"threads of a started environment", "threads", 1, "", -1},
+      {"open descriptors of a started environment", "descriptors", 1, "", -1},
+      {"wake-ups of an idle environment in 10 s, over all its threads", "wake_ups", 1, "", 0},
+      {"bytes written to disk per fetch", "fetch_bytes", 1, "", -1}};
+  std::string table = "| what | how much | aim | reached |\n|---|---:|---|---|\n";
+  for (const FootprintRow& row : rows) {
+    const int64_t value = footprint.at(row.key).get<int64_t>();
+    const std::string unit = row.unit;
+    table += "| " + row.what + " | " +
+             Print(static_cast<double>(value) / static_cast<double>(row.divisor), 0) + unit + " | ";
+    if (row.aim >= 0) {
+      table += "at most " + std::to_string(row.aim) + unit + " | " +
+               (value >= 0 && value <= row.aim * row.divisor ? "yes" : "no") + " |\n";
+    } else {
+      table += "| |\n";
+    }
+  }
+  return table;
 }
 
 std::string Notes(const std::map<std::string, json>& medians) {
-  const double per_host =
-      (TimeNs(medians, "link/ours/10000/real_time") - TimeNs(medians, "link/ours/100/real_time")) /
-      (10000 - 100);
-  const double rest_many = TimeNs(medians, "link/ours/10000/real_time") -
-                           TimeNs(medians, "link/log_lines/10000/real_time");
+  const double many = TimeNs(medians, "link/ours/10000/real_time");
+  const double per_host = (many - TimeNs(medians, "link/ours/100/real_time")) / (10000 - 100);
+  const double rest_many = many - TimeNs(medians, "link/log_lines/10000/real_time");
   const double rest_few =
       TimeNs(medians, "link/ours/3/real_time") - TimeNs(medians, "link/log_lines/3/real_time");
   const double least = medians.at("ask/ours/16/iterations:2/manual_time").at("least").get<double>();
   const std::string once = "/iterations:10/manual_time";
   const double to_main_ns =
       TimeNs(medians, "start/cache" + once) - TimeNs(medians, "start/cache_from_main" + once);
-  return "- `GetLinkAddress` builds one text of the whole list, for a line of its log that the "
-         "level drops. That costs " +
-         Print(per_host, 1) + " ns per host. What it does beside its log lines takes " +
-         Time(std::abs(rest_few)) +
-         " with 3 hosts; with 10,000 the difference to the lines alone is " +
-         (rest_many < 0 ? "-" : "") + Time(std::abs(rest_many)) +
-         ", so nothing else grows with the list.\n"
-         "- Of 16 threads that ask at once the one served least got " +
+  const auto with_sign = [](double ns) { return (ns < 0 ? "-" : "") + Time(std::abs(ns)); };
+  return "- `GetLinkAddress` takes " + Print(per_host, 2) +
+         " ns more for each host of the list. Without its log lines it takes " +
+         with_sign(rest_few) + " with 3 hosts and " + with_sign(rest_many) +
+         " with 10,000.\n"
+         "- Of 16 threads that ask at once the slowest got " +
          Print(least, 2) +
          " of an even share.\n"
-         "- Of the time from process start to the first address " +
+         "- The system takes " +
          Time(to_main_ns) +
-         " go by before the client's first line: the system loads the program and its libraries.\n";
+         " from process start to the client's first line, to load the program and its libraries.\n";
 }
 
 std::string Between(const std::string& text, const std::string& table) {
@@ -215,7 +237,7 @@ std::string Between(const std::string& text, const std::string& table) {
   const size_t from = text.find(begin);
   const size_t to = text.find(end);
   if (from == std::string::npos || to == std::string::npos) {
-    throw std::runtime_error("the README has no marks for the benchmarks");
+    throw std::runtime_error("the README has no markers for the benchmarks");
   }
   return text.substr(0, from + begin.size()) + "\n" + table + "\n" + text.substr(to);
 }
@@ -228,22 +250,26 @@ void Report(char** paths) {
   const json machine = Machine(run);
   std::ostringstream text;
   text << "# Benchmarks\n\nWritten by `scripts/bench`; docs/benchmarks.json has the numbers. "
-          "Every row comes from one run, in which all benchmarks take turns at random; the times "
-          "are medians of "
+          "All rows come from one run, in which the benchmarks take turns at random. The times are "
+          "medians of "
        << medians.at("url/ours").at("repetitions") << " repetitions.\n\n"
        << "Machine: " << machine.at("processor").get<std::string>() << ", "
        << machine.at("processors") << " processors, " << machine.at("system").get<std::string>()
        << ", " << machine.at("compiler").get<std::string>() << ".\n\n"
-       << table.text << "\n## Beside the table\n\n"
+       << table.all << "\n## Notes\n\n"
        << Notes(medians) << "\n";
-  if (!table.reasons.empty()) {
-    text << "## Aims that are not reached\n\n" << table.reasons << "\n";
+  if (!table.works_by_reason.empty()) {
+    text << "## Missed aims\n\n";
+    for (const auto& [reason, works] : table.works_by_reason) {
+      text << "- " << works << ": " << reason << "\n";
+    }
+    text << "\n";
   }
   text << "## Footprint\n\n" << FootprintTable(footprint);
   WriteFile(paths[2], text.str());
   const json numbers = {{"machine", machine}, {"rows", table.rows}, {"footprint", footprint}};
   WriteFile(paths[3], numbers.dump(2) + "\n");
-  WriteFile(paths[4], Between(ReadFile(paths[4]), table.text));
+  WriteFile(paths[4], Between(ReadFile(paths[4]), table.headlines));
 }
 
 }  // namespace
