@@ -1,0 +1,44 @@
+#!/bin/bash
+# guide_log_test.sh STURDYCTL GUIDE   plays the scenario of the client guide and fails if a line of
+# the guide's example log doesn't come, or comes in another order. The servers get free ports; the
+# log is compared with the guide's.
+set -euo pipefail
+sturdyctl=$1 guide=$2
+work=$(mktemp -d)
+server=
+trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
+cd "$work"
+
+# Prints the code blocks of a heading.
+block_of() {
+  sed -n "/^##* $1/,/^##* /p" "$guide" | sed -n '/^```'"$2"'$/,/^```$/p' | sed '/^```/d'
+}
+
+block_of 'Rehearse it' json | sed -n '1,/^}/p' >scenario.json
+ports=$(sed -nE 's/.*"name": "([a-z]+)", "port": ([0-9]+).*/\1 \2/p' scenario.json)
+sed -i -E 's/"port": [0-9]+/"port": 0/' scenario.json
+"$sturdyctl" serve --scenario scenario.json >serve.txt &
+server=$!
+until grep -q 'Ctrl-C' serve.txt; do
+  kill -0 "$server"
+  read -rt 0.05 <> <(:) || true
+done
+url() {
+  sed -nE "s/^$1 +//p" serve.txt
+}
+"$sturdyctl" link --wait --count 2 --token key --data data --lbs "$(url silent)/lbs/conf.jsp" \
+  --lbs "$(url broken)/lbs/conf.jsp" --lbs "$(url good)/lbs/conf.jsp" >/dev/null
+
+"$sturdyctl" log data | sed -E 's/^[-0-9]+ [.:0-9]+ [-0-9]+ \[LV_APP\] //' >log
+while read -r name port; do
+  actual=$(url "$name")
+  sed -i "s/:${actual##*:}\b/:$port/" log
+done <<<"$ports"
+
+# The guide's notes begin with an arrow.
+block_of 'An example' '' | sed -E 's/ +-> .*//' >expected
+[ "$(wc -l <expected)" -ge 10 ]
+awk 'NR == FNR { expected[++count] = $0; next }
+     next_line < count && $0 == expected[next_line + 1] { ++next_line }
+     END { if (next_line < count) { print "not in the log: " expected[next_line + 1]; exit 1 } }' \
+  expected log || { cat log; exit 1; }
