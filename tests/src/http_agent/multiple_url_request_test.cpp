@@ -1,7 +1,7 @@
 #include <barrier>
 
 #include "tests/src/http_agent/agent_fixture.h"
-#include "tests/src/http_agent/request_lines.h"
+#include "tests/support/request_lines.h"
 
 namespace {
 
@@ -18,22 +18,22 @@ TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
   } cases[] = {{"AllFailInTurnAndCodesAreClamped", 3, "0:1025 1:-1 2:1024",
                 "send 0;bad 0 0 false;stop 0;remove 0;waits false;-> 0 1;"
                 "send 1;bad 1 0 false;stop 1;remove 1;waits false;-> 1 2;"
-                "send 2;bad 2 1024 true;stop 2;remove 2;last;fail",
+                "send 2;bad 2 1024 true;stop 2;remove 2;last;fail;release",
                 false, "b2"},
                {"SecondWinsAndLateAnswerIsDropped", 2, "t 1:200 !0:200",
-                "send 0;silent 0 false;silent-> 0 1;send 1;good 1 200 true", true, "b1"},
+                "send 0;silent 0 false;silent-> 0 1;send 1;good 1 200 true;release", true, "b1"},
                {"LastReturnerDecides", 2, "t 1:500 0:404",
                 "send 0;silent 0 false;silent-> 0 1;send 1;bad 1 500 true;stop 1;remove 1;"
-                "bad 0 404 true;remove 0;last;fail",
+                "bad 0 404 true;remove 0;last;fail;release",
                 false, "b0"},
                {"LateFailuresSkipNothing", 4, "t 0:500 t 1:500 2:500 3:200",
                 "send 0;silent 0 false;silent-> 0 1;send 1;bad 0 500 false;remove 0;waits true;"
                 "silent 1 false;silent-> 1 2;send 2;bad 1 500 false;remove 1;waits true;"
-                "bad 2 500 false;stop 2;remove 2;waits false;-> 2 3;send 3;good 3 200 true",
+                "bad 2 500 false;stop 2;remove 2;waits false;-> 2 3;send 3;good 3 200 true;release",
                 true, "b3"},
                {"TimeOutAloneFailsNothing", 2, "t t t 0:500 1:500",
                 "send 0;silent 0 false;silent-> 0 1;send 1;silent 1 true;"
-                "bad 0 500 true;remove 0;bad 1 500 true;remove 1;last;fail",
+                "bad 0 500 true;remove 0;bad 1 500 true;remove 1;last;fail;release",
                 false, "b1"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
