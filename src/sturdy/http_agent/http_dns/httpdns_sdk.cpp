@@ -7,31 +7,23 @@ namespace zo_sturdy {
 
 HttpDNSManager::HttpDNSManager() : BaseThread("http dns manager") {}
 
-// The base's stop would come when the members that tasks work on are gone.
+// The base would stop the thread only after the members that its tasks use are gone.
 HttpDNSManager::~HttpDNSManager() {
   BaseThread::Stop();
 }
 
 bool HttpDNSManager::Init() {
-  BuildRequestHeaders();
+  directory_.BuildRequestHeaders();
   LoadServerCache();
   LoadHostCache();
   InitInterfaceAddress();
-  timer_ = std::make_shared<zo_base::Timer>(GetTaskLoop());
   Start();
   return true;
 }
 
-void HttpDNSManager::BuildRequestHeaders() {
-  request_headers_.clear();
-  const auto config = GetEnvironmentConfig();
-  if (config == nullptr) {
-    return;
-  }
-  request_headers_.push_back("X-QORVIN-BUSINESS : " + config->business);
-  request_headers_.push_back("X-QORVIN-SDKVER : " + config->sdk_version_text + "_" +
-                             std::to_string(config->tp) + "_" + std::to_string(config->sv));
-  request_headers_.push_back("X-QORVIN-APPKEY : " + config->GetBusinessToken());
+void HttpDNSManager::RequestStop() {
+  EndQueries();
+  BaseThread::RequestStop();
 }
 
 std::string HttpDNSManager::CacheFolder() {
@@ -44,22 +36,6 @@ std::string HttpDNSManager::CacheFolder() {
     zo_base::CreateFolders(folder);
   }
   return folder;
-}
-
-MultipleURLHttpRequest HttpDNSManager::NewRequest() const {
-  MultipleURLHttpRequest request;
-  request.type = 0;
-  request.use_http_dns = false;
-  return request;
-}
-
-void HttpDNSManager::EndQueries() {
-  queries_.End();
-}
-
-void HttpDNSManager::RequestStop() {
-  EndQueries();
-  BaseThread::RequestStop();
 }
 
 }  // namespace zo_sturdy

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -8,7 +7,8 @@
 #include <string>
 #include <type_traits>
 
-// Arithmetic on times that servers and files state: what doesn't fit becomes the nearest that does.
+// Arithmetic on the times of servers and files. A result that doesn't fit becomes the nearest one
+// that does.
 namespace zo_sturdy {
 
 inline int64_t SaturatingAdd(int64_t a, int64_t b) {
@@ -27,7 +27,7 @@ inline int64_t SaturatingSubtract(int64_t a, int64_t b) {
   return difference;
 }
 
-// Cut towards zero; what is no number is 0.
+// Cuts towards zero. NaN becomes 0.
 template <class Whole>
 Whole SaturatingWhole(double number) {
   static_assert(std::is_integral_v<Whole> && std::is_signed_v<Whole>);
@@ -45,12 +45,6 @@ Whole SaturatingWhole(double number) {
 // The number that a text begins with; 0 if there is none.
 inline int64_t NumberOf(const std::string& text) {
   return std::strtoll(text.c_str(), nullptr, 10);
-}
-
-// A delay for a timer, which waits for 24 days at most. A negative one has gone by already.
-inline uint32_t TimerDelayMs(int64_t delay_ms) {
-  return static_cast<uint32_t>(
-      std::clamp<int64_t>(delay_ms, 0, std::numeric_limits<int32_t>::max()));
 }
 
 }  // namespace zo_sturdy

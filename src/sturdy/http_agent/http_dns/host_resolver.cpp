@@ -1,7 +1,6 @@
-// A host query. On the caller's thread the cache answers for each host: fresh ones are served,
-// stale ones are served and asked for in the background, missing ones are asked for while the
-// caller waits, and then looked up once more. On M one request asks for all hosts of a list; its
-// answer goes into the cache and into the file.
+#include "src/sturdy/http_agent/http_dns/host_resolver.h"
+
+#include <algorithm>
 
 #include "base/log/log.h"
 #include "base/thread/clock.h"
@@ -16,8 +15,17 @@
 namespace zo_sturdy {
 namespace {
 
+using dns_key::kIPv4;
+using dns_key::kIPv6;
+using dns_key::kTtl;
 using KRBASE::network::kStatusOk;
 using zo_base::json11::Json;
+
+constexpr char kCacheExpiredTime[] = "cache_expired_time";
+
+// Bounds of the lease that a loaded entry gets; below the first it is stale and refreshed at once.
+constexpr int64_t kShortLeaseMs = 3000;
+constexpr int64_t kLongestLeaseMs = 300000;
 
 std::string Joined(const std::vector<std::string>& texts, char separator) {
   std::string joined;
@@ -73,25 +81,28 @@ void LogMissing(const std::string& host) {
 
 }  // namespace
 
-// --- On the caller's thread ---
+HostResolver::HostResolver(HttpDNSManager& manager, ServiceAddressTable& endpoints)
+    : manager_(manager), endpoints_(endpoints) {}
 
-bool HttpDNSManager::Query(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
-                           HostIPMap& results) {
-  return DoQuery(ip_family, hosts, results, false);
+void HostResolver::EndQueries() {
+  queries_.End();
 }
 
-bool HttpDNSManager::DoQuery(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
-                             HostIPMap& results, bool is_retry) {
+// --- On the caller's thread ---
+
+bool HostResolver::DoQuery(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
+                           HostIPMap& results, bool is_retry) {
   LogQuery(ip_family, hosts);
   results.clear();
   const zo_base::ThreadInfo* caller = zo_base::CurrentThreadInfo();
-  if (caller != nullptr && caller->task_loop == GetTaskLoop()) {
+  if (caller != nullptr && caller->task_loop == manager_.GetTaskLoop()) {
     ZO_LOG(LV_APP) << "[http dns] DoQuery on the manager's own thread,return";
     return false;
   }
   if (queries_.HasEnded()) {
     return false;
   }
+  // Serve what the cache has, and sort the rest.
   std::vector<std::string> async_hosts;
   std::vector<std::string> sync_hosts;
   for (const std::string& host : hosts) {
@@ -112,6 +123,7 @@ bool HttpDNSManager::DoQuery(net::AddressFamily ip_family, const std::vector<std
     result.insert(result.end(), ips.begin(), ips.end());
     LogServed(host, state, ips);
   }
+  // Wait for the missing hosts first, then refresh the stale ones in the background.
   if (!sync_hosts.empty() && !UpdateAndWait(ip_family, sync_hosts, results)) {
     results.clear();
     return false;
@@ -124,15 +136,15 @@ bool HttpDNSManager::DoQuery(net::AddressFamily ip_family, const std::vector<std
   return !results.empty();
 }
 
-// False if the queries were ended meanwhile.
-bool HttpDNSManager::UpdateAndWait(net::AddressFamily ip_family,
-                                   const std::vector<std::string>& hosts, HostIPMap& results) {
+// Returns false if the queries were ended meanwhile.
+bool HostResolver::UpdateAndWait(net::AddressFamily ip_family,
+                                 const std::vector<std::string>& hosts, HostIPMap& results) {
   ZO_LOG(LV_APP) << "[http dns] Check cached need update type = sync host list : "
                  << Joined(hosts, '|');
   try {
     UpdateCache(hosts, ip_family).get();
   } catch (const std::future_error&) {
-    // The request went nowhere, or the end came: the cache is as it was.
+    // The request is lost, or the queries are ended: the cache is as it was.
   }
   if (queries_.HasEnded()) {
     return false;
@@ -144,54 +156,56 @@ bool HttpDNSManager::UpdateAndWait(net::AddressFamily ip_family,
   return true;
 }
 
-std::future<bool> HttpDNSManager::UpdateCache(const std::vector<std::string>& hosts,
-                                              net::AddressFamily ip_family) {
+std::future<bool> HostResolver::UpdateCache(const std::vector<std::string>& hosts,
+                                            net::AddressFamily ip_family) {
   QueryPromises::Query query = queries_.Make();
   if (query.promise != nullptr) {
-    zo_base::PostTo(*this, ToWeakClosure([this, hosts, ip_family, promise = query.promise] {
-      RequestHosts(hosts, ip_family, promise);
-    }));
+    zo_base::PostTo(manager_,
+                    manager_.ToWeakClosure([this, hosts, ip_family, promise = query.promise] {
+                      RequestHosts(hosts, ip_family, promise);
+                    }));
   }
   return std::move(query.future);
 }
 
 // --- On M ---
 
-void HttpDNSManager::RequestHosts(const std::vector<std::string>& hosts,
-                                  net::AddressFamily ip_family,
-                                  const QueryPromises::Promise& promise) {
+void HostResolver::RequestHosts(const std::vector<std::string>& hosts, net::AddressFamily ip_family,
+                                const QueryPromises::Promise& promise) {
   if (queries_.HasEnded()) {
     return;  // an exit would wait for the transfer
   }
-  MultipleURLHttpRequest request = NewRequest();
-  BuildHostQueryURLs(hosts, service_table_.GetServiceAddresses(ip_family), request.urls);
+  const auto loop = manager_.GetTaskLoop();
+  MultipleURLHttpRequest request;
+  request.use_http_dns = false;
+  BuildHostQueryURLs(hosts, endpoints_.GetServiceAddresses(ip_family), request.urls);
   request.check = zo_base::ForAnyThread(
-      *this, GetTaskLoop(),
+      manager_, loop,
       [](int32_t /*index*/, int32_t code, const std::string& /*headers*/, const std::string& body,
          bool& need_statistic) { return JudgeHostResponse(code, body, need_statistic); });
   request.callback = zo_base::ForAnyThread(
-      *this, GetTaskLoop(),
+      manager_, loop,
       [this, promise](bool success, const std::string& headers, const std::string& body) {
         CompleteHostQuery(success, headers, body, *promise);
       });
   ZO_LOG(LV_APP) << "[http dns] Begin query hosts`s ips";
-  SendMultipleURLRequest(request, false);
+  manager_.SendMultipleURLRequest(request, false);
 }
 
-void HttpDNSManager::BuildHostQueryURLs(const std::vector<std::string>& hosts,
-                                        const std::vector<ServiceAddress>& addresses,
-                                        std::vector<URLItem>& urls) {
+void HostResolver::BuildHostQueryURLs(const std::vector<std::string>& hosts,
+                                      const std::vector<ServiceAddress>& addresses,
+                                      std::vector<URLItem>& urls) {
   std::string path = "/httpdns/v2/d?domain";
   if (!hosts.empty()) {
     path.append("=").append(Joined(hosts, ','));
   }
   for (const ServiceAddress& address : addresses) {
-    urls.push_back({ServiceUrl(address, path), service_table_.GetServiceDomain()});
+    urls.push_back({ServiceUrl(address, path), endpoints_.GetServiceDomain()});
   }
 }
 
-void HttpDNSManager::CompleteHostQuery(bool success, const std::string& headers,
-                                       const std::string& body, std::promise<bool>& promise) {
+void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
+                                     const std::string& body, std::promise<bool>& promise) {
   ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success = " << success
                  << "\r\n-----------------------\r\n"
                  << body << "\r\n-----------------------";
@@ -210,7 +224,7 @@ void HttpDNSManager::CompleteHostQuery(bool success, const std::string& headers,
   }
 }
 
-bool HttpDNSManager::ApplyHostResponse(const std::string& /*headers*/, const std::string& body) {
+bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::string& body) {
   std::string error;
   const Json json = Json::parse(body, error);
   if (!IsGoodAnswer(json) || json.object_items().count("data") == 0) {
@@ -220,20 +234,63 @@ bool HttpDNSManager::ApplyHostResponse(const std::string& /*headers*/, const std
   for (const auto& [host, value] : json["data"].object_items()) {
     const int64_t now = zo_base::Clock::WallMs();
     const std::vector<std::string> ipv4 = TextsOf(value["ip"]);
-    std::vector<std::string> ipv6 = TextsOf(value[dns_key::kIPv6]);
+    std::vector<std::string> ipv6 = TextsOf(value[kIPv6]);
     for (std::string& address : ipv6) {
       address = InBrackets(address);
     }
     int32_t ttl_ms = kUnstatedTtlMs;
-    if (value.object_items().count(dns_key::kTtl) != 0) {
-      ttl_ms =
-          SaturatingWhole<int32_t>(value[dns_key::kTtl].number_value() * zo_base::kMsPerSecond);
+    if (value.object_items().count(kTtl) != 0) {
+      ttl_ms = SaturatingWhole<int32_t>(value[kTtl].number_value() * zo_base::kMsPerSecond);
     }
     host_cache_.UpdateHost(host, now, ttl_ms, ipv4, ipv6, false);
     result = !ipv4.empty() || !ipv6.empty();
   }
   SaveHostCache();
   return result;
+}
+
+// --- The cache's file ---
+
+bool HostResolver::LoadHostCache() {
+  const std::string folder = manager_.CacheFolder();
+  if (folder.empty()) {
+    return true;
+  }
+  host_cache_file_.Load(folder + "http_dns_cache.data");
+  host_cache_file_.ForEach(
+      [this](const std::string& host, const zo_base::KeyValueFile::Value& value) {
+        LoadHostItem(host, zo_base::ZOAnyCast<std::string>(std::get<zo_base::ZOAny>(value)));
+      });
+  return true;
+}
+
+void HostResolver::LoadHostItem(const std::string& host, const std::string& text) {
+  std::string error;
+  const Json item = Json::parse(text, error);
+  const int64_t now = zo_base::Clock::WallMs();
+  int64_t expired_ms = now;
+  if (item.object_items().count(kCacheExpiredTime) != 0) {
+    expired_ms = SaturatingWhole<int64_t>(item[kCacheExpiredTime].number_value());
+  }
+  const int64_t remaining = SaturatingSubtract(expired_ms, now);
+  const bool stale_from_start = remaining < kShortLeaseMs;
+  const int64_t lease_ms = std::clamp(remaining, kShortLeaseMs, kLongestLeaseMs);
+  host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), TextsOf(item[kIPv4]),
+                         TextsOf(item[kIPv6]), stale_from_start, kMaxCacheBytes);
+}
+
+// The lock serializes saves: answers may arrive on different threads.
+void HostResolver::SaveHostCache() {
+  const zo_base::MutexLock lock(save_mutex_);
+  host_cache_file_.Clear();  // drop the entries that the cache refused when they were loaded
+  for (const auto& [host, entry] : host_cache_.GetEntries()) {
+    const Json item = Json::object{{kTtl, entry.ttl},
+                                   {kCacheExpiredTime, entry.cache_expired_time},
+                                   {kIPv4, Json::array(entry.ipv4.begin(), entry.ipv4.end())},
+                                   {kIPv6, Json::array(entry.ipv6.begin(), entry.ipv6.end())}};
+    host_cache_file_.Set(host, zo_base::ZOAny(item.dump()), zo_base::SVT::kString);
+  }
+  host_cache_file_.Save();
 }
 
 }  // namespace zo_sturdy

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <future>
+#include <string>
+#include <vector>
+
+#include "base/key_value_file.h"
+#include "base/sync/mutex.h"
+#include "src/sturdy/http_agent/http_dns/host_cache.h"
+#include "src/sturdy/http_agent/http_dns/host_ip_map.h"
+#include "src/sturdy/http_agent/http_dns/query_promises.h"
+#include "src/sturdy/http_agent/http_dns/service_address.h"
+#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "sturdy/sturdy.h"
+
+namespace zo_sturdy {
+
+class HttpDNSManager;
+class ServiceAddressTable;
+
+// Resolves host names: from the cache where it can, by one request that the caller waits for where
+// it must, and by one in the background for entries that are about to expire. The cache has a file,
+// http_dns_cache.data, which is read once and follows from then on.
+//
+// Threads: any thread may query, except M, the manager's thread, which would wait for itself. M
+//          sends the requests; the thread that delivers an answer applies it.
+// Locks:   `save_mutex_` is held while the cache's file is written.
+// Owner:   HttpDNSManager, as a member. Closures hold the manager, or expire with it.
+// Errors:  a damaged file or answer leaves the cache as it is. A host that isn't resolved is absent
+//          from the results.
+class HostResolver {
+ public:
+  HostResolver(HttpDNSManager& manager, ServiceAddressTable& endpoints);
+  HostResolver(const HostResolver&) = delete;
+  HostResolver& operator=(const HostResolver&) = delete;
+
+  // Gives each entry of the file a new and short lease. Returns true.
+  bool LoadHostCache();
+  void SaveHostCache();
+
+  // Replaces `results`; returns whether any host has an address. Blocks for one request, up to 21 s
+  // with the built-in endpoints, if a host isn't in the cache. With `is_retry` only fresh entries
+  // of the cache are served, and nothing is sent.
+  bool DoQuery(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
+               HostIPMap& results, bool is_retry);
+  // Sends a request for these hosts from M. The future's value is the success of the request;
+  // reading it throws std::future_error if the request is lost or the queries are ended.
+  std::future<bool> UpdateCache(const std::vector<std::string>& hosts,
+                                net::AddressFamily ip_family);
+  void BuildHostQueryURLs(const std::vector<std::string>& hosts,
+                          const std::vector<ServiceAddress>& addresses, std::vector<URLItem>& urls);
+  // Returns whether the last host of the answer has addresses in it.
+  bool ApplyHostResponse(const std::string& headers, const std::string& body);
+
+  // Wakes the queries that wait and refuses new ones: all of them return false.
+  void EndQueries();
+
+  HostCache& cache() { return host_cache_; }
+
+ private:
+  void LoadHostItem(const std::string& host, const std::string& text);
+  bool UpdateAndWait(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
+                     HostIPMap& results);
+  void RequestHosts(const std::vector<std::string>& hosts, net::AddressFamily ip_family,
+                    const QueryPromises::Promise& promise);
+  void CompleteHostQuery(bool success, const std::string& headers, const std::string& body,
+                         std::promise<bool>& promise);
+
+  HttpDNSManager& manager_;
+  ServiceAddressTable& endpoints_;
+  HostCache host_cache_;
+  zo_base::KeyValueFile host_cache_file_;
+  zo_base::Mutex save_mutex_;
+  QueryPromises queries_;
+};
+
+}  // namespace zo_sturdy
