@@ -10,7 +10,7 @@
 #include "lab/server_cache.h"
 #include "network/http_client.h"
 #include "src/sturdy/http_agent/logic/http_agent.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
+#include "src/sturdy/http_agent/logic/live_requests.h"
 #include "tests/support/configured_test.h"
 
 // A transport played by hand: what is sent waits until the test answers it, on the test's thread.
@@ -120,11 +120,11 @@ class AgentTest : public ConfiguredTest {
   }
   // Requests of this test that are alive.
   [[nodiscard]] size_t Live() const {
-    return zo_sturdy::MultipleURLHttpRequestHelper::LiveCountForTest() - live_before_;
+    return zo_sturdy::LiveRequests::Instance().CountForTest() - live_before_;
   }
 
   const std::shared_ptr<HandTransport> transport_ = std::make_shared<HandTransport>();
   std::shared_ptr<zo_sturdy::HttpAgent> agent_ = std::make_shared<zo_sturdy::HttpAgent>();
   std::shared_ptr<zo_base::BaseThread> thread_;
-  const size_t live_before_ = zo_sturdy::MultipleURLHttpRequestHelper::LiveCountForTest();
+  const size_t live_before_ = zo_sturdy::LiveRequests::Instance().CountForTest();
 };

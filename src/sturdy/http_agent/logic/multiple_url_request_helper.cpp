@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <limits>
 #include <mutex>
-#include <set>
 #include <utility>
 
 #include "base/log/log.h"
 #include "base/object/signals.h"
-#include "base/process/no_destructor.h"
-#include "base/process/unload_hook.h"
 #include "base/sync/mutex.h"
 #include "base/thread/clock.h"
 #include "base/thread/thread_info.h"
@@ -19,59 +16,21 @@
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/http_tools/http_tool.h"
+#include "src/sturdy/http_agent/logic/live_requests.h"
 
 namespace zo_sturdy {
 namespace {
 
 constexpr int32_t kMaxCode = 1024;
-// Neither the canonical name nor a second try: the addresses as they come.
+// Takes the addresses as they come, without the canonical name or a second try.
 constexpr int kResolveFlags = 8;
-
-// Keeps reachable what owns itself.
-class LiveRequests {
- public:
-  static LiveRequests& Instance() {
-    static zo_base::NoDestructor<LiveRequests> instance;
-    return *instance;
-  }
-  LiveRequests() {
-    zo_base::AtUnload([] { Instance().FreeAll(); });
-  }
-  void Add(MultipleURLHttpRequestHelper* helper) {
-    zo_base::MutexLock lock(mutex_);
-    helpers_.insert(helper);
-  }
-  void Remove(MultipleURLHttpRequestHelper* helper) {
-    zo_base::MutexLock lock(mutex_);
-    helpers_.erase(helper);
-  }
-  size_t Count() {
-    zo_base::MutexLock lock(mutex_);
-    return helpers_.size();
-  }
-
- private:
-  void FreeAll() {
-    std::set<MultipleURLHttpRequestHelper*> left;
-    {
-      zo_base::MutexLock lock(mutex_);
-      left.swap(helpers_);
-    }
-    for (MultipleURLHttpRequestHelper* helper : left) {
-      delete helper;
-    }
-  }
-
-  zo_base::Mutex mutex_;
-  std::set<MultipleURLHttpRequestHelper*> helpers_ ZO_GUARDED_BY(mutex_);
-};
 
 std::shared_ptr<zo_base::ITaskLoop> CurrentLoop() {
   const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
   return thread != nullptr ? thread->task_loop : nullptr;
 }
 
-// Negative codes of a transport, and large ones, are failures without a status.
+// Turns the negative and the large codes of a transport into 0, a failure without a status.
 int32_t ClampCode(int32_t code) {
   return code < 0 || code > kMaxCode ? 0 : code;
 }
@@ -98,10 +57,6 @@ MultipleURLHttpRequestHelper::~MultipleURLHttpRequestHelper() {
   ZO_LOG(LV_APP) << "[multiple]Request return,release request object";
 }
 
-size_t MultipleURLHttpRequestHelper::LiveCountForTest() {
-  return LiveRequests::Instance().Count();
-}
-
 bool MultipleURLHttpRequestHelper::MaySend() const {
   if (!has_home) {
     return true;
@@ -122,17 +77,18 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
     }
     return;
   }
-  // Without a loop to queue it the answer may come while this is still sending.
+  // Without a loop to queue it, the answer could come while this is still sending.
   std::unique_lock<zo_base::RecursiveMutex> no_answer(HttpTool::DeliveryMutex(), std::defer_lock);
   if (!has_home) {
     no_answer.lock();
   }
+  // Give the URL its timer.
   const int32_t i = index;
   const std::string url = request.urls[i].url;
   const auto timer = std::make_shared<zo_base::Timer>();
   timers[i] = timer;
   const int64_t sent_ms = zo_base::Clock::WallMs();
-
+  // Send the sub-request.
   HttpToolRequest sub_request;
   sub_request.heads = request.heads;
   sub_request.time_out = request.time_out;
@@ -148,8 +104,10 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
   const std::weak_ptr<zo_base::ZOWeakFlag> alive = GetWeakFlag();
   HttpTool::PostRequest(sub_request);
   if (alive.expired()) {
-    return;  // the client couldn't send, there was no loop to queue its answer, and that was all
+    // The send failed, and without a loop to post to it was answered inline: this object is gone.
+    return;
   }
+  // Arm the timer.
   ZO_LOG(LV_APP) << "[multiple]Send sub url request:" << url;
   ZO_LOG(LV_APP) << "[multiple]Start timer index:" << i;
   timer->Start(
@@ -183,6 +141,7 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
   const bool all_requested = AllRequested();
   ZO_LOG(LV_APP) << "[multiple][rsp]All url requested :" << all_requested;
 
+  // Judge the answer.
   const std::string& url = request.urls[i].url;
   bool need_statistic = false;
   if (request.check(i, code, headers, body, need_statistic)) {
@@ -193,10 +152,12 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
   }
   ZO_LOG(LV_APP) << "[multiple][rsp]Business check response false,index :" << i;
   ZO_LOG(LV_PRO) << "[multiple][rsp]Business check response url:" << url;
-  // Once the loop has ended nobody will report it, and its look-up would hold up an exit.
+  // Record the failure, unless the loop has ended: no report would follow then, and the look-up
+  // would delay an exit.
   if (need_statistic && MaySend()) {
     RecordFailure(url, code, sent_ms);
   }
+  // Move on to the next URL, or end.
   RemoveTimer(i);
   if (all_requested || !MaySend()) {
     EndIfLast(all_requested, headers, body);
@@ -273,7 +234,7 @@ void MultipleURLHttpRequestHelper::SwitchUnlessWaiting(int32_t i) {
   }
   ++index;
   ZO_LOG(LV_APP) << "[multiple][rsp]Switch to index :" << index << " triggered by :" << i;
-  // The URL that has failed: readers of the log know it so.
+  // Names the URL that has failed; readers of the log rely on it.
   ZO_LOG(LV_PRO) << "[multiple][rsp]Switch to url:" << request.urls[i].url;
   InvokeRequest();
 }

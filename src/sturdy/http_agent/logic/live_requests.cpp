@@ -1,0 +1,45 @@
+#include "src/sturdy/http_agent/logic/live_requests.h"
+
+#include "base/process/no_destructor.h"
+#include "base/process/unload_hook.h"
+#include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
+
+namespace zo_sturdy {
+
+LiveRequests& LiveRequests::Instance() {
+  static zo_base::NoDestructor<LiveRequests> instance;
+  return *instance;
+}
+
+LiveRequests::LiveRequests() {
+  zo_base::AtUnload([] { Instance().FreeAll(); });
+}
+
+void LiveRequests::Add(MultipleURLHttpRequestHelper* request) {
+  const zo_base::MutexLock lock(mutex_);
+  requests_.insert(request);
+}
+
+void LiveRequests::Remove(MultipleURLHttpRequestHelper* request) {
+  const zo_base::MutexLock lock(mutex_);
+  requests_.erase(request);
+}
+
+size_t LiveRequests::CountForTest() {
+  const zo_base::MutexLock lock(mutex_);
+  return requests_.size();
+}
+
+// Frees them without the lock, which each destructor takes.
+void LiveRequests::FreeAll() {
+  std::set<MultipleURLHttpRequestHelper*> left;
+  {
+    const zo_base::MutexLock lock(mutex_);
+    left.swap(requests_);
+  }
+  for (MultipleURLHttpRequestHelper* request : left) {
+    delete request;
+  }
+}
+
+}  // namespace zo_sturdy

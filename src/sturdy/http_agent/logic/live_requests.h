@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <set>
+
+#include "base/sync/mutex.h"
+
+namespace zo_sturdy {
+
+class MultipleURLHttpRequestHelper;
+
+// The requests that are alive. Each owns itself until it has ended; this keeps those reachable that
+// nobody will end, and frees them when the library is unloaded.
+// Threads: any.
+// Owner:   the process.
+// Errors:  none.
+class LiveRequests {
+ public:
+  static LiveRequests& Instance();
+
+  LiveRequests();
+  LiveRequests(const LiveRequests&) = delete;
+  LiveRequests& operator=(const LiveRequests&) = delete;
+
+  void Add(MultipleURLHttpRequestHelper* request);
+  void Remove(MultipleURLHttpRequestHelper* request);
+  size_t CountForTest();
+
+ private:
+  void FreeAll();
+
+  zo_base::Mutex mutex_;
+  std::set<MultipleURLHttpRequestHelper*> requests_ ZO_GUARDED_BY(mutex_);
+};
+
+}  // namespace zo_sturdy
