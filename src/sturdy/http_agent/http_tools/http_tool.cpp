@@ -29,8 +29,8 @@ using KRBASE::network::kHttpMethodPost;
 constexpr int32_t kHttpPort = 80;
 constexpr int32_t kHttpsPort = 443;
 
-// The name is the piece before the first colon and the value the piece after the last one:
-// callers know that a value with a colon keeps its end alone. A line without both is no header.
+// Splits header lines at their colons. The name is the first piece and the value the last one, so a
+// value with a colon keeps only its end; callers know that. Drops a line without both.
 HttpHeaderList SplitHeads(const std::vector<std::string>& heads) {
   HttpHeaderList pairs;
   for (const std::string& line : heads) {
@@ -58,25 +58,23 @@ bool IsHostName(const std::string& name) {
          });
 }
 
-// What the URL and the host to present make of each other.
+// The destination of a sub-request, and the name to present there.
 struct Target {
-  explicit Target(const HttpToolRequest& request)
-      : url_host(url::GetURLHost(request.url, false)),
-        host(request.host.empty() ? url_host : request.host),
-        is_https(url::IsHttpsURL(request.url)),
-        host_is_ip(net::IsIPLiteral(url_host)) {
-    port = url::GetURLPort(request.url);
+  explicit Target(const HttpToolRequest& request) : is_https(url::IsHttpsURL(request.url)) {
+    url::GetURLHostAndPort(request.url, url_host, port);
     if (port == 0) {
       port = is_https ? kHttpsPort : kHttpPort;
     }
+    host = request.host.empty() ? url_host : request.host;
+    host_is_ip = net::IsIPLiteral(url_host);
   }
   bool NamesHostOfIP() const { return host_is_ip && !host.empty(); }
   bool NeedsSNI() const { return host_is_ip && is_https; }
 
   std::string url_host;
   std::string host;
-  bool is_https;
-  bool host_is_ip;
+  bool is_https = false;
+  bool host_is_ip = false;
   int32_t port = 0;
 };
 
@@ -133,7 +131,7 @@ std::shared_ptr<HttpRequestUser> MakeClientRequest(const HttpToolRequest& reques
   return made;
 }
 
-void Deliver(const HttpToolRequest& request, const HttpResponseUser& response) {
+void Deliver(const HttpToolRequest::Callback& callback, const HttpResponseUser& response) {
   std::string headers;
   for (const auto& [name, value] : response.headers) {
     headers.append(name).append(":").append(value).append("\r\n");
@@ -142,7 +140,7 @@ void Deliver(const HttpToolRequest& request, const HttpResponseUser& response) {
     headers.resize(headers.size() - 2);
   }
   const std::string body = response.body.c_str();  // up to its first zero byte
-  request.callback(response.status, headers, body);
+  callback(response.status, headers, body);
 }
 
 }  // namespace
@@ -158,15 +156,16 @@ void HttpTool::PostRequest(const HttpToolRequest& request) {
     home = thread->task_loop;
   }
   const std::shared_ptr<HttpRequestUser> made = MakeClientRequest(request);
-  made->callback = [request, home](HttpClient*, const std::shared_ptr<HttpResponseUser>& response,
-                                   int32_t) {
+  made->callback = [callback = request.callback, home](
+                       HttpClient*, const std::shared_ptr<HttpResponseUser>& response, int32_t) {
     if (const std::shared_ptr<zo_base::ITaskLoop> loop = home.lock()) {
-      zo_base::PostTo(loop, [request, response] { Deliver(request, *response); });
+      zo_base::PostTo(loop, [callback, response] { Deliver(callback, *response); });
       return;
     }
-    // Recursive, since a client that can't send answers inside Send: the callback may be sending.
-    zo_base::RecursiveMutexLock lock(DeliveryMutex());
-    Deliver(request, *response);
+    // The mutex is recursive: a client that can't send answers inside Send, and the callback may
+    // send.
+    const zo_base::RecursiveMutexLock lock(DeliveryMutex());
+    Deliver(callback, *response);
   };
   HttpClient::Instance()->Send(made);
 }

@@ -11,38 +11,38 @@ class RecursiveMutex;
 
 namespace zo_sturdy {
 
-// One sub-request: what is sent to one URL, and who gets the answer. A plain record, copied by
-// value.
+// One sub-request: what to send to one URL, and the callback for its answer. A plain record, copied
+// by value.
 struct HttpToolRequest {
-  // Judges the answer; its result is not used. `code` is the HTTP status as the transport gave it.
+  // Judges the answer; nothing reads its result. `code` is the transport's HTTP status.
   using Callback =
       std::function<bool(int32_t code, const std::string& headers, const std::string& body)>;
 
   std::vector<std::string> heads;  // header lines, "Name:value"
   int32_t time_out = 0;            // ms, connect time-out
   int32_t type = 0;                // 0 is GET, everything else POST
-  std::string url;                 // what is connected to
-  std::string host;                // name to present; empty when `url` names its own host
+  std::string url;                 // the URL to connect to
+  std::string host;                // the name to present; empty if `url` names its own host
   Callback callback;
   std::string body;  // sent with POST only
 };
 
-// Turns a sub-request into a request of the HTTP client, and brings its answer home.
+// Turns a sub-request into a request of the HTTP client, and delivers the answer on the task loop
+// of the thread that called PostRequest.
 //
-// Home is the task loop of the thread that called PostRequest. When that loop is gone by the time
-// of the answer, or there was none, the callback runs on the thread that has the answer, a worker
-// of the HTTP client. Objects that work without a lock rely on their loop to take one thing at a
-// time, so these deliveries come one at a time too, over the whole process.
+// If that loop has ended, or the thread had none, the callback runs on the thread that has the
+// answer, a worker of the HTTP client. Objects without a lock rely on their loop to run one task at
+// a time, so these deliveries too come one at a time in the whole process.
 // Threads: any.
-// Errors:  a failed transfer is an answer with code 0. An empty callback raises
+// Errors:  a failed transfer is an answer with code 0. An empty callback throws
 //          std::bad_function_call where the answer is delivered.
 class HttpTool {
  public:
-  // Queues the request and returns at once. The record may go away afterwards.
+  // Queues the request and returns at once. The record needn't outlive the call.
   static void PostRequest(const HttpToolRequest& request);
 
-  // Held while an answer is delivered on a foreign thread. Who works without a lock of its own and
-  // sends from a thread without a loop holds it while sending, so that no answer comes in between.
+  // Held while an answer is delivered on a foreign thread. An object without a lock that sends from
+  // a thread without a loop holds it while sending, so that no answer comes in between.
   static zo_base::RecursiveMutex& DeliveryMutex();
 };
 
