@@ -71,8 +71,8 @@ void HttpAgent::Start() {
   });
 }
 
-// What a thread's first request may need is there before the thread runs: "http_agent_work" comes
-// last, and its queue keeps the request that HTTP DNS posts at its own start.
+// Creates what a thread's first request may need before that thread runs: "http_agent_work" starts
+// last, and its queue keeps the request that HTTP DNS posts when it starts.
 void HttpAgent::StartMembers() {
   const auto thread = std::make_shared<zo_base::BaseThread>("http_agent_work");
   const auto statistics = std::make_shared<StatisticCountTimerInvoker>();
@@ -98,7 +98,7 @@ void HttpAgent::StartMembers() {
 }
 
 void HttpAgent::Stop() {
-  EndQueries();  // "http_agent_work" may be waiting for one
+  EndQueries();  // or "http_agent_work" may wait for one
   if (const auto thread = AgentThread()) {
     thread->Stop();
     zo_base::MutexLock lock(members_mutex);
@@ -166,7 +166,7 @@ void HttpAgent::InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& reque
                  << " time_out:" << request.time_out << " use http dns:" << request.use_http_dns;
   ZO_LOG(LV_APP) << "[multiple]" << URLListText(request.urls);
   if (!request.urls.empty()) {
-    (void)owned.release();  // its own from here on
+    (void)owned.release();  // it owns itself from here on
   }
   helper->InvokeRequest();
 }
@@ -175,7 +175,7 @@ void HttpAgent::CompleteRequest(MultipleURLHttpRequestHelper* helper, bool succe
                                 const std::string& headers, const std::string& body,
                                 const MultipleURLHttpRequest& request) {
   const std::shared_ptr<MultipleURLHttpRequestHelper> adopted(helper);
-  HandOnFailures(*helper);
+  ReportFailures(*helper);
   if (success) {
     request.callback(true, headers, body);
     return;
@@ -190,8 +190,9 @@ void HttpAgent::CompleteRequest(MultipleURLHttpRequestHelper* helper, bool succe
   }
 }
 
-// Once the request's loop has ended the agent is being stopped, and no report would come of them.
-void HttpAgent::HandOnFailures(const MultipleURLHttpRequestHelper& helper) {
+// Does nothing once the request's loop has ended: the agent is being stopped then, and would send
+// no report.
+void HttpAgent::ReportFailures(const MultipleURLHttpRequestHelper& helper) {
   const std::list<StatisticRecord>& failures = helper.GetFailList();
   const auto statistics = Statistics();
   if (failures.empty() || statistics == nullptr || !helper.MaySend()) {
@@ -208,6 +209,7 @@ void HttpAgent::HandOnFailures(const MultipleURLHttpRequestHelper& helper) {
 
 bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
                                 const MultipleURLHttpRequest& request) {
+  // Find the hosts that have a name.
   const NamedHosts named = GatherNamedHosts(request.urls);
   if (named.hosts.empty()) {
     ZO_LOG(LV_APP) << "[multiple]Use http dns,host list empty";
@@ -217,6 +219,7 @@ bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
   for (const std::string& host : named.hosts) {
     ZO_LOG(LV_APP) << "[multiple] -- " << host;
   }
+  // Ask for their addresses.
   HostIPMap addresses;
   const auto service = DNSService();
   if (service == nullptr || !helper.MaySend() ||
@@ -224,8 +227,9 @@ bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
     ZO_LOG(LV_APP) << "[multiple]User http dns,query host fail";
     return false;
   }
+  // Send to those.
   const MultipleURLHttpRequest second = MakeSecondPass(request, named, addresses);
-  // A query that has succeeded names an address for each host, so this doesn't come today.
+  // A query that has succeeded has an address for each of its hosts, so this can't happen today.
   if (second.urls.empty()) {
     ZO_LOG(LV_APP) << "[multiple]Use http dns,url empty";
     return false;

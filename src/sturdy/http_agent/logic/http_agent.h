@@ -17,17 +17,17 @@ class HttpDNSService;
 class MultipleURLHttpRequestHelper;
 class StatisticCountTimerInvoker;
 
-// The one road of all requests: owns the thread "http_agent_work", the HTTP DNS service and the
-// failure statistics, and installs into the configuration the function by which every component
-// sends. A request that has failed on all its URLs gets a second pass against the addresses that
-// HTTP DNS gives for their hosts, and its failures go to the statistics.
+// Sends all requests. Owns the thread "http_agent_work", the HTTP DNS service and the failure
+// statistics, and installs the function by which every component sends into the configuration. A
+// request that has failed on all its URLs gets a second pass against the addresses that HTTP DNS
+// returns for their hosts. Its failures go to the statistics.
 //
-// Threads: requests may be started on any thread and stay on the one they were started on, which
-//          a host query of theirs blocks. Start and Stop belong to the owner's thread, which is
-//          never one of the agent's. QueryHost comes from any but HTTP DNS's own.
-// Owner:   the environment's object, by a shared pointer; it calls Stop before it lets go.
-// Errors:  Start hands on what a failed thread start throws, and has stopped by then. Requests
-//          never fail here: their outcome is in their callback.
+// Threads: any thread may start a request. The request stays on that thread, and its host query
+//          blocks it. The owner's thread, never one of the agent's, calls Start and Stop. Any
+//          thread but HTTP DNS's own may call QueryHost.
+// Owner:   the environment's object, by a shared pointer; it calls Stop before it releases it.
+// Errors:  Start throws what a failed thread start throws, and has stopped by then. A request
+//          reports its outcome in its callback.
 class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZOObjectIMPL {
  public:
   HttpAgent() = default;
@@ -39,21 +39,21 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
   void Start();
   // Waits for the steps that are running on the threads, and drops what is queued there.
   void Stop();
-  // Ends the host queries that are waited for, and refuses new ones. For an owner that has more
-  // to wait for before it stops the agent.
+  // Ends the host queries that wait, and refuses new ones. For an owner that waits for other
+  // threads before it stops the agent.
   void EndQueries();
 
   // Starts a request on the calling thread.
   void InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& request);
 
-  // Resolves one host through HTTP DNS. `result` is a JSON document with "code" 200 and the
-  // addresses in "data", 1 for a host that is an address, 2 for one that didn't resolve.
+  // Resolves one host through HTTP DNS. `result` becomes a JSON document whose "code" is 200, with
+  // the addresses in "data", 1 for a host that is an address, or 2 for one that didn't resolve.
   bool QueryHost(const std::string& host, int32_t ip_family, std::string& result);
 
  private:
   void StartMembers();
   void Invoke(const MultipleURLHttpRequest& request, bool on_agent_thread);
-  // Copies, since a stop clears the members while other threads may be at work with them.
+  // Copy the pointer, since a stop clears it while other threads may use the member.
   std::shared_ptr<zo_base::BaseThread> AgentThread() const;
   std::shared_ptr<HttpDNSService> DNSService() const;
   std::shared_ptr<StatisticCountTimerInvoker> Statistics() const;
@@ -61,13 +61,13 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
   void CompleteRequest(MultipleURLHttpRequestHelper* helper, bool success,
                        const std::string& headers, const std::string& body,
                        const MultipleURLHttpRequest& request);
-  void HandOnFailures(const MultipleURLHttpRequestHelper& helper);
-  // False if there is none, and so nobody else who will tell the caller.
+  void ReportFailures(const MultipleURLHttpRequestHelper& helper);
+  // Returns false if no second pass starts; the caller then completes the request.
   bool StartSecondPass(const MultipleURLHttpRequestHelper& helper,
                        const MultipleURLHttpRequest& request);
 
   zo_base::OnceFlag start_flag;
-  mutable zo_base::Mutex members_mutex;  // a leaf, held for one copy of a pointer
+  mutable zo_base::Mutex members_mutex;  // a leaf, held while one pointer is copied
   std::shared_ptr<zo_base::BaseThread> http_agent_thread ZO_GUARDED_BY(members_mutex);
   std::shared_ptr<HttpDNSService> http_dns_service ZO_GUARDED_BY(members_mutex);
   std::shared_ptr<StatisticCountTimerInvoker> statistic_invoker ZO_GUARDED_BY(members_mutex);

@@ -8,23 +8,23 @@
 
 namespace zo_sturdy {
 
-// One URL of a request. `host` is the name to present to the server when `url` carries an
-// address in its place; empty when `url` names its host itself.
+// One URL of a request. `host` is the name to present to the server if `url` has an address in the
+// host's place; empty if `url` names the host itself.
 struct URLItem {
   std::string url;
   std::string host;
 };
 
-// One logical request that may be answered by any of several URLs, tried in order.
-// A plain record, copied by value. How it is carried out stands in multiple_url_request_helper.h.
+// One logical request that any of several URLs may answer, tried in order. A plain record, copied
+// by value; MultipleURLHttpRequestHelper carries it out.
 //
 // `check` judges the answer of the URL at `index`: true ends the request as a success. `code` is
 // the HTTP status, or 0 for every failure below HTTP, which a check must treat as a failure.
-// `need_statistic` comes in false; a check sets it to have this failure recorded. A request
-// without a check or without a callback is a programming fault (std::bad_function_call).
+// `need_statistic` comes in false; a check sets it to record this failure.
 // `callback` is called once, with the headers and body of the answer that ended the request.
-// Threads: both run on the thread that the request was started on, or, once that thread's loop
-//          has ended, on a thread of the HTTP client.
+// Threads: both run on the thread that started the request, or, once that thread's loop has ended,
+//          on a thread of the HTTP client.
+// Errors:  a request without a check or a callback throws std::bad_function_call.
 struct MultipleURLHttpRequest {
   using Check = std::function<bool(int32_t index, int32_t code, const std::string& headers,
                                    const std::string& body, bool& need_statistic)>;
@@ -39,11 +39,11 @@ struct MultipleURLHttpRequest {
   std::vector<URLItem> urls;         // in the order of trial
   Check check;
   Callback callback;
-  bool use_http_dns = true;  // a second pass through HTTP DNS may follow a failure
-  int32_t ip_family = 0;     // of that second pass
+  bool use_http_dns = true;  // allows a second pass through HTTP DNS after a failure
+  int32_t ip_family = 0;     // the family of that second pass
 };
 
-// One recorded failure of a URL. `extra` travels with the record and is never filled.
+// One recorded failure of a URL. Nothing fills `extra`; it is part of the record's fixed shape.
 struct StatisticRecord {
   std::string request_url;
   std::list<std::string> host_ip;  // the addresses of the URL's host when it failed

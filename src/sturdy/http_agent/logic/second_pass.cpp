@@ -35,6 +35,7 @@ MultipleURLHttpRequest MakeSecondPass(const MultipleURLHttpRequest& failed, cons
   MultipleURLHttpRequest second = failed;
   second.use_http_dns = false;
   second.urls.clear();
+  // Every loop ends at the bound.
   const auto is_full = [&second] { return second.urls.size() >= kMaxSecondPassUrls; };
   for (const auto& [host, list] : addresses) {
     if (is_full()) {

@@ -10,8 +10,8 @@
 
 namespace zo_sturdy {
 
-// The hosts by name of a request's URLs, in the order in which they first stand there, and the
-// URLs of each. A URL that carries an address has no part in a second pass.
+// The named hosts of a request's URLs, in order of first occurrence, and the URLs of each. A URL
+// with an address in the host's place takes no part in a second pass.
 struct NamedHosts {
   std::vector<std::string> hosts;
   std::map<std::string, std::vector<std::string>> urls;
@@ -19,12 +19,13 @@ struct NamedHosts {
 
 NamedHosts GatherNamedHosts(const std::vector<URLItem>& urls);
 
-// A host's answer can list addresses by the ten thousand, and each URL that fails costs a transfer.
+// Bounds a second pass: an answer can list tens of thousands of addresses, and each URL costs a
+// transfer.
 inline constexpr size_t kMaxSecondPassUrls = 64;
 
-// The request that follows a failed one: each URL of each host once per address, with the address
-// in the name's place and the name as the host to present, up to kMaxSecondPassUrls. It has no pass
-// after it.
+// Returns the request that follows a failed one: each URL of each host once per address, up to
+// kMaxSecondPassUrls. The address takes the name's place, and the name is the host to present. No
+// further pass follows it.
 MultipleURLHttpRequest MakeSecondPass(const MultipleURLHttpRequest& failed, const NamedHosts& named,
                                       const HostIPMap& addresses);
 

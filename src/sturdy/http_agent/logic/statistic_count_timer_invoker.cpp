@@ -25,7 +25,8 @@ using zo_base::json11::Json;
 constexpr size_t kMaxRecords = 20;
 constexpr int32_t kPost = 1;
 
-// Replaced as a whole by each good document, so a caller works with one record all through.
+// Returns the present settings. A good document replaces the record as a whole, so a caller reads
+// one record from begin to end.
 std::shared_ptr<const StatisticSettings> ReadSettings() {
   const auto config = EnvironmentManager::Instance().GetConfig();
   return config != nullptr ? config->statistic_settings.Get()
@@ -48,7 +49,7 @@ std::string ReportBody(const std::list<StatisticRecord>& batch) {
   return Json(std::move(reports)).dump();
 }
 
-// A report's own failure is never recorded: it would feed itself.
+// Never asks to record a report's own failure: reports would cause reports.
 bool CheckReport(int32_t code, const std::string& body, bool& need_statistic) {
   ZO_LOG(LV_APP) << "[statistic]Statistic check code:" << code;
   ZO_LOG(LV_PRO) << "[statistic]Statistic check \r\n-----------------------\r\n"
@@ -82,7 +83,7 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
     records.clear();
     count = 0;
   } else if (count == 1) {
-    // Only if no batch follows: a cancelled arming stays with the loop until it is due.
+    // Arm only if no batch follows: the loop keeps a cancelled arming until it is due.
     StartTimer(settings->time);
   }
 }
@@ -92,7 +93,7 @@ void StatisticCountTimerInvoker::PostInvoke(const std::list<StatisticRecord>& fa
 }
 
 void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
-  // A negative delay is due at once.
+  // A negative delay has passed already.
   const auto delay_ms = static_cast<uint32_t>(std::max(delay, 0));
   timer.StartHandedOn(
       delay_ms, [this, number = ++arming] { TimedOut(number); }, 0);
@@ -138,24 +139,25 @@ void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failure
 
 void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
   const auto settings = ReadSettings();
-  // In this order: the end of an earlier report, which comes without `lock`, could set it past a
-  // clock that has been read already.
+  // Read it before the clock: a report that completes meanwhile, without `lock`, may set it later
+  // than `now_ms`.
   const uint64_t last_ms = last_report_time;
   const int64_t now_ms = zo_base::Clock::WallMs();
-  // A clock that was set back counts as the delay gone by.
+  // If the clock was set back, the delay counts as over.
   const bool is_set_back = now_ms < static_cast<int64_t>(last_ms);
   const uint64_t passed_ms = static_cast<uint64_t>(now_ms) - last_ms;
   if (!is_set_back && settings->min_delay > 0 &&
       passed_ms < static_cast<uint64_t>(settings->min_delay)) {
     const int64_t rest_ms = settings->min_delay - static_cast<int64_t>(passed_ms);
-    // Every URL of the batch stands in `records` still, so nothing is added there: the caller
-    // clears them, and what goes out after the delay is what has come by then.
+    // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
+    // and the next report has what comes until the delay is over.
     Merge(batch, false,
           static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));
     ZO_LOG(LV_APP) << "[statistic] Time now - last report time < " << settings->min_delay << " ("
                    << passed_ms << ") stop report";
     return;
   }
+  // Send the report.
   const MultipleURLHttpRequest report = MakeReport(settings->host, batch);
   const auto config = EnvironmentManager::Instance().GetConfig();
   const HttpRequestInvoker invoker =
