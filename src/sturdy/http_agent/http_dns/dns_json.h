@@ -8,7 +8,7 @@
 
 namespace zo_sturdy {
 
-// The keys that answers of the service and cache files share.
+// The keys that the service's answers and the cache files share.
 namespace dns_key {
 inline constexpr char kHost[] = "host";
 inline constexpr char kIPv4[] = "ipv4";
@@ -16,10 +16,10 @@ inline constexpr char kIPv6[] = "ipv6";
 inline constexpr char kTtl[] = "ttl";
 }  // namespace dns_key
 
-// Of an answer that doesn't state how long it is good for.
+// The lifetime of an answer that doesn't state one.
 inline constexpr int32_t kUnstatedTtlMs = 3600000;
 
-// The strings of a JSON array; what else is in it is passed over.
+// Returns the strings of a JSON array. Skips elements of other types.
 inline std::vector<std::string> TextsOf(const zo_base::json11::Json& array) {
   std::vector<std::string> texts;
   for (const zo_base::json11::Json& element : array.array_items()) {

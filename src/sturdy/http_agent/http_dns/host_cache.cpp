@@ -14,11 +14,11 @@ constexpr double kServedShare = 0.9;
 // The lease of an entry that has no answer yet: the shares of a lifetime of 300 s.
 constexpr int64_t kFirstRefreshMs = 225000;
 constexpr int64_t kFirstExpiryMs = 270000;
-// What a JSON array adds to an address: two quotes, a comma and a blank.
+// A JSON array adds this to an address: two quotes, a comma and a blank.
 constexpr size_t kBytesAroundText = 4;
 
-// What an entry has around its host and its addresses in the file: names of keys, two numbers and
-// the signs between them.
+// An entry adds this to its host and addresses in the file: the keys, two numbers and the
+// punctuation.
 constexpr size_t kBytesAroundEntry = 160;
 
 bool IsVisible(char c) {
@@ -27,14 +27,15 @@ bool IsVisible(char c) {
   return c >= kFirst && c <= kLast;
 }
 
-// Of a visible text without its quotes; each level of JSON doubles what it escapes.
+// Returns the length of a visible text in JSON, without its quotes. Each level of nesting doubles
+// the characters that it escapes.
 size_t DumpedBytes(const std::string& text, size_t levels) {
   const auto escaped = static_cast<size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return c == '"' || c == '\\'; }));
   return text.size() + escaped * ((size_t{1} << levels) - 1);
 }
 
-// An address in the file stands in a JSON text that is a JSON string itself.
+// The file keeps an entry as a JSON text inside a JSON string: two levels.
 size_t BytesInFile(const std::vector<std::string>& addresses) {
   size_t bytes = 0;
   for (const std::string& address : addresses) {
@@ -43,7 +44,7 @@ size_t BytesInFile(const std::vector<std::string>& addresses) {
   return bytes;
 }
 
-// At most: a control character is escaped by six, a part of a longer one at most doubles.
+// Returns an upper bound: a control character becomes six, a byte from 0x80 up at most two.
 size_t BytesInFile(const std::string& host) {
   constexpr size_t kEscapedBytes = 6;
   size_t bytes = kBytesAroundEntry;

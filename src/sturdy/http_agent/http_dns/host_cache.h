@@ -12,15 +12,15 @@
 
 namespace zo_sturdy {
 
-// What is known of one host name. A plain record; times are ms since the epoch.
+// The addresses of one host name. A plain record; times are ms since the epoch.
 struct HostEntry {
-  std::string host;                // the map's key carries the name, and this stays empty
+  std::string host;                // stays empty: the map's key is the name
   std::vector<std::string> ipv4;   // in server order
   std::vector<std::string> ipv6;   // in server order, each in brackets
   int32_t ttl = 0;                 // ms
   int64_t updated_at = 0;          // when the entry was last written
-  int64_t refresh_time = 0;        // from here on it is served while a refresh runs
-  int64_t cache_expired_time = 0;  // from here on it isn't served
+  int64_t refresh_time = 0;        // served from here on while a refresh runs
+  int64_t cache_expired_time = 0;  // not served from here on
 };
 
 enum class CacheState {
@@ -31,25 +31,24 @@ enum class CacheState {
 
 // Longer than every usual form of an address with its brackets.
 inline constexpr size_t kMaxIPTextBytes = 64;
-// Of a list, dumped as a JSON array: both of an entry fit a client's buffer of
+// Bounds a list that is dumped as a JSON array: both lists of an entry fit a client's buffer of
 // kQueryHostBufferSize.
 inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
-// Of all entries as the file holds them, where a longer one than kMaxCacheFileBytes is taken for
-// damaged. An answer's new hosts are let in up to the first, and those that are known can grow to
-// the second.
+// Bound all entries in the file's form, since a file longer than kMaxCacheFileBytes counts as
+// damaged. New hosts of an answer are accepted up to the first bound; known hosts may grow to the
+// second.
 inline constexpr size_t kMaxNewHostsBytes = size_t{8} << 20;
 inline constexpr size_t kMaxCacheBytes = size_t{12} << 20;
 static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
 
-// The addresses of host names, in memory. Nothing ever removes an entry.
+// The addresses of host names, in memory. Nothing removes an entry.
 //
-// An entry with a lifetime of T is fresh for three quarters of T and dead from nine tenths on. An
-// entry from the future, after the clock was set back, is dead.
-// Threads: any; the mutex is held for the single operation.
-// Owner:   HttpDNSManager.
-// Errors:  none. An address that is empty, longer than kMaxIPTextBytes, or not of visible ASCII is
-//          passed over, and so are the rest of a list that comes to kMaxAddressListBytes, a new
-//          host past kMaxNewHostsBytes, and what a known one would add past kMaxCacheBytes.
+// An entry with a lifetime of T is fresh for three quarters of T, and isn't served after nine
+// tenths. Neither is an entry from the future, after the clock was set back. Threads: any; the
+// mutex is held for a single operation. Owner:   HostResolver. Errors:  none. Skips an address that
+// is empty, longer than kMaxIPTextBytes or not of visible ASCII,
+//          the rest of a list that reaches kMaxAddressListBytes, a new host beyond
+//          kMaxNewHostsBytes, and what a known host would add beyond kMaxCacheBytes.
 class HostCache {
  public:
   using Entries = std::map<std::string, HostEntry>;
@@ -58,18 +57,18 @@ class HostCache {
   HostCache(const HostCache&) = delete;
   HostCache& operator=(const HostCache&) = delete;
 
-  // `ips` gets the addresses of the family, of both for any value but IPv4 and IPv6; it means
-  // something unless the host is missing.
+  // Sets `ips` to the addresses of the family, or of both for any value but IPv4 and IPv6. If the
+  // result is kCacheMissing, `ips` is unspecified.
   CacheState CheckHost(net::AddressFamily ip_family, const std::string& host,
                        std::vector<std::string>& ips);
 
-  // Gives the entry a new lease. A list is replaced only by one that has addresses. A new host is
-  // let in up to `new_hosts_bytes`: what a file brings back all finds room.
+  // Gives the entry a new lease. Replaces a list only by one that has addresses. Accepts a new host
+  // up to `new_hosts_bytes`, which is larger for the entries of a file: all of them fit.
   void UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                   const std::vector<std::string>& ipv4, const std::vector<std::string>& ipv6,
                   bool stale_from_start, size_t new_hosts_bytes = kMaxNewHostsBytes);
 
-  // A copy, so that nobody waits for whoever writes it to the disk.
+  // Returns a copy, so that no thread waits while another writes it to the disk.
   Entries GetEntries();
 
  private:
@@ -78,7 +77,7 @@ class HostCache {
 
   zo_base::RecursiveMutex mutex_;
   Entries entries_ ZO_GUARDED_BY(mutex_);
-  size_t file_bytes_ ZO_GUARDED_BY(mutex_) = 0;  // what the entries can take in the file
+  size_t file_bytes_ ZO_GUARDED_BY(mutex_) = 0;  // an upper bound of the file's size
 };
 
 }  // namespace zo_sturdy

@@ -6,8 +6,8 @@
 
 namespace zo_sturdy {
 
-// The result of a host query: for each host that has any, its addresses in server order, those of
-// IPv4 first and those of IPv6 in brackets.
+// The result of a host query: the addresses of each host that has any, in server order, IPv4 before
+// IPv6, which is in brackets.
 using HostIPMap = std::map<std::string, std::list<std::string>>;
 
 }  // namespace zo_sturdy

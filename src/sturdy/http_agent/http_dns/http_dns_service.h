@@ -15,12 +15,13 @@ namespace zo_sturdy {
 
 class HttpDNSManager;
 
-// The face of HTTP DNS towards the rest of the system: makes the manager, and forwards to it.
-// Threads: Start and Stop belong to the owner's thread. Queries and EndQueries come from any thread
-//          but "http dns manager".
+// The interface of HTTP DNS to the rest of the system: creates the manager and forwards to it.
+// Threads: the owner's thread calls Start and Stop. Any thread but "http dns manager" may call
+// Query
+//          and EndQueries.
 // Owner:   HttpAgent, by a shared pointer.
-// Errors:  Start hands on what a failed thread start throws; stop the service then. Without a
-//          manager, so before Start and after Stop, a query answers false.
+// Errors:  Start throws what a failed thread start throws; stop the service then. A query before
+//          Start or after Stop returns false.
 class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_base::ZOObjectIMPL {
  public:
   HttpDNSService() = default;
@@ -30,20 +31,20 @@ class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_bas
 
   // Runs once; a later call does nothing. Requires: the configuration is set.
   void Start();
-  // Joins the manager's thread. There is no start after it.
+  // Joins the manager's thread. The service can't start again.
   void Stop();
 
-  // Addresses of these hosts, from the cache or from the service; true if there are any. `results`
-  // is replaced. Blocks for up to one request, see HttpDNSManager::Query.
+  // Replaces `results` by the addresses of these hosts, from the cache or from the service; returns
+  // whether there are any. May block for one request, see HostResolver::DoQuery.
   bool Query(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
              HostIPMap& results);
-  // Wakes the queries that wait, and refuses new ones: all of them answer false.
+  // Wakes the queries that wait and refuses new ones: all of them return false.
   void EndQueries();
 
  private:
   std::shared_ptr<HttpDNSManager> Manager();
 
-  zo_base::Mutex manager_mutex_;  // held for one copy of the pointer
+  zo_base::Mutex manager_mutex_;  // held while the pointer is copied
   std::shared_ptr<HttpDNSManager> http_dns_manager_ ZO_GUARDED_BY(manager_mutex_);
   zo_base::OnceFlag init_once_;
 };

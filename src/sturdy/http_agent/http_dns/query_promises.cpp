@@ -28,7 +28,7 @@ void QueryPromises::End() {
       try {
         promise->set_exception(std::make_exception_ptr(broken));
       } catch (const std::future_error&) {
-        continue;  // its answer came just now
+        continue;  // its answer has just come
       }
     }
   }

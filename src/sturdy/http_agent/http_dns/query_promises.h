@@ -8,17 +8,17 @@
 
 namespace zo_sturdy {
 
-// The promises behind the host queries that wait for the network, so that an end can wake all who
-// wait: a queue that a stopped thread has left behind would keep its promises for too long.
+// The promises of the host queries that wait for the network, so that a stop can wake every waiter.
+// Without it, promises in the queue of a stopped thread would never break.
 // Threads: any.
-// Owner:   HttpDNSManager. A promise belongs to the closures of its query; when the last of them is
-//          gone the future breaks by itself.
-// Errors:  a future that is broken throws std::future_error where it is read.
+// Owner:   HostResolver. The closures of a query own its promise; when the last of them goes, the
+//          future breaks.
+// Errors:  reading a broken future throws std::future_error.
 class QueryPromises {
  public:
   using Promise = std::shared_ptr<std::promise<bool>>;
   struct Query {
-    Promise promise;  // empty if the query was refused
+    Promise promise;  // empty if the query is refused
     std::future<bool> future;
   };
 
@@ -26,9 +26,9 @@ class QueryPromises {
   QueryPromises(const QueryPromises&) = delete;
   QueryPromises& operator=(const QueryPromises&) = delete;
 
-  // Once ended, the future comes broken.
+  // After End, refuses the query: its future is broken.
   Query Make();
-  // Breaks what is open and refuses what comes.
+  // Breaks the open futures, and refuses queries from here on.
   void End();
   bool HasEnded();
 

@@ -11,38 +11,37 @@ namespace zo_sturdy {
 
 inline constexpr int32_t kHttpDnsPort = 443;
 
-// How many endpoints of a family a document can bring. A request tries all of them, two seconds
-// apart, and gives each the name of the service: what a server sends without a bound costs it
-// little, and the client a product of both.
+// Bounds the endpoints of a family in a document. A request tries all of them, two seconds apart,
+// and copies the service's name for each, so an unbounded document would cost its server little and
+// the client a product of both.
 inline constexpr size_t kMaxEndpoints = 64;
-// No host of an endpoint and no name of the service is longer; a transport refuses those anyway.
+// Bounds the host of an endpoint and the name of the service; the transport refuses longer ones.
 inline constexpr size_t kMaxHostBytes = 259;
 
 // One endpoint of the HTTP DNS service. A plain record.
 struct ServiceAddress {
   uint32_t https = 1;  // 0 is http, everything else https
-  int32_t port = 0;    // 0 is not stated; a domain name has none in a URL
+  int32_t port = 0;    // 0 means not stated; a URL gives a domain name no port
   std::string host;    // a domain name, an IPv4 address, or an IPv6 address in brackets
 };
 
-// A name of the service up to its first blank or control character; empty if nothing could be sent
-// to a name of that length.
+// Returns a name of the service up to its first blank or control character; empty if that is longer
+// than kMaxHostBytes.
 std::string UsableName(const std::string& text);
 
-// The host part of a request's URL: with a port for an address, which is that of the scheme if
-// none is stated, and without one for a name.
+// Returns the host part of a request's URL. An address gets its port, or the scheme's if it states
+// none; a name gets no port.
 std::string EndpointText(const ServiceAddress& address);
 
-// The URL of a path, with its query if it has one, at an endpoint.
+// Returns the URL of a path, with its query if it has one, at an endpoint.
 std::string ServiceUrl(const ServiceAddress& address, const std::string& path);
 
-// The endpoints of a JSON array, one for each element, whatever it is, up to kMaxEndpoints. One
-// whose host is longer than kMaxHostBytes is passed over. A missing key leaves the field as
-// `missing` has it.
+// Returns an endpoint for each element of a JSON array, of whatever type, up to kMaxEndpoints.
+// Skips a host longer than kMaxHostBytes. A missing key leaves the field as `missing` has it.
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing);
 
-// "[address]", with each bracket that isn't there yet.
+// Returns "[address]": adds each bracket that isn't there yet.
 std::string InBrackets(const std::string& address);
 
 }  // namespace zo_sturdy

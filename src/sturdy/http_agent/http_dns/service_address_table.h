@@ -10,8 +10,9 @@
 namespace zo_sturdy {
 
 // The endpoints of the HTTP DNS service, in memory.
-// Threads: any. `domain_lock` is taken after `addresses_lock` where both are held.
-// Owner:   HttpDNSManager.
+// Threads: any.
+// Locks:   `addresses_lock` before `domain_lock`.
+// Owner:   ServiceDirectory.
 // Errors:  none.
 class ServiceAddressTable {
  public:
@@ -19,13 +20,13 @@ class ServiceAddressTable {
   ServiceAddressTable(const ServiceAddressTable&) = delete;
   ServiceAddressTable& operator=(const ServiceAddressTable&) = delete;
 
-  // The order in which the service is tried: the domain first, then the addresses of the family,
-  // those of both in turn for kIPFamilyAny. For any other value the domain alone.
+  // Returns the endpoints in the order of trial: the domain, then the addresses of the family, or
+  // of both in turn for kIPFamilyAny. For any other value the domain alone.
   std::vector<ServiceAddress> GetServiceAddresses(net::AddressFamily ip_family);
   std::string GetServiceDomain();
 
-  // A family whose new list is empty keeps the one that it has. The domain becomes part of header
-  // lines, so it ends at its first blank or control character.
+  // A family whose new list is empty keeps its old one. Cuts the domain at its first blank or
+  // control character, since it becomes part of header lines.
   void ReplaceServiceAddresses(const std::string& new_domain,
                                const std::vector<ServiceAddress>& new_ipv4,
                                const std::vector<ServiceAddress>& new_ipv6);
