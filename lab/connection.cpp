@@ -1,50 +1,28 @@
 #include "lab/connection.h"
 
-#include <algorithm>
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "lab/plan.h"
+#include "lab/request_reader.h"
 
 namespace lab {
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
 using asio::ip::tcp;
 using boost::system::error_code;
 
-constexpr size_t kMostHeadBytes = size_t{64} << 10;
-constexpr size_t kMostBodyBytes = size_t{64} << 20;
-// How long the end of a TLS connection waits for the peer's own before the plain end follows.
-constexpr std::chrono::milliseconds kTlsEndLimit{200};
-
-// Fields of a complete head, with their bytes as they came.
-std::vector<HeaderField> SplitFields(const std::string& head) {
-  std::vector<HeaderField> fields;
-  size_t begin = head.find("\r\n") + 2;
-  for (size_t end = head.find("\r\n", begin); end != std::string::npos && end > begin;
-       begin = end + 2, end = head.find("\r\n", begin)) {
-    const std::string line = head.substr(begin, end - begin);
-    const size_t colon = line.find(':');
-    if (colon != std::string::npos) {
-      const size_t value = line.find_first_not_of(" \t", colon + 1);
-      fields.emplace_back(line.substr(0, colon),
-                          value == std::string::npos ? "" : line.substr(value));
-    }
-  }
-  return fields;
-}
+// How long a TLS shutdown waits for the peer's own before the TCP shutdown follows.
+constexpr std::chrono::milliseconds kTlsShutdownLimit{200};
 
 class ConnectionImpl : public Connection, public std::enable_shared_from_this<ConnectionImpl> {
  public:
@@ -69,14 +47,13 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   void ResetNow() override;
 
  private:
-  enum class State { kReadingRequest, kHeld, kPlaying, kStaying, kEnding, kOver };
-  using Parser = http::request_parser<http::string_body>;
+  enum class State { kReadingRequest, kHeld, kPlaying, kStaying, kClosing, kClosed };
 
-  // The handlers' common part: they hold the connection and do nothing once it is over.
+  // Wraps a handler: it holds the connection, and does nothing once that is closed.
   template <class... Args>
   auto Handler(void (ConnectionImpl::*method)(Args...)) {
     return [self = shared_from_this(), method](Args... args) {
-      if (self->state_ != State::kOver) {
+      if (self->state_ != State::kClosed) {
         (self.get()->*method)(args...);
       }
     };
@@ -87,19 +64,19 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   void Read();
   void OnRead(error_code error, size_t size);
   void TakeRequest();
-  void TakeHead(size_t head_bytes);
+  void Record(Request& request);
   void RecordMalformed();
-  void RefuseMalformed();
-  void OnRequest();
+  void OnRequest(Request& request);
   void Play(Plan plan);
   void OnGate();
   void LeaveGate();
+  void BeginSteps();
   void NextStep();
   void OnDue(error_code error);
   void OnWritten(error_code error, size_t size);
   void EndPlan();
-  void CloseInOrder();
-  void OnTlsEnd(error_code error);
+  void Close();
+  void OnTlsShutdown(error_code error);
   void Finish();
 
   ServerContext& context_;
@@ -109,14 +86,13 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   asio::steady_timer timer_;
   State state_ = State::kReadingRequest;
   std::array<char, 16384> buffer_{};
-  std::string inbox_;  // came, not yet taken
-  std::optional<Parser> parser_;
-  Request request_;
+  RequestReader reader_;
+  std::string sni_;
   Plan plan_;
   size_t step_ = 0;
   std::chrono::steady_clock::time_point due_;
   const Plan::Step* current_ = nullptr;
-  uint64_t ticket_ = 0;
+  uint64_t ticket_ = 0;  // at the gate of the plan; 0 if it doesn't wait there
 };
 
 void ConnectionImpl::Begin() {
@@ -124,9 +100,9 @@ void ConnectionImpl::Begin() {
     case Listening::kReset:
       return ResetNow();
     case Listening::kClose:
-      tls_.reset();  // no handshake, so no end of one either
+      tls_.reset();  // no handshake, so no TLS shutdown either
       Read();
-      return CloseInOrder();
+      return Close();
     case Listening::kNoHandshake:
       tls_.reset();
       return Stay();
@@ -146,7 +122,7 @@ void ConnectionImpl::OnHandshake(error_code error) {
   }
   if (tls_.has_value()) {
     const char* name = SSL_get_servername(tls_->native_handle(), TLSEXT_NAMETYPE_host_name);
-    request_.sni = name == nullptr ? "" : name;
+    sni_ = name == nullptr ? "" : name;
   }
   if (context_.server.listening == Listening::kSilent) {
     return Stay();
@@ -159,7 +135,7 @@ void ConnectionImpl::Stay() {
   Read();
 }
 
-// One read is always pending, so that the end of the peer is seen in each state.
+// Keeps one read pending in every state, to see the peer's end.
 void ConnectionImpl::Read() {
   if (tls_.has_value()) {
     tls_->async_read_some(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));
@@ -170,94 +146,64 @@ void ConnectionImpl::Read() {
 
 void ConnectionImpl::OnRead(error_code error, size_t size) {
   if (error) {
-    // A client that ends its side is taken as gone, so that nothing is played to nobody.
-    if (state_ == State::kReadingRequest && (!inbox_.empty() || parser_.has_value())) {
+    // A client that ends its side counts as gone, so nothing more is played to it.
+    if (state_ == State::kReadingRequest && reader_.HasPart()) {
       RecordMalformed();
     }
     return Finish();
   }
   if (state_ == State::kReadingRequest || state_ == State::kHeld || state_ == State::kPlaying) {
-    inbox_.append(buffer_.data(), size);
+    reader_.Append(buffer_.data(), size);
   }
-  if (inbox_.size() > kMostBodyBytes) {
+  if (reader_.IsOverfull()) {
     return Finish();
   }
   if (state_ == State::kReadingRequest) {
     TakeRequest();
   }
-  if (state_ != State::kOver) {
+  if (state_ != State::kClosed) {
     Read();
   }
 }
 
 void ConnectionImpl::TakeRequest() {
-  if (!parser_.has_value()) {
-    const size_t end = inbox_.find("\r\n\r\n");
-    if (end == std::string::npos) {
-      return inbox_.size() > kMostHeadBytes ? RefuseMalformed() : void();
-    }
-    TakeHead(end + 4);
-  }
-  error_code error;
-  while (!error && !inbox_.empty() && !parser_->is_done()) {
-    inbox_.erase(0, parser_->put(asio::buffer(inbox_), error));
-  }
-  if (parser_->is_done()) {
-    return OnRequest();
-  }
-  if (error && error != http::error::need_more) {
-    RefuseMalformed();
+  Request request;
+  switch (reader_.Next(request)) {
+    case RequestReader::Result::kIncomplete:
+      return;
+    case RequestReader::Result::kRequest:
+      return OnRequest(request);
+    case RequestReader::Result::kMalformed:
+      RecordMalformed();
+      return Play(MakePlan(Answer(400, "malformed request\n").CloseAfter(), {}));
   }
 }
 
-void ConnectionImpl::TakeHead(size_t head_bytes) {
-  parser_.emplace();
-  parser_->eager(true);
-  parser_->header_limit(static_cast<uint32_t>(kMostHeadBytes));
-  parser_->body_limit(kMostBodyBytes);
-  request_.raw_head = inbox_.substr(0, head_bytes);
+void ConnectionImpl::Record(Request& request) {
+  request.server = context_.server.name;
+  request.connection = number_;
+  request.sni = sni_;
+  context_.journal.Add(request);
 }
 
 void ConnectionImpl::RecordMalformed() {
-  Request refused;
-  refused.server = context_.server.name;
-  refused.connection = number_;
-  refused.sni = request_.sni;
-  refused.malformed = true;
-  refused.raw_head = parser_.has_value() ? request_.raw_head : inbox_;
-  parser_.reset();
-  inbox_.clear();
-  context_.journal.Add(refused);
+  Request request;
+  request.malformed = true;
+  request.raw_head = reader_.TakeMalformed();
+  Record(request);
   if (context_.observer) {
-    context_.observer(refused);
+    context_.observer(request);
   }
 }
 
-void ConnectionImpl::RefuseMalformed() {
-  RecordMalformed();
-  Play(MakePlan(Answer(400, "malformed request\n").CloseAfter(), {}));
-}
-
-void ConnectionImpl::OnRequest() {
-  const auto& message = parser_->get();
-  request_.server = context_.server.name;
-  request_.connection = number_;
-  request_.method = std::string(message.method_string());
-  request_.target = std::string(message.target());
-  const size_t mark = std::min(request_.target.find('?'), request_.target.size());
-  request_.path = request_.target.substr(0, mark);
-  request_.query = mark < request_.target.size() ? request_.target.substr(mark + 1) : "";
-  request_.headers = SplitFields(request_.raw_head);
-  request_.body = message.body();
-  const bool keep_alive = message.keep_alive();
-  parser_.reset();
-  context_.journal.Add(request_);
-  const Behaviour behaviour = context_.script.Next(context_.server.name, request_.path);
+void ConnectionImpl::OnRequest(Request& request) {
+  Record(request);
+  const Behaviour behaviour = context_.script.Next(context_.server.name, request.path);
   if (context_.observer) {
-    context_.observer(request_);
+    context_.observer(request);
   }
-  if (state_ != State::kOver) {  // the observer may have stopped the server
-    Play(MakePlan(behaviour, {request_.method, request_.path, request_.query, keep_alive,
+  if (state_ != State::kClosed) {  // the observer may have stopped the server
+    Play(MakePlan(behaviour, {request.method, request.path, request.query, reader_.keep_alive(),
                               context_.journal.Count()}));
   }
 }
@@ -267,7 +213,7 @@ void ConnectionImpl::Play(Plan plan) {
   step_ = 0;
   if (!plan_.gate.empty()) {
     state_ = State::kHeld;
-    // Let go on another thread; the connection may be over by then.
+    // The gate opens on another thread. The connection may be gone by then.
     ticket_ = context_.journal.Hold(plan_.gate,
                                     [executor = socket_.get_executor(), weak = weak_from_this()] {
                                       asio::post(executor, [weak] {
@@ -280,17 +226,13 @@ void ConnectionImpl::Play(Plan plan) {
       return;
     }
   }
-  state_ = State::kPlaying;
-  due_ = std::chrono::steady_clock::now();
-  NextStep();
+  BeginSteps();
 }
 
 void ConnectionImpl::OnGate() {
   if (state_ == State::kHeld) {
     ticket_ = 0;
-    state_ = State::kPlaying;
-    due_ = std::chrono::steady_clock::now();
-    NextStep();
+    BeginSteps();
   }
 }
 
@@ -298,6 +240,12 @@ void ConnectionImpl::LeaveGate() {
   if (ticket_ != 0) {
     context_.journal.Unhold(plan_.gate, std::exchange(ticket_, 0));
   }
+}
+
+void ConnectionImpl::BeginSteps() {
+  state_ = State::kPlaying;
+  due_ = std::chrono::steady_clock::now();
+  NextStep();
 }
 
 void ConnectionImpl::NextStep() {
@@ -337,32 +285,29 @@ void ConnectionImpl::EndPlan() {
     case Plan::End::kReset:
       return ResetNow();
     case Plan::End::kClose:
-      return CloseInOrder();
+      return Close();
     case Plan::End::kStay:
       state_ = State::kStaying;
       return;
     case Plan::End::kNextRequest:
-      break;
-  }
-  state_ = State::kReadingRequest;
-  if (!inbox_.empty()) {
-    TakeRequest();
+      state_ = State::kReadingRequest;
+      return TakeRequest();
   }
 }
 
-// Ours is ended now; the connection itself ends with the peer's side, since closing while bytes of
-// the peer come in would reset it and could take our last bytes with it.
-void ConnectionImpl::CloseInOrder() {
-  state_ = State::kEnding;
+// Ends our side. The socket is closed only after the peer's end: closing it while bytes come in
+// would reset the connection, and could lose our last bytes.
+void ConnectionImpl::Close() {
+  state_ = State::kClosing;
   if (!tls_.has_value()) {
-    return OnTlsEnd({});
+    return OnTlsShutdown({});
   }
-  tls_->async_shutdown(Handler(&ConnectionImpl::OnTlsEnd));
-  timer_.expires_after(kTlsEndLimit);
-  timer_.async_wait(Handler(&ConnectionImpl::OnTlsEnd));
+  tls_->async_shutdown(Handler(&ConnectionImpl::OnTlsShutdown));
+  timer_.expires_after(kTlsShutdownLimit);
+  timer_.async_wait(Handler(&ConnectionImpl::OnTlsShutdown));
 }
 
-void ConnectionImpl::OnTlsEnd(error_code) {
+void ConnectionImpl::OnTlsShutdown(error_code) {
   error_code ignored;
   socket_.shutdown(tcp::socket::shutdown_send, ignored);
 }
@@ -373,9 +318,9 @@ void ConnectionImpl::ResetNow() {
   Finish();
 }
 
-// Closes the socket, which ends all pending operations; their handlers hold the object so long.
+// Closes the socket, which ends all pending operations. Their handlers hold the object until then.
 void ConnectionImpl::Finish() {
-  state_ = State::kOver;
+  state_ = State::kClosed;
   LeaveGate();
   timer_.cancel();
   error_code ignored;

@@ -11,7 +11,7 @@
 
 namespace lab {
 
-// What all connections of a server share. Outlives them.
+// What all connections of a server share. It outlives them.
 struct ServerContext {
   const Server& server;
   Journal& journal;
@@ -20,10 +20,10 @@ struct ServerContext {
   std::unique_ptr<boost::asio::ssl::context> tls;  // null for a plain server
 };
 
-// One accepted connection: reads requests, plays what the script says to each.
-// Threads: that of the io_context.
-// Owner:   its own pending operations; the io_context drops it at the latest.
-// Errors:  none; whatever goes wrong ends the connection.
+// One accepted connection. Reads requests and plays the behaviour that the script has for each.
+// Threads: the thread of the io_context.
+// Owner:   its own pending operations. The io_context's end drops those that are left.
+// Errors:  any error ends the connection.
 class Connection {
  public:
   virtual ~Connection() = default;
