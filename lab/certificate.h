@@ -11,8 +11,8 @@ struct CertificateFiles {
   std::string key_pem;
 };
 
-// Makes a key and a certificate signed with it, for a server at that address.
-// Errors: std::runtime_error when OpenSSL can't.
+// Makes a key and a self-signed certificate for a server at this address.
+// Errors: std::runtime_error if OpenSSL fails.
 CertificateFiles MakeCertificate(Certificate kind, const std::string& address);
 
 }  // namespace lab

@@ -11,12 +11,19 @@
 namespace lab {
 
 Child::Child(std::vector<std::string> command) {
-  std::array<int, 2> output{-1, -1};
-  std::array<int, 2> input{-1, -1};
-  if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(input.data(), O_CLOEXEC) != 0) {
+  std::array<int, 2> output{};
+  std::array<int, 2> input{};
+  if (pipe2(output.data(), O_CLOEXEC) != 0) {
     return;
   }
+  output_ = fdopen(output[0], "r");
+  if (pipe2(input.data(), O_CLOEXEC) != 0) {
+    close(output[1]);
+    return;
+  }
+  input_ = input[1];
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string& argument : command) {
     arguments.push_back(argument.data());
   }
@@ -32,32 +39,35 @@ Child::Child(std::vector<std::string> command) {
   posix_spawn_file_actions_destroy(&actions);
   close(output[1]);
   close(input[0]);
-  output_ = fdopen(output[0], "r");
-  input_ = input[1];
 }
 
 Child::~Child() {
   Kill();
   if (output_ != nullptr) {
     std::fclose(output_);
+  }
+  if (input_ >= 0) {
     close(input_);
   }
 }
 
 std::string Child::ReadLine() {
-  std::string line;
-  for (int byte = std::fgetc(output_); byte != EOF && byte != '\n'; byte = std::fgetc(output_)) {
-    line += static_cast<char>(byte);
-  }
-  return line;
+  return ReadTo('\n');
 }
 
 std::string Child::ReadRest() {
-  std::string rest;
-  for (int byte = std::fgetc(output_); byte != EOF; byte = std::fgetc(output_)) {
-    rest += static_cast<char>(byte);
+  return ReadTo(EOF);
+}
+
+std::string Child::ReadTo(int end) {
+  std::string text;
+  if (output_ == nullptr) {
+    return text;
   }
-  return rest;
+  for (int byte = std::fgetc(output_); byte != EOF && byte != end; byte = std::fgetc(output_)) {
+    text += static_cast<char>(byte);
+  }
+  return text;
 }
 
 void Child::Signal() {

@@ -8,9 +8,10 @@
 
 namespace lab {
 
-// A program that runs beside the test, with its output and errors in one pipe and its input in
-// another. Killed and reaped at the end of the object, if it still runs then.
-// Errors: one that can't be started has no output, and ends with -1.
+// Runs a program as another process. One pipe carries its output and its errors, another its input.
+// The destructor kills and reaps a process that still runs.
+// Threads: one.
+// Errors:  a program that can't be started has no output, and Wait returns -1.
 class Child {
  public:
   explicit Child(std::vector<std::string> command);
@@ -19,16 +20,19 @@ class Child {
   Child& operator=(const Child&) = delete;
 
   [[nodiscard]] pid_t id() const { return id_; }
-  // Without its line end; waits for it. Empty at the end of the output.
+  // Blocks until a line has come, and returns it without its line end. Returns "" at the end.
   std::string ReadLine();
+  // Blocks until the output ends, and returns what was left of it.
   std::string ReadRest();
-  // A byte to its input.
+  // Writes one byte to its input.
   void Signal();
   void Kill();
-  // Its exit code, or minus the signal that ended it.
+  // Blocks until it has ended. Returns its exit code, or minus the signal that ended it.
   int Wait();
 
  private:
+  std::string ReadTo(int end);
+
   pid_t id_ = -1;
   std::FILE* output_ = nullptr;
   int input_ = -1;

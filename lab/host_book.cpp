@@ -8,9 +8,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view kAsks = "domain=";
+constexpr std::string_view kQueryPrefix = "domain=";
 
-Json Written(const HostRecord& record) {
+Json ToJson(const HostRecord& record) {
   Json json = Json::object();
   if (record.ip.has_value()) {
     json["ip"] = *record.ip;
@@ -28,12 +28,13 @@ Json Written(const HostRecord& record) {
 
 std::string HostBook::AnswerTo(std::string_view query) const {
   Json data = Json::object();
-  std::string_view rest = query.substr(0, kAsks.size()) == kAsks ? query.substr(kAsks.size()) : "";
+  std::string_view rest =
+      query.substr(0, kQueryPrefix.size()) == kQueryPrefix ? query.substr(kQueryPrefix.size()) : "";
   while (!rest.empty()) {
     const size_t end = std::min(rest.find(','), rest.size());
     const auto known = hosts.find(std::string(rest.substr(0, end)));
     if (known != hosts.end()) {
-      data[known->first] = Written(known->second);
+      data[known->first] = ToJson(known->second);
     }
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }

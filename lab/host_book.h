@@ -9,20 +9,20 @@
 
 namespace lab {
 
-// What an HTTP DNS service knows of one name; only what is set stands in its answer.
+// What an HTTP DNS service knows about one name. Its answer has only the members that are set.
 struct HostRecord {
   std::optional<std::vector<std::string>> ip = {};
   std::optional<std::vector<std::string>> ipv6 = {};
   std::optional<int64_t> ttl_s = {};
 };
 
-// All that an HTTP DNS service knows. A plain value.
+// Everything that an HTTP DNS service knows. A plain value.
 struct HostBook {
   std::map<std::string, HostRecord> hosts = {};
   int code = 200;
 
-  // The service's answer to "domain=one,two": those of the names that the book has, in the order
-  // in which they are asked for.
+  // Returns the service's answer to the query "domain=one,two": the names that the book has, in the
+  // order of the query.
   std::string AnswerTo(std::string_view query) const;
 };
 

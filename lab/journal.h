@@ -13,7 +13,7 @@
 
 namespace lab {
 
-// What has happened in the lab: requests, connections, and who is held at which gate.
+// Records what happens in the lab: requests, connections, and which connections wait at a gate.
 // Threads: any. One mutex, and one condition that every change notifies.
 class Journal {
  public:
@@ -23,16 +23,16 @@ class Journal {
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  // Sets `at_ms` and keeps a copy.
+  // Sets `at_ms` of the request and keeps a copy.
   void Add(Request& request);
   std::vector<Request> Requests() const;
   void Forget();
-  // How many were added, whether forgotten or not.
+  // The number of requests added, forgotten ones included.
   int Count() const;
   bool WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
                Limit limit) const;
 
-  // The number of the connection, from 1 over all servers.
+  // Returns the connection's number, counted from 1 over all servers.
   int Opened(const std::string& server);
   void Closed(const std::string& server);
   int Accepted(const std::string& server) const;
@@ -40,8 +40,8 @@ class Journal {
   bool WaitForAccepted(const std::string& server, int at_least, Limit limit) const;
   bool WaitForOpen(const std::string& server, int exactly, Limit limit) const;
 
-  // Registers one who waits at the gate; `go` is called once, without the mutex, when it is let
-  // go. Answers 0 and calls nothing when the gate stands open.
+  // Registers a waiter at the gate and returns its ticket. A release calls `go` once, without the
+  // mutex. Returns 0 and keeps nothing if the gate is open.
   uint64_t Hold(const std::string& gate, std::function<void()> go);
   void Unhold(const std::string& gate, uint64_t ticket);
   int Release(const std::string& gate, bool for_good);

@@ -24,7 +24,8 @@ namespace {
 
 namespace asio = boost::asio;
 
-// Signals meant for the program go to its own threads, whose handlers may then end the lab.
+// Leaves the program's signals to its own threads: a handler may end the lab, whose thread must not
+// run it.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() {
@@ -63,7 +64,7 @@ class Lab::Impl {
       server->Drop();
     }
     work_.reset();
-    io_.reset();  // with the connections, which still need hosts and journal
+    io_.reset();  // drops the connections, which still need the servers and the journal
   }
 
   RunningServer& At(const std::string& name) const {
@@ -85,7 +86,7 @@ class Lab::Impl {
     script.Set(server, path, std::move(behaviours));
   }
 
-  // Runs it on the lab's thread and waits; an exception comes back to the caller.
+  // Runs the task on the lab's thread and blocks until it has returned. Rethrows its exception.
   template <class Task>
   void OnLabThread(Task task) {
     std::packaged_task<void()> packaged(std::move(task));

@@ -8,7 +8,7 @@
 
 namespace lab {
 
-// Rules of the failure reports; only what is set stands in the document.
+// The rules for failure reports. The document has only the members that are set.
 struct LbsReport {
   std::optional<std::string> host = {};
   std::optional<bool> on = {};
@@ -17,9 +17,9 @@ struct LbsReport {
   std::optional<int64_t> min_delay_s = {};
 };
 
-// Writes the JSON text of a load-balancing document, members in the order of the calls:
+// Builds the JSON text of a load-balancing document, its members in the order of the calls:
 //   LbsDocument().Link({"${a}"}).LinkDefault({"${b}"}).Lbs("${url:c}/lbs/conf.jsp").Text()
-// A plain value; a key that is set twice keeps its place and takes the later value.
+// A plain value. A key that is set twice keeps its place and takes the later value.
 class LbsDocument {
  public:
   using List = std::vector<std::string>;
@@ -33,7 +33,7 @@ class LbsDocument {
   LbsDocument& Desc(const std::string& text);         // "desc"
   LbsDocument& MsgStatEnable(bool on);                // "msg.stat.enable"
   LbsDocument& Report(const LbsReport& report);       // "report"
-  // Any member of "common" with a value that is JSON text: odd types, "vltdls", "vlt".
+  // Sets any member of "common" to a JSON text: odd types, "vltdls", "vlt".
   LbsDocument& Set(const std::string& key, std::string json_text);
 
   std::string Text() const;

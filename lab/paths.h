@@ -2,9 +2,9 @@
 
 namespace lab {
 
-// Where clients look for what the lab plays.
-inline constexpr char kServiceTablePath[] = "/httpdns/v2/s";  // HTTP DNS: its own endpoints
-inline constexpr char kHostQueryPath[] = "/httpdns/v2/d";     // HTTP DNS: addresses of hosts
-inline constexpr char kReportPath[] = "/statics/report/im/api/error";  // POST of failures
+// The paths that clients request.
+inline constexpr char kServiceTablePath[] = "/httpdns/v2/s";  // the endpoints of HTTP DNS
+inline constexpr char kHostQueryPath[] = "/httpdns/v2/d";     // addresses of hosts, by HTTP DNS
+inline constexpr char kReportPath[] = "/statics/report/im/api/error";  // POST of failure reports
 
 }  // namespace lab

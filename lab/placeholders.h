@@ -7,7 +7,7 @@ namespace lab {
 
 struct Behaviour;
 
-// Where a server of the scenario is, for texts that name it.
+// Where a server of the scenario listens, for texts that name it.
 struct Endpoint {
   std::string name;
   std::string host_port;
@@ -17,12 +17,12 @@ struct Endpoint {
   bool https = false;
 };
 
-// `text` with its placeholders replaced (see Behaviour). Throws ScenarioError that begins with
-// `key` when one of them isn't closed or names no endpoint.
+// Returns `text` with its placeholders replaced (see Behaviour).
+// Errors: ScenarioError, which begins with `key`, if one isn't closed or names no endpoint.
 std::string Expand(const std::string& text, const std::string& key,
                    const std::vector<Endpoint>& endpoints);
 
-// Expands every text of the behaviour.
+// Replaces the placeholders in every text of the behaviour.
 Behaviour ExpandAll(Behaviour behaviour, const std::string& key,
                     const std::vector<Endpoint>& endpoints);
 

@@ -42,7 +42,7 @@ std::string Chunk(const std::string& bytes) {
   return std::string(size, static_cast<size_t>(length)) + bytes + "\r\n";
 }
 
-// A field that the script sets by itself is not written a second time.
+// Writes status line and fields. A field that the script sets is not added again.
 std::string Head(const Behaviour& b, const PlanInput& request, bool has_body, bool keep_alive) {
   std::string head = "HTTP/1.1 " + std::to_string(b.status) + " " +
                      (b.reason.empty() ? UsualReason(b.status) : b.reason) + "\r\n";
@@ -115,8 +115,8 @@ void AddAnswer(const Behaviour& b, const PlanInput& request, Plan& plan) {
   AddBody(b, plan);
 }
 
-// The behaviour with its body, where that depends on what is asked.
-Behaviour Asked(Behaviour b, const std::string& query) {
+// Sets the body of a behaviour that answers from a book of hosts.
+Behaviour WithBody(Behaviour b, const std::string& query) {
   if (b.hosts.has_value()) {
     b.body = b.hosts->AnswerTo(query);
   }
@@ -143,7 +143,7 @@ Plan MakePlan(const Behaviour& behaviour, const PlanInput& request) {
       plan.end = Plan::End::kClose;
       break;
     case Behaviour::Kind::kAnswer:
-      AddAnswer(Asked(behaviour, request.query), request, plan);
+      AddAnswer(WithBody(behaviour, request.query), request, plan);
       break;
     case Behaviour::Kind::kEndless:
     case Behaviour::Kind::kRedirect:

@@ -7,23 +7,23 @@
 
 namespace lab {
 
-// A behaviour as what a connection has to do: bytes at times, and an end. Every fault above the
-// connection level is a plan, so that the connection knows nothing of HTTP answers.
+// A behaviour as a connection plays it: bytes at times, and an end. Every fault above the
+// connection level is a plan, so the connection needs to know nothing about HTTP answers.
 struct Plan {
   struct Step {
-    int delay_ms = 0;  // since the step before was due
+    int delay_ms = 0;  // since the previous step was due
     std::string bytes;
   };
   enum class End {
     kNextRequest,
-    kClose,  // in order: what was sent arrives, then the end
+    kClose,  // everything sent arrives, then the connection ends
     kReset,
     kStay,
   };
 
-  std::string gate;  // waits there first; empty: doesn't
+  std::string gate;  // where it waits first; empty: nowhere
   std::vector<Step> steps;
-  Step repeated;  // behind the steps, without end; empty bytes: isn't there
+  Step repeated;  // after the steps, without end; empty bytes: nothing is repeated
   End end = End::kNextRequest;
 };
 
@@ -31,10 +31,11 @@ struct PlanInput {
   std::string method;
   std::string path;
   std::string query;
-  bool keep_alive = true;  // what the request asks for
-  int number = 0;          // differs for each request of the lab
+  bool keep_alive = true;  // as the request asks
+  int number = 0;          // unique among the lab's requests
 };
 
+// Makes the plan of a behaviour that answers this request.
 Plan MakePlan(const Behaviour& behaviour, const PlanInput& request);
 
 }  // namespace lab

@@ -12,12 +12,12 @@
 namespace lab {
 namespace {
 
-// A loopback connection is made within the connect call, however busy the machine is; one that
-// isn't there by then was dropped. The first one can't be.
+// A loopback connection completes within the connect call, however busy the machine is. One that
+// hasn't was dropped, which can't happen to the first.
 constexpr int kProbeMs = 50;
 constexpr int kFirstFillerMs = 5000;
-// The shortest queue takes one or two connections; this is only the end of a loop.
-constexpr int kMostFillers = 64;
+// The shortest queue takes one or two connections. This only bounds the loop.
+constexpr int kMaxFillers = 64;
 
 [[noreturn]] void ThrowErrno(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -59,7 +59,7 @@ LoopbackPort::LoopbackPort(const std::string& address, int number) {
   if (getsockname(reservation_.get(), reinterpret_cast<sockaddr*>(&address_), &size) != 0) {
     ThrowErrno("getsockname");
   }
-  // The port stands at the same place in both forms.
+  // The port is at the same offset in both forms.
   std::memcpy(&v4, &address_, sizeof(v4));
   number_ = ntohs(v4.sin_port);
 }
@@ -83,8 +83,8 @@ Descriptor LoopbackPort::MakeSocket() const {
 Descriptor LoopbackPort::MakeBound() const {
   Descriptor fd = MakeSocket();
   const int on = 1;
-  // Lets the listener share the port with the reservation. The system never hands out a port that
-  // is bound to the same address in this way.
+  // Lets the listener share the port with the reservation. The system never chooses a port that is
+  // bound to the same address in this way.
   if (setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
       bind(fd.get(), Address(), AddressSize()) != 0) {
     ThrowErrno("bind");
@@ -102,7 +102,7 @@ Descriptor LoopbackPort::Listen(int backlog) const {
 
 std::vector<Descriptor> LoopbackPort::FillQueue() const {
   std::vector<Descriptor> fillers;
-  while (fillers.size() < kMostFillers) {
+  while (fillers.size() < kMaxFillers) {
     Descriptor fd = MakeSocket();
     if (connect(fd.get(), Address(), AddressSize()) != 0) {
       pollfd wait{fd.get(), POLLOUT, 0};

@@ -8,7 +8,7 @@
 
 namespace lab {
 
-// A descriptor, closed at its end. Movable.
+// Owns a descriptor and closes it. Movable.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
@@ -23,22 +23,21 @@ class Descriptor {
   int fd_;
 };
 
-// A loopback port that stays ours for the object's life, whether somebody listens on it or not:
-// a bound socket that never listens keeps the number, and connections to it are refused.
+// Owns a loopback port while the object exists, whether a server listens on it or not. A bound
+// socket that never listens reserves the number; connections to it are refused.
 // Threads: one at a time.
 // Errors:  std::system_error.
 class LoopbackPort {
  public:
-  // `number` 0: the system chooses.
+  // With the number 0 the system chooses.
   LoopbackPort(const std::string& address, int number);
 
   int number() const { return number_; }
   bool is_v6() const { return address_.ss_family == AF_INET6; }
-  // A new listening socket on the port, not blocking. Requires: the one before is closed.
+  // Makes a listening, non-blocking socket. Requires: the previous one is closed.
   Descriptor Listen(int backlog) const;
-  // Makes connections of our own until the accept queue of the (never accepting) listener is full,
-  // so that the system drops further attempts without an answer. The queue stays full as long as
-  // the result and the listener live.
+  // Connects to the listener, which never accepts, until its queue is full. The system then drops
+  // further attempts without an answer, while the result and the listener exist.
   std::vector<Descriptor> FillQueue() const;
 
  private:

@@ -7,11 +7,11 @@
 namespace lab {
 namespace {
 
-// A number that is free on one address may be taken on another; then the system is asked again.
-constexpr int kMostAttempts = 100;
+// A number that is free on one address may be taken on another. The system then chooses again.
+constexpr int kMaxAttempts = 100;
 
-// The server whose own key says which port it is.
-size_t Chooser(const std::vector<Server>& servers, size_t index) {
+// Returns the index of the server that determines the port of this one.
+size_t PortOwner(const std::vector<Server>& servers, size_t index) {
   if (servers[index].port_of.empty()) {
     return index;
   }
@@ -24,20 +24,21 @@ size_t Chooser(const std::vector<Server>& servers, size_t index) {
 }  // namespace
 
 std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
-  std::vector<std::vector<LoopbackPort>> useless;  // kept, so that they don't come again
+  std::vector<std::vector<LoopbackPort>>
+      useless;  // kept, so that the system doesn't choose them again
   for (int attempt = 1;; ++attempt) {
     std::vector<LoopbackPort> ports;
     try {
       for (size_t i = 0; i < servers.size(); ++i) {
-        const size_t chooser = Chooser(servers, i);
+        const size_t owner = PortOwner(servers, i);
         ports.emplace_back(servers[i].address,
-                           chooser == i ? servers[i].port : ports[chooser].number());
+                           owner == i ? servers[i].port : ports[owner].number());
       }
       return ports;
     } catch (const std::system_error& error) {
       const size_t failed = ports.size();
-      const size_t chooser = Chooser(servers, failed);
-      if (chooser == failed || servers[chooser].port != 0 || attempt == kMostAttempts) {
+      const size_t owner = PortOwner(servers, failed);
+      if (owner == failed || servers[owner].port != 0 || attempt == kMaxAttempts) {
         throw PortTaken(servers[failed], failed, error);
       }
     }

@@ -9,11 +9,11 @@
 
 namespace lab {
 
-// The ports of the servers, in their order. Nobody listens on them yet.
-// Errors: ScenarioError for one that can't be had.
+// Reserves the ports of the servers, in their order. Nothing listens on them yet.
+// Errors: ScenarioError if one is taken.
 std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers);
 
-// The sentence about a port that can't be had.
+// Makes the error that names a port that is taken.
 ScenarioError PortTaken(const Server& server, size_t index, const std::system_error& error);
 
 }  // namespace lab

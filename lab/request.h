@@ -8,28 +8,28 @@
 
 namespace lab {
 
-// Name and value as they came. Only the blanks in front of a value are taken off, those behind a
-// name or a value stay.
+// Name and value as received. Only blanks before the value are removed; blanks after the name or
+// the value stay.
 using HeaderField = std::pair<std::string, std::string>;
 
 // One request as a server of the lab received it, byte for byte. A plain value.
 struct Request {
   std::string server;  // name of the server in the scenario
-  int64_t at_ms = 0;   // since the lab began, when the last byte had come
-  int connection = 0;  // counts the accepted connections of the lab from 1
-  std::string sni;     // server name of the TLS handshake, empty if none was sent
+  int64_t at_ms = 0;   // arrival of the last byte, since the lab began
+  int connection = 0;  // number of the accepted connection, from 1
+  std::string sni;     // server name in the TLS handshake; empty without one
   std::string method;
   std::string target;  // path and query as sent
   std::string path;    // target before '?'
-  std::string query;   // target behind '?'
+  std::string query;   // target after '?'
   std::vector<HeaderField> headers;
-  std::string raw_head;  // request line to the empty line, with both
+  std::string raw_head;  // request line to empty line, both included
   std::string body;
-  bool malformed = false;  // refused with 400; raw_head has all that came, the rest is empty
+  bool malformed = false;  // answered with 400; only raw_head is set
 
-  // The value of the first field of that name (case is ignored), or nullptr.
+  // Returns the value of the first field of this name (case is ignored), or nullptr.
   const std::string* Header(std::string_view name) const;
-  // The lines between request line and empty line as they came, without their line ends.
+  // Returns the lines between request line and empty line as received, without their line ends.
   std::vector<std::string> HeaderLines() const;
 };
 

@@ -17,7 +17,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 
 constexpr int kBacklog = 128;
-constexpr std::chrono::milliseconds kAcceptLater(50);
+constexpr std::chrono::milliseconds kAcceptRetry(50);
 
 }  // namespace
 
@@ -82,20 +82,20 @@ void RunningServer::AcceptNext() {
                         });
 }
 
-// By hand, since the library's accept leaves the descriptor open across an exec.
+// Calls accept4 itself: Asio's accept leaves the descriptor open across an exec.
 void RunningServer::AcceptAll() {
   for (;;) {
     const int fd =
         accept4(listener_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0 && (errno == EMFILE || errno == ENFILE)) {
-      return AcceptLater();  // the next wait would be over at once
+      return RetryAccept();  // waiting for the listener would return at once
     }
     if (fd < 0) {
       break;
     }
     tcp::socket socket(io_);
     socket.assign(port_.is_v6() ? tcp::v6() : tcp::v4(), fd);
-    // As real servers do: the end of an answer doesn't wait for the client's acknowledgement.
+    // As real servers do, so that the end of an answer doesn't wait for an acknowledgement.
     boost::system::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto connection = Connection::Make(std::move(socket), context_);
@@ -108,9 +108,9 @@ void RunningServer::AcceptAll() {
   AcceptNext();
 }
 
-void RunningServer::AcceptLater() {
-  later_ = std::make_unique<asio::steady_timer>(io_, kAcceptLater);
-  later_->async_wait([this, mine = listener_.get()](const boost::system::error_code& error) {
+void RunningServer::RetryAccept() {
+  retry_ = std::make_unique<asio::steady_timer>(io_, kAcceptRetry);
+  retry_->async_wait([this, mine = listener_.get()](const boost::system::error_code& error) {
     if (!error && listener_.get() == mine) {
       AcceptNext();
     }

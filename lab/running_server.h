@@ -14,8 +14,8 @@
 namespace lab {
 
 // One server of the lab: its port, its listener and its connections.
-// Threads: that of the io_context, but for construction and the getters.
-// Owner:   the Lab, until after its io_context has gone.
+// Threads: the thread of the io_context, except construction and the getters.
+// Owner:   the Lab, which destroys its io_context first.
 // Errors:  the constructor and Listen throw std::system_error.
 class RunningServer {
  public:
@@ -33,16 +33,16 @@ class RunningServer {
 
   void Listen();
   void Stop();
-  // Requires: the io_context doesn't run. Lets go of everything that lives in it.
+  // Destroys everything that uses the io_context. Requires: it doesn't run.
   void Drop() {
     listener_.reset();
-    later_.reset();
+    retry_.reset();
   }
 
  private:
   void AcceptNext();
   void AcceptAll();
-  void AcceptLater();
+  void RetryAccept();
 
   boost::asio::io_context& io_;
   const Server server_;
@@ -50,7 +50,7 @@ class RunningServer {
   ServerContext context_;
   std::string certificate_pem_;
   std::unique_ptr<boost::asio::posix::stream_descriptor> listener_;
-  std::unique_ptr<boost::asio::steady_timer> later_;
+  std::unique_ptr<boost::asio::steady_timer> retry_;
   std::vector<Descriptor> fillers_;  // keep the accept queue full
   std::vector<std::weak_ptr<Connection>> connections_;
 };

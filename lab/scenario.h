@@ -13,9 +13,9 @@
 
 namespace lab {
 
-// A scenario that can't be played. what() is one sentence that begins with the key it is about,
-// such as "servers[0].routes[1].behaviours[0].status: must be a number from 100 to 599." What could
-// end its line is shown as "?".
+// A scenario that can't be played. what() is one sentence that begins with the key, such as
+// "servers[0].routes[1].behaviours[0].status: must be a number from 100 to 999, not 99." A control
+// character appears as "?".
 class ScenarioError : public std::runtime_error {
  public:
   explicit ScenarioError(const std::string& what);
@@ -23,42 +23,46 @@ class ScenarioError : public std::runtime_error {
 
 enum class Framing { kLength, kChunked, kUntilClose };
 
-// What a route does with one request. Made by the functions below and refined by chaining:
+// What a route does with one request. The functions below make it, chained calls refine it:
 //   Answer(200, "text").Field("Content-Type", "text/plain").InPieces(6, 3000)
-// Texts (body, header values, location, raw bytes) may hold "${name}" for the "host:port" of a
-// server of the scenario, "${url:name}" for its "scheme://host:port", "${ip:name}" and
-// "${port:name}" for the two parts of where it is, "${endpoint:name}" for the JSON object by which
-// an HTTP DNS service names it as an endpoint; "$${" stands for "${".
+// Body, header values, location and raw bytes may contain placeholders for a server of the
+// scenario:
+//   ${name}           its "host:port"
+//   ${url:name}       its "scheme://host:port"
+//   ${ip:name}        its address
+//   ${port:name}      its port
+//   ${endpoint:name}  the JSON object by which an HTTP DNS service names it
+// "$${" is a plain "${".
 struct Behaviour {
   enum class Kind {
     kAnswer,
     kSilent,        // reads the request, never answers, never closes
-    kClose,         // closes in order, without a byte
-    kReset,         // a TCP reset, without a byte
-    kGarbage,       // `body` as raw bytes instead of an HTTP answer, then closes
-    kEndless,       // a head and then a body that never ends
-    kRedirect,      // `status` with `location`
-    kRedirectLoop,  // `status` with a new query of the same path, each time
+    kClose,         // closes without a byte
+    kReset,         // resets the connection without a byte
+    kGarbage,       // sends `body` instead of an HTTP answer, then closes
+    kEndless,       // sends a head and a body that never ends
+    kRedirect,      // answers `status` with `location`
+    kRedirectLoop,  // answers `status` with its own path and a new query each time
   };
 
   Behaviour& Field(std::string name, std::string value);
   Behaviour& Framed(Framing value);
   Behaviour& Reason(std::string value);
-  Behaviour& CloseAfter();                  // no keep-alive
-  Behaviour& Delayed(int ms);               // before anything is sent
-  Behaviour& HeadDripped(int ms_per_byte);  // the head byte by byte
+  Behaviour& CloseAfter();                  // closes the connection after the answer
+  Behaviour& Delayed(int ms);               // waits before it sends anything
+  Behaviour& HeadDripped(int ms_per_byte);  // sends the head byte by byte
   Behaviour& InPieces(int count,
-                      int over_ms);         // the body in `count` pieces; the last one at `over_ms`
-  Behaviour& Truncated(int missing_bytes);  // announces more than it sends, then closes
-  Behaviour& HeldAt(std::string gate);      // waits for Lab::Release(gate) before anything else
+                      int over_ms);         // sends the body in pieces, the last at `over_ms`
+  Behaviour& Truncated(int missing_bytes);  // announces more bytes than it sends, then closes
+  Behaviour& HeldAt(std::string gate);      // waits for Lab::Release(gate) first
 
   Kind kind = Kind::kAnswer;
   int status = 200;
-  std::string reason;  // empty: the usual one
+  std::string reason;  // empty: the usual one of the status
   std::vector<HeaderField> headers;
-  std::string body;               // kEndless: the piece that is repeated
-  const char* body_key = "body";  // the key of the file that the body was written with
-  std::optional<HostBook> hosts;  // kAnswer: its answer to the request's query is the body
+  std::string body;               // kEndless: the repeated piece
+  const char* body_key = "body";  // the file's key of the body
+  std::optional<HostBook> hosts;  // kAnswer: the body is its answer to the request's query
   Framing framing = Framing::kLength;
   bool keep_alive = true;
   int delay_ms = 0;
@@ -66,14 +70,14 @@ struct Behaviour {
   int body_pieces = 1;
   int body_over_ms = 0;
   int missing_bytes = 0;
-  int piece_every_ms = 0;  // kEndless: the pause between pieces; 0 sends as fast as it is read
+  int piece_every_ms = 0;  // kEndless: the pause between pieces; 0: as fast as they are read
   std::string location;
   std::string hold;
 };
 
 Behaviour Answer(int status, std::string body = "");
 Behaviour Answer(std::string body);  // 200
-Behaviour Answer(HostBook hosts);    // 200, whatever code the book has
+Behaviour Answer(HostBook hosts);    // 200, whatever the code of the book
 Behaviour Silent();
 Behaviour CloseEarly();
 Behaviour Reset();
@@ -82,28 +86,28 @@ Behaviour Endless(int piece_every_ms = 0, Framing framing = Framing::kChunked);
 Behaviour Redirect(std::string location, int status = 302);
 Behaviour RedirectLoop(int status = 302);
 
-// Behaviours are taken in turn, the last one repeats.
+// A route takes its behaviours in turn and repeats the last.
 struct Route {
-  std::string path;  // matched against the target without its query
+  std::string path;  // compared with the target before '?'
   std::vector<Behaviour> behaviours;
 };
 
-// What the server does below HTTP.
+// What a server does below HTTP.
 enum class Listening {
   kServe,
-  kRefuse,        // the port is reserved and nobody listens: connections are refused
-  kNeverConnect,  // the accept queue is full: connection attempts get no answer
-  kNoHandshake,   // https: accepts, reads, and never answers the handshake
-  kSilent,        // accepts (on https with the handshake) and stays silent
-  kClose,         // closes in order right after accept
+  kRefuse,        // reserves the port and doesn't listen: connections are refused
+  kNeverConnect,  // keeps the accept queue full: connection attempts get no answer
+  kNoHandshake,   // https: accepts and reads, but never answers the handshake
+  kSilent,        // accepts, on https with the handshake, and stays silent
+  kClose,         // closes right after accept
   kReset,         // resets right after accept
 };
 
-// All of them are made when the lab starts and are signed by themselves.
+// The lab makes them when it starts. Each is self-signed.
 enum class Certificate {
-  kSelfSigned,  // names "localhost" and the server's address, valid
-  kWrongName,   // valid, but names another host
-  kExpired,     // right name, ended yesterday
+  kSelfSigned,  // valid, for "localhost" and the server's address
+  kWrongName,   // valid, for another host
+  kExpired,     // for the right names, expired yesterday
 };
 
 // One server of the scenario:
@@ -111,9 +115,9 @@ enum class Certificate {
 struct Server {
   Server& On(std::string path, Behaviour always);
   Server& On(std::string path, std::initializer_list<Behaviour> in_turn);
-  Server& At(std::string ip);            // 127.0.0.0/8 or ::1, "127.0.0.1" if not given
+  Server& At(std::string ip);            // in 127.0.0.0/8 or ::1; by default 127.0.0.1
   Server& OnPort(int number);            // 0, the default: the system chooses
-  Server& OnPortOf(std::string server);  // the same as an earlier server, on another address
+  Server& OnPortOf(std::string server);  // the port of an earlier server, at another address
   Server& Listens(Listening value);
 
   std::string name;
@@ -129,8 +133,8 @@ struct Server {
 Server HttpServer(std::string name);
 Server HttpsServer(std::string name, Certificate certificate = Certificate::kSelfSigned);
 
-// The servers of a lab and their script. A plain value; docs/lab-scenario.md has the JSON form.
-// Errors: Parse and Check throw ScenarioError; what the builders made is checked by the Lab.
+// The servers of a lab and what they do. A plain value. docs/lab-scenario.md has the JSON form.
+// Errors: Parse, ParseFile and Check throw ScenarioError. The Lab checks what the builders made.
 struct Scenario {
   Scenario() = default;
   Scenario(std::initializer_list<Server> list) : servers(list) {}

@@ -5,7 +5,7 @@
 namespace lab {
 namespace {
 
-// Large enough to make a reader's bound count bytes and not pieces.
+// Large enough that a reader's limit counts bytes and not pieces.
 constexpr size_t kEndlessPieceBytes = 4096;
 
 Behaviour Make(Behaviour::Kind kind) {

@@ -8,8 +8,8 @@
 
 namespace lab {
 
-// Throws ScenarioError, its key below `key`, unless all behaviours can be played and their
-// placeholders name one of the endpoints.
+// Checks that all behaviours can be played and that their placeholders name one of the endpoints.
+// Errors: ScenarioError, which begins with a key below `key`.
 void CheckBehaviours(const std::vector<Behaviour>& behaviours, const std::string& key,
                      const std::vector<Endpoint>& endpoints);
 

@@ -18,9 +18,9 @@ using Json = nlohmann::ordered_json;  // header fields keep their order
 template <class T>
 using Names = std::initializer_list<std::pair<const char*, T>>;
 
-// A JSON value of a scenario with the key that errors about it begin with.
-// Owner:  what it is made of must outlive it.
-// Errors: each reader throws ScenarioError for a value that isn't of its kind.
+// A JSON value of a scenario, with the key that errors about it begin with.
+// Owner:  the caller keeps the JSON value alive.
+// Errors: each reader throws ScenarioError for a value of another kind.
 class Node {
  public:
   Node(const Json& value, std::string key) : value_(value), key_(std::move(key)) {}
@@ -29,7 +29,7 @@ class Node {
     throw ScenarioError((key_.empty() ? "scenario" : key_) + ": " + what);
   }
 
-  // Requires an object all of whose keys are among `allowed`.
+  // Fails unless this is an object whose keys are all `allowed`.
   void ExpectKeys(std::initializer_list<const char*> allowed, const std::string& of_what) const {
     ExpectObject();
     for (const auto& [name, child] : value_.items()) {

@@ -14,7 +14,7 @@
 namespace lab {
 namespace {
 
-// Keys that say how a head is sent, for all kinds that have one.
+// Reads the keys of an answer's head, which several kinds have.
 void ReadHead(const Node& node, Behaviour& b) {
   node.Read("status", b.status);
   node.Read("reason", b.reason);
@@ -101,7 +101,7 @@ HostBook ReadHosts(const Node& node) {
   return book;
 }
 
-// The body has one of four forms.
+// Reads the body, which has one of four forms.
 void ReadAnswerBody(const Node& node, Behaviour& b) {
   const char* given = nullptr;
   for (const char* key : {"body", "json", "service_table", "hosts"}) {
@@ -197,7 +197,7 @@ Behaviour ReadKind(const Node& node, Behaviour::Kind kind) {
 }
 
 Behaviour ReadBehaviour(const Node& node) {
-  node.Members();  // an object, whatever it does
+  node.Members();  // fails unless it is an object
   auto kind = Behaviour::Kind::kAnswer;
   node.Read("do", kind,
             {{"answer", Behaviour::Kind::kAnswer},
@@ -259,9 +259,9 @@ Server ReadServer(const Node& node) {
   return server;
 }
 
-constexpr int kMostNesting = 100;
+constexpr int kMaxNesting = 100;
 
-// Line and column of the byte, both from 1.
+// Returns line and column of the byte, both counted from 1.
 std::string Place(std::string_view text, size_t byte) {
   const std::string_view before = text.substr(0, std::min(byte == 0 ? 0 : byte - 1, text.size()));
   const size_t last_line = before.rfind('\n');
@@ -271,12 +271,12 @@ std::string Place(std::string_view text, size_t byte) {
          ", column " + std::to_string(column + 1);
 }
 
-// The parser would keep the first of two equal keys without a word, and what is nested without end
-// would end in whoever walks over it.
+// Refuses documents that the parser takes but we can't: two equal keys, of which it silently keeps
+// one, and nesting so deep that a walk over it would overflow the stack.
 class ShapeCheck {
  public:
   bool operator()(int depth, Json::parse_event_t event, const Json& value) {
-    if (depth > kMostNesting) {
+    if (depth > kMaxNesting) {
       throw ScenarioError("scenario: is nested too deeply.");
     }
     if (event == Json::parse_event_t::object_start) {
@@ -291,10 +291,10 @@ class ShapeCheck {
   }
 
  private:
-  std::vector<std::set<std::string>> open_;  // one per object that isn't closed yet
+  std::vector<std::set<std::string>> open_;  // keys of each object that is still open
 };
 
-// Keys and texts of a file stand in sentences about them.
+// Keeps an error on one line, whatever keys and texts of the file it quotes.
 std::string OneLine(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
@@ -329,7 +329,7 @@ Scenario Scenario::Parse(std::string_view json_text) {
 
 Scenario Scenario::ParseFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  file.peek();  // opening a folder succeeds, reading it doesn't
+  file.peek();  // opening a folder succeeds, reading it fails
   if (!file.is_open() || file.bad()) {
     throw ScenarioError(path + ": can't be read (" + std::strerror(errno) + ").");
   }

@@ -10,7 +10,7 @@
 
 namespace lab {
 
-// What each route does next. Texts in it are expanded already.
+// Holds what each route does next. Its texts have no placeholders left.
 // Threads: any; one mutex.
 class Script {
  public:
@@ -18,9 +18,9 @@ class Script {
   Script(const Script&) = delete;
   Script& operator=(const Script&) = delete;
 
-  // Requires: not empty. Starts over with the first one.
+  // Starts the route with the first of the behaviours. Requires: there is one.
   void Set(const std::string& server, const std::string& path, std::vector<Behaviour> behaviours);
-  // The next behaviour of the route; 404 when there is none.
+  // Returns the next behaviour of the route, a 404 if there is no such route.
   Behaviour Next(const std::string& server, const std::string& path);
 
  private:

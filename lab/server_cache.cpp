@@ -32,7 +32,7 @@ void WriteServerCache(const std::string& data_folder, const ServerCache& cache) 
   std::filesystem::create_directories(folder);
   std::ofstream file(folder / "http_server_cache.data", std::ios::binary);
   if (!(file << json.dump() << std::flush)) {
-    throw std::runtime_error("no server cache can be written in " + folder.string());
+    throw std::runtime_error("the server cache can't be written in " + folder.string());
   }
 }
 

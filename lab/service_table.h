@@ -6,17 +6,16 @@
 
 namespace lab {
 
-// One endpoint of an HTTP DNS service, as the service states it.
+// One endpoint of an HTTP DNS service, as its answer has it.
 struct DnsEndpoint {
   std::string host;
   int port = 443;
   bool https = true;
 };
 
-// Writes the JSON text of an HTTP DNS service's own endpoints, keys in the order of the calls:
-//   Answer(ServiceTable().Domain("localhost").V4({"dns"}).V6({{"[::1]", 443,
-//   true}}).Ttl(60).Text())
-// An endpoint is one of the scenario's servers by name, or stated in full. A plain value.
+// Builds the JSON text of an HTTP DNS service's endpoints, its keys in the order of the calls:
+//   Answer(ServiceTable().Domain("localhost").V4({"dns"}).V6({{"[::1]", 443, true}}).Text())
+// An endpoint is the name of a server of the scenario, or its parts. A plain value.
 class ServiceTable {
  public:
   struct Entry {
