@@ -20,8 +20,9 @@
 #include "base/thread/clock_for_test.h"
 #include "base/thread/thread_info.h"
 #include "lab/temp_folder.h"
+#include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/environment/environment_manager.h"
+
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 // The surroundings of a service without an agent: the process's configuration with a data folder, a
@@ -50,9 +51,9 @@ class ServiceHarness {
           waiting_.push_back({request, on_agent_thread, sender != nullptr ? sender->name : "-"});
           came_.notify_all();
         });
-    zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(config);
+    zo_sturdy::SetCurrentConfig(config);
   }
-  ~ServiceHarness() { zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(nullptr); }
+  ~ServiceHarness() { zo_sturdy::SetCurrentConfig(nullptr); }
   ServiceHarness(const ServiceHarness&) = delete;
   ServiceHarness& operator=(const ServiceHarness&) = delete;
 

@@ -92,6 +92,20 @@ TEST(Layering, IncludesOnlyPointDownAndTheSystemAndCurlHaveTheirRooms) {
   }
 }
 
+TEST(Layering, FoldersOfSrcIncludeOnlyThoseBelowThem) {
+  const std::vector<std::string> from_below = {"src/sturdy/config/", "src/sturdy/http_agent/",
+                                               "src/business/", "src/sturdy/environment/"};
+  for (size_t level = 0; level < from_below.size(); ++level) {
+    const std::vector<std::string> above(from_below.begin() + level + 1, from_below.end());
+    for (const auto& [path, includes] : Tree()) {
+      for (const std::string& include : includes) {
+        EXPECT_FALSE(path.starts_with(from_below[level]) && Starts(Resolve(include), above))
+            << path << " includes " << include;
+      }
+    }
+  }
+}
+
 // Files go once all that they include has gone; a circle stays.
 TEST(Layering, HasNoCircles) {
   auto left = Tree();

@@ -1,7 +1,6 @@
 #include "src/sturdy/config/environment_config_getter.h"
 
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace zo_sturdy {
 

@@ -1,14 +1,36 @@
 #include "src/sturdy/environment/environment_manager.h"
 
 #include <thread>
-#include <utility>
 
+#include "base/log/log.h"
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
 #include "base/process/unload_hook.h"
+#include "network/http_client.h"
+#include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
+#include "src/sturdy/environment/sturdy_object_impl.h"
 
 namespace zo_sturdy {
+
+namespace {
+
+static_assert(kMaxBodyBytes <= static_cast<int>(kMaxDocumentSize),
+              "the buffers of sturdy.h must hold the largest answer");
+static_assert(kMaxTransferMs <= 30000, "the exit bound of sturdy.h counts on this");
+
+constexpr int32_t kOnlyId = 1;
+
+// Logged at the start and at the exit.
+constexpr const char* kBanner =
+    "\r\n----------------------------------------------------- start "
+    "-----------------------------------------------------";
+
+std::shared_ptr<ZOSturdyObjectImpl> ToImpl(const std::shared_ptr<IZOSturdyObject>& object) {
+  return std::static_pointer_cast<ZOSturdyObjectImpl>(object);
+}
+
+}  // namespace
 
 EnvironmentManager& EnvironmentManager::Instance() {
   static zo_base::NoDestructor<EnvironmentManager> manager;
@@ -16,29 +38,98 @@ EnvironmentManager& EnvironmentManager::Instance() {
 }
 
 EnvironmentManager::EnvironmentManager() {
-  zo_base::AtUnload([] { Instance().ForgetEnded(); });
+  zo_base::AtUnload([] { Instance().DropLastObject(); });
 }
 
-void EnvironmentManager::ForgetEnded() {
-  zo_base::MutexLock lock(lifecycle_mutex_);
-  ended_.reset();
+void EnvironmentManager::DropLastObject() {
+  const zo_base::MutexLock lock(lifecycle_mutex_);
+  last_object_.reset();
 }
 
 std::shared_ptr<_EnvironmentConfig> EnvironmentManager::GetConfig() const {
-  zo_base::MutexLock lock(config_mutex_);
-  return config_;
+  return CurrentConfig();
 }
 
-void EnvironmentManager::SetConfig(std::shared_ptr<_EnvironmentConfig> config) {
-  // The old one ends behind the lock: its destructor takes locks of its own.
-  {
-    zo_base::MutexLock lock(config_mutex_);
-    config_.swap(config);
+int32_t EnvironmentManager::StartOnce(const _ZOSturdyEnvironmentSettings& settings) {
+  const zo_base::MutexLock lock(lifecycle_mutex_);
+  // The analysis can't see that Call runs this here, under the lock.
+  start_once_.Call([&]() ZO_NO_THREAD_SAFETY_ANALYSIS {
+    try {
+      Start(settings);
+    } catch (...) {
+      ZO_LOG(LV_APP) << "[environment] Start failed";
+      KRBASE::network::HttpClient::Instance()->Stop();
+      TearDown();
+      throw;
+    }
+  });
+  return ToImpl(Find(kOnlyId))->id;
+}
+
+void EnvironmentManager::Start(const _ZOSturdyEnvironmentSettings& settings) {
+  if (!at_exit_manager_) {
+    at_exit_manager_ = zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
   }
+  if (!config_) {
+    config_ = std::make_shared<_EnvironmentConfig>();
+    SetCurrentConfig(config_);
+  }
+  config_->ApplySettings(settings);
+
+  auto* log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
+  log->SetLogFile(config_->data_path + "sturdy_comp.log", 0, 0);
+  log->SetLevel(zo_base::LV_APP);
+  ZO_LOG(LV_APP) << kBanner;
+  CreateEnvironment();
 }
 
-void EnvironmentManager::SetConfigForTest(std::shared_ptr<_EnvironmentConfig> config) {
-  SetConfig(std::move(config));
+void EnvironmentManager::CreateEnvironment() {
+  const auto object = std::make_shared<ZOSturdyObjectImpl>();
+  object->SetEnvironmentConfig(config_);
+  object->id = static_cast<int32_t>(++next_id_);
+  try {
+    object->Init();
+  } catch (...) {
+    object->Stop();
+    throw;
+  }
+  const zo_base::MutexLock lock(environments_mutex_);
+  environments_[object->id] = object;
+}
+
+void EnvironmentManager::StopAndExit(int32_t id) {
+  const zo_base::MutexLock lock(lifecycle_mutex_);
+  if (const auto object = ToImpl(Find(id))) {
+    {
+      const zo_base::MutexLock table_lock(environments_mutex_);
+      environments_.erase(object->id);
+    }
+    object->Stop();
+    last_object_ = object;
+  }
+  KRBASE::network::HttpClient::Instance()->Stop();
+  Exit();
+}
+
+void EnvironmentManager::Exit() {
+  TearDown();
+  start_once_.Reset();
+}
+
+void EnvironmentManager::TearDown() {
+  stopping_all_ = true;
+  ForEach([this](int /*id*/, const std::shared_ptr<IZOSturdyObject>& object)
+              ZO_NO_THREAD_SAFETY_ANALYSIS {
+                ToImpl(object)->Stop();
+                last_object_ = object;
+              });
+  stopping_all_ = false;
+  Clear();
+  SetCurrentConfig(nullptr);
+  config_.reset();
+  ZO_LOG(LV_APP) << kBanner;
+  at_exit_manager_.reset();
+  next_id_ = 0;
 }
 
 std::shared_ptr<IZOSturdyObject> EnvironmentManager::Find(int32_t id) {
@@ -68,17 +159,43 @@ bool EnvironmentManager::LockTable() {
 
 void EnvironmentManager::ForEach(
     const std::function<void(int, const std::shared_ptr<IZOSturdyObject>&)>& visit) {
-  zo_base::MutexLock lock(environments_mutex_);
+  const zo_base::MutexLock lock(environments_mutex_);
   for (const auto& [id, object] : environments_) {
     visit(id, object);
   }
 }
 
 void EnvironmentManager::Clear() {
-  // The objects end behind the lock.
+  // Declared before the lock, so that the objects are destroyed after its release.
   Table table;
-  zo_base::MutexLock lock(environments_mutex_);
+  const zo_base::MutexLock lock(environments_mutex_);
   environments_.swap(table);
+}
+
+int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings) {
+  auto& manager = EnvironmentManager::Instance();
+  if (zo_base::IsLibraryThread()) {
+    // Must not wait for an exit, which may be joining this very thread.
+    const auto object = ToImpl(manager.Find(kOnlyId));
+    if (!object) {
+      ZO_LOG(LV_APP) << "[environment] Start on a thread of the library, ignored";
+    }
+    return object ? object->id : 0;
+  }
+  const _ZOSturdyEnvironmentSettings copy = settings;
+  return manager.StartOnce(copy);
+}
+
+IZOSturdyObject* GetSturdyObject(int id) {
+  return EnvironmentManager::Instance().Find(id).get();
+}
+
+void ExitSturdyEnvironment(int id) {
+  if (zo_base::IsLibraryThread()) {
+    ZO_LOG(LV_APP) << "[environment] Exit on a thread of the library, ignored";
+    return;
+  }
+  EnvironmentManager::Instance().StopAndExit(id);
 }
 
 }  // namespace zo_sturdy

@@ -16,12 +16,12 @@ namespace zo_sturdy {
 
 class _EnvironmentConfig;
 
-// The process-wide owner of the environment: its configuration, its object, and the table that
-// the object stands in. There is one environment at most, and its id is 1.
-// Threads: any. Starts and exits come one at a time under `lifecycle_mutex_`, which the library's
-//          own threads never take, since an exit joins them while it holds it.
-// Owner:   the process; never destroyed.
-// Errors:  an exception out of a start passes to the caller and leaves nothing behind.
+// Starts and exits the environment; the exported functions forward to it. A process has at most
+// one environment, and its id is 1.
+// Threads: any. Starts and exits run one at a time under `lifecycle_mutex_`. The library's own
+//          threads never take it, since an exit holds it while it joins them.
+// Owner:   the process; never destroyed. Owns the configuration and the objects.
+// Errors:  a start that throws passes the exception to its caller and leaves nothing started.
 class EnvironmentManager {
  public:
   static EnvironmentManager& Instance();
@@ -30,18 +30,16 @@ class EnvironmentManager {
   EnvironmentManager(const EnvironmentManager&) = delete;
   EnvironmentManager& operator=(const EnvironmentManager&) = delete;
 
-  // What the exports do on a client's thread. A start gives the id, and does
-  // nothing else if there was one already.
+  // The exported start and exit, for a client's thread. StartOnce returns the id; it does nothing
+  // else if the environment is started. StopAndExit tears everything down, whatever the id.
   int32_t StartOnce(const _ZOSturdyEnvironmentSettings& settings);
   void StopAndExit(int32_t id);
 
   // Empty while nothing is started.
   std::shared_ptr<_EnvironmentConfig> GetConfig() const;
-  // Puts a configuration in place without a start; null takes it away.
-  void SetConfigForTest(std::shared_ptr<_EnvironmentConfig> config);
 
-  // The object of this id, or an empty pointer. On a thread of the library it is empty, too, while
-  // an exit stops the objects with the table locked: waiting there would never end.
+  // Returns the object with this id, or an empty pointer. A thread of the library also gets an
+  // empty pointer while an exit stops objects with the table locked: it would wait forever there.
   std::shared_ptr<IZOSturdyObject> Find(int32_t id);
   // Calls `visit` for each entry, in the order of ids and with the table locked.
   void ForEach(const std::function<void(int, const std::shared_ptr<IZOSturdyObject>&)>& visit);
@@ -50,15 +48,15 @@ class EnvironmentManager {
  private:
   using Table = std::map<int32_t, std::shared_ptr<IZOSturdyObject>>;
 
-  // The steps of the two roads, in environment_lifecycle.cpp.
   void Start(const _ZOSturdyEnvironmentSettings& settings) ZO_REQUIRES(lifecycle_mutex_);
   void CreateEnvironment() ZO_REQUIRES(lifecycle_mutex_);
   void Exit() ZO_REQUIRES(lifecycle_mutex_);
-  void LetGo() ZO_REQUIRES(lifecycle_mutex_);
-  void ForgetEnded();
+  // Stops the objects that are left and releases all that a start makes.
+  void TearDown() ZO_REQUIRES(lifecycle_mutex_);
+  void DropLastObject();
 
+  // False, without the lock, on a thread of the library while an exit stops objects under it.
   bool LockTable() ZO_TRY_ACQUIRE(true, environments_mutex_);
-  void SetConfig(std::shared_ptr<_EnvironmentConfig> config);
 
   std::atomic<uint32_t> next_id_{0};       // 0 while nothing is started
   std::atomic<bool> stopping_all_{false};  // an exit stops objects with the table locked
@@ -67,15 +65,13 @@ class EnvironmentManager {
   zo_base::Mutex lifecycle_mutex_;
   std::shared_ptr<zo_base::IAtExitManager<zo_base::SturdyObject>> at_exit_manager_
       ZO_GUARDED_BY(lifecycle_mutex_);
-  // The object of the last exit, stopped and empty. It stays until the next one, so that a client's
-  // call which the exit overtook finds an object to fail on.
-  std::shared_ptr<IZOSturdyObject> ended_ ZO_GUARDED_BY(lifecycle_mutex_);
+  std::shared_ptr<_EnvironmentConfig> config_ ZO_GUARDED_BY(lifecycle_mutex_);
+  // The object of the last exit, stopped and empty. Kept until the next exit, so that a client's
+  // call that the exit overtook fails on a live object.
+  std::shared_ptr<IZOSturdyObject> last_object_ ZO_GUARDED_BY(lifecycle_mutex_);
 
   zo_base::Mutex environments_mutex_;
   Table environments_ ZO_GUARDED_BY(environments_mutex_);
-
-  mutable zo_base::Mutex config_mutex_;  // held for one copy of the pointer
-  std::shared_ptr<_EnvironmentConfig> config_ ZO_GUARDED_BY(config_mutex_);
 };
 
 }  // namespace zo_sturdy

@@ -193,7 +193,7 @@ TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
   Set(1, 60000, kEver);
   clock.SetWall(1000);  // set back: the delay counts as gone by
   Fail({5});
-  zo_sturdy::EnvironmentManager::Instance().SetConfigForTest(nullptr);
+  zo_sturdy::SetCurrentConfig(nullptr);
   Fail({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});  // nothing to send with
   EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "u3", "u5"));
   const std::string soon = "[statistic] Time now - last report time < 9223372036854775807 (";

@@ -13,8 +13,8 @@
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
 #include "net/url.h"
+#include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/environment/environment_manager.h"
 #include "src/sturdy/http_agent/http_tools/http_tool.h"
 #include "src/sturdy/http_agent/logic/live_requests.h"
 
@@ -189,7 +189,7 @@ void MultipleURLHttpRequestHelper::RecordFailure(const std::string& url, int32_t
   StatisticRecord record;
   record.request_url = url;
   record.error_code = code;
-  if (const auto config = EnvironmentManager::Instance().GetConfig()) {
+  if (const auto config = CurrentConfig()) {
     record.appkey = config->GetBusinessToken();
   }
   const int64_t now_ms = zo_base::Clock::WallMs();

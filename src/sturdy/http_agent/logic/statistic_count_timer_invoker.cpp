@@ -14,8 +14,8 @@
 #include "base/thread/thread_info.h"
 #include "net/url.h"
 #include "network/http_status.h"
+#include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/environment/environment_manager.h"
 
 namespace zo_sturdy {
 namespace {
@@ -28,7 +28,7 @@ constexpr int32_t kPost = 1;
 // Returns the present settings. A good document replaces the record as a whole, so a caller reads
 // one record from begin to end.
 std::shared_ptr<const StatisticSettings> ReadSettings() {
-  const auto config = EnvironmentManager::Instance().GetConfig();
+  const auto config = CurrentConfig();
   return config != nullptr ? config->statistic_settings.Get()
                            : std::make_shared<const StatisticSettings>();
 }
@@ -159,7 +159,7 @@ void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
   }
   // Send the report.
   const MultipleURLHttpRequest report = MakeReport(settings->host, batch);
-  const auto config = EnvironmentManager::Instance().GetConfig();
+  const auto config = CurrentConfig();
   const HttpRequestInvoker invoker =
       config != nullptr ? config->GetHttpRequestInvoker() : HttpRequestInvoker();
   if (!invoker) {
@@ -174,7 +174,7 @@ MultipleURLHttpRequest StatisticCountTimerInvoker::MakeReport(
   MultipleURLHttpRequest report;
   report.type = kPost;
   report.use_http_dns = true;
-  if (const auto config = EnvironmentManager::Instance().GetConfig()) {
+  if (const auto config = CurrentConfig()) {
     report.ip_family = static_cast<int32_t>(config->address_family.load());
     DeriveSdkType(config->business);
   }
