@@ -1,7 +1,10 @@
 #include "src/sturdy/environment/environment_manager.h"
 
+#include <string>
+#include <system_error>
 #include <thread>
 
+#include "base/filesystem.h"
 #include "base/log/log.h"
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
@@ -28,6 +31,16 @@ constexpr const char* kBanner =
 
 std::shared_ptr<ZOSturdyObjectImpl> ToImpl(const std::shared_ptr<IZOSturdyObject>& object) {
   return std::static_pointer_cast<ZOSturdyObjectImpl>(object);
+}
+
+// Log and caches are opened by this path again and again. A relative one would move with the
+// host's working directory.
+void MakeAbsolute(std::string& path) {
+  std::error_code error;
+  const zo_base::fs::path absolute = zo_base::fs::absolute(path, error);
+  if (!error) {
+    path = absolute.string();
+  }
 }
 
 }  // namespace
@@ -75,6 +88,7 @@ void EnvironmentManager::Start(const _ZOSturdyEnvironmentSettings& settings) {
     SetCurrentConfig(config_);
   }
   config_->ApplySettings(settings);
+  MakeAbsolute(config_->data_path);
 
   auto* log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
   log->SetLogFile(config_->data_path + "sturdy_comp.log", 0, 0);

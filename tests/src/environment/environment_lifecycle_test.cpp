@@ -3,6 +3,7 @@
 #include <sys/prctl.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -62,6 +63,21 @@ TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
   ExitSturdyEnvironment(1);
   EXPECT_EQ(LogLines(second.path()).With("- start -").size(), 2u);
   EXPECT_EQ(log.With("- start -").size(), 2u);
+}
+
+// A daemon changes its working directory after the start; its log and caches must not move.
+TEST(EnvironmentLifecycle, RelativeDataPathIsTakenFromTheFolderOfTheStart) {
+  const lab::TempFolder folder;
+  const lab::TempFolder elsewhere;
+  const auto first = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings("data")), 1);
+  std::filesystem::current_path(elsewhere.path());
+  GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
+  ExitSturdyEnvironment(1);
+  std::filesystem::current_path(first);
+  EXPECT_TRUE(zo_base::FolderExists(FinalDataFolder(folder.File("data")) + "lbs"));
+  EXPECT_FALSE(zo_base::FolderExists(elsewhere.File("data")));
 }
 
 // Who may still post to whom decides both orders.
