@@ -12,6 +12,7 @@
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "base/thread/base_thread.h"
+#include "lab/data_folder.h"
 #include "lab/temp_folder.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
@@ -76,7 +77,7 @@ TEST(EnvironmentLifecycle, RelativeDataPathIsTakenFromTheFolderOfTheStart) {
   GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
   ExitSturdyEnvironment(1);
   std::filesystem::current_path(first);
-  EXPECT_TRUE(zo_base::FolderExists(FinalDataFolder(folder.File("data")) + "lbs"));
+  EXPECT_TRUE(zo_base::FolderExists(lab::DataFolder(folder.File("data")) + "lbs"));
   EXPECT_FALSE(zo_base::FolderExists(elsewhere.File("data")));
 }
 
