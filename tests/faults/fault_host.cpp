@@ -1,20 +1,20 @@
-// A client that logs numbered lines, to be killed.
-//   fault_host FOLDER URL WORK [N]
-// Prints its first link, waits for a byte on its input, and then does WORK: "save" (fetches),
-// "flush", "shrink" (lines), "busy" (all of it, and host queries), until it is killed, by itself in
-// the N-th file call if there is an N, or until the next byte; then it exits its environment.
+// A busy client, to be killed.
+//   fault_host FOLDER URL [start|work MICROSECONDS]
+// Prints its first link and waits for a byte on its input. Then fetches, queries hosts and logs
+// numbered lines until the next byte, exits its environment and ends. With the last two arguments
+// a SIGKILL comes so long after the start of the process, or of that work.
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
-#include <optional>
+#include <ctime>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/log/log.h"
 #include "base/log/tqlog.h"
-#include "base/platform/file_faults_for_test.h"
 #include "tests/faults/numbered_lines.h"
 #include "tests/support/client_calls.h"
 
@@ -31,62 +31,67 @@ void WriteLines(std::atomic<int>& written, int thread) {
   }
 }
 
-void FetchOn(zo_sturdy::IZOSturdyLBSService& service) {
-  std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
+void KeepFetching(zo_sturdy::IZOSturdyLBSService& service) {
   while (!ends) {
-    service.GetLBSResponse(false, document.data());  // until it takes the next update
+    AwaitFetchEnd(service);
     service.Update(net::kIPFamilyAny);
     Link(service);
   }
 }
 
-void QueryOn(zo_sturdy::IZOSturdyObject& object) {
-  std::vector<char> out(zo_sturdy::kQueryHostBufferSize);
+void KeepQuerying() {
   for (int i = 0; !ends; ++i) {
-    object.QueryHost(("name" + std::to_string(i % kQueriedNames)).c_str(), 0, out.data());
+    Query("name" + std::to_string(i % kQueriedNames));
   }
 }
 
-void AwaitSign() {
-  char sign = 0;
-  static_cast<void>(!read(STDIN_FILENO, &sign, 1));
+void AwaitByte() {
+  char byte = 0;
+  static_cast<void>(!read(STDIN_FILENO, &byte, 1));
+}
+
+void KillAfter(const char* microseconds) {
+  sigevent event{};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = SIGKILL;
+  timer_t timer{};
+  timer_create(CLOCK_MONOTONIC, &event, &timer);
+  itimerspec once{};
+  once.it_value.tv_nsec = std::stol(microseconds) * 1000 + 1;
+  timer_settime(timer, 0, &once, nullptr);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count < 4) {
+  if (count != 3 && count != 5) {
     return 2;
   }
+  const std::string killed_at = count == 5 ? arguments[3] : "";
+  if (killed_at == "start") {
+    KillAfter(arguments[4]);
+  }
   const std::string folder = arguments[1];
-  const std::string work = arguments[3];
   SharedCounts counts(folder);
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder, "token"));
-  zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
-  zo_sturdy::IZOSturdyLBSService& service = *object.GetLBSService();
+  zo_sturdy::IZOSturdyLBSService& service = *zo_sturdy::GetSturdyObject(1)->GetLBSService();
   service.Start(LBSRecord(arguments[2], "default.example:9"));
   std::printf("link %s\n", Link(service).c_str());
   std::fflush(stdout);
-  AwaitSign();
+  AwaitByte();
 
   Logger* const log = Logger::Instance();
-  log->SetLogFile(log->GetLogFile(), LogBytes(work), 0);
-  std::optional<zo_base::ScopedFileFault> fault;
-  if (count > 4) {
-    fault.emplace(std::stoi(arguments[4]), zo_base::FileFault::kKill);
+  log->SetLogFile(log->GetLogFile(), kLogBytes, 0);
+  if (killed_at == "work") {
+    KillAfter(arguments[4]);
   }
   std::vector<std::thread> threads;
-  if (work != "save") {
-    threads.emplace_back([&] { WriteLines(counts[0], 0); });
+  for (int i = 0; i < kWritingThreads; ++i) {
+    threads.emplace_back([&counts, i] { WriteLines(counts[i], i); });
   }
-  if (work == "busy") {
-    threads.emplace_back([&] { WriteLines(counts[1], 1); });
-    threads.emplace_back([&] { QueryOn(object); });
-  }
-  if (work == "busy" || work == "save") {
-    threads.emplace_back([&] { FetchOn(service); });
-  }
-  AwaitSign();
+  threads.emplace_back(&KeepQuerying);
+  threads.emplace_back([&service] { KeepFetching(service); });
+  AwaitByte();
   ends = true;
   for (std::thread& thread : threads) {
     thread.join();

@@ -1,5 +1,4 @@
-// A host that lives a life of its own around the library: it forks, takes signals, and calls from
-// threads that are gone a moment later.
+// A host process that goes its own way around the library: it forks, and it takes signals.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -26,7 +24,6 @@
 #include "lab/port.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/small_inputs.h"
 
@@ -34,11 +31,7 @@ namespace {
 
 constexpr char kGate[] = "gate";
 
-lab::Behaviour Good() {
-  return lab::Answer(TestDocument().Text());
-}
-
-// What a program that this process forks and executes has open: "... 5 -> socket:[4711]" a line.
+// Forks and executes a program. Returns what it has open: "... 5 -> socket:[4711]" a line.
 std::string DescriptorsOfAProgram() {
   std::array<int, 2> output{};
   static_cast<void>(!pipe2(output.data(), O_CLOEXEC));
@@ -62,17 +55,21 @@ std::string DescriptorsOfAProgram() {
   return text;
 }
 
-std::atomic<int> good_updates{0};
-std::atomic<int> signals{0};
-std::atomic<int> strays{0};  // signals on a thread that isn't the host's
-pid_t host_thread = 0;
-
-void OnSignal(int /*number*/) {
-  ++signals;
-  strays += gettid() != host_thread;
+bool IsTcp(const std::string& socket) {
+  for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+    std::ifstream file(table);
+    for (std::string line; std::getline(file, line);) {
+      if (Words(line)[9] == socket) {
+        return true;
+      }
+    }
+  }
+  return false;
 }
 
-// Threads that are made meanwhile don't take part in the flood.
+std::atomic<int> signals{0};
+
+// Keeps the signals from threads that are created during its life.
 class SignalShelter {
  public:
   SignalShelter() { Set(SIG_BLOCK); }
@@ -89,24 +86,23 @@ class SignalShelter {
   }
 };
 
-// A signal each 200 us, which interrupts system calls, on all threads but those made by
-// `sheltered`.
+// A signal each millisecond, which interrupts system calls.
 class SignalFlood {
  public:
-  explicit SignalFlood(const std::function<void()>& sheltered) {
-    {
-      const SignalShelter shelter;
-      sheltered();
-    }
-    host_thread = gettid();
+  SignalFlood() {
     struct sigaction action {};
-    action.sa_handler = &OnSignal;
+    action.sa_handler = [](int /*number*/) { ++signals; };
     sigaction(SIGALRM, &action, nullptr);
-    Arm(200);
+    Arm(1000);
   }
   ~SignalFlood() { Arm(0); }
   SignalFlood(const SignalFlood&) = delete;
   SignalFlood& operator=(const SignalFlood&) = delete;
+
+  static void AwaitSignals(int number) {
+    const int goal = signals + number;
+    EXPECT_TRUE(WaitUntil([goal] { return signals >= goal; }));
+  }
 
  private:
   static void Arm(int every_us) {
@@ -117,38 +113,21 @@ class SignalFlood {
 
 class Host : public ClientTest {
  protected:
-  void Begin() {
-    good_updates = 0;
-    service_ = Start("token").GetLBSService();
-    service_->SetUpdateCallback([](int code, const char*) { good_updates += code == 200; });
-    service_->Start(LBSRecord(lab_->Url("lbs", kLbsPath), "default.example:9"));
+  Host() {
+    const SignalShelter shelter;
+    lab_.emplace(lab::Scenario{lab::HttpServer("lbs").On(kLbsPath, good_)});
   }
-  void MakeLab() { lab_.emplace(lab::Scenario{lab::HttpServer("lbs").On(kLbsPath, Good())}); }
-  static testing::AssertionResult Fetches(int number) {
-    return WaitUntil([number] { return good_updates >= number; });
-  }
+  void FetchOnce() { Fetch({lab_->Url("lbs", kLbsPath)}); }
 
+  const lab::Behaviour good_ = lab::Answer(TestDocument().Text());
   std::optional<lab::Lab> lab_;
 };
 
-bool IsTcp(const std::string& socket) {
-  for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
-    std::ifstream file(table);
-    for (std::string line; std::getline(file, line);) {
-      if (Words(line)[9] == socket) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
-// Of a transfer in flight it inherits the pair of local sockets by which libcurl wakes itself, and
-// nothing else: no file, and no connection, which would stay open for as long as the program runs.
-TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection) {
-  MakeLab();
-  lab_->SetBehaviours("lbs", kLbsPath, {Good().HeldAt(kGate)});
-  Begin();
+// A program inherits the pair of local sockets by which libcurl wakes its transfer, and nothing
+// else: no file, and no connection, which would stay open as long as the program runs.
+TEST_F(Host, ForksDuringATransferAndTheProgramInheritsNoFileAndNoConnection) {
+  lab_->SetBehaviours("lbs", kLbsPath, {lab::Behaviour(good_).HeldAt(kGate)});
+  FetchOnce();
   EXPECT_TRUE(lab_->WaitForHeld(kGate, 1, kPatience));
   const std::string open = DescriptorsOfAProgram();
   EXPECT_EQ(open.find(folder_.path()), std::string::npos) << open;
@@ -158,94 +137,40 @@ TEST_F(Host, ForksAndExecutesInMidRunAndTheProgramInheritsNoFileAndNoConnection)
     EXPECT_FALSE(IsTcp(open.substr(number, open.find(']', at) - number))) << open;
   }
   EXPECT_EQ(lab_->Release(kGate), 1);
-  EXPECT_TRUE(Fetches(1));
+  EXPECT_EQ(AwaitUpdate().first, 200);
 }
 
-// None of the two floods under TSan: a signal that comes as its runtime frees a block leaves it
-// waiting for itself.
+// Not under TSan: its runtime deadlocks if a signal arrives while it frees memory.
 #ifndef STURDY_UNDER_TSAN
-TEST_F(Host, FloodedWithSignalsTakesThemAllAndLosesNothing) {
-  constexpr int kFetches = 30;
-  std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
-  const SignalFlood flood([this] { MakeLab(); });
-  for (int life = 1; life <= 3; ++life) {
-    Begin();
-    for (int fetch = 1; fetch <= kFetches; ++fetch) {
-      EXPECT_TRUE(Fetches(fetch));
-      EXPECT_NE(Link(*service_), "");
-      service_->GetLBSResponse(false, document.data());  // until it takes the next update
-      service_->Update(net::kIPFamilyAny);
-    }
-    EXPECT_TRUE(Fetches(kFetches + 1));
-    zo_sturdy::ExitSturdyEnvironment(1);
-    const LogLines log(folder_.path());
-    EXPECT_EQ(log.With("[lbs] Update LBS success = true").size(),
-              static_cast<size_t>(life * (kFetches + 1)));
-  }
-  EXPECT_GT(signals, 100);
-  EXPECT_EQ(strays, 0);
-}
-
-// A pipe in the place of a cache is a disk that lets the reader wait, in the open and in the read.
+// A pipe in place of a cache is a disk that makes the reader wait, in the open and in the read.
 TEST_F(Host, InterruptedInASlowReadGoesOnWithItAndNoProgramInheritsTheFile) {
-  const SignalFlood flood([this] { MakeLab(); });
-  Begin();
-  EXPECT_TRUE(Fetches(1));
+  const SignalFlood flood;
+  FetchOnce();
+  EXPECT_EQ(AwaitUpdate().first, 200);
   zo_sturdy::ExitSturdyEnvironment(1);
+  EXPECT_EQ(LogLines(folder_.path()).With("[lbs] Update LBS success = true").size(), 1u);
   const std::string cache = lab::DataFolder(folder_.path()) + "lbs/lbs.data";
   std::ostringstream text;
   text << std::ifstream(cache).rdbuf();
   std::filesystem::remove(cache);
   EXPECT_EQ(mkfifo(cache.c_str(), 0600), 0);
   lab_->SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
-  const auto await_signals = [] {
-    const int goal = signals + 20;
-    EXPECT_TRUE(WaitUntil([goal] { return signals >= goal; }));
-  };
   std::thread disk;
   {
     const SignalShelter shelter;
     disk = std::thread([&] {
-      await_signals();
+      SignalFlood::AwaitSignals(20);
       const lab::Descriptor pipe(open(cache.c_str(), O_RDWR | O_CLOEXEC));
-      await_signals();
+      SignalFlood::AwaitSignals(20);
       EXPECT_EQ(DescriptorsOfAProgram().find(cache), std::string::npos);
       std::filesystem::remove(cache);  // what is saved from now on is a file
       EXPECT_GT(write(pipe.get(), text.str().data(), text.str().size()), 0);
     });
   }
-  Begin();
+  FetchOnce();
   EXPECT_EQ(Link(*service_), "one.example:1");
   disk.join();
 }
 #endif
-
-// Nothing of the library may hang on the thread that a call came from.
-TEST_F(Host, CallsFromThreadsThatEndAtOnce) {
-  MakeLab();
-  std::thread([this] { Begin(); }).join();
-  EXPECT_TRUE(Fetches(1));
-  zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
-  const std::function<void()> calls[] = {
-      [&] { EXPECT_NE(Link(*service_), ""); },
-      [&] { service_->HoldLinkAddress("one.example", 1); },
-      [&] { service_->Update(net::kIPFamilyAny); },
-      [&] { object.NotifyNetworkChanged(net::kIPFamilyV6); },
-      [&] { object.NotifyNetworkChanged(net::kIPFamilyV4); },
-      [&] { EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings("")), 1); },
-  };
-  const int rounds = kSanitized ? 30 : 200;
-  for (int round = 1; round <= rounds; ++round) {
-    for (const auto& call : calls) {
-      std::thread(call).join();
-    }
-    object.SetBusinessToken(std::to_string(round).c_str());  // fetches beside the one under way
-  }
-  const int before = good_updates;
-  std::thread([&] { object.SetBusinessToken("last"); }).join();
-  EXPECT_TRUE(Fetches(before + 1));
-  EXPECT_EQ(Link(*service_), "one.example:1");
-  std::thread([] { zo_sturdy::ExitSturdyEnvironment(1); }).join();
-}
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Processes that are killed with SIGKILL, and what the next one finds.
+// Clients that are killed with SIGKILL at a random moment, and what the next one finds.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,7 +11,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "lab/child.h"
@@ -22,7 +21,6 @@
 #include "tests/faults/left_files.h"
 #include "tests/faults/numbered_lines.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/sanitizers.h"
 #include "tests/support/test_document.h"
 
 namespace {
@@ -51,33 +49,31 @@ lab::Scenario Servers() {
 class Killed : public testing::Test {
  protected:
   Killed() {
-    lab::WriteServerCache(remains_.folder(), {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}},
-                                              .expires_in = std::chrono::milliseconds(0)});
+    lab::WriteServerCache(left_.folder(), {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}},
+                                           .expires_in = std::chrono::milliseconds(0)});
   }
 
-  // The log as the next start makes it of what a dead process has left.
+  // Returns the log as the next start makes it of the files of a dead process.
   [[nodiscard]] std::string LogToCome() const {
-    const std::string log = remains_.LogText();
-    const std::string buffer = remains_.BufferText();
+    const std::string log = left_.LogText();
+    const std::string buffer = left_.BufferText();
     return log + (buffer.empty() ? "" : kBegin + buffer + kEnd);
   }
 
-  void Spawn(const std::string& work, int nth_call = 0) {
-    limit_ = LogBytes(work);
-    std::vector<std::string> command = {FAULT_HOST, folder_.path(), lab_.Url("lbs", kLbsPath),
-                                        work};
-    if (nth_call > 0) {
-      command.push_back(std::to_string(nth_call));
-    }
-    child_.emplace(command);
+  // Starts a client that kills itself at a random moment.
+  void Spawn(const std::string& killed_at, unsigned most_ms) {
+    child_.emplace(std::vector<std::string>{FAULT_HOST, folder_.path(), lab_.Url("lbs", kLbsPath),
+                                            killed_at,
+                                            std::to_string(random_() % (most_ms * 1000))});
   }
+  void ExpectKill() { EXPECT_EQ(child_->Wait(), -SIGKILL); }
 
-  // A start that finds all that the one before has left.
-  void ExpectAGoodStart(const std::string& work, int nth_call = 0) {
+  // Starts a client that finds all that the one before has left.
+  void ExpectAGoodStart() {
     const std::string log = LogToCome();
-    const bool has_document = remains_.Document().find("one.example") != std::string::npos;
+    const bool has_document = left_.Document().find("one.example") != std::string::npos;
     from_defaults_ += !has_document;
-    Spawn(work, nth_call);
+    Spawn("work", 15);
     victim_ = child_->id();
     const std::string link = child_->ReadLine();
     ASSERT_TRUE(link == kFromCache || (link == kFromDefaults && !has_document)) << link;
@@ -93,32 +89,24 @@ class Killed : public testing::Test {
     }
   }
 
-  // At a moment that nobody can foresee.
-  void KillWithin(int most_ms) {
-    std::this_thread::sleep_for(std::chrono::microseconds(random_() % (most_ms * 1000u)));
-    child_->Kill();
-  }
-
-  void ExpectGoodRemains() {
-    remains_.ExpectCachesUsableOrEmpty();
-    EXPECT_TRUE(!std::filesystem::exists(remains_.folder() + kCut) ||
-                remains_.LogText().size() >= limit_ / 2)
+  void ExpectGoodFiles() {
+    left_.ExpectCachesUsableOrEmpty();
+    EXPECT_TRUE(!std::filesystem::exists(left_.folder() + kCut) ||
+                left_.LogText().size() >= kLogBytes / 2)
         << "a cut that has begun has cost more than the older half";
     ExpectWholeLines(LogToCome());
   }
-
-  // Nothing is missing that the last victim had written but what a cut took from the front, and
-  // the line that it was writing is there whole or not at all.
+  // The text has every line of the last victim, except those that a cut took from the front. The
+  // line that it was writing is there whole or not at all.
   void ExpectWholeLines(const std::string& text);
 
   const lab::Lab lab_{Servers()};
   const ClientFolder folder_;
-  const Remains remains_{folder_.path()};
+  const LeftFiles left_{folder_.path()};
   const LogLines log_{folder_.path()};
   SharedCounts counts_{folder_.path()};
   std::optional<lab::Child> child_;
   pid_t victim_ = 0;
-  uint32_t limit_ = 0;
   int from_defaults_ = 0;
   int most_copies_ = 2;  // of a line, which a process has left in the log and in the buffer
   const unsigned seed_ = std::random_device()();
@@ -126,6 +114,7 @@ class Killed : public testing::Test {
 };
 
 void Killed::ExpectWholeLines(const std::string& text) {
+  // Count the copies of each numbered line, and refuse lines that aren't whole.
   std::map<int, int> copies[kWritingThreads];
   std::istringstream stream(text.substr(std::min(text.find('\n'), text.size())));  // cut anywhere
   std::string line;
@@ -142,12 +131,13 @@ void Killed::ExpectWholeLines(const std::string& text) {
       continue;
     }
     if (thread >= kWritingThreads || !line.ends_with("] " + NumberedLine(thread, number))) {
-      // The first half of a flush, before the buffer's text that has it as a whole.
+      // The first half of a flush, followed by the buffer's text, which has the whole line.
       EXPECT_TRUE(line.ends_with("\r") && next.find("file begin--") != next.npos) << line;
     } else if (process == victim_) {
       EXPECT_LE(++copies[thread][number], most_copies_) << line;
     }
   }
+  // Compare them with the number that each thread has written.
   for (int thread = 0; thread < kWritingThreads; ++thread) {
     const int written = counts_[thread];
     const auto& seen = copies[thread];
@@ -155,47 +145,26 @@ void Killed::ExpectWholeLines(const std::string& text) {
     const int end = seen.empty() ? written : seen.rbegin()->first + 1;
     EXPECT_EQ(static_cast<int>(seen.size()), end - first) << "lines are missing in between";
     EXPECT_TRUE(end == written || end == written + 1) << end << " of " << written;
-    EXPECT_TRUE(first == 0 || remains_.LogText().size() >= limit_ / 2)
+    EXPECT_TRUE(first == 0 || left_.LogText().size() >= kLogBytes / 2)
         << "lost from line 0 to " << first;
   }
 }
 
 TEST_F(Killed, AtAnyMomentTheNextOneAnswersAndHasTheWholeLog) {
   SCOPED_TRACE("seed " + std::to_string(seed_));
-  for (int round = 0; round < (kSanitized ? 15 : 350) && !HasFailure(); ++round) {
+  for (int round = 0; round < 350 && !HasFailure(); ++round) {
     if (round % 5 == 4) {
-      Spawn("busy");
-      KillWithin(20);
+      Spawn("start", 20);
+      ExpectKill();
       ++most_copies_;
-      ExpectGoodRemains();
+      ExpectGoodFiles();
     }
-    ExpectAGoodStart("busy");
+    ExpectAGoodStart();
     most_copies_ = 2;
     child_->Signal();
-    KillWithin(15);
-    ExpectGoodRemains();
+    ExpectKill();
+    ExpectGoodFiles();
   }
-  std::printf("%d starts from the defaults\n", from_defaults_);
-}
-
-class KilledInFileCall : public Killed, public testing::WithParamInterface<const char*> {};
-INSTANTIATE_TEST_SUITE_P(Of, KilledInFileCall, testing::Values("save", "flush", "shrink"),
-                         [](const auto& work) { return std::string(work.param); });
-
-TEST_P(KilledInFileCall, TheNextOneAnswersAndHasTheWholeLog) {
-  for (int call = 1; call <= 60 && !HasFailure(); call += kSanitized ? 7 : 1) {
-    SCOPED_TRACE(call);
-    // Lives that end in cuts make it grow, and then so many calls are none but copies.
-    if (remains_.LogText().size() > LogBytes(GetParam()) / 2) {
-      std::filesystem::remove(remains_.folder() + "sturdy_comp.log");
-      std::filesystem::remove(remains_.folder() + kCut);
-    }
-    ExpectAGoodStart(GetParam(), call);
-    child_->Signal();
-    EXPECT_EQ(child_->Wait(), -SIGKILL);
-    ExpectGoodRemains();
-  }
-  ExpectAGoodStart(GetParam());
   std::printf("%d starts from the defaults\n", from_defaults_);
 }
 

@@ -13,8 +13,8 @@
 #include "lab/temp_folder.h"
 #include "tests/support/own_mounts.h"
 
-// The data folder of clients, on a disk in memory where this user may have one: there a log that is
-// flushed without end doesn't wait for the drive.
+// The data folder of clients, on a file system in memory if this user may mount one: a log that is
+// flushed all the time doesn't wait for the drive there.
 class ClientFolder {
  public:
   ClientFolder() { static_cast<void>(EnterOwnMounts() && MountDisk(path(), "64m")); }
@@ -28,31 +28,31 @@ class ClientFolder {
   const lab::TempFolder folder_;
 };
 
-// What a client has left in its data folder.
-class Remains {
+// The files that clients have left in their data folder.
+class LeftFiles {
  public:
-  explicit Remains(const std::string& client_folder) : folder_(lab::DataFolder(client_folder)) {}
+  explicit LeftFiles(const std::string& client_folder) : folder_(lab::DataFolder(client_folder)) {}
 
   [[nodiscard]] const std::string& folder() const { return folder_; }
   [[nodiscard]] std::string LogText() const { return Read("sturdy_comp.log"); }
-  // All that the next start takes over, whether it has reached the log or not.
+  // Returns all that the next start takes over, whether it has reached the log or not.
   [[nodiscard]] std::string BufferText() const {
     const std::string bytes = Read("sturdy_comp.log.qel_mmap");
     int32_t count = 0;
-    return bytes.size() < sizeof count ? ""
-                                       : (std::memcpy(&count, bytes.data(), sizeof count),
-                                          bytes.substr(sizeof count, static_cast<size_t>(count)));
+    if (bytes.size() < sizeof count) {
+      return "";
+    }
+    std::memcpy(&count, bytes.data(), sizeof count);
+    return bytes.substr(sizeof count, static_cast<size_t>(count));
   }
-
-  // The document that the next start has; empty if it builds one.
+  // Returns the document of the next start; empty if that builds one.
   [[nodiscard]] std::string Document() const {
     zo_base::KeyValueFile store;
     store.Load(folder_ + "lbs/lbs.data");
     return store.Get("lbs_rsp");
   }
 
-  // Each of the three caches is whole, down to the texts that stand in its values, or loads to
-  // nothing at all.
+  // Each of the three caches is whole, JSON texts in its values included, or loads as empty.
   void ExpectCachesUsableOrEmpty() const {
     for (const char* name :
          {"lbs/lbs.data", "http_dns/http_dns_cache.data", "http_dns/http_server_cache.data"}) {

@@ -1,6 +1,6 @@
-// An hour of a client whose servers lie, stall and change their minds, pressed into seconds.
-//   STURDY_LOAD_MINUTES   how many instead of 60 (of 3 under a sanitizer)
-//   STURDY_LOAD_SEED      the number that a run printed, to have its choices again
+// An hour of a client whose servers lie, stall and change their minds, run in seconds.
+//   STURDY_LOAD_MINUTES   how many minutes instead of 60 (3 under a sanitizer)
+//   STURDY_LOAD_SEED      repeats the choices of the run that printed this number
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -11,16 +11,16 @@
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "tests/faults/frozen_client.h"
+#include "tests/support/frozen_client.h"
 #include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/wait_until.h"
 
 namespace {
 
-// What the thirds of a run may differ by: transfers that happen to run, documents of any length.
+// The thirds of a run may differ by this: running transfers, and documents of any length.
 constexpr size_t kNoiseBytes = 128 << 10;
-// What differs by more must go on doing so, as a leak does and what happens to be kept doesn't.
+// A larger difference counts as a leak only if it persists for this many hours.
 constexpr int kMostHours = 3;
 
 uint32_t FromEnvironment(const char* name, uint32_t otherwise) {
@@ -35,7 +35,8 @@ size_t Median(std::vector<size_t> values) {
 
 class BusyHour : public FrozenClient {
  protected:
-  // What malloc keeps for each thread fills up over the hour, and would look like a leak.
+  // Starts the program again without malloc's caches of threads, which fill up over the hour and
+  // would look like a leak.
   static void SetUpTestSuite() {
     if (!kSanitized && std::getenv("GLIBC_TUNABLES") == nullptr) {
       setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
@@ -49,7 +50,7 @@ class BusyHour : public FrozenClient {
     return values[Pick(values.size())];
   }
 
-  // Each address in it names its number.
+  // Each address names the number of its document.
   std::string NextDocument() {
     ++number_;
     std::vector<std::string> links;
@@ -129,10 +130,10 @@ class BusyHour : public FrozenClient {
   }
   void Round() {
     SetServers();
-    Awaited([this] { return Document(*service_, false); });  // or what is asked for is dropped
+    Await([this] { AwaitFetchEnd(*service_); });  // or the request for a fetch is dropped
     Ask();
     AwaitAllowed();
-    const std::string answer = Awaited([host = OneOf(hosts_)] { return Query(host); });
+    const std::string answer = Await([host = OneOf(hosts_)] { return Query(host); });
     EXPECT_TRUE(answer == R"({"code":1})" || answer.find(R"(["192.0.2.7"])") != std::string::npos)
         << answer;
     ExpectAllowedLinks();
@@ -145,7 +146,7 @@ class BusyHour : public FrozenClient {
     lab_.ForgetRequests();
     heap_bytes_.push_back(mallinfo2().uordblks + mallinfo2().hblkhd);
   }
-  // A sanitizer's memory isn't told of, and it looks for leaks itself at the end.
+  // True under a sanitizer, which has its own memory and looks for leaks itself at the end.
   bool IsHeapFlat() const {
     const auto third = static_cast<std::ptrdiff_t>(heap_bytes_.size() / 3);
     const size_t first = Median({heap_bytes_.begin(), heap_bytes_.begin() + third});
@@ -158,8 +159,8 @@ class BusyHour : public FrozenClient {
   static std::pair<int64_t, int64_t> Held() {
     return {CountEntries("/proc/self/task"), CountEntries("/proc/self/fd")};
   }
-  // Whether all transfers end, and with them what they hold, down to `most`.
-  bool QuietensTo(const std::pair<int64_t, int64_t>& most) {
+  // Waits until all transfers have ended, and the threads and descriptors are down to `most`.
+  bool EndsTransfers(const std::pair<int64_t, int64_t>& most) {
     return WaitUntil([&] {
       clock_.Advance(1000);
       const auto held = Held();
@@ -179,12 +180,12 @@ class BusyHour : public FrozenClient {
   const uint32_t seed_ = FromEnvironment("STURDY_LOAD_SEED", std::random_device()());
   std::mt19937 random_{seed_};
   int number_ = 0;
-  std::deque<std::string> known_;  // the last that were offered
+  std::deque<std::string> known_;  // the latest
   std::string active_;
   std::vector<size_t> heap_bytes_;
 };
 
-TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
+TEST_F(BusyHour, LeaksNothingAndGivesOnlyAllowedAnswers) {
   const int64_t minutes = FromEnvironment("STURDY_LOAD_MINUTES", kSanitized ? 3 : 60);
   std::printf("STURDY_LOAD_SEED=%u repeats this\n", seed_);
   dns_endpoints_ = {{"127.0.0.1", lab_.Port("dns"), false}};
@@ -193,7 +194,7 @@ TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
   AwaitAllowed();
   clock_.Advance(86400000);  // the HTTP DNS service's table is due
   Round();
-  ASSERT_TRUE(QuietensTo({INT64_MAX, INT64_MAX}));
+  ASSERT_TRUE(EndsTransfers({INT64_MAX, INT64_MAX}));
   const auto before = Held();
   int64_t end_ms = zo_base::Clock::MonotonicMs();
   for (int hour = 0; hour == 0 || (hour < kMostHours && !IsHeapFlat()); ++hour) {
@@ -202,9 +203,9 @@ TEST_F(BusyHour, LeavesNothingBehindAndGivesAllowedAnswersAlone) {
       Round();
     }
   }
-  EXPECT_TRUE(QuietensTo(before)) << "threads and descriptors: before "
-                                  << testing::PrintToString(before) << ", after "
-                                  << testing::PrintToString(Held());
+  EXPECT_TRUE(EndsTransfers(before))
+      << "threads and descriptors: before " << testing::PrintToString(before) << ", after "
+      << testing::PrintToString(Held());
   EXPECT_TRUE(IsHeapFlat());
 }
 

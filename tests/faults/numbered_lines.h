@@ -8,24 +8,21 @@
 #include <cstdint>
 #include <string>
 
-// What a process that is killed and the test that looks at its remains both know.
+// What a client that is killed and the test that reads its files both know.
 
-// At which size the log is cut. A cut takes half of that, which must be more than a flush brings.
-inline uint32_t LogBytes(const std::string& work) {
-  return (work == "shrink" ? 160 : 512) * 1024;
-}
-
+// The log is cut at this size. A cut keeps half of it, which is more than one flush writes.
+inline constexpr uint32_t kLogBytes = 512 * 1024;
 inline constexpr int kWritingThreads = 2;
 inline constexpr int kQueriedNames = 8;
 
-// The message of a line of the host's; another length each time.
+// The message of one line of the client. Lengths differ.
 inline std::string NumberedLine(int thread, int number) {
   const std::string name = std::to_string(thread) + " " + std::to_string(number);
   return "[numbered] " + name + " " + std::string(static_cast<size_t>(number) % 97, '.') + " " +
          name;
 }
 
-// How many lines each thread of the host has written, in pages that outlive it.
+// How many lines each thread of the client has written, in pages that outlive it.
 class SharedCounts {
  public:
   using Count = std::atomic<int>;

@@ -10,10 +10,10 @@
 #include "lab/port.h"
 #include "tests/support/own_network.h"
 
-// Two networks in one process, joined by a cable: what is made before the calling thread crosses
-// over lives in the servers' network, what is made afterwards in the client's. The system keeps a
-// network for each thread, and a thread begins in that of its maker.
-// Threads: the one that made it.
+// Two networks in one process, joined by a cable. What is created before the calling thread crosses
+// over lives in the servers' network, what is created afterwards in the client's: the system keeps
+// a network for each thread, and a thread begins in that of its creator.
+// Threads: the one that created it.
 class TwoNetworks {
  public:
   static constexpr char kServerV4[] = "10.9.0.1";
@@ -34,14 +34,9 @@ class TwoNetworks {
                "ip addr add 2001:db8:9::$end/64 dev cable nodad; nft add table inet fault;"
                "nft 'add chain inet fault in { type filter hook input priority 0; }'");
   }
-  // Drops what comes out of the cable, at both ends, and fits the rule; an empty one fits nothing.
+  // Drops packets that leave the cable, at either end, and match the rule.
   [[nodiscard]] bool Drop(const std::string& rule) const {
-    return RunInBoth("nft flush chain inet fault in; [ -z '" + rule +
-                     "' ] || nft add rule inet fault in iifname cable '" + rule + " drop'");
-  }
-  // At the client's end.
-  [[nodiscard]] bool SetCable(const std::string& up_or_down) const {
-    return Run("ip link set cable " + up_or_down);
+    return RunInBoth("nft add rule inet fault in iifname cable '" + rule + " drop'");
   }
 
  private:

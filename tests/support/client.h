@@ -72,9 +72,12 @@ class ClientTest : public testing::Test {
   // Returns the next update, after which the next fetch can begin.
   Update AwaitUpdate() {
     const std::optional<Update> update = TryUpdate(kPatience);
-    EXPECT_TRUE(update.has_value()) << "no update callback";
+    if (!update) {
+      ADD_FAILURE() << "no update callback";
+      return {};
+    }
     AwaitFetchEnd(*service_);
-    return update.value_or(Update());
+    return *update;
   }
 
   const lab::TempFolder folder_;

@@ -14,7 +14,7 @@ inline lab::LbsDocument TestDocument(const std::vector<std::string>& links = {"o
                                          std::string("${url:lbs}") + kLbsPath}) {
   return lab::LbsDocument()
       .Link(links)
-      .LinkDefault({"two.example:2"})
+      .LinkDefault({"spare.example:9"})
       .Lbs(urls.at(0))
       .LbsBackup({urls.begin() + 1, urls.end()});
 }

@@ -2,7 +2,7 @@
 // and none waits for more than a transfer in flight.
 #include <atomic>
 #include <functional>
-#include <memory>
+#include <thread>
 
 #include "lab/data_folder.h"
 #include "lab/lab.h"
@@ -16,31 +16,32 @@ namespace {
 
 constexpr int kRounds = 100;
 constexpr char kGate[] = "gate";
+constexpr std::chrono::milliseconds kExpired(-1);
 
 struct Moment {
   const char* name;
-  std::function<void()> come;
-  // What shows that the exit is under way and waits for the held transfer alone.
+  std::function<void()> reach;
+  // Shows that the exit is under way and waits for the held transfer alone.
   std::function<bool()> is_exiting;
-  int id = 1;    // by another one the transfers in flight end before the queries
+  int id = 1;    // with another one the transfers in flight end before the queries
   int held = 1;  // transfers
 };
 
-// One environment in a folder of its own, brought to a moment, and out of it again.
-class ExitMoments : public testing::Test {
+// One environment after the other, each with its own folder, brought to a moment and exited there.
+class ExitMoments : public ClientTest {
  protected:
-  void Start(int64_t cache_expires_in_ms = 86400000) {
-    lab::WriteServerCache(lab::DataFolder(folder_->path()),
-                          {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}},
-                           .expires_in = std::chrono::milliseconds(cache_expires_in_ms)});
-    zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_->path(), "token"));
-    object_ = zo_sturdy::GetSturdyObject(1);
+  void StartWithEndpoint(std::chrono::milliseconds expires_in = std::chrono::hours(24)) {
+    dns_endpoints_.clear();
+    lab::WriteServerCache(
+        lab::DataFolder(data_path_),
+        {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}}, .expires_in = expires_in});
+    object_ = &Start("token");
   }
-  void Fetch(const std::string& host, void (*callback)(int, const char*) = nullptr) {
-    Start();
+  void FetchFrom(const std::string& host, void (*callback)(int, const char*) = nullptr) {
+    StartWithEndpoint();
     object_->GetLBSService()->SetUpdateCallback(callback);
     const std::string url = "http://" + host + ":" + std::to_string(lab_.Port("lbs")) + kLbsPath;
-    EXPECT_TRUE(object_->GetLBSService()->Start(LBSRecord(url, "default.example:9")));
+    EXPECT_TRUE(object_->GetLBSService()->Start(LBSRecord(url, kDefaultLink)));
   }
 
   static void QueryInVain() {
@@ -50,14 +51,14 @@ class ExitMoments : public testing::Test {
     client_returned_ = true;
   }
   void QueryFromAClient() {
-    Start();
+    StartWithEndpoint();
     clients_.emplace_back(QueryInVain);
   }
   void QueryWithoutEnd() {
     lab_.SetBehaviours(
         "dns", lab::kHostQueryPath,
         {lab::Answer(R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1"],"ttl":3600}}})")});
-    Start();
+    StartWithEndpoint();
     static std::atomic<int> answers;
     answers = 0;
     for (const char* host : {"a.test", "b.test", "127.0.0.1"}) {
@@ -70,31 +71,31 @@ class ExitMoments : public testing::Test {
     }
     EXPECT_TRUE(WaitUntil([] { return answers > 10; }));
   }
-  // The second fetch fails, and so is to be reported.
+  // The second fetch fails, so its failure is reported.
   void Report(const std::string& endpoint, int count, int time) {
     const auto document =
         TestDocument().Report({.host = endpoint, .count = count, .time = time, .min_delay_s = 0});
     lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document.Text()), lab::Answer(500)});
-    Fetch("127.0.0.1");
+    FetchFrom("127.0.0.1");
     EXPECT_TRUE(WaitUntil([] { return object_->GetLBSService()->GetLinkHostCount() == 1; }));
     object_->SetBusinessToken("second");
   }
   void ArmRetryTimer() {
     lab_.SetBehaviours("dns", lab::kServiceTablePath, {lab::Answer(500)});
-    Start(-1);
-    EXPECT_TRUE(LogLines(folder_->path()).WaitFor("[http dns] Update fail redo after :60000ms"));
+    StartWithEndpoint(kExpired);
+    EXPECT_TRUE(LogLines(data_path_).WaitFor("[http dns] Update fail redo after :60000ms"));
   }
 
   void Round(const Moment& moment) {
-    folder_ = std::make_unique<lab::TempFolder>();
     const lab::Behaviour held = lab::Answer(500).HeldAt(kGate);
     lab_.SetBehaviours("dns", lab::kHostQueryPath, {held});
     lab_.SetBehaviours("dns", lab::kServiceTablePath, {held});
     lab_.SetBehaviours("statistics", lab::kReportPath, {held});
     lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
     client_returned_ = clients_stop_ = false;
-    moment.come();
+    moment.reach();
     EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, kPatience));
+
     const auto begin = std::chrono::steady_clock::now();
     std::thread exit(zo_sturdy::ExitSturdyEnvironment, moment.id);
     EXPECT_TRUE(WaitUntil(moment.is_exiting));
@@ -102,6 +103,7 @@ class ExitMoments : public testing::Test {
     exit.join();
     EXPECT_LT(std::chrono::steady_clock::now() - begin,
               std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
+
     clients_stop_ = true;
     for (std::thread& client : clients_) {
       client.join();
@@ -114,7 +116,6 @@ class ExitMoments : public testing::Test {
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns"), lab::HttpServer("statistics")}};
-  std::unique_ptr<lab::TempFolder> folder_;
   std::vector<std::thread> clients_;
   std::atomic<bool> clients_stop_{false};
   // The client's callback is a plain function.
@@ -122,7 +123,7 @@ class ExitMoments : public testing::Test {
   static inline std::atomic<bool> client_returned_{false};
 };
 
-TEST_F(ExitMoments, NoneIsWrong) {
+TEST_F(ExitMoments, EndInTimeAndLeaveNoThread) {
   const auto returned = [] { return client_returned_.load(); };
   const auto ended = [] { return !HasThread("http_agent_work") && !HasThread("statistic"); };
   const auto at_once = [] { return true; };
@@ -131,17 +132,18 @@ TEST_F(ExitMoments, NoneIsWrong) {
       {"client waits in its query", [&] { QueryFromAClient(); }, returned},
       {"client waits, exit by another id", [&] { QueryFromAClient(); }, at_once, 7},
       {"callback waits in its query",
-       [&] { Fetch("127.0.0.1", [](int, const char*) { QueryInVain(); }); }, returned},
+       [&] { FetchFrom("127.0.0.1", [](int, const char*) { QueryInVain(); }); }, returned},
       {"statistics wait in their query", [&] { Report(reports, 100, 1); }, ended},
-      {"report is out", [&] { Report("${url:statistics}", 1, 60000); }, ended},
-      {"service update is in flight", [&] { Start(-1); }, ended},
-      {"agent waits in its query", [&] { Fetch("localhost"); }, ended},
+      {"report is sent", [&] { Report("${url:statistics}", 1, 60000); }, ended},
+      {"service update is in flight", [&] { StartWithEndpoint(kExpired); }, ended},
+      {"agent waits in its query", [&] { FetchFrom("localhost"); }, ended},
       {"clients query without end", [&] { QueryWithoutEnd(); }, at_once, 1, 0},
       {"clients query, exit by another id", [&] { QueryWithoutEnd(); }, at_once, 7, 0},
       {"retry timer is armed", [&] { ArmRetryTimer(); }, at_once, 1, 0}};
   for (size_t round = 0; round < kRounds && !HasFailure(); ++round) {
     const Moment& moment = moments[round % moments.size()];
     SCOPED_TRACE(std::to_string(round) + ": " + moment.name);
+    data_path_ = folder_.File(std::to_string(round));
     Round(moment);
   }
 }

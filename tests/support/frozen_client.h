@@ -8,28 +8,28 @@
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
-// A client under a clock that stands still unless the test moves it: whoever waits for the network
-// would wait for ever.
+// A client under a clock that stands still unless the test advances it: a call that waits for a
+// time limit would block for ever.
 class FrozenClient : public ClientTest {
  protected:
   ~FrozenClient() override { Exit(); }
 
-  // Moves the clock as long as `done`, which takes a little true time to look, is false.
+  // Advances the clock until `done` holds; `done` takes a little true time.
   template <class Done>
   void AdvanceUntil(const Done& done) {
     while (!done()) {
       clock_.Advance(500);
     }
   }
-  // What a call that waits for the network gives.
+  // Returns the result of a call that waits for the network.
   template <class Call>
-  auto Awaited(const Call& call) {
+  auto Await(const Call& call) {
     auto result = std::async(std::launch::async, call);
     AdvanceUntil([&] { return result.wait_for(kGlance) == std::future_status::ready; });
     return result.get();
   }
   void Exit() {
-    Awaited([] { zo_sturdy::ExitSturdyEnvironment(1); });
+    Await([] { zo_sturdy::ExitSturdyEnvironment(1); });
   }
 
   static constexpr std::chrono::milliseconds kGlance{kSanitized ? 20 : 4};
