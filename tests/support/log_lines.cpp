@@ -1,16 +1,13 @@
 #include "tests/support/log_lines.h"
 
 #include <algorithm>
-#include <thread>
 
 #include "tools/log_reader/log_reader.h"
 
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
-constexpr milliseconds kLookAgain{2};
 constexpr size_t kMostPrinted = 200;
 
 testing::AssertionResult Failure(const std::string& wanted, const Messages& came) {
@@ -87,18 +84,8 @@ testing::AssertionResult LogLines::WaitForCount(std::string_view part, size_t co
                           Texts());
 }
 
-// A store to mapped pages wakes nobody, so the log is looked at again and again.
 testing::AssertionResult LogLines::WaitUntil(const std::function<bool(const Messages&)>& done,
                                              milliseconds limit) const {
-  const auto end = steady_clock::now() + limit;
-  for (;;) {
-    const Messages texts = Texts();
-    if (done(texts)) {
-      return testing::AssertionSuccess();
-    }
-    if (steady_clock::now() >= end) {
-      return Failure("what was waited for hasn't come", texts);
-    }
-    std::this_thread::sleep_for(kLookAgain);
-  }
+  const auto result = ::WaitUntil([&] { return done(Texts()); }, limit);
+  return result ? result : Failure("the log doesn't get there", Texts());
 }

@@ -9,38 +9,40 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/wait_until.h"
 #include "tools/log_reader/log_message.h"
 
 using log_reader::LogMessage;
 using Messages = std::vector<std::string>;
 
-// Asks and awaits the log of a process that runs, is another one, or has died.
-// Errors: what isn't there reads as nothing.
+// Reads the log of a process from its files, and waits for lines. The process may be this one,
+// another one, or dead.
+// Errors: a log that isn't there reads as empty.
 class LogLines {
  public:
-  static constexpr std::chrono::milliseconds kLimit{10000};
-
-  // The log's path, or a data folder under which there is one "sturdy_comp.log" (or will be).
+  // Takes the log's path, or a data folder below which there is, or will be, one "sturdy_comp.log".
   explicit LogLines(std::string log_path_or_folder);
 
   [[nodiscard]] std::string Text() const;
   [[nodiscard]] std::vector<LogMessage> All() const;
-  // The texts of all messages, of those that contain `part`, and of those that begin with a tag.
+  // Return the texts of all messages, of those that contain `part`, and of those that begin with
+  // one of the tags.
   [[nodiscard]] Messages Texts() const;
   [[nodiscard]] Messages With(std::string_view part) const;
   [[nodiscard]] Messages Tagged(std::initializer_list<std::string_view> tags) const;
 
-  // From now on only messages that come after those of this moment count.
+  // Ignores the messages up to now from here on.
   void StartHere();
 
-  // Waits until a message contains `part` (`count` of them do), or until `done` holds for the
-  // texts; the failure prints what came instead.
+  // Wait until a message contains `part`, `count` messages do, or `done` holds for the texts. A
+  // failure prints the log.
   [[nodiscard]] testing::AssertionResult WaitFor(std::string_view part,
-                                                 std::chrono::milliseconds limit = kLimit) const;
+                                                 std::chrono::milliseconds limit = kPatience) const;
   [[nodiscard]] testing::AssertionResult WaitForCount(
-      std::string_view part, size_t count, std::chrono::milliseconds limit = kLimit) const;
-  [[nodiscard]] testing::AssertionResult WaitUntil(const std::function<bool(const Messages&)>& done,
-                                                   std::chrono::milliseconds limit = kLimit) const;
+      std::string_view part, size_t count, std::chrono::milliseconds limit = kPatience) const;
+  [[nodiscard]] testing::AssertionResult WaitUntil(
+      const std::function<bool(const Messages&)>& done,
+      std::chrono::milliseconds limit = kPatience) const;
 
  private:
   const std::string path_;

@@ -8,8 +8,8 @@
 
 namespace {
 
-// As root of a user namespace, whose files are the user's own.
-bool BecomeRootOfOwn() {
+// Becomes root of a new user namespace, in which the user's files stay the user's.
+bool EnterUserNamespace() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());
   if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
@@ -24,7 +24,7 @@ bool BecomeRootOfOwn() {
 }  // namespace
 
 bool EnterOwnMounts() {
-  return (unshare(CLONE_NEWNS) == 0 || BecomeRootOfOwn()) &&
+  return (unshare(CLONE_NEWNS) == 0 || EnterUserNamespace()) &&
          mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 

@@ -5,17 +5,17 @@
 #include <cstdlib>
 #include <string>
 
-// Gives the calling thread, and those that it makes from now on, mounts of its own.
-// False if the user may not have them.
+// Gives the calling thread, and those that it creates from here on, its own mounts.
+// Returns false if the user may not have them.
 bool EnterOwnMounts();
 
-// An empty file system in memory over the folder, of this size ("1m"). Requires: EnterOwnMounts.
+// Mounts an empty file system in memory of this size ("1m") over the folder.
+// Requires: EnterOwnMounts.
 bool MountDisk(const std::string& folder, const std::string& size);
-// Takes all of them away from the folder.
+// Unmounts all of them.
 void UnmountDisks(const std::string& folder);
 
-// Leaves a test that needs a right which its user may lack ("make a mount namespace"). Where all
-// tests must run a missing right is a failure.
+// Skips a test whose user lacks a right ("make a mount namespace"); in CI, fails it.
 #define NEEDS_RIGHT(has_it, to_do_what)                               \
   if (!(has_it)) {                                                    \
     if (std::getenv("CI") != nullptr) {                               \

@@ -5,7 +5,7 @@
 
 namespace zo_base {
 
-// Runs `work(i)` on `count` threads at once, and returns when all have ended.
+// Runs `work(i)` on `count` threads at once. Returns when all have ended.
 template <class Work>
 void RunThreads(int count, const Work& work) {
   std::vector<std::jthread> threads;

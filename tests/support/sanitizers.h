@@ -10,7 +10,7 @@
 #define STURDY_UNDER_TSAN
 #endif
 
-// Whether the program is built with a sanitizer that has memory or threads of its own.
+// Whether the program is built with a sanitizer that replaces memory or thread functions.
 inline constexpr bool kSanitized =
 #if defined(STURDY_UNDER_TSAN) || defined(__SANITIZE_ADDRESS__) || \
     STURDY_HAS_FEATURE(address_sanitizer)

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// The words of a text, taken apart at its blanks.
+// Splits a text at its blanks.
 inline std::vector<std::string> Words(const std::string& text) {
   std::istringstream stream(text);
   return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};

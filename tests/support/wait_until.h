@@ -16,7 +16,7 @@ template <class Condition>
   const auto end = std::chrono::steady_clock::now() + limit;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) {
-      return testing::AssertionFailure() << "the condition doesn't hold after the limit";
+      return testing::AssertionFailure() << "the condition doesn't hold at the limit";
     }
     std::this_thread::sleep_for(kPause);
   }

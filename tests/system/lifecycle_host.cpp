@@ -1,7 +1,7 @@
-// A client that doesn't exit its environment, or in the destructor of a static object.
+// A client that doesn't exit its environment, or only in the destructor of a static object.
 //   lifecycle_host WAY DATA_FOLDER URL openssl-first|openssl-later
 // Starts another fetch after its first, waits for a byte on its input and ends in one of the ways
-// "return", "thread", "callback", "call", "fork", "static", "joined", without a word.
+// "return", "thread", "callback", "call", "fork", "static", "joined". Prints nothing.
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,9 +12,8 @@
 
 #include "tests/support/client_calls.h"
 
-// Threads that end when OpenSSL has cleaned up, as they do if a static object exits the
-// environment, can't give back what they have from it. NOLINTBEGIN(bugprone-reserved-identifier):
-// the leak checker chose the names
+// If a static object exits the environment, threads end after OpenSSL has cleaned up and can't free
+// what they got from it. NOLINTBEGIN(bugprone-reserved-identifier): the leak checker's names
 extern "C" const char* __lsan_default_suppressions() {
   return "leak:libcrypto.so";
 }
@@ -53,12 +52,6 @@ void OnUpdate(int /*code*/, const char* /*document*/) {
   Count();
 }
 
-// The end of the fetch.
-void Await(zo_sturdy::IZOSturdyLBSService& service) {
-  std::string document(zo_sturdy::kLBSResponseBufferSize, '\0');
-  service.GetLBSResponse(false, document.data());
-}
-
 int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
   if (way == "callback") {
     ends_in_callback = true;
@@ -69,7 +62,7 @@ int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
     std::thread([] { std::exit(0); }).join();
   }
   if (way == "call") {
-    std::thread([&service] { Await(service); }).detach();
+    std::thread([&service] { AwaitFetchEnd(service); }).detach();
     const int before = calls;
     std::thread([&service] {
       for (;; Count()) {
@@ -81,7 +74,7 @@ int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
   }
   keeper.exits = way == "static";
   if (way == "joined") {
-    keeper.waits = std::thread([&service] { Await(service); });
+    keeper.waits = std::thread([&service] { AwaitFetchEnd(service); });
   }
   int status = 0;
   if (way == "fork" && fork() != 0) {
@@ -103,11 +96,11 @@ int main(int count, char** arguments) {
   zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
   zo_sturdy::IZOSturdyLBSService& service = *object.GetLBSService();
   service.SetUpdateCallback(&OnUpdate);
-  service.Start(LBSRecord(arguments[3], "default.example:9"));
+  service.Start(LBSRecord(arguments[3], "127.0.0.1:9"));
   calls.wait(0);
-  Await(service);  // its callback comes a moment before
+  AwaitFetchEnd(service);
   object.SetBusinessToken("second");
-  char sign = 0;
-  static_cast<void>(!read(STDIN_FILENO, &sign, 1));
+  char byte = 0;
+  static_cast<void>(!read(STDIN_FILENO, &byte, 1));
   return End(arguments[1], service);
 }

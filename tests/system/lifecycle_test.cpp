@@ -1,8 +1,10 @@
-// Many lives of the environment in one process: nothing may pile up, and each begins alike. And the
-// end of a process without its exit.
+// Many starts and exits of the environment in one process, after which nothing has piled up; and
+// the end of a process without an exit.
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <fstream>
+#include <thread>
 
 #include "lab/child.h"
 #include "lab/data_folder.h"
@@ -30,9 +32,11 @@ int CountMappings(bool of_log_buffers) {
   return count;
 }
 
-class Rounds : public testing::Test {
+class Rounds : public ClientTest {
  protected:
-  // One life, which ends with a fetch in flight. Gives the time of the exit.
+  Rounds() { dns_endpoints_.clear(); }  // a service update is in flight, too
+
+  // Starts, and exits during a fetch. Returns the time of the exit.
   steady_clock::duration Round(int round) {
     const std::string gate = "gate " + std::to_string(round);
     const std::vector<std::string> links(static_cast<size_t>(1 + round / 10), "one.example:1");
@@ -41,9 +45,7 @@ class Rounds : public testing::Test {
     lab::Behaviour answer = lab::Answer(TestDocument(links).Text());
     lab_.SetBehaviours("lbs", kLbsPath, {dripped ? answer.InPieces(10, 50) : answer.HeldAt(gate)});
     lab_.ForgetRequests();
-    zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
-    auto& service = *zo_sturdy::GetSturdyObject(1)->GetLBSService();
-    service.Start(LBSRecord(lab_.Url("lbs", kLbsPath), "default.example:9"));
+    auto& service = Fetch({lab_.Url("lbs", kLbsPath)});
     EXPECT_TRUE(dripped ? lab_.WaitForRequests(1, kPatience)
                         : lab_.WaitForHeld(gate, 1, kPatience));
     if (in_arrival) {
@@ -56,7 +58,7 @@ class Rounds : public testing::Test {
     const auto begin = steady_clock::now();
     std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
     if (!in_arrival && !dripped) {
-      // With the agent's thread gone the exit waits for the transfer alone.
+      // Once the agent's thread has ended, the exit waits for the transfer alone.
       EXPECT_TRUE(WaitUntil([] { return !HasThread("http_agent_work"); }));
       lab_.Release(gate);
     }
@@ -67,7 +69,6 @@ class Rounds : public testing::Test {
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs").On(kLbsPath, lab::Silent())}};
-  const lab::TempFolder folder_;
 };
 
 TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
@@ -94,7 +95,7 @@ TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
   }
 }
 
-// It is made while the threads that carry it begin.
+// It is sent while the threads that carry it start.
 TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
   const lab::Lab lab({lab::HttpServer("dns").On(
       lab::kServiceTablePath,

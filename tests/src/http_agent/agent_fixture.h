@@ -30,7 +30,7 @@ class HandTransport : public KRBASE::network::IHttpRequestor {
   // The first of this URL's requests that waits, and how to answer it. Throws if none comes.
   std::pair<Request, Done> WaitFor(const std::string& url, bool take = false) {
     std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, LogLines::kLimit, [&] { return waiting_.contains(url); })) {
+    if (!changed_.wait_for(lock, kPatience, [&] { return waiting_.contains(url); })) {
       throw std::runtime_error("not sent: " + url);
     }
     const auto found = waiting_.lower_bound(url);

@@ -171,7 +171,7 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   Outcome outcome;
   StartRequest(Reported(
       lab.Url("s"), {bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")}, outcome));
-  EXPECT_TRUE(lab.WaitForHeld("gate", 1, LogLines::kLimit));
+  EXPECT_TRUE(lab.WaitForHeld("gate", 1, kPatience));
   clock.Advance(7);
   lab.Release("gate");
   ASSERT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
