@@ -71,6 +71,8 @@ int main(int count, char** arguments) {
   if (killed_at == "start") {
     KillAfter(arguments[4]);
   }
+
+  // Start, and show the first link.
   const std::string folder = arguments[1];
   SharedCounts counts(folder);
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder, "token"));
@@ -80,6 +82,7 @@ int main(int count, char** arguments) {
   std::fflush(stdout);
   AwaitByte();
 
+  // Work until the next byte.
   Logger* const log = Logger::Instance();
   log->SetLogFile(log->GetLogFile(), kLogBytes, 0);
   if (killed_at == "work") {
@@ -92,6 +95,8 @@ int main(int count, char** arguments) {
   threads.emplace_back(&KeepQuerying);
   threads.emplace_back([&service] { KeepFetching(service); });
   AwaitByte();
+
+  // End in order.
   ends = true;
   for (std::thread& thread : threads) {
     thread.join();

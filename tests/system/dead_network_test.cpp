@@ -33,6 +33,7 @@ steady_clock::duration ProcessorTime() {
 class DeadNetwork : public ClientTest {};
 
 TEST_F(DeadNetwork, AQueryGivesUpInTimeAndHoldsUpNoOtherCall) {
+  // Listen on the port of all endpoints, and never accept.
   const std::string hosts = "127.0.0.1 localhost\n127.0.0.9 dns.example\n";
   NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/hosts", hosts, folder_.path()),
               "make a network namespace");
@@ -48,6 +49,7 @@ TEST_F(DeadNetwork, AQueryGivesUpInTimeAndHoldsUpNoOtherCall) {
   zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder_.path(), "token"));
   zo_sturdy::IZOSturdyObject& object = *zo_sturdy::GetSturdyObject(1);
 
+  // Call everything else while the query waits.
   const auto begin = steady_clock::now();
   const auto processor_before = ProcessorTime();
   auto query = std::async(std::launch::async, [] { return Query("name.example"); });
@@ -58,6 +60,8 @@ TEST_F(DeadNetwork, AQueryGivesUpInTimeAndHoldsUpNoOtherCall) {
     service_->GetLinkHostCount();
     object.NotifyNetworkChanged(net::kIPFamilyAny);
   }
+
+  // The query has failed at its bound; calls, fetches and the processor weren't held up.
   const auto took = steady_clock::now() - begin;
   EXPECT_EQ(query.get(), "{\"code\":1}");
   EXPECT_GE(took, kGivenUp);
