@@ -28,6 +28,13 @@ class FrozenClient : public ClientTest {
     AdvanceUntil([&] { return result.wait_for(kGlance) == std::future_status::ready; });
     return result.get();
   }
+  // Returns the next update, advancing the clock until it comes. The next fetch can begin then.
+  Update AdvanceToUpdate() {
+    std::optional<Update> update;
+    AdvanceUntil([&] { return (update = TryUpdate(kGlance)).has_value(); });
+    Await([this] { AwaitFetchEnd(*service_); });
+    return *update;
+  }
   void Exit() {
     Await([] { zo_sturdy::ExitSturdyEnvironment(1); });
   }
