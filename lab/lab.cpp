@@ -124,7 +124,7 @@ class Lab::Impl {
   std::thread thread_;
 };
 
-Lab::Lab(Scenario scenario, Observer observer)
+Lab::Lab(const Scenario& scenario, Observer observer)
     : impl_(std::make_unique<Impl>(scenario, std::move(observer))) {}
 
 Lab::~Lab() = default;

@@ -28,7 +28,7 @@ class Lab {
   // the waits.
   using Observer = std::function<void(const Request&)>;
 
-  explicit Lab(Scenario scenario, Observer observer = nullptr);
+  explicit Lab(const Scenario& scenario, Observer observer = nullptr);
   ~Lab();
   Lab(const Lab&) = delete;
   Lab& operator=(const Lab&) = delete;

@@ -7,7 +7,7 @@
 namespace lab {
 namespace {
 
-std::string Written(const Endpoint& endpoint, const std::string& form, const std::string& key) {
+std::string Replacement(const Endpoint& endpoint, const std::string& form, const std::string& key) {
   if (form.empty()) {
     return endpoint.host_port;
   }
@@ -63,9 +63,9 @@ std::string Expand(const std::string& text, const std::string& key,
     const auto endpoint = std::find_if(endpoints.begin(), endpoints.end(),
                                        [&](const Endpoint& e) { return e.name == name; });
     if (endpoint == endpoints.end()) {
-      throw ScenarioError(key + ": names the server \"" + name + "\", which isn't there.");
+      throw ScenarioError(key + ": names the server \"" + name + "\", which doesn't exist.");
     }
-    out += Written(*endpoint, form, key);
+    out += Replacement(*endpoint, form, key);
     at = end + 1;
   }
   return out.append(text, at, std::string::npos);

@@ -58,7 +58,7 @@ void CheckHead(const Behaviour& b, const std::string& key) {
   }
   for (const auto& [name, value] : b.headers) {
     if (!IsToken(name)) {
-      Fail(key + ".headers", "\"" + name + "\" is no name of a header field.");
+      Fail(key + ".headers", "\"" + name + "\" is not a name of a header field.");
     }
     if (!IsOneLine(value)) {
       Fail(key + ".headers." + name, "must be one line.");
@@ -73,13 +73,13 @@ void CheckBody(const Behaviour& b, const std::string& key) {
          "must be empty with the status " + std::to_string(b.status) + ".");
   }
   if (b.missing_bytes > 0 && b.framing == Framing::kUntilClose) {
-    Fail(key + ".missing_bytes", "needs an announced length, so no framing \"close\".");
+    Fail(key + ".missing_bytes", "needs a framing that announces the length, not \"close\".");
   }
   if (b.kind == Behaviour::Kind::kEndless && b.framing == Framing::kLength) {
-    Fail(key + ".framing", "must be \"chunked\" or \"close\" for a body without end.");
+    Fail(key + ".framing", "must be \"chunked\" or \"close\" for an endless body.");
   }
   if (b.kind == Behaviour::Kind::kEndless && b.body.empty()) {
-    Fail(key + ".body", "must not be empty, since it is what is repeated.");
+    Fail(key + ".body", "must not be empty, since it is repeated.");
   }
 }
 
@@ -116,7 +116,7 @@ void CheckRoute(const Server& server, size_t index, const std::string& key,
   }
   for (size_t i = 0; i < index; ++i) {
     if (server.routes[i].path == route.path) {
-      Fail(key + ".path", "\"" + route.path + "\" stands there already.");
+      Fail(key + ".path", "\"" + route.path + "\" is already a route of this server.");
     }
   }
   CheckBehaviours(route.behaviours, key + ".behaviours", endpoints);
@@ -125,7 +125,7 @@ void CheckRoute(const Server& server, size_t index, const std::string& key,
 void CheckPortOf(const std::vector<Server>& servers, size_t index, const std::string& key) {
   const Server& server = servers[index];
   if (server.port != 0) {
-    Fail(key + ".port_of", "must not stand beside \"port\".");
+    Fail(key + ".port_of", "must not be given with \"port\".");
   }
   bool found = false;
   for (size_t i = 0; i < index; ++i) {
@@ -133,13 +133,13 @@ void CheckPortOf(const std::vector<Server>& servers, size_t index, const std::st
     found = found || is_owner;
     if (servers[i].address == server.address &&
         (is_owner || servers[i].port_of == server.port_of)) {
-      Fail(key + ".address", "\"" + server.address + "\" is taken already at the port of \"" +
+      Fail(key + ".address", "\"" + server.address + "\" is already taken at the port of \"" +
                                  server.port_of + "\".");
     }
   }
   if (!found) {
     Fail(key + ".port_of",
-         "must name an earlier server with a port of its own, unlike \"" + server.port_of + "\".");
+         "must name an earlier server with its own port, unlike \"" + server.port_of + "\".");
   }
 }
 
@@ -179,11 +179,11 @@ void Scenario::Check() const {
     const std::string& name = servers[i].name;
     const std::string key = "servers[" + std::to_string(i) + "].name";
     if (name.empty() || name.find_first_of(":}") != std::string::npos) {
-      Fail(key, "must be a text without \":\" and \"}\".");
+      Fail(key, "must be a string without \":\" and \"}\".");
     }
     for (const Endpoint& earlier : endpoints) {
       if (earlier.name == name) {
-        Fail(key, "\"" + name + "\" is taken already.");
+        Fail(key, "\"" + name + "\" is already taken.");
       }
     }
     endpoints.push_back({name, "", "", "", 0, false});

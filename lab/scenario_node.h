@@ -34,7 +34,7 @@ class Node {
     ExpectObject();
     for (const auto& [name, child] : value_.items()) {
       if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
-        Node(child, Below(name)).Fail("is no key of " + of_what + ".");
+        Node(child, Below(name)).Fail("is not a key of " + of_what + ".");
       }
     }
   }
@@ -116,7 +116,7 @@ class Node {
 
   std::string Text() const {
     if (!value_.is_string()) {
-      Fail("must be a text.");
+      Fail("must be a string.");
     }
     return value_.get<std::string>();
   }

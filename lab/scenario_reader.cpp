@@ -106,7 +106,7 @@ void ReadAnswerBody(const Node& node, Behaviour& b) {
   const char* given = nullptr;
   for (const char* key : {"body", "json", "service_table", "hosts"}) {
     if (node.Has(key) && given != nullptr) {
-      node.At(key).Fail("must not stand beside \"" + std::string(given) + "\".");
+      node.At(key).Fail("must not be given with \"" + std::string(given) + "\".");
     }
     given = node.Has(key) ? key : given;
   }
@@ -285,7 +285,7 @@ class ShapeCheck {
       open_.pop_back();
     } else if (event == Json::parse_event_t::key &&
                !open_.back().insert(value.get<std::string>()).second) {
-      throw ScenarioError(value.get<std::string>() + ": stands twice in one object.");
+      throw ScenarioError(value.get<std::string>() + ": appears twice in one object.");
     }
     return true;
   }
@@ -311,9 +311,9 @@ Scenario Scenario::Parse(std::string_view json_text) {
     ShapeCheck check;
     json = Json::parse(json_text, std::ref(check));
   } catch (const Json::parse_error& error) {
-    throw ScenarioError("scenario: is no JSON, from " + Place(json_text, error.byte) + " on.");
+    throw ScenarioError("scenario: is not JSON at " + Place(json_text, error.byte) + ".");
   } catch (const Json::out_of_range&) {
-    throw ScenarioError("scenario: holds a number that is too large.");
+    throw ScenarioError("scenario: contains a number that is too large.");
   }
   const Node node(json, "");
   node.ExpectKeys({"description", "servers"}, "a scenario");

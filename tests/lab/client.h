@@ -8,7 +8,7 @@
 
 constexpr std::chrono::seconds kLimit{10};
 
-// A TCP connection to a server of the lab, which sees its bytes. All calls end at a limit.
+// A TCP connection that sees a server's bytes. All calls return at a limit.
 class RawClient {
  public:
   explicit RawClient(const lab::Lab& lab, const std::string& server = "it") {
@@ -17,8 +17,8 @@ class RawClient {
   }
 
   void Send(const std::string& bytes) { stream_ << bytes << std::flush; }
-  // Reads until `end` is the end of what has come. Otherwise tells how the connection ended by a
-  // last "<closed>", "<reset>" or "<limit>".
+  // Reads until the bytes end with `end`. If that doesn't come, appends how the connection ended:
+  // "<closed>", "<reset>" or "<limit>".
   std::string ReadTo(const std::string& end) {
     std::string all;
     for (char byte = 0; !all.ends_with(end);) {

@@ -1,6 +1,9 @@
 #include <curl/curl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -23,7 +26,7 @@ size_t DropBytes(char*, size_t size, size_t count, void*) {
   return size * count;
 }
 
-// If there is one to trust, the certificate is checked against it.
+// Checks the certificate against `trusted_pem`, if that is given.
 Fetched Fetch(const std::string& url, long limit_ms = 10000, const std::string& trusted_pem = "") {
   CURL* const curl = curl_easy_init();
   curl_blob trusted{const_cast<char*>(trusted_pem.data()), trusted_pem.size(), CURL_BLOB_COPY};
@@ -45,6 +48,8 @@ Fetched Fetch(const std::string& url, long limit_ms = 10000, const std::string& 
 }
 
 TEST(LabTest, FaultsBelowHttp) {
+  constexpr long kShortMs = 300;  // where no end is expected
+  constexpr long kLongMs = 10000;
   const struct {
     Listening listening;
     bool https;
@@ -60,25 +65,30 @@ TEST(LabTest, FaultsBelowHttp) {
       {Listening::kReset, false, AnyOf(CURLE_RECV_ERROR, CURLE_SEND_ERROR, CURLE_COULDNT_CONNECT)},
       {Listening::kReset, true, AnyOf(CURLE_SSL_CONNECT_ERROR, CURLE_COULDNT_CONNECT)},
   };
-  for (const char* address : {"127.0.0.1", "127.8.7.6", "::1"}) {
-    for (const auto& [listening, https, code] : cases) {
-      SCOPED_TRACE(address + std::string(https ? " https " : " http ") +
-                   std::to_string(static_cast<int>(listening)));
-      const Server server = https ? HttpsServer("it") : HttpServer("it");
-      const Lab lab({Server(server).At(address).Listens(listening).On("/", Answer("never"))});
-      const bool shakes_hands = https && listening == Listening::kSilent;
-      for (int i = 0; i < (listening == Listening::kNeverConnect ? 3 : 1); ++i) {
-        const Fetched fetched = Fetch(lab.Url("it", "/"), shakes_hands ? 1500 : 300);
-        EXPECT_THAT(fetched.code, code);
-        EXPECT_EQ(fetched.handshake_done, shakes_hands);
-      }
-      EXPECT_TRUE(listening != Listening::kNoHandshake || lab.Accepted("it") == 1);
-      EXPECT_TRUE(lab.Requests().empty());
+  for (const auto& [listening, https, code] : cases) {
+    SCOPED_TRACE((https ? "https " : "http ") + std::to_string(static_cast<int>(listening)));
+    Server server = https ? HttpsServer("it").At("::1") : HttpServer("it").At("127.8.7.6");
+    const Lab lab({server.Listens(listening).On("/", Answer("never"))});
+    const bool shakes_hands = https && listening == Listening::kSilent;
+    long limit_ms = code.Matches(CURLE_OPERATION_TIMEDOUT) ? kShortMs : kLongMs;
+    Fetched fetched = Fetch(lab.Url("it", "/"), limit_ms);
+    // A busy machine may need longer for the handshake.
+    while (shakes_hands && !fetched.handshake_done && limit_ms < kLongMs) {
+      limit_ms *= 2;
+      fetched = Fetch(lab.Url("it", "/"), limit_ms);
     }
+    EXPECT_THAT(fetched.code, code);
+    EXPECT_EQ(fetched.handshake_done, shakes_hands);
+    const bool accepts = listening != Listening::kRefuse && listening != Listening::kNeverConnect;
+    EXPECT_TRUE(!accepts || lab.WaitForAccepted("it", 1, kLimit));
+    EXPECT_TRUE(lab.Requests().empty());
+    // The accept queue stays full, however many clients give up.
+    EXPECT_TRUE(listening != Listening::kNeverConnect ||
+                Fetch(lab.Url("it"), kShortMs).code == CURLE_OPERATION_TIMEDOUT);
   }
 }
 
-TEST(LabTest, CertificatesAreGoodOrBadToWhoChecksThem) {
+TEST(LabTest, BadCertificatesFailOnlyIfChecked) {
   const Lab lab({HttpsServer("good"), HttpsServer("six").At("::1"),
                  HttpsServer("wrong", Certificate::kWrongName),
                  HttpsServer("old", Certificate::kExpired)});
@@ -91,22 +101,18 @@ TEST(LabTest, CertificatesAreGoodOrBadToWhoChecksThem) {
   }
 }
 
-TEST(LabTest, OnePortOnSeveralAddresses) {
-  for (int round = 0; round < 20; ++round) {
-    const Lab lab({HttpServer("dead").Listens(Listening::kRefuse),
-                   HttpServer("live").At("127.0.0.2").OnPortOf("dead"),
-                   HttpsServer("tls").At("127.0.0.3").OnPortOf("dead"),
-                   HttpServer("dead6").At("::1").OnPortOf("dead").Listens(Listening::kRefuse)});
-    EXPECT_EQ(lab.Url("live"), "http://127.0.0.2:" + std::to_string(lab.Port("dead")));
-    for (const char* name : {"dead", "live", "tls", "dead6"}) {
-      const bool dead = std::string(name).starts_with("dead");
-      EXPECT_EQ(Fetch(lab.Url(name)).code, dead ? CURLE_COULDNT_CONNECT : CURLE_OK) << name;
-      EXPECT_EQ(lab.RequestsOf(name).size(), dead ? 0u : 1u) << name;
-    }
-  }
+TEST(LabTest, OnePortServesSeveralAddresses) {
+  const Lab lab({HttpServer("dead").Listens(Listening::kRefuse),
+                 HttpServer("live").At("127.0.0.2").OnPortOf("dead"),
+                 HttpServer("dead6").At("::1").OnPortOf("dead").Listens(Listening::kRefuse)});
+  EXPECT_EQ(lab.Url("live"), "http://127.0.0.2:" + std::to_string(lab.Port("dead")));
+  EXPECT_EQ(Fetch(lab.Url("live")).code, CURLE_OK);
+  EXPECT_EQ(Fetch(lab.Url("dead")).code, CURLE_COULDNT_CONNECT);
+  EXPECT_EQ(Fetch(lab.Url("dead6")).code, CURLE_COULDNT_CONNECT);
+  EXPECT_EQ(lab.Requests().size(), 1u);
 }
 
-TEST(LabTest, StopsAndComesBackOnTheSamePort) {
+TEST(LabTest, StoppedServerResumesOnItsPort) {
   Lab lab({HttpServer("it"), HttpServer("two").Listens(Listening::kNeverConnect)});
   const std::string url = lab.Url("it");
   RawClient client(lab);
@@ -116,13 +122,30 @@ TEST(LabTest, StopsAndComesBackOnTheSamePort) {
   EXPECT_EQ(Fetch(url).code, CURLE_COULDNT_CONNECT);
   lab.ResumeListening("it");
   lab.ResumeListening("it");
-  EXPECT_EQ(lab.Url("it"), url);
   EXPECT_EQ(Fetch(url).code, CURLE_OK);
   lab.StopListeningAll();
-  EXPECT_EQ(Fetch(url).code, CURLE_COULDNT_CONNECT);
   EXPECT_EQ(Fetch(lab.Url("two")).code, CURLE_COULDNT_CONNECT);
   lab.ResumeListening("two");
   EXPECT_EQ(Fetch(lab.Url("two"), 200).code, CURLE_OPERATION_TIMEDOUT);
+}
+
+// Without a descriptor to accept with, the listener stays readable: waiting for it would spin.
+TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
+  const Lab lab({HttpServer("it")});
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int next = dup(STDERR_FILENO);
+  close(next);
+  rlimit one_left = before;
+  one_left.rlim_cur = static_cast<rlim_t>(next) + 1;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one_left), 0);
+  const RawClient client(lab);
+  const std::clock_t begin = std::clock();
+  EXPECT_FALSE(lab.WaitForAccepted("it", 1, Lab::Limit(300)));
+  const std::clock_t busy = std::clock() - begin;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_LT(busy, CLOCKS_PER_SEC / 20);
+  EXPECT_TRUE(lab.WaitForAccepted("it", 1, kLimit));
 }
 
 auto CountDescriptors() {
@@ -130,8 +153,8 @@ auto CountDescriptors() {
   return std::distance(begin(all), end(all));
 }
 
-// An end that waits for one of them outlasts the test's limit.
-TEST(LabTest, EndsWhateverItsConnectionsDo) {
+// A destructor that waited for one of them would outlast the test's limit.
+TEST(LabTest, DestructorReturnsWhateverConnectionsDo) {
   constexpr int kHourMs = 3600000;
   const auto before = CountDescriptors();
   {
@@ -150,8 +173,7 @@ TEST(LabTest, EndsWhateverItsConnectionsDo) {
     clients.push_back(std::make_unique<RawClient>(lab));
     clients.back()->Send("GET /half");
     clients.push_back(std::make_unique<RawClient>(lab, "tls"));
-    EXPECT_EQ(Fetch(lab.Url("it", "/late"), 200).code, CURLE_OPERATION_TIMEDOUT);
-    ASSERT_TRUE(lab.WaitForRequests(6, kLimit));
+    ASSERT_TRUE(lab.WaitForRequests(5, kLimit));
     ASSERT_TRUE(lab.WaitForAccepted("tls", 1, kLimit));
   }
   EXPECT_EQ(CountDescriptors(), before);

@@ -22,7 +22,7 @@ std::string Get(const Lab& lab, const std::string& target) {
   return client.ReadAll();
 }
 
-TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
+TEST(LabTest, RecordsExactBytesOfEachRequest) {
   std::string observed;
   const Lab lab({HttpServer("it").On("/x", Answer("ok"))},
                 [&](const Request& request) { observed += request.path; });
@@ -34,7 +34,7 @@ TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
   client.Send(head.substr(9) + "a");
   client.Send(std::string("\0\r\nb", 4));
   EXPECT_THAT(client.ReadTo("ok"), HasSubstr("Connection: keep-alive\r\n"));
-  // Two more on the same connection, sent together; the last one ends it.
+  // Two more on the same connection, sent together. The last one ends it.
   client.Send(
       "GET /x HTTP/1.1\r\n\r\nPUT /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n"
       "Connection: close\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\n\r\n");
@@ -56,25 +56,23 @@ TEST(LabTest, RecordsTheExactBytesOfEachRequest) {
   EXPECT_EQ(lab.Accepted("it"), 1);
 }
 
-TEST(LabTest, RefusesWhatIsNoRequest) {
+TEST(LabTest, MalformedRequestGets400AndIsRecorded) {
   const Lab lab({HttpServer("it").On("/x", Answer("ok"))});
-  for (const std::string bytes :
-       {"GET /x HTTP/1.1\r\nName : value\r\n\r\n", "GET /x HTTP/1.1\r\nno colon\r\n\r\n",
-        "GET /x HTTP/1.1\r\n: empty\r\n\r\n", "GET /x HTTP/3.7\r\n\r\n",
-        "\x16\x03\x01 hello\r\n\r\n", "GET  HTTP/1.1\r\nA: b\r\n\r\n"}) {
+  for (const std::string bytes : {"GET /x HTTP/1.1\r\nno colon\r\n\r\n", "GET /x HTTP/3.7\r\n\r\n",
+                                  "\x16\x03\x01 hello\r\n\r\n"}) {
     RawClient client(lab);
     client.Send(bytes);
     EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 400 Bad Request\r\n")) << bytes;
     EXPECT_TRUE(lab.Requests().back().malformed);
     EXPECT_EQ(lab.Requests().back().raw_head, bytes);
   }
-  RawClient(lab).Send("GET /half");  // an end in mid-head is on record too
-  EXPECT_TRUE(lab.WaitForRequests(7, kLimit));
+  RawClient(lab).Send("GET /half");  // an end in mid-head is recorded too
+  EXPECT_TRUE(lab.WaitForRequests(4, kLimit));
   EXPECT_TRUE(lab.Requests().back().malformed);
   EXPECT_EQ(lab.Requests().back().raw_head, "GET /half");
 }
 
-TEST(LabTest, AnswersTheseBytes) {
+TEST(LabTest, EachBehaviourSendsItsBytes) {
   const std::string ok = "HTTP/1.1 200 OK\r\n";
   const std::string keep = "Connection: keep-alive\r\n\r\n";
   const std::string close = "Connection: close\r\n\r\n";
@@ -114,12 +112,10 @@ TEST(LabTest, AnswersTheseBytes) {
   }
 }
 
-TEST(LabTest, BehavioursTakeTurnsAndCanBeReplaced) {
-  Lab lab(
-      {HttpServer("it").On("/x", {Answer(503), Answer("at ${b}"), Answer("$${url:b} ${url:b}")}),
-       HttpsServer("b")});
+TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
+  Lab lab({HttpServer("it").On("/x", {Answer(503), Answer("$${url:b} ${url:b}")}),
+           HttpsServer("b").At("::1")});
   EXPECT_THAT(Get(lab, "/x?any=query"), StartsWith("HTTP/1.1 503 Service Unavailable\r\n"));
-  EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\nat " + lab.HostPort("b") + "<closed>"));
   for (int i = 0; i < 2; ++i) {
     EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\n${url:b} https://" + lab.HostPort("b") + "<closed>"));
   }
@@ -128,20 +124,13 @@ TEST(LabTest, BehavioursTakeTurnsAndCanBeReplaced) {
   lab.SetBehaviours("it", "/other", {Answer(201)});
   EXPECT_THAT(Get(lab, "/x"), EndsWith("new<closed>"));
   EXPECT_THAT(Get(lab, "/other"), StartsWith("HTTP/1.1 201 Scripted\r\n"));
-  EXPECT_EQ(lab.RequestsOf("it").size(), 7u);
-  EXPECT_TRUE(lab.RequestsOf("b").empty());
+  EXPECT_EQ(lab.RequestsOf("it").size(), 6u);
   EXPECT_THROW(lab.SetBehaviours("it", "/x", {Answer("${c}")}), ScenarioError);
   EXPECT_THROW(lab.SetBehaviours("c", "/x", {Answer("")}), std::invalid_argument);
-  lab.ForgetRequests();
-  EXPECT_FALSE(lab.WaitForRequests(1, Lab::Limit(1)));
 }
 
-TEST(LabTest, KeepsItsPortsApart) {
-  const Lab one({HttpServer("a"), HttpServer("b").Listens(Listening::kRefuse)});
-  const Lab two({HttpServer("a"), HttpServer("b").At("::1")});
-  EXPECT_NE(one.Port("a"), two.Port("a"));
-  EXPECT_EQ(two.Url("b", "/p"), "http://[::1]:" + std::to_string(two.Port("b")) + "/p");
-  EXPECT_THROW(one.Port("c"), std::invalid_argument);
+TEST(LabTest, TakenPortIsRefusedByKey) {
+  const Lab one({HttpServer("a").Listens(Listening::kRefuse)});
   try {
     const Lab taken({HttpServer("c").OnPort(one.Port("a"))});
     FAIL();

@@ -28,66 +28,37 @@ std::string WithBehaviour(const std::string& keys) {
   return WithServer(R"("routes":[{"path":"/x","behaviours":[{},{)" + keys + "}]}]");
 }
 
-TEST(ScenarioTest, ABadOneNamesTheKeyInOneSentence) {
+// One row for each kind of refusal: a document, and the end of the sentence about it.
+TEST(ScenarioTest, BadScenarioIsRefusedByKeyAndReason) {
   const std::string b = "servers[1].routes[0].behaviours[1]";
-  // A text, and the words of its sentence that tell which key is bad and why.
   const std::pair<std::string, std::string> cases[] = {
-      {"{\n  \"servers\": nul\n}", "scenario: is no JSON, from line 2, column 17 on."},
-      {"[]", "scenario: must be an object."},
-      {R"({"servers":1e999})", "scenario: holds a number that is too large."},
-      {R"({"a\nb":1})", "a?b: is no key of a scenario."},
-      {"{}", "servers: is missing."},
-      {R"({"servers":[]})", "servers: must have at least one entry."},
-      {R"({"servers":[{"name":7}]})", "servers[0].name: must be a text."},
-      {R"({"servers":[{"name":"u:v"}]})", "must be a text without \":\" and \"}\"."},
-      {R"({"servers":[{"name":"a"},{"name":"a"}]})", "\"a\" is taken already."},
-      {WithServer(R"("port":1,"port":2)"), "port: stands twice in one object."},
+      {"{\n  \"servers\": nul\n}", "scenario: is not JSON at line 2, column 17."},
       {std::string(200000, '['), "scenario: is nested too deeply."},
-      {WithServer(R"("address":"192.0.2.1")"), "servers[1].address: must be in 127.0.0.0/8 or ::1"},
-      {WithServer(R"("address":"localhost")"), "servers[1].address: must be in 127.0.0.0/8 or ::1"},
-      {WithServer(R"("port":65536)"), "port: must be a number from 0 to 65535, not 65536."},
+      {R"({"a\nb":1})", "a?b: is not a key of a scenario."},
+      {R"({"servers":[]})", "servers: must have at least one entry."},
+      {R"({"servers":[{"name":7}]})", "servers[0].name: must be a string."},
+      {R"({"servers":[{"name":"a"},{"name":"a"}]})", "\"a\" is already taken."},
+      {WithServer(R"("port":1,"port":2)"), "port: appears twice in one object."},
       {WithServer(R"("port":18446744073709551615)"), "port: must be a whole number below 2^31."},
-      {WithServer(R"("port":1.5)"), "port: must be a whole number below 2^31."},
-      {WithServer(R"("port_of":"a","port":1)"), "port_of: must not stand beside \"port\"."},
-      {WithServer(R"("port_of":"b")"), "must name an earlier server with a port of its own"},
-      {WithServer(R"("port_of":"a")"), "\"127.0.0.1\" is taken already at the port of \"a\"."},
-      {WithServer(R"("certificate":"expired")"), "certificate: needs the scheme \"https\"."},
-      {WithServer(R"("listening":"no_handshake")"), "\"no_handshake\" needs the scheme"},
-      {WithServer(R"("routes":[{"path":"x","behaviours":[{}]}])"), "must begin with \"/\""},
-      {WithServer(R"("routes":[{"path":"/x","behaviours":[]}])"), "must have at least one entry."},
-      {WithServer(R"("routes":[{"path":"/x","behaviours":[{}]},{"path":"/x","behaviours":[{}]}])"),
-       "servers[1].routes[1].path: \"/x\" stands there already."},
-      {WithBehaviour(R"("do":"dance")"), b + ".do: must be one of \"answer\", \"silent\", "},
+      {WithServer(R"("address":"192.0.2.1")"), "since the lab's traffic stays on loopback."},
+      {WithServer(R"("port_of":"b")"), "an earlier server with its own port, unlike \"b\"."},
+      {WithServer(R"("port_of":"a")"), "\"127.0.0.1\" is already taken at the port of \"a\"."},
       {WithBehaviour(R"("status":99)"), b + ".status: must be a number from 100 to 999, not 99."},
-      {WithBehaviour(R"("delay_ms":-1)"), "must be a number from 0 to 2147483647, not -1."},
-      {WithBehaviour(R"("pieces":0)"), "pieces: must be a number from 1 to 100000, not 0."},
-      {WithBehaviour(R"("keep_alive":1)"), "keep_alive: must be true or false."},
-      {WithBehaviour(R"("body":"","json":{})"), "json: must not stand beside \"body\"."},
+      {WithBehaviour(R"("do":"silent","status":200)"), "is not a key of the behaviour \"silent\"."},
+      {WithBehaviour(R"("body":"","json":{})"), "json: must not be given with \"body\"."},
       {WithBehaviour(R"("status":204,"body":"x")"), "body: must be empty with the status 204."},
-      {WithBehaviour(R"("missing_bytes":1,"framing":"close")"), "needs an announced length"},
-      {WithBehaviour(R"("headers":{"A B":"x"})"), "\"A B\" is no name of a header field."},
       {WithBehaviour(R"("headers":{"A":["x","y\r\nz"]})"), "headers.A: must be one line."},
-      {WithBehaviour(R"("body":"${c}")"), "body: names the server \"c\", which isn't there."},
-      {WithBehaviour(R"("json":["${url:a"])"), "json: has a \"${\" without its \"}\"."},
-      {WithBehaviour(R"("body":"${path:a}")"), "has the placeholder \"${path:...}\", which must"},
-      {WithBehaviour(R"("service_table":{},"hosts":{})"), "beside \"service_table\"."},
-      {WithBehaviour(R"("service_table":{"ipv4":["c"]})"), "service_table: names the server \"c\""},
-      {WithBehaviour(R"("service_table":{"ipv6":[{"port":1}]})"), "ipv6[0].host: is missing."},
-      {WithBehaviour(R"("hosts":{"h":{"ipv4":[]}})"), "hosts.h.ipv4: is no key of a host."},
-      {WithBehaviour(R"("hosts":{"h":{"ip":["","${ip:c}"]}})"), "ip[1]: names the server \"c\""},
-      {WithBehaviour(R"("code":200)"), "code: needs \"hosts\"."},
-      {WithBehaviour(R"("do":"silent","status":200)"), "is no key of the behaviour \"silent\"."},
-      {WithBehaviour(R"("do":"redirect_loop","status":200)"), "a number from 300 to 399"},
-      {WithBehaviour(R"("do":"endless","framing":"length")"), "must be \"chunked\" or \"close\""},
+      {WithBehaviour(R"("hosts":{"h":{"ip":["","${ip:c}"]}})"),
+       "ip[1]: names the server \"c\", which doesn't exist."},
   };
-  for (const auto& [text, why] : cases) {
-    EXPECT_THAT(WhyNot(text), testing::HasSubstr(why)) << text;
+  for (const auto& [text, end] : cases) {
+    EXPECT_THAT(WhyNot(text), testing::EndsWith(end)) << text;
   }
   EXPECT_THROW(Scenario::ParseFile("/nowhere/scenario.json"), ScenarioError);
   EXPECT_THROW(Scenario::ParseFile("/"), ScenarioError);
 }
 
-// All but the book of hosts, which is asked instead.
+// All fields except the book of hosts, whose answer is compared instead.
 auto Fields(const Behaviour& b) {
   return std::tie(b.kind, b.status, b.reason, b.headers, b.body, b.framing, b.keep_alive,
                   b.delay_ms, b.head_drip_ms, b.body_pieces, b.body_over_ms, b.missing_bytes,
@@ -150,7 +121,7 @@ TEST(ScenarioTest, EachKeyReachesItsField) {
   }
 }
 
-TEST(ScenarioTest, TheExamplesOfThePagesAreGood) {
+TEST(ScenarioTest, ExamplesOfTheDocsParse) {
   size_t count = 0;
   for (const char* name : {"/lab-scenario.md", "/client-guide.md"}) {
     std::ifstream page(STURDY_DOCS + std::string(name));
