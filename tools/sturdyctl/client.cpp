@@ -10,7 +10,7 @@ namespace sturdyctl {
 
 namespace {
 
-// The service's callback carries no user value, so the one client of the process stands here.
+// The service's callback has no user value, so the process has one target.
 std::mutex update_mutex;
 Client::UpdateCallback& UpdateTarget() {
   static auto* target = new Client::UpdateCallback;
@@ -75,7 +75,7 @@ LinkAnswer Client::NextLink(net::AddressFamily family) {
   char host[zo_sturdy::kLinkHostBufferSize] = {};
   log().SkipToEnd();
   if (!service_->GetLinkAddress(host, &answer.port, &answer.family)) {
-    throw std::runtime_error("the service gave no link address");
+    throw std::runtime_error("the service returned no link address");
   }
   answer.host = host;
   for (const log_reader::LogMessage& message : log().ReadNewMessages()) {

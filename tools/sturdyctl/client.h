@@ -12,8 +12,8 @@
 
 namespace sturdyctl {
 
-// One answer of GetLinkAddress. `from_default` is read from the line that the call left in the
-// log, since the call itself doesn't tell.
+// One answer of GetLinkAddress. `from_default` comes from the line that the call left in the log,
+// since the call doesn't return it.
 struct LinkAnswer {
   std::string host;
   uint16_t port = 0;
@@ -25,13 +25,13 @@ struct LinkAnswer {
 
 const char* FamilyName(net::AddressFamily family);
 
-// The "link" list of an LBS document, empty if the text is none.
+// Returns the "link" list of an LBS document, empty if the text isn't one.
 std::vector<std::string> LinkList(const std::string& document);
 
-// A running environment with its LBS service, from construction to destruction.
-// Threads: one; the update callback comes on the service's thread.
+// A running environment with its LBS service.
+// Threads: one. The update callback runs on the service's thread.
 // Owner:   the command. At most one at a time.
-// Errors:  as those of Environment.
+// Errors:  those of Environment.
 class Client {
  public:
   using UpdateCallback = std::function<void(int code, const std::string& document)>;
@@ -46,8 +46,8 @@ class Client {
   log_reader::LogReader& log() { return environment_->log(); }
 
   LinkAnswer NextLink(net::AddressFamily family);
-  // The active document; with `settled` only once no fetch is under way. The update callback comes
-  // a moment before a fetch is over, and an update asked for in that moment is dropped.
+  // Returns the active document. With `settled`, first blocks until no fetch is running: the update
+  // callback runs just before a fetch ends, and an update requested in between is dropped.
   std::string Document(bool settled = false);
 
  private:

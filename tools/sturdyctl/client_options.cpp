@@ -12,8 +12,8 @@ namespace {
 template <size_t kSize>
 void Fill(char (&field)[kSize], const std::string& text, const std::string& option) {
   if (text.size() >= kSize) {
-    throw UsageError(option + " takes at most " + std::to_string(kSize - 1) + " bytes, and " +
-                     std::to_string(text.size()) + " were given.");
+    throw UsageError(option + " takes at most " + std::to_string(kSize - 1) + " bytes, not " +
+                     std::to_string(text.size()) + ".");
   }
   std::memcpy(field, text.data(), text.size());
 }
@@ -23,8 +23,8 @@ void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts,
               const std::string& option) {
   for (size_t i = first; i < texts.size(); ++i) {
     if (i - first >= kRows) {
-      throw UsageError(option + " can be given " + std::to_string(kRows + first) +
-                       " times at most.");
+      throw UsageError(option + " can be given at most " + std::to_string(kRows + first) +
+                       " times.");
     }
     Fill(rows[i - first], texts[i], option);
   }
@@ -34,23 +34,23 @@ void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts,
 
 void ClientOptions::AddTo(CLI::App& command) {
   AddEnvironmentTo(command);
-  command.add_option("--lbs", lbs_urls, "URL of an LBS server, up to 6, in the order of trial")
+  command.add_option("--lbs", lbs_urls, "URL of an LBS server, tried in this order; up to 6 times")
       ->allow_extra_args(false);
   command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
   command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
-  command.add_option("--default-link", default_links, "host:port of a default link, up to 5")
+  command
+      .add_option("--default-link", default_links, "host:port of a further default; up to 5 times")
       ->allow_extra_args(false);
 }
 
 void ClientOptions::AddEnvironmentTo(CLI::App& command) {
-  command.add_option("--token", token, "The application's key; without one a start doesn't fetch");
-  command.add_option("--business", business, "Business name (\"im_g1\" if not given)");
-  command.add_option("--sdk-version", sdk_version, "Version text of the client");
+  command.add_option("--token", token, "The application's key; without it nothing is fetched");
+  command.add_option("--business", business, "Business name (default: im_g1)");
+  command.add_option("--sdk-version", sdk_version, "Version of the client");
   command
-      .add_option("--data", data_folder,
-                  "Folder of cache and log (a new one under /tmp if not given)")
+      .add_option("--data", data_folder, "Folder for caches and log (default: a new one in /tmp)")
       ->type_name("DIR");
-  command.add_option("--family", family, "Address family wanted: any, v4 or v6")
+  command.add_option("--family", family, "Address family: any, v4 or v6")
       ->check(CLI::IsMember({"any", "v4", "v6"}));
 }
 

@@ -11,8 +11,8 @@ class App;
 
 namespace sturdyctl {
 
-// The settings of a client, as the options of its commands give them. A plain value.
-// Errors: a text that doesn't fit into its field throws UsageError; nothing is cut.
+// The options of a client's commands. A plain value.
+// Errors: a text that is too long for its field throws UsageError; it is never cut.
 struct ClientOptions {
   std::string business;
   std::string token;
@@ -24,8 +24,8 @@ struct ClientOptions {
   std::vector<std::string> default_links;
   std::string family = "any";
 
-  void AddTo(CLI::App& command);             // all
-  void AddEnvironmentTo(CLI::App& command);  // those that need no LBS service
+  void AddTo(CLI::App& command);             // adds all options
+  void AddEnvironmentTo(CLI::App& command);  // adds those that don't concern the LBS service
 
   net::AddressFamily Family() const;
   zo_sturdy::_ZOSturdyEnvironmentSettings EnvironmentRecord(const std::string& data_path) const;

@@ -8,13 +8,13 @@
 namespace sturdyctl {
 
 int RunDemo() {
-  std::puts("A client looks for its link server while its LBS servers fail.\n");
+  std::puts("A client asks where to connect while its servers fail.\n");
   Story story;
-  if (!TellFailOver(story) || !TellHttpDns(story)) {
-    std::puts("\nThe story did not come out as told.");
+  if (!PlayFailOver(story) || !PlayHttpDns(story)) {
+    std::puts("\nA step failed.");
     return kExitFailed;
   }
-  std::puts("\nEvery step came out as told.");
+  std::puts("\nAll steps passed.");
   return kExitOk;
 }
 

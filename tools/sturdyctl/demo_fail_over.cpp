@@ -1,7 +1,9 @@
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
@@ -13,10 +15,10 @@ namespace sturdyctl {
 namespace {
 
 constexpr char kDefaultLink[] = "localhost:7000";
-// How long a silent URL is waited for before the next one is asked.
+// How long a URL may stay silent before the client tries the next one.
 constexpr double kSilenceMs = 2000;
 
-// Addresses reserved for documentation: the demo asks for them and never connects to them.
+// Addresses reserved for documentation. The demo never connects to them.
 const List kFirstList = {"192.0.2.1:8001", "192.0.2.2:8002", "192.0.2.3:8003"};
 const List kSecondList = {"198.51.100.1:9001", "198.51.100.2:9002"};
 
@@ -28,22 +30,22 @@ std::string Document(const List& links) {
       .Text();
 }
 
-// The servers of the scene, the client, and one method a step.
+// The servers, the client, and one method for each step.
 class FailOverScene {
  public:
   FailOverScene()
       : lab_({lab::HttpServer("dead").Listens(lab::Listening::kRefuse),
-              lab::HttpsServer("mute").Listens(lab::Listening::kNoHandshake),
+              lab::HttpsServer("silent").Listens(lab::Listening::kNoHandshake),
               lab::HttpServer("good").On(kLbsPath, lab::Answer(Document(kFirstList)))}) {
     stage_.options().token = "first-key";
     stage_.options().default_v4 = kDefaultLink;
-    for (const char* server : {"dead", "mute", "good"}) {
+    for (const char* server : {"dead", "silent", "good"}) {
       stage_.options().lbs_urls.push_back(lab_.Url(server, kLbsPath));
     }
-    stage_.LeaveServerCache(lab_.Port("dead"));
+    stage_.WriteServerCache(lab_.Port("dead"));
   }
 
-  bool Tell(Story& story) {
+  bool Play(Story& story) {
     return story.Step("cold start", [this] { return ColdStart(); }) &&
            story.Step("fail-over", [this] { return FailOver(); }) &&
            story.Step("rotation", [this] { return Rotation(); }) &&
@@ -67,8 +69,10 @@ class FailOverScene {
     started_ = std::chrono::steady_clock::now();
     stage_.StartClient();
     Expect("the first link address", kDefaultLink, Next().HostPort());
-    Expect("a document came before the first answer", stage_.updates().Count() == 0);
-    return std::string(kDefaultLink) + " at once: no cache, no server has answered yet";
+    Expect("no fetch has ended before the first answer", stage_.updates().Count() == 0);
+    return "There is no cache, and no server has answered yet.\n"
+           "The client gets its default link server: " +
+           std::string(kDefaultLink) + ".";
   }
 
   std::string FailOver() {
@@ -77,12 +81,14 @@ class FailOverScene {
         std::chrono::steady_clock::now() - started_;
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the new list", Join(kFirstList), Join(update.links));
-    Expect("the silent URL was asked once", lab_.Accepted("mute") == 1);
-    Expect("the good URL was asked once", lab_.RequestsOf("good").size() == 1);
-    Expect("the good URL waited for the silent one's 2 s", passed.count() >= kSilenceMs);
-    Expect("and not for more", passed.count() < 2 * kSilenceMs);
-    return "URL 0 refused, URL 1 stayed silent for 2 s, URL 2 answered\nlist: " +
-           Join(update.links);
+    Expect("the silent URL is tried once", lab_.Accepted("silent") == 1);
+    Expect("the good URL is tried once", lab_.RequestsOf("good").size() == 1);
+    Expect("the silent URL gets its 2 s", passed.count() >= kSilenceMs);
+    Expect("the silent URL gets no more than that", passed.count() < 2 * kSilenceMs);
+    return "URL 0 refuses the connection.\n"
+           "URL 1 stays silent, so the client tries the next one after 2 s.\n"
+           "URL 2 answers with the list: " +
+           Join(update.links) + ".";
   }
 
   std::string Rotation() {
@@ -91,67 +97,77 @@ class FailOverScene {
     }
     ExpectNext("192.0.2.99:8099", true);
     ExpectNext(kFirstList[0], false);
-    return "all servers of the list, then the document's default, then the first again";
+    return "The client gets the servers of the list in turn.\n"
+           "Then it gets the document's default, and then the first server again.";
   }
 
   std::string Hold() {
-    // Not the one whose turn it is.
+    // Hold a server whose turn it isn't.
     stage_.client().service().HoldLinkAddress("192.0.2.3", 8003);
     ExpectNext(kFirstList[2], false);
-    return "the one that worked comes first next time: " + kFirstList[2];
+    return "The client holds the server that worked: " + kFirstList[2] +
+           ".\nIt is the next address.";
   }
 
   std::string FallBack() {
     const size_t requests = lab_.RequestsOf("good").size();
-    ExpectNext("192.0.2.99:8099", true);  // the second default, after that of the rotation
-    Expect("two defaults caused no fetch", lab_.RequestsOf("good").size() == requests);
+    // The rotation got the first default. The second causes no fetch.
+    ExpectNext("192.0.2.99:8099", true);
+    Expect("two defaults cause no fetch", lab_.RequestsOf("good").size() == requests);
+    // The third one does.
     for (const std::string& link : kFirstList) {
       ExpectNext(link, false);
     }
     ExpectNext("192.0.2.99:8099", true);
     const Updates::Update update = stage_.WaitForUpdate(2);
     Expect("the code of the update", "200", std::to_string(update.code));
-    Expect("the third default caused one request", lab_.RequestsOf("good").size() == requests + 1);
-    return "the third default handed out caused a fetch, answered by the document's own URL";
+    Expect("the third default causes one request", lab_.RequestsOf("good").size() == requests + 1);
+    return "Two defaults cause no fetch.\nThe third causes one, from the URL in the document.";
   }
 
   std::string TokenChange() {
+    // Hold the answer of a fetch, and change the token meanwhile.
     lab_.SetBehaviours(
         "good", kLbsPath,
         {lab::Answer(Document(kFirstList)).HeldAt("late"), lab::Answer(Document(kSecondList))});
     stage_.client().service().Update(net::kIPFamilyAny);
-    Expect("the fetch is under way", lab_.WaitForHeld("late", 1, kPatience));
+    Expect("a fetch is running", lab_.WaitForHeld("late", 1, kStepLimit));
     stage_.client().object().SetBusinessToken("second-key");
+    // The new token is fetched with at once.
     const Updates::Update update = stage_.WaitForUpdate(3);
     Expect("the new list", Join(kSecondList), Join(update.links));
     const std::string query = lab_.RequestsOf("good").back().query;
-    Expect("the key of the new request", "k=second-key", query.substr(0, query.find('&')));
+    Expect("the token of the new request", "k=second-key", query.substr(0, query.find('&')));
+    // The held answer comes late and is ignored.
     stage_.client().log().SkipToEnd();
     lab_.Release("late");
     stage_.WaitForLog("business token :second-key request business token:first-key");
-    Expect("the old answer caused no update", stage_.updates().Count() == 3);
+    Expect("the old answer causes no update", stage_.updates().Count() == 3);
     ExpectNext(kSecondList[0], false);
-    return "the new key was fetched with at once, the old key's late answer was ignored\nlist: " +
-           Join(update.links);
+    return "The client changes its token during a fetch.\n"
+           "It fetches again at once: " +
+           Join(update.links) + ".\nThe late answer to the old token is ignored.";
   }
 
   std::string ServersGone() {
     lab_.StopListeningAll();
     stage_.ExitClient();
-    std::string arguments = "link --token second-key --default-v4 " + std::string(kDefaultLink);
+    std::vector<std::string> arguments = {"link", "--token", "second-key", "--default-v4",
+                                          kDefaultLink};
     for (const std::string& url : stage_.options().lbs_urls) {
-      arguments += " --lbs " + url;
+      arguments.insert(arguments.end(), {"--lbs", url});
     }
     const nlohmann::json output = stage_.RunAnother(arguments);
     const auto& link = output.at("links").at(0);
     Expect("the new process's address", kSecondList[0],
            link.at("host").get<std::string>() + ":" + std::to_string(link.at("port").get<int>()));
     Expect("its source", "list", link.at("source").get<std::string>());
-    char told[128];
-    std::snprintf(told, sizeof(told),
-                  "a new process answers %s from the cache, %.1f ms after its start",
+    std::array<char, 128> text = {};
+    std::snprintf(text.data(), text.size(),
+                  "All servers are gone, and a new process starts.\n"
+                  "It gets %s from the cache after %.1f ms.",
                   kSecondList[0].c_str(), link.at("after_ms").get<double>());
-    return told;
+    return text.data();
   }
 
   lab::Lab lab_;
@@ -161,9 +177,9 @@ class FailOverScene {
 
 }  // namespace
 
-bool TellFailOver(Story& story) {
+bool PlayFailOver(Story& story) {
   FailOverScene scene;
-  return scene.Tell(story);
+  return scene.Play(story);
 }
 
 }  // namespace sturdyctl

@@ -13,16 +13,16 @@ namespace sturdyctl {
 
 namespace {
 
-constexpr char kName[] = "localhost";  // the only name that no machine asks the network for
-constexpr char kSick[] = "127.0.0.3";
+constexpr char kName[] = "localhost";  // the only name that needs no network
+constexpr char kFailing[] = "127.0.0.3";
 constexpr char kGood[] = "127.0.0.2";
 
-// Addresses reserved for documentation: the demo asks for them and never connects to them.
+// Addresses reserved for documentation. The demo never connects to them.
 const List kListByHttp = {"203.0.113.1:8001"};
 const List kListByHttps = {"203.0.113.2:8002", "203.0.113.3:8003"};
 
-// Names the LBS servers by the name under which they are dead, and has each failure reported that
-// comes after it.
+// A document whose LBS servers have the name at which they are dead. It asks for a report of each
+// failure after it.
 std::string Document(const List& links) {
   lab::LbsReport report;
   report.host = "${url:reports}";
@@ -44,39 +44,39 @@ lab::Scenario Servers() {
   using lab::HttpServer;
   using lab::HttpsServer;
   using lab::Listening;
-  const lab::Behaviour sick = Answer(503);
+  const lab::Behaviour failing = Answer(503);
   return {HttpServer("dead").Listens(Listening::kRefuse),
           HttpsServer("dead_tls").Listens(Listening::kRefuse),
-          HttpServer("sick").At(kSick).OnPortOf("dead").On(kLbsPath, sick),
-          HttpsServer("sick_tls").At(kSick).OnPortOf("dead_tls").On(kLbsPath, sick),
-          HttpServer("good").At(kGood).OnPortOf("dead").On(kLbsPath,
-                                                           {Answer(Document(kListByHttp)), sick}),
+          HttpServer("failing").At(kFailing).OnPortOf("dead").On(kLbsPath, failing),
+          HttpsServer("failing_tls").At(kFailing).OnPortOf("dead_tls").On(kLbsPath, failing),
+          HttpServer("good").At(kGood).OnPortOf("dead").On(
+              kLbsPath, {Answer(Document(kListByHttp)), failing}),
           HttpsServer("good_tls")
               .At(kGood)
               .OnPortOf("dead_tls")
               .On(kLbsPath, Answer(Document(kListByHttps))),
           HttpServer("dns").On(lab::kHostQueryPath,
-                               Answer(lab::HostBook{{{kName, {{{kSick, kGood}}, {}, 3600}}}})),
+                               Answer(lab::HostBook{{{kName, {{{kFailing, kGood}}, {}, 3600}}}})),
           HttpServer("reports").On(lab::kReportPath, Answer(200))};
 }
 
-// Servers that are dead by name and good by another address, and one method a step.
+// Servers that are dead by name and good at another address, and one method for each step.
 class HttpDnsScene {
  public:
   HttpDnsScene() : lab_(Servers()) {
     ClientOptions& options = stage_.options();
     options.token = "dns-key";
-    options.family = "v4";  // the name may stand for an IPv6 address too, where nothing listens
+    options.family = "v4";  // the name may also have an IPv6 address, where nothing listens
     options.lbs_urls = {NamedUrl("dead"), NamedUrl("dead_tls")};
     options.default_v4 = "localhost:7000";
-    stage_.LeaveServerCache(lab_.Port("dns"));
+    stage_.WriteServerCache(lab_.Port("dns"));
   }
 
-  bool Tell(Story& story) {
+  bool Play(Story& story) {
     return story.Step("HTTP DNS", [this] { return SecondPass(); }) &&
            story.Step("over https", [this] { return OverHttps(); }) &&
            story.Step("report", [this] { return Report(); }) &&
-           story.Step("names on disk", [this] { return NamesOnDisk(); });
+           story.Step("cached names", [this] { return NamesOnDisk(); });
   }
 
  private:
@@ -85,9 +85,9 @@ class HttpDnsScene {
   }
   std::string Port(const std::string& server) const { return std::to_string(lab_.Port(server)); }
 
-  // What LBS servers have been asked since the last call, as "server" in the order of arrival.
-  // Each must have been asked for what the dead URLs stand for.
-  List Asked() {
+  // Returns the LBS servers that got a request since the last call, in order of arrival. Each must
+  // have got the Host header and the query of the dead URLs.
+  List ServersAsked() {
     List servers;
     const std::vector<lab::Request> all = lab_.RequestsFor(kLbsPath);
     for (; seen_ < all.size(); ++seen_) {
@@ -108,12 +108,14 @@ class HttpDnsScene {
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the new list", Join(kListByHttp), Join(update.links));
     const std::vector<lab::Request> queries = lab_.RequestsFor(lab::kHostQueryPath);
-    Expect("HTTP DNS was asked once", queries.size() == 1);
-    Expect("what HTTP DNS was asked", std::string("domain=") + kName, queries[0].query);
-    Expect("the servers asked by address, in order", "sick, sick_tls, good", Join(Asked()));
-    return "both URLs refuse at " + std::string(kName) + "; HTTP DNS knows it as " + kSick +
-           " and " + kGood + "\n" + kSick + " answers 503, " + kGood +
-           " the list: " + Join(update.links);
+    Expect("HTTP DNS is asked once", queries.size() == 1);
+    Expect("the query of HTTP DNS", std::string("domain=") + kName, queries[0].query);
+    Expect("the servers asked by address, in order", "failing, failing_tls, good",
+           Join(ServersAsked()));
+    return std::string(kName) +
+           " refuses both URLs.\nHTTP DNS has two addresses for it: " + kFailing + " and " + kGood +
+           ".\n" + kFailing + " answers 503.\n" + kGood +
+           " answers with the list: " + Join(update.links) + ".";
   }
 
   std::string OverHttps() {
@@ -121,18 +123,17 @@ class HttpDnsScene {
     const Updates::Update update = stage_.WaitForUpdate(2);
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the new list", Join(kListByHttps), Join(update.links));
-    Expect("the servers asked by address, in order", "sick, sick_tls, good, good_tls",
-           Join(Asked()));
-    Expect("HTTP DNS wasn't asked again", lab_.RequestsFor(lab::kHostQueryPath).size() == 1);
-    return std::string(kGood) + " fails over http and answers over https, under the same name\n" +
-           "HTTP DNS wasn't asked again: its answer is good for an hour";
+    Expect("the servers asked by address, in order", "failing, failing_tls, good, good_tls",
+           Join(ServersAsked()));
+    Expect("HTTP DNS isn't asked again", lab_.RequestsFor(lab::kHostQueryPath).size() == 1);
+    return std::string(kGood) + " now fails over http and answers over https.\n" +
+           "HTTP DNS isn't asked again, since its answer is valid for an hour.";
   }
 
-  // The first document has the failures reported that come after it, and those from before it
-  // that still waited.
+  // The first document turns reports on: for the failures after it, and for the earlier ones that
+  // still waited.
   std::string Report() {
-    Expect("a report of the failures came",
-           lab_.WaitForRequestsFor(lab::kReportPath, 1, kPatience));
+    Expect("a failure report arrives", lab_.WaitForRequestsFor(lab::kReportPath, 1, kStepLimit));
     const lab::Request report = lab_.RequestsFor(lab::kReportPath).front();
     Expect("the method of the report", "POST", report.method);
     const std::string* type = report.Header("Content-Type");
@@ -140,11 +141,12 @@ class HttpDnsScene {
     const std::string* sdk = report.Header("sdktype");
     Expect("its sdktype", "im", sdk == nullptr ? "none" : *sdk);
     const auto records = nlohmann::json::parse(report.body, nullptr, false);
-    Expect("it is a list", records.is_array());
+    Expect("the report is a list", records.is_array());
     ExpectRecord(records, "http://" + (kName + (":" + Port("dead"))), 0, "127.0.0.1");
-    ExpectRecord(records, "https://" + (std::string(kSick) + ":" + Port("sick_tls")), 503, kSick);
-    return std::to_string(records.size()) + " failures in one report, each with URL, addresses, " +
-           "code and time";
+    ExpectRecord(records, "https://" + (std::string(kFailing) + ":" + Port("failing_tls")), 503,
+                 kFailing);
+    return "The client reports " + std::to_string(records.size()) + " failures in one request.\n" +
+           "Each has its URL, addresses, code and time.";
   }
 
   static void ExpectRecord(const nlohmann::json& records, const std::string& url, int error_code,
@@ -170,12 +172,12 @@ class HttpDnsScene {
   std::string NamesOnDisk() {
     lab_.StopListeningAll();
     stage_.ExitClient();
-    const nlohmann::json output = stage_.RunAnother("query-host --family v4 " + std::string(kName));
+    const nlohmann::json output = stage_.RunAnother({"query-host", "--family", "v4", kName});
     const nlohmann::json& host = output.at("hosts").at(0);
-    Expect("the addresses that a new process has", nlohmann::json({kSick, kGood}).dump(),
+    Expect("the addresses in the new process", nlohmann::json({kFailing, kGood}).dump(),
            host.at("ipv4").dump());
-    return "HTTP DNS gone: a new process still knows " + std::string(kName) + " as " + kSick +
-           " and " + kGood;
+    return "HTTP DNS is gone, and a new process starts.\nIt still resolves " + std::string(kName) +
+           " to " + kFailing + " and " + kGood + ".";
   }
 
   lab::Lab lab_;
@@ -185,9 +187,9 @@ class HttpDnsScene {
 
 }  // namespace
 
-bool TellHttpDns(Story& story) {
+bool PlayHttpDns(Story& story) {
   HttpDnsScene scene;
-  return scene.Tell(story);
+  return scene.Play(story);
 }
 
 }  // namespace sturdyctl

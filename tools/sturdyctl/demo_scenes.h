@@ -4,11 +4,11 @@
 
 namespace sturdyctl {
 
-// The scenes of the demo. False once a step hasn't come out as told.
+// The scenes of the demo. Each returns false if a step failed.
 
-// LBS servers that refuse, stay silent and answer; rotation, hold, fall-back; the cache.
-[[nodiscard]] bool TellFailOver(Story& story);
-// LBS servers that are dead by name and reached through HTTP DNS; the report of the failures.
-[[nodiscard]] bool TellHttpDns(Story& story);
+// Shows LBS servers that refuse, stay silent or answer; rotation, hold and fall-back; the cache.
+[[nodiscard]] bool PlayFailOver(Story& story);
+// Shows LBS servers that only HTTP DNS can reach, and the failure report.
+[[nodiscard]] bool PlayHttpDns(Story& story);
 
 }  // namespace sturdyctl

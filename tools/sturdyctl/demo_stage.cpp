@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
+#include <utility>
 
+#include "lab/child.h"
 #include "lab/data_folder.h"
 #include "lab/server_cache.h"
 #include "tools/sturdyctl/story.h"
@@ -32,8 +32,8 @@ size_t Updates::Count() {
 
 Updates::Update Updates::WaitFor(size_t number) {
   std::unique_lock<std::mutex> lock(mutex_);
-  Expect("the update callback did not come",
-         added_.wait_for(lock, kPatience, [&] { return updates_.size() >= number; }));
+  Expect("the update callback runs",
+         added_.wait_for(lock, kStepLimit, [&] { return updates_.size() >= number; }));
   return updates_[number - 1];
 }
 
@@ -43,7 +43,7 @@ ClientOptions Stage::MakeOptions(const std::string& folder) {
   return options;
 }
 
-void Stage::LeaveServerCache(int port) const {
+void Stage::WriteServerCache(int port) const {
   lab::ServerCache cache;
   cache.ipv4 = {{"127.0.0.1", port, false}};
   lab::WriteServerCache(lab::DataFolder(folder_.path(), options_.business), cache);
@@ -56,13 +56,12 @@ void Stage::StartClient() {
 
 Updates::Update Stage::WaitForUpdate(size_t number) {
   Updates::Update update = updates_.WaitFor(number);
-  Expect("the document that was announced", Join(update.links),
-         Join(LinkList(client_->Document(true))));
+  Expect("the document of the update", Join(update.links), Join(LinkList(client_->Document(true))));
   return update;
 }
 
 void Stage::WaitForLog(const std::string& text) {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto end = std::chrono::steady_clock::now() + kStepLimit;
   while (std::chrono::steady_clock::now() < end) {
     for (const auto& message : client_->log().ReadNewMessages()) {
       if (message.text.find(text) != std::string::npos) {
@@ -71,24 +70,17 @@ void Stage::WaitForLog(const std::string& text) {
     }
     usleep(1000);
   }
-  throw StepFailed("the log never said: " + text);
+  throw StepFailed("the log never had: " + text);
 }
 
-nlohmann::json Stage::RunAnother(const std::string& arguments) const {
-  const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
-  const std::string command =
-      "'" + program + "' " + arguments + " --json --data '" + folder_.path() + "'";
-  std::string output;
-  FILE* pipe = popen(command.c_str(), "re");
-  Expect("a new process can be started", pipe != nullptr);
-  char block[4096];
-  for (size_t got; (got = fread(block, 1, sizeof(block), pipe)) > 0;) {
-    output.append(block, got);
-  }
-  const int status = pclose(pipe);
+nlohmann::json Stage::RunAnother(std::vector<std::string> arguments) const {
+  arguments.insert(arguments.begin(), "/proc/self/exe");
+  arguments.insert(arguments.end(), {"--json", "--data", folder_.path()});
+  lab::Child child(arguments);
+  const std::string output = child.ReadRest();
   auto json = nlohmann::json::parse(output, nullptr, false);
-  Expect("the new process printed its answer", json.is_object());
-  Expect("the new process ended well; it printed " + json.dump(), status == 0);
+  Expect("the new process prints JSON, not " + output, json.is_object());
+  Expect("the new process succeeds; it printed " + output, child.Wait() == 0);
   return json;
 }
 

@@ -15,17 +15,15 @@
 
 namespace sturdyctl {
 
-// What the scenes of the demo have in common.
-
-// Nothing takes longer than this unless it is broken.
-constexpr std::chrono::milliseconds kPatience(20000);
+// Only a broken step takes longer than this.
+constexpr std::chrono::milliseconds kStepLimit(20000);
 constexpr char kLbsPath[] = "/lbs/conf.jsp";
 
 using List = std::vector<std::string>;
 
 std::string Join(const List& list);
 
-// The update callbacks that have come. Threads: any.
+// Records the update callbacks. Threads: any.
 class Updates {
  public:
   struct Update {
@@ -35,7 +33,7 @@ class Updates {
 
   void Add(int code, const std::string& document);
   size_t Count();
-  // The one of that number, from 1. Throws StepFailed if it doesn't come.
+  // Blocks until the update of this number, from 1, has come. Errors: StepFailed at kStepLimit.
   Update WaitFor(size_t number);
 
  private:
@@ -46,7 +44,7 @@ class Updates {
 
 // The client of a scene, with its folder and its updates.
 // Threads: one.
-// Errors:  StepFailed where something doesn't come.
+// Errors:  a wait throws StepFailed at kStepLimit.
 class Stage {
  public:
   ClientOptions& options() { return options_; }
@@ -54,16 +52,17 @@ class Stage {
   Client& client() { return *client_; }
   Updates& updates() { return updates_; }
 
-  // Leaves the addresses of the HTTP DNS service where a client's earlier run would have left
-  // them, so that the service needn't be found at the built-in ones.
-  void LeaveServerCache(int port) const;
+  // Writes the endpoint of HTTP DNS into the client's cache, so that it doesn't try the built-in
+  // ones.
+  void WriteServerCache(int port) const;
   void StartClient();
   void ExitClient() { client_.reset(); }
-  // Also waits until the fetch is over.
+  // Also blocks until the fetch has ended.
   Updates::Update WaitForUpdate(size_t number);
   void WaitForLog(const std::string& text);
-  // Runs this program as another process on the client's folder; gives what it printed as JSON.
-  nlohmann::json RunAnother(const std::string& arguments) const;
+  // Runs this program as another process with the client's folder, and returns the JSON that it
+  // printed.
+  nlohmann::json RunAnother(std::vector<std::string> arguments) const;
 
  private:
   lab::TempFolder folder_;

@@ -8,11 +8,11 @@
 
 namespace sturdyctl {
 
-// A running environment, from construction to destruction. Its files stay, also in a temporary
-// folder: the log is there to be read afterwards.
+// A running environment. Its files stay after the end, in a temporary folder too, so that the log
+// can be read.
 // Threads: one.
-// Owner:   the command. At most one at a time, as there is one environment in a process.
-// Errors:  throws UsageError for settings that don't fit, std::runtime_error if nothing starts.
+// Owner:   the command. At most one exists, since a process has one environment.
+// Errors:  UsageError for settings that are too long, std::runtime_error if the start fails.
 class Environment {
  public:
   explicit Environment(const ClientOptions& options);
@@ -21,7 +21,7 @@ class Environment {
   Environment& operator=(const Environment&) = delete;
 
   zo_sturdy::IZOSturdyObject& object() { return *object_; }
-  // Stands in front of the first line of this environment at first.
+  // Begins at the first line of this environment.
   log_reader::LogReader& log() { return log_; }
 
  private:

@@ -4,14 +4,17 @@
 
 namespace sturdyctl {
 
-// Ctrl-C and SIGTERM, as something to wait for. Made before any other thread begins, so that all
-// of them leave the signals to the one that waits.
-// The first ends the wait; from then on a second one ends the process at once.
+// How often a command polls the log while it waits for Ctrl-C.
+constexpr std::chrono::milliseconds kPollInterval(100);
+
+// Waits for Ctrl-C or SIGTERM. Make it before any other thread, since threads inherit the block of
+// both signals.
+// The first signal ends the wait. A second one ends the process at once.
 class Interrupt {
  public:
   Interrupt();
 
-  // True once a signal has come.
+  // Returns true as soon as a signal has come, false at the limit.
   bool WaitFor(std::chrono::milliseconds limit);
 };
 

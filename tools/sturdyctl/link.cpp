@@ -7,17 +7,19 @@
 
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
-#include "tools/sturdyctl/json_text.h"
+#include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
 
 int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json) {
+  // Start the client, and wait for its first fetch if the user wants that. Without a token there is
+  // none.
   std::promise<void> updated;
-  bool told = false;
+  bool is_updated = false;
   const auto begin = std::chrono::steady_clock::now();
   Client client(options, [&](int, const std::string&) {
-    if (!std::exchange(told, true)) {
+    if (!std::exchange(is_updated, true)) {
       updated.set_value();
     }
   });
@@ -25,6 +27,7 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
     updated.get_future().wait();
   }
 
+  // Ask for the addresses. Text is printed at once, JSON at the end.
   nlohmann::json answers = nlohmann::json::array();
   for (int i = 0; i < count; ++i) {
     const LinkAnswer answer = client.NextLink(options.Family());
@@ -47,8 +50,7 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
         {"links", answers}, {"list", LinkList(client.Document())}, {"log", client.log().path()}};
     std::cout << JsonText(result, 2) << std::endl;
   } else {
-    std::printf("log: %s (sturdyctl log shows it with its newest lines)\n",
-                client.log().path().c_str());
+    PrintLogPath(client.log().path());
   }
   return kExitOk;
 }

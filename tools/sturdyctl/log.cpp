@@ -1,5 +1,3 @@
-#include <array>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -8,6 +6,7 @@
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/interrupt.h"
+#include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
@@ -16,23 +15,17 @@ namespace {
 
 using log_reader::LogMessage;
 
-// How often the log is looked at.
-constexpr std::chrono::milliseconds kLookAgain(100);
 constexpr std::time_t kDaySeconds = 86400;
-// Times of the log have no year, so that older ones can't be told from those to come.
-constexpr std::time_t kOldest = 363 * kDaySeconds;
+// Times of the log have no year, so a line that is older than this looks like one of the future.
+constexpr std::time_t kMaxAge = 363 * kDaySeconds;
 
-// As it stands in the log, "03-14 15:09:26.000".
+// Writes a time as the log does, "03-14 15:09:26.000".
 std::string LogTime(std::time_t time) {
-  std::tm local = {};
-  localtime_r(&time, &local);
-  std::array<char, 32> text = {};
-  std::strftime(text.data(), text.size(), "%m-%d %H:%M:%S.000", &local);
-  return text.data();
+  return LocalTime(time, "%m-%d %H:%M:%S.000");
 }
 
-// The time that the user gave, as the log writes it; empty if all is younger. A time without a date
-// is one of today.
+// Returns the user's time as the log writes it, or "" if every line is younger. A time without a
+// date is of today.
 std::string ParseTime(const std::string& text, std::time_t now) {
   std::smatch part;
   if (std::regex_match(text, part, std::regex("(\\d{1,6})([smhd])"))) {
@@ -42,7 +35,7 @@ std::string ParseTime(const std::string& text, std::time_t now) {
                                 : unit == 'h' ? 3600
                                               : kDaySeconds;
     const std::time_t age = std::stol(part[1]) * seconds;
-    return age < kOldest ? LogTime(now - age) : "";
+    return age < kMaxAge ? LogTime(now - age) : "";
   }
   const std::regex time(
       "(?:((?:0[1-9]|1[0-2])-(?:0[1-9]|[12]\\d|3[01]))[ T])?"
@@ -53,12 +46,13 @@ std::string ParseTime(const std::string& text, std::time_t now) {
     return date + " " + part[2].str() + ":" + seconds + "." + (part[4].str() + "000").substr(0, 3);
   }
   throw UsageError(
-      "--since takes a time as 14:05, 14:05:30.250 or \"03-14 14:05\", or an age as "
-      "90s, 15m, 2h or 1d, and \"" +
-      text + "\" is none.");
+      "--since takes a time such as 14:05, 14:05:30.250 or \"03-14 14:05\", or an age such as "
+      "90s, 15m, 2h or 1d, but not \"" +
+      text + "\".");
 }
 
-// Which messages the user wants to see. They come in the order of the log.
+// Selects the messages that the user wants to see.
+// Threads: one. Messages come in the order of the log.
 class Filter {
  public:
   Filter(const LogOptions& options, std::time_t now)
@@ -72,7 +66,7 @@ class Filter {
     since_ = since.empty() ? "" : WithYear(since);
   }
 
-  // From the first message on that isn't older than asked for, whatever the clock did later.
+  // Once a message is recent enough, all later ones are, even if the clock was set back.
   bool Shows(const LogMessage& message) {
     if (!since_.empty()) {
       if (message.time.empty() || WithYear(message.time) < since_) {
@@ -88,7 +82,7 @@ class Filter {
   }
 
  private:
-  // Lines carry no year: what would be in the future is from the last one.
+  // Lines have no year. One that seems to be of the future is of last year.
   std::string WithYear(const std::string& time) const {
     return (time > tomorrow_ ? "0 " : "1 ") + time;
   }
@@ -109,14 +103,14 @@ std::string FindLog(const std::string& folder) {
   const std::vector<std::string> logs = log_reader::FindLogs(folder);
   if (logs.empty()) {
     throw UsageError("there is no log in " + folder +
-                     " that this user may read; a client's data folder is wanted.");
+                     " that you may read; give a client's data folder.");
   }
   if (logs.size() > 1) {
     std::string names;
     for (const std::string& log : logs) {
       names += " " + log;
     }
-    throw UsageError("there are several logs in " + folder + ", name one:" + names);
+    throw UsageError("there are several logs in " + folder + "; give one of them:" + names);
   }
   return logs.front();
 }
@@ -136,7 +130,7 @@ int RunLog(const LogOptions& options) {
   Filter filter(options, std::time(nullptr));
   log_reader::LogReader log(FindLog(options.folder));
   if (const std::string refused = log_reader::FindRefusedFile(log.path()); !refused.empty()) {
-    throw UsageError("this user may not read " + refused + ".");
+    throw UsageError("you may not read " + refused + ".");
   }
   if (!options.follow) {
     Print(log, filter);
@@ -145,7 +139,7 @@ int RunLog(const LogOptions& options) {
   Interrupt interrupt;
   do {
     Print(log, filter);
-  } while (std::ferror(stdout) == 0 && !interrupt.WaitFor(kLookAgain));
+  } while (std::ferror(stdout) == 0 && !interrupt.WaitFor(kPollInterval));
   return kExitOk;
 }
 

@@ -3,6 +3,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,29 +15,114 @@
 namespace {
 
 constexpr char kExitCodes[] =
-    "Exit codes: 0 done, 1 failed, 2 the command line or a file of it can't be used.";
+    "Exit codes: 0 done, 1 failed, 2 the command line or a file that it names is invalid.";
 
-constexpr char kLinkFields[] =
-    "JSON: {\"links\": [{\"host\", \"port\", \"family\": any|v4|v6, \"source\": list|default,\n"
-    "       \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n";
+// The command that the command line chooses. Returns the exit code.
+using Command = std::function<int()>;
 
-constexpr char kWatchFields[] =
-    "JSON, one object a line, by its \"event\":\n"
-    "  \"update\" after each fetch: \"code\" 200 or 0\n"
-    "  \"list\" when the list has changed: \"links\" [\"host:port\"]\n"
-    "  \"report_sent\" when failures are reported: \"records\", the report as it goes out\n"
-    "  \"report_done\" when that has ended: \"success\" true or false\n"
-    "  \"service_update_begun\" when the HTTP DNS service is asked for its own addresses\n"
-    "  \"service_update_done\" when that has ended: \"success\" true or false\n"
-    "  \"exiting\" at Ctrl-C, \"exited\" when the environment has been exited\n";
+// Each of these adds one command, which sets `chosen` once its arguments have been parsed.
 
-constexpr char kQueryFields[] =
-    "JSON: {\"hosts\": [{\"host\", \"code\": 200, or 1 if not resolved or an address already,\n"
-    "       \"ipv4\": [address], \"ipv6\": [\"[address]\"]}], \"log\": path}\n";
+void AddLink(CLI::App& app, Command& chosen) {
+  struct Arguments {
+    sturdyctl::ClientOptions options;
+    int count = 1;
+    bool wait = false;
+    bool json = false;
+  };
+  const auto given = std::make_shared<Arguments>();
+  CLI::App* link = app.add_subcommand("link", "Print link addresses");
+  link->add_option("--count", given->count, "Number of addresses")->check(CLI::Range(1, 100000));
+  link->add_flag("--wait", given->wait,
+                 "Wait for the end of the first fetch (forever if no URL is of --family)");
+  link->add_flag("--json", given->json, "Print one JSON object");
+  given->options.AddTo(*link);
+  link->footer(
+      "JSON: {\"links\": [{\"host\", \"port\", \"family\": any|v4|v6, \"source\": list|default,\n"
+      "       \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n" +
+      std::string(kExitCodes));
+  link->callback([given, &chosen] {
+    chosen = [given] {
+      return sturdyctl::RunLink(given->options, given->count, given->wait, given->json);
+    };
+  });
+}
 
-constexpr char kQueryExitCodes[] =
-    "Exit codes: 0 each name has an address, 1 one of them hasn't or nothing could be asked,\n"
-    "            2 the command line can't be used.";
+void AddQueryHost(CLI::App& app, Command& chosen) {
+  struct Arguments {
+    sturdyctl::ClientOptions options;
+    std::vector<std::string> names;
+    bool json = false;
+  };
+  const auto given = std::make_shared<Arguments>();
+  CLI::App* query = app.add_subcommand("query-host", "Resolve host names through HTTP DNS");
+  query->add_option("NAME", given->names, "Host name")->required();
+  query->add_flag("--json", given->json, "Print one JSON object");
+  given->options.AddEnvironmentTo(*query);
+  query->footer(
+      "JSON: {\"hosts\": [{\"host\", \"code\": 200, or 1 if it isn't resolved or is an address,\n"
+      "       \"ipv4\": [address], \"ipv6\": [\"[address]\"]}], \"log\": path}\n"
+      "Exit codes: 0 every name has an address, 1 some name has none or the query failed,\n"
+      "            2 the command line is invalid.");
+  query->callback([given, &chosen] {
+    chosen = [given] { return sturdyctl::RunQueryHost(given->options, given->names, given->json); };
+  });
+}
+
+void AddWatch(CLI::App& app, Command& chosen) {
+  struct Arguments {
+    sturdyctl::ClientOptions options;
+    bool json = false;
+  };
+  const auto given = std::make_shared<Arguments>();
+  CLI::App* watch = app.add_subcommand("watch", "Print what a client does until Ctrl-C");
+  watch->add_flag("--json", given->json, "Print one JSON object a line");
+  given->options.AddTo(*watch);
+  watch->footer(
+      "JSON, one object a line, by its \"event\":\n"
+      "  \"update\" after each fetch: \"code\" 200 or 0\n"
+      "  \"list\" after each change of the list: \"links\" [\"host:port\"]\n"
+      "  \"report_sent\" when a failure report is sent: \"records\", its content\n"
+      "  \"report_done\" when that has ended: \"success\" true or false\n"
+      "  \"service_update_begun\" when the endpoints of HTTP DNS are requested\n"
+      "  \"service_update_done\" when that has ended: \"success\" true or false\n"
+      "  \"exiting\" at Ctrl-C, \"exited\" after the exit of the environment\n" +
+      std::string(kExitCodes));
+  watch->callback([given, &chosen] {
+    chosen = [given] { return sturdyctl::RunWatch(given->options, given->json); };
+  });
+}
+
+void AddLog(CLI::App& app, Command& chosen) {
+  const auto given = std::make_shared<sturdyctl::LogOptions>();
+  CLI::App* log = app.add_subcommand("log", "Print a client's log, even while the client runs");
+  log->add_option("FOLDER", given->folder, "Data folder of the client")
+      ->type_name("DIR")
+      ->required();
+  log->add_flag("--follow", given->follow, "Print new messages until Ctrl-C");
+  log->add_option("--tag", given->tags, "Only messages with this tag, such as lbs; repeatable")
+      ->allow_extra_args(false);
+  log->add_option("--since", given->since,
+                  "Only messages since 14:05, \"03-14 14:05:30\", or of the last 90s, 15m, 2h, 1d");
+  log->footer(kExitCodes);
+  log->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunLog(*given); }; });
+}
+
+void AddServe(CLI::App& app, Command& chosen) {
+  const auto scenario = std::make_shared<std::string>();
+  CLI::App* serve = app.add_subcommand("serve", "Run loopback servers by a scenario until Ctrl-C");
+  serve->add_option("--scenario", *scenario, "JSON file, see docs/lab-scenario.md")
+      ->type_name("FILE")
+      ->required();
+  serve->footer(kExitCodes);
+  serve->callback(
+      [scenario, &chosen] { chosen = [scenario] { return sturdyctl::RunServe(*scenario); }; });
+}
+
+void AddDemo(CLI::App& app, Command& chosen) {
+  CLI::App* demo = app.add_subcommand("demo", "Show how a client keeps its answer as servers fail");
+  demo->footer(kExitCodes);
+  demo->callback([&chosen] { chosen = [] { return sturdyctl::RunDemo(); }; });
+}
 
 int Run(int argc, char** argv) {
   CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
@@ -44,67 +130,14 @@ int Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
-
-  std::function<int()> chosen;
-  sturdyctl::ClientOptions options;
-  bool json = false;
-
-  auto* link = app.add_subcommand("link", "Print link addresses of one client");
-  int count = 1;
-  bool wait = false;
-  link->add_option("--count", count, "How many addresses")->check(CLI::Range(1, 100000));
-  link->add_flag(
-      "--wait", wait,
-      "Ask after the first fetch has ended, not at once (never, if no URL is of --family)");
-  link->add_flag("--json", json, "Print one JSON object");
-  options.AddTo(*link);
-  link->footer(std::string(kLinkFields) + kExitCodes);
-  link->callback([&] { chosen = [&] { return sturdyctl::RunLink(options, count, wait, json); }; });
-
-  auto* query = app.add_subcommand("query-host", "Print what HTTP DNS has for host names");
-  std::vector<std::string> names;
-  query->add_option("NAME", names, "Host name")->required();
-  query->add_flag("--json", json, "Print one JSON object");
-  options.AddEnvironmentTo(*query);
-  query->footer(std::string(kQueryFields) + kQueryExitCodes);
-  query->callback([&] { chosen = [&] { return sturdyctl::RunQueryHost(options, names, json); }; });
-
-  auto* watch = app.add_subcommand("watch", "Print updates and changes of the list until Ctrl-C");
-  watch->add_flag("--json", json, "Print one JSON object a line");
-  options.AddTo(*watch);
-  watch->footer(std::string(kWatchFields) + kExitCodes);
-  watch->callback([&] { chosen = [&] { return sturdyctl::RunWatch(options, json); }; });
-
-  auto* log = app.add_subcommand("log", "Print a client's log, also of one that runs");
-  sturdyctl::LogOptions wanted;
-  log->add_option("FOLDER", wanted.folder, "Data folder of the client")
-      ->type_name("DIR")
-      ->required();
-  log->add_flag("--follow", wanted.follow, "Go on with what comes, until Ctrl-C");
-  log->add_option("--tag", wanted.tags, "Only messages with this tag, such as lbs; may be repeated")
-      ->allow_extra_args(false);
-  log->add_option(
-      "--since", wanted.since,
-      "Only what came after 14:05, \"03-14 14:05:30\", or in the last 90s, 15m, 2h, 1d");
-  log->footer(kExitCodes);
-  log->callback([&] { chosen = [&] { return sturdyctl::RunLog(wanted); }; });
-
-  auto* serve = app.add_subcommand("serve", "Play a scenario of loopback servers until Ctrl-C");
-  std::string scenario;
-  serve->add_option("--scenario", scenario, "JSON file, see docs/lab-scenario.md")
-      ->type_name("FILE")
-      ->required();
-  serve->footer(kExitCodes);
-  serve->callback([&] { chosen = [&] { return sturdyctl::RunServe(scenario); }; });
-
-  auto* demo = app.add_subcommand("demo", "Tell how a client keeps its answer while servers fail");
-  demo->footer(kExitCodes);
-  demo->callback([&] { chosen = [] { return sturdyctl::RunDemo(); }; });
-
+  Command chosen;
+  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddServe, AddDemo}) {
+    add(app, chosen);
+  }
   try {
     app.parse(argc, argv);
-  } catch (const CLI::Success& asked) {
-    return app.exit(asked);
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "sturdyctl: %s\n", error.what());
     return sturdyctl::kExitUsage;
@@ -112,7 +145,7 @@ int Run(int argc, char** argv) {
   return chosen();
 }
 
-// An output that nobody has got is no success.
+// Turns success into failure if the output couldn't be written.
 int CheckOutput(int code) {
   std::cout.flush();
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout) {

@@ -23,7 +23,7 @@ bool TakesValue(const CLI::Option& option) {
   return option.get_expected_min() > 0;
 }
 
-// -h and --help as the user types them; none for what stands by its position.
+// Returns the spellings of an option, such as -h and --help. A positional argument has none.
 std::vector<std::string> Spellings(const CLI::Option& option) {
   std::vector<std::string> all;
   for (const std::string& name : option.get_snames()) {
@@ -43,7 +43,8 @@ std::string Join(const std::vector<std::string>& texts, const std::string& betwe
   return joined;
 }
 
-// A line that begins with a dot or a quote would be a request, and a bare minus a hyphen.
+// Escapes text for roff, where a line that begins with a dot or a quote is a request, and a bare
+// minus is a hyphen.
 std::string Roff(const std::string& text) {
   std::string out;
   bool line_begins = true;
@@ -76,14 +77,14 @@ void WriteOptions(std::ostream& out, const CLI::App& app) {
   }
 }
 
-// Line by line as in --help.
-void WriteAsItStands(std::ostream& out, const std::string& text) {
+// Writes a text line by line, as --help has it.
+void WriteVerbatim(std::ostream& out, const std::string& text) {
   if (!text.empty()) {
     out << ".PP\n.nf\n" << Roff(text) << "\n.fi\n";
   }
 }
 
-// The words within the braces of a type such as TEXT:{any,v4,v6}; empty if it isn't a set.
+// Returns the words in the braces of a type such as TEXT:{any,v4,v6}, empty if it isn't a set.
 std::string SetOf(const std::string& type) {
   const size_t begin = type.find('{');
   const size_t end = type.find('}');
@@ -95,7 +96,7 @@ std::string SetOf(const std::string& type) {
   return words;
 }
 
-// The arguments of compgen that find the values of a type.
+// Returns the arguments of compgen that find the values of a type.
 std::string Candidates(const std::string& type) {
   if (type == "DIR") {
     return "-d";
@@ -106,7 +107,7 @@ std::string Candidates(const std::string& type) {
   return "-W '" + SetOf(type) + "'";
 }
 
-// Lines of a case: a value behind an option, by "command:option".
+// Writes lines of a case: the values of an option, by "command:option".
 void WriteValueCases(std::ostream& out, const CLI::App& app, const std::string& command) {
   for (const CLI::Option* option : Visible(app)) {
     if (TakesValue(*option) && !option->get_positional()) {
@@ -120,7 +121,7 @@ void WriteValueCases(std::ostream& out, const CLI::App& app, const std::string& 
   }
 }
 
-// A line of a case: what else may stand behind a command.
+// Writes a line of a case: options and positional arguments of a command.
 void WriteWordCase(std::ostream& out, const CLI::App& app, const std::string& command) {
   std::vector<std::string> words;
   std::string places;
@@ -164,12 +165,12 @@ std::string ManPage(const CLI::App& app) {
   for (const CLI::App* command : Commands(app)) {
     out << ".SS " << Roff(command->get_name()) << "\n" << Roff(command->get_description()) << ".\n";
     WriteOptions(out, *command);
-    WriteAsItStands(out, command->get_footer());
+    WriteVerbatim(out, command->get_footer());
   }
   out << ".SH OPTIONS\n";
   WriteOptions(out, app);
   out << ".SH EXIT STATUS\n";
-  WriteAsItStands(out, app.get_footer());
+  WriteVerbatim(out, app.get_footer());
   return out.str();
 }
 
@@ -199,8 +200,7 @@ std::string BashCompletion(const CLI::App& app) {
     WriteWordCase(out, *command, command->get_name());
   }
   out << "  esac\n"
-         "  # A folder's name goes on behind its slash. Outside of a completion compopt only "
-         "fails.\n"
+         "  # A folder's name continues after its slash. compopt fails outside a completion.\n"
          "  [[ $candidates == -[df] ]] && compopt -o filenames 2>/dev/null\n"
          "  eval \"mapfile -t COMPREPLY < <(compgen $candidates -- \\\"\\$word\\\")\"\n"
          "}\n"

@@ -8,13 +8,13 @@ class App;
 
 namespace sturdyctl {
 
-// The manual page (roff) and the bash completion, written from the same definitions of commands and
-// options that --help shows, so that none can say what the others don't. A value of type DIR or
-// FILE is completed as one, and one of a set from its set.
+// Return the manual page (roff) and the bash completion. Both come from the definitions that --help
+// shows, so the three agree. A value of type DIR or FILE completes to a path, one of a set to its
+// members.
 std::string ManPage(const CLI::App& app);
 std::string BashCompletion(const CLI::App& app);
 
-// Adds the options that print them (hidden, for the build) and --version.
+// Adds --version and the hidden options that print the pages during the build.
 void AddPageOptions(CLI::App& app);
 
 }  // namespace sturdyctl

@@ -5,7 +5,7 @@
 
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/environment.h"
-#include "tools/sturdyctl/json_text.h"
+#include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
@@ -14,14 +14,14 @@ namespace {
 
 constexpr int kResolved = 200;
 
-// Names go into a list within a URL as they are.
-void ExpectName(const std::string& name) {
+// Refuses a text that isn't a host name: names are sent in a list in a URL, unescaped.
+void CheckName(const std::string& name) {
   const bool fits = !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
     return c > ' ' && c != 0x7f &&
            std::string_view(",/?#&").find(static_cast<char>(c)) == std::string_view::npos;
   });
   if (!fits) {
-    throw UsageError("query-host takes host names, and \"" + name + "\" is none.");
+    throw UsageError("query-host takes host names, and \"" + name + "\" isn't one.");
   }
 }
 
@@ -31,7 +31,7 @@ nlohmann::json Query(zo_sturdy::IZOSturdyObject& object, const std::string& name
   object.QueryHost(name.c_str(), family, out.data());
   const auto answer = nlohmann::json::parse(out.c_str(), nullptr, false);
   if (!answer.is_object()) {
-    throw std::runtime_error("the answer for " + name + " is no JSON object: " + out.c_str());
+    throw std::runtime_error("the answer for " + name + " isn't a JSON object: " + out.c_str());
   }
   const auto data = answer.value("data", nlohmann::json::object());
   return {{"host", name},
@@ -54,7 +54,7 @@ void Print(const nlohmann::json& host) {
 }  // namespace
 
 int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& names, bool json) {
-  std::for_each(names.begin(), names.end(), ExpectName);
+  std::for_each(names.begin(), names.end(), CheckName);
   Environment environment(options);
   auto hosts = nlohmann::json::array();
   for (const std::string& name : names) {
@@ -67,7 +67,7 @@ int RunQueryHost(const ClientOptions& options, const std::vector<std::string>& n
   if (json) {
     std::cout << JsonText(nlohmann::json{{"hosts", hosts}, {"log", log}}, 2) << std::endl;
   } else {
-    std::printf("log: %s (sturdyctl log shows it with its newest lines)\n", log.c_str());
+    PrintLogPath(log);
   }
   return std::all_of(hosts.begin(), hosts.end(),
                      [](const auto& host) { return host.at("code") == kResolved; })

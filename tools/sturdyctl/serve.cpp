@@ -24,10 +24,10 @@ int RunServe(const std::string& scenario_path) {
     for (const lab::Server& server : scenario.servers) {
       std::printf("%-12s %s\n", server.name.c_str(), lab.Url(server.name).c_str());
     }
-    std::puts("Ctrl-C ends.");
+    std::puts("Press Ctrl-C to exit.");
     std::fflush(stdout);
     while (!interrupt.WaitFor(std::chrono::minutes(1))) {
-      lab.ForgetRequests();  // they have been printed
+      lab.ForgetRequests();  // they are printed already
     }
   } catch (const lab::ScenarioError& error) {
     throw UsageError(scenario_path + ": " + error.what());

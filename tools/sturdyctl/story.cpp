@@ -12,7 +12,7 @@ void Expect(const std::string& what, const std::string& expected, const std::str
 
 void Expect(const std::string& what, bool holds) {
   if (!holds) {
-    throw StepFailed(what);
+    throw StepFailed("expected that " + what);
   }
 }
 
@@ -20,14 +20,15 @@ bool Story::Step(const std::string& name, const std::function<std::string()>& bo
   ++number_;
   const auto begin = std::chrono::steady_clock::now();
   try {
-    const std::string told = body();
+    const std::string text = body();
     const std::chrono::duration<double, std::milli> passed =
         std::chrono::steady_clock::now() - begin;
     std::printf("%2d. %-16s %8.1f ms  ", number_, name.c_str(), passed.count());
-    for (const char letter : told) {  // further lines stand under the first
-      std::fputs(
-          letter == '\n' ? "\n                                 " : std::string(1, letter).c_str(),
-          stdout);
+    for (const char letter : text) {
+      std::fputc(letter, stdout);
+      if (letter == '\n') {
+        std::printf("%34s", "");  // aligns further lines with the first
+      }
     }
     std::puts("");
     std::fflush(stdout);

@@ -7,21 +7,21 @@
 
 namespace sturdyctl {
 
-// What a step of the story found wrong. what() says what was expected and what came.
+// A step that failed. what() says what was expected and what came instead.
 class StepFailed : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Throws StepFailed unless `expected` and `actual` are the same.
+// Throw StepFailed unless both texts are equal, or unless `what` holds.
 void Expect(const std::string& what, const std::string& expected, const std::string& actual);
 void Expect(const std::string& what, bool holds);
 
-// Tells a story step by step, each with its time, and ends it at the first that doesn't hold.
+// Runs the steps of the demo and prints each with its time.
 class Story {
  public:
-  // `body` does the step and returns what is to be told of it. False if it failed: then the name
-  // of the step and what was wrong with it have been printed, and the story must end.
+  // Runs `body`, which returns the text to print. Returns false if it threw: the error is printed,
+  // and no further step must run.
   [[nodiscard]] bool Step(const std::string& name, const std::function<std::string()>& body);
 
  private:

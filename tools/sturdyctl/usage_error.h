@@ -4,7 +4,7 @@
 
 namespace sturdyctl {
 
-// A command line that can't be carried out. what() is one sentence for the user; exit code 2.
+// An invalid command line. what() is one sentence for the user. The exit code is 2.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

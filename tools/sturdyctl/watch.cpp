@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <chrono>
 #include <ctime>
 #include <iostream>
 #include <mutex>
@@ -12,40 +11,28 @@
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/interrupt.h"
-#include "tools/sturdyctl/json_text.h"
+#include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
 
 namespace {
 
-// How often the log is looked at.
-constexpr std::chrono::milliseconds kLookAgain(100);
-
-std::string TimeOfDay() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local = {};
-  localtime_r(&now, &local);
-  char text[16];
-  std::strftime(text, sizeof(text), "%H:%M:%S", &local);
-  return text;
-}
-
-// Prints what happens, one line each. Threads: any.
+// Prints events, one line each. Threads: any.
 class Printer {
  public:
   explicit Printer(bool json) : json_(json) {}
 
-  // `text` for people, or an object with the name of the event for machines.
+  // Prints `text` for people, or an object with the event's name and fields for programs.
   void Event(const std::string& text, const char* event,
-             nlohmann::ordered_json fields = nlohmann::ordered_json::object()) {
+             const nlohmann::ordered_json& fields = nlohmann::ordered_json::object()) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    EventLocked(text, event, std::move(fields));
+    EventLocked(text, event, fields);
   }
 
   void Update(int code, const std::string& document) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    EventLocked(code == 200 ? "updated" : "update failed, old document kept", "update",
+    EventLocked(code == 200 ? "fetch succeeded" : "fetch failed, the old document stays", "update",
                 {{"code", code}});
     ListLocked(LinkList(document));
   }
@@ -55,16 +42,17 @@ class Printer {
     ListLocked(list);
   }
 
-  // False once something couldn't be printed.
+  // Returns false once something couldn't be printed.
   bool Works() {
     const std::lock_guard<std::mutex> lock(mutex_);
     return std::cout.good();
   }
 
  private:
-  void EventLocked(const std::string& text, const char* event, nlohmann::ordered_json fields) {
+  void EventLocked(const std::string& text, const char* event,
+                   const nlohmann::ordered_json& fields) {
     if (!json_) {
-      std::cout << TimeOfDay() << "  " << text << std::endl;
+      std::cout << LocalTime(std::time(nullptr), "%H:%M:%S") << "  " << text << std::endl;
       return;
     }
     nlohmann::ordered_json object = {{"event", event}};
@@ -91,7 +79,7 @@ class Printer {
   std::vector<std::string> list_;
 };
 
-// What the library tells in its log alone.
+// Prints an event that the library reports in its log only.
 void PrintLogged(const std::string& message, Printer& printer) {
   const auto after = [&](std::string_view begin, std::string& rest) {
     const bool is_it = message.compare(0, begin.size(), begin) == 0;
@@ -101,16 +89,16 @@ void PrintLogged(const std::string& message, Printer& printer) {
   std::string rest;
   if (after("[statistic] Do statistic data :", rest)) {
     const auto records = nlohmann::ordered_json::parse(rest, nullptr, false);
-    printer.Event("report of failures sent: " + rest, "report_sent",
+    printer.Event("failure report sent: " + rest, "report_sent",
                   {{"records", records.is_discarded() ? nlohmann::ordered_json(rest) : records}});
   } else if (after("[statistic]Statistic ret:", rest)) {
-    printer.Event(rest == "true" ? "report of failures arrived" : "report of failures failed",
+    printer.Event(rest == "true" ? "failure report delivered" : "failure report failed",
                   "report_done", {{"success", rest == "true"}});
   } else if (after("[http dns] Begin update service", rest)) {
-    printer.Event("HTTP DNS service asked for its own addresses", "service_update_begun");
+    printer.Event("endpoints of HTTP DNS requested", "service_update_begun");
   } else if (after("[http dns] Service update complete success = ", rest)) {
-    printer.Event(rest == "true" ? "HTTP DNS service gave its own addresses"
-                                 : "HTTP DNS service gave none, old addresses kept",
+    printer.Event(rest == "true" ? "endpoints of HTTP DNS received"
+                                 : "no endpoints of HTTP DNS received, the old ones stay",
                   "service_update_done", {{"success", rest == "true"}});
   }
 }
@@ -124,7 +112,7 @@ int RunWatch(const ClientOptions& options, bool json) {
     Client client(options,
                   [&](int code, const std::string& document) { printer.Update(code, document); });
     if (!json) {
-      std::cout << "log: " << client.log().path() << "\nCtrl-C ends." << std::endl;
+      std::cout << "log: " << client.log().path() << "\nPress Ctrl-C to exit." << std::endl;
     }
     printer.List(LinkList(client.Document()));
     do {
@@ -133,8 +121,8 @@ int RunWatch(const ClientOptions& options, bool json) {
           PrintLogged(message.text, printer);
         }
       }
-    } while (printer.Works() && !interrupt.WaitFor(kLookAgain));
-    printer.Event("exit begins (a second Ctrl-C ends at once)", "exiting");
+    } while (printer.Works() && !interrupt.WaitFor(kPollInterval));
+    printer.Event("exiting (press Ctrl-C again to end at once)", "exiting");
   }
   printer.Event("exited", "exited");
   return kExitOk;
