@@ -39,12 +39,13 @@ void ClientOptions::AddTo(CLI::App& command) {
   command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
   command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
   command
-      .add_option("--default-link", default_links, "host:port of a further default; up to 5 times")
+      .add_option("--default-link", default_links,
+                  "host:port in the list of defaults; up to 5 times")
       ->allow_extra_args(false);
 }
 
 void ClientOptions::AddEnvironmentTo(CLI::App& command) {
-  command.add_option("--token", token, "The application's key; without it nothing is fetched");
+  command.add_option("--token", token, "The application's key; without it a start doesn't fetch");
   command.add_option("--business", business, "Business name (default: im_g1)");
   command.add_option("--sdk-version", sdk_version, "Version of the client");
   command

@@ -22,7 +22,7 @@ using testing::HasSubstr;
 
 constexpr std::time_t kHour = 3600;
 
-// A time of the log, counted from now.
+// Returns a time as the log writes it.
 std::string At(std::time_t seconds_from_now) {
   const std::time_t time = std::time(nullptr) + seconds_from_now;
   std::tm local = {};
@@ -38,7 +38,13 @@ std::string Line(std::time_t seconds_from_now, const std::string& text) {
 
 class LogCommand : public testing::Test {
  protected:
-  // What a shell gets to see of the command, and its exit code.
+  // A time zone whose clock never changes, for this process and its children.
+  LogCommand() {
+    setenv("TZ", "TEST-5", 1);
+    tzset();
+  }
+
+  // Returns the output of a shell command, followed by its exit code.
   static std::string Run(const std::string& command) {
     lab::Child child({"/bin/sh", "-c", std::string(STURDYCTL) + " " + command});
     const std::string output = child.ReadRest();
@@ -52,7 +58,7 @@ class LogCommand : public testing::Test {
   const lab::TempFolder folder_;
 };
 
-TEST_F(LogCommand, ShowsWhatIsAskedFor) {
+TEST_F(LogCommand, FiltersByTagAndTime) {
   const std::string old = Line(-300 * 24 * kHour, "[lbs] old\r\nbody\r\n");  // perhaps of last year
   const std::string hours = Line(-2 * kHour, "[multiple][rsp]two hours");
   const std::string back = Line(-3 * kHour, "[lbs] after the clock was set back");
@@ -83,7 +89,7 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
     EXPECT_EQ(child.ReadRest(), show.shown) << testing::PrintToString(show.arguments);
     EXPECT_EQ(child.Wait(), 0);
   }
-  for (const char* way : {"", " --follow"}) {  // which would go on without end
+  for (const char* way : {"", " --follow"}) {  // which would run forever
     EXPECT_EQ(Run("log " + log + way + " >/dev/full"),
               "sturdyctl: the output can't be written.\n1");
   }
@@ -93,7 +99,7 @@ TEST_F(LogCommand, ShowsWhatIsAskedFor) {
   EXPECT_EQ(child.Wait(), 2);
 }
 
-// The client's lines come as they are written, from the buffer, and Ctrl-C is an end in order.
+// The client's newest lines are in its buffer.
 TEST_F(LogCommand, FollowsARunningClientUntilCtrlC) {
   lab::WriteServerCache(lab::DataFolder(folder_.path()));
   lab::Lab lab(
