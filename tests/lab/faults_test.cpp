@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/port.h"
 #include "tests/lab/client.h"
 
 namespace lab {
@@ -134,12 +135,15 @@ TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
   const Lab lab({HttpServer("it")});
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const int next = dup(STDERR_FILENO);
-  close(next);
-  rlimit one_left = before;
-  one_left.rlim_cur = static_cast<rlim_t>(next) + 1;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one_left), 0);
-  const RawClient client(lab);
+  const Descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  rlimit none_left = before;
+  none_left.rlim_cur = static_cast<rlim_t>(client.get()) + 1;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none_left), 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(lab.Port("it")));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  EXPECT_EQ(connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
   const std::clock_t begin = std::clock();
   EXPECT_FALSE(lab.WaitForAccepted("it", 1, Lab::Limit(300)));
   const std::clock_t busy = std::clock() - begin;

@@ -130,7 +130,7 @@ TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
 }
 
 TEST(LabTest, TakenPortIsRefusedByKey) {
-  const Lab one({HttpServer("a").Listens(Listening::kRefuse)});
+  const Lab one({HttpServer("a")});
   try {
     const Lab taken({HttpServer("c").OnPort(one.Port("a"))});
     FAIL();

@@ -88,7 +88,8 @@ TEST_F(SturdyctlTest, WatchShowsReportsAndServiceUpdates) {
   lab::WriteServerCache(lab::DataFolder(folder_.path()),
                         {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}},
                          .expires_in = std::chrono::milliseconds(0)});
-  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
+  lab::Child watch(Command("watch", {"--json", "--sdk-version", "v7", "--token", "t", "--lbs",
+                                     lab.Url("lbs", kLbsPath)}));
   WaitForEvent(watch, "service_update_begun");
   const json records = WaitForEvent(watch, "report_sent").at("records");
   EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
@@ -96,6 +97,9 @@ TEST_F(SturdyctlTest, WatchShowsReportsAndServiceUpdates) {
   ASSERT_TRUE(lab.WaitForRequestsFor(lab::kReportPath, 1, kLimit));
   EXPECT_EQ(json::parse(lab.RequestsFor(lab::kReportPath).at(0).body), records);
   EXPECT_TRUE(WaitForEvent(watch, "service_update_done").at("success"));
+  const std::vector<lab::Request> updates = lab.RequestsFor(lab::kServiceTablePath);
+  ASSERT_NE(updates.at(0).Header("X-QORVIN-SDKVER"), nullptr);
+  EXPECT_THAT(*updates.at(0).Header("X-QORVIN-SDKVER"), testing::StartsWith("v7_"));
   EXPECT_FALSE(WaitForEvent(watch, "report_done").at("success"));
   lab.StopListening("dns");
   while (WaitForEvent(watch, "service_update_done").value("success", false)) {
@@ -112,7 +116,7 @@ TEST_F(SturdyctlTest, QueryHostFailsIfANameHasNoAddress) {
     int code;
     std::string hosts;
   } cases[] = {
-      {{"--sdk-version", "v7", "a.test"},
+      {{"a.test"},
        0,
        R"([{"code":200,"host":"a.test","ipv4":["192.0.2.1","192.0.2.2"],"ipv6":["[2001:db8::1]"]}])"},
       {{"--family", "v6", "a.test", "b.test", "::1"},
@@ -127,7 +131,6 @@ TEST_F(SturdyctlTest, QueryHostFailsIfANameHasNoAddress) {
     EXPECT_EQ(json::parse(child.ReadRest()).at("hosts").dump(), query.hosts);
     EXPECT_EQ(child.Wait(), query.code);
   }
-  EXPECT_THAT(*lab.Requests().at(0).Header("X-QORVIN-SDKVER "), testing::StartsWith("v7_"));
   lab::Child text(Command("query-host", {"a.test", "b.test"}));
   EXPECT_THAT(text.ReadRest(),
               testing::ContainsRegex(
@@ -147,8 +150,9 @@ TEST_F(SturdyctlTest, LinkOptionsReachTheSettings) {
     std::vector<std::string> arguments = link.arguments;
     arguments.push_back("--json");
     lab::Child child(Command("link", arguments));
+    const json output = json::parse(child.ReadRest());
     std::vector<std::string> links;
-    for (const json& answer : json::parse(child.ReadRest()).at("links")) {
+    for (const json& answer : output.at("links")) {
       links.push_back(answer.at("host").get<std::string>() + ":" + answer.at("port").dump());
     }
     EXPECT_EQ(links, link.links);
