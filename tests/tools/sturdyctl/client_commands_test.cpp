@@ -159,17 +159,6 @@ TEST_F(SturdyctlTest, LinkOptionsReachTheSettings) {
   }
 }
 
-// The report of the first URL's failure is no JSON, since the URL isn't UTF-8.
-TEST_F(SturdyctlTest, WatchReplacesBytesThatAreNotUtf8) {
-  const lab::Lab lab(
-      {lab::HttpServer("dead").Listens(lab::Listening::kRefuse),
-       lab::HttpServer("lbs").On(kLbsPath, Document({"${url:reports}", true, 1, 60000, 0})),
-       lab::HttpServer("reports").On(lab::kReportPath, lab::Answer(200))});
-  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("dead", "/\xff"),
-                                     "--lbs", lab.Url("lbs", kLbsPath)}));
-  EXPECT_THAT(WaitForEvent(watch, "report_sent").at("records").dump(), HasSubstr("/\xef\xbf\xbd"));
-}
-
 TEST_F(SturdyctlTest, TlsKeysGoToTheKeyLogOfTheEnvironment) {
   const lab::Lab lab({lab::HttpsServer("lbs").On(kLbsPath, Document())});
   const std::string keys = folder_.File("keys");
