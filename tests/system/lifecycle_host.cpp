@@ -1,7 +1,8 @@
 // A client that doesn't exit its environment, or only in the destructor of a static object.
 //   lifecycle_host WAY DATA_FOLDER URL openssl-first|openssl-later
 // Starts another fetch after its first, waits for a byte on its input and ends in one of the ways
-// "return", "thread", "callback", "call", "fork", "static", "joined". Prints nothing.
+// "return", "thread", "callback", "call", "fork", "static", "joined", "many". Prints nothing.
+// "many" starts enough fetches to keep all workers in handshakes, and returns.
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -99,7 +100,9 @@ int main(int count, char** arguments) {
   service.Start(LBSRecord(arguments[3], "127.0.0.1:9"));
   calls.wait(0);
   AwaitFetchEnd(service);
-  object.SetBusinessToken("second");
+  for (int i = 0; i < (arguments[1] == std::string("many") ? 200 : 1); ++i) {
+    object.SetBusinessToken(("token " + std::to_string(i)).c_str());
+  }
   char byte = 0;
   static_cast<void>(!read(STDIN_FILENO, &byte, 1));
   return End(arguments[1], service);
