@@ -208,8 +208,8 @@ bool CurlTransfer::WaitUntil(int64_t until_ms) {
     return false;
   }
   // Takes no guard: it is long, and only watches sockets and libcurl's timers.
-  Curl().multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::min<int64_t>(left_ms, INT_MAX)),
-                    nullptr);
+  const int64_t wait_ms = std::min<int64_t>(left_ms, is_connected_ ? INT_MAX : kConnectPollMs);
+  Curl().multi_poll(multi_.get(), nullptr, 0, static_cast<int>(wait_ms), nullptr);
   return true;
 }
 

@@ -7,6 +7,8 @@
 #include "base/thread/clock_for_test.h"
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
+#include "network/http_request_win.h"
+#include "network/platform/curl_transfer.h"
 #include "network/win_http.h"
 #include "tests/support/own_network.h"
 
@@ -19,14 +21,14 @@ using lab::HttpsServer;
 using lab::Lab;
 using zo_base::ScopedTestClock;
 
-// Hours, so that a limit that isn't reckoned by the set clock never ends its test. The others have
-// less, since the limit of the whole ends them too.
+// Hours, so that a limit that ignores the set clock never ends its test. The other two are shorter:
+// the 30 s of a whole transfer would end it first.
 constexpr int32_t kConnectMs = 7200000;
 constexpr int32_t kSendMs = 15000;
 constexpr int32_t kReceiveMs = 20000;
 
-// A transfer that only the clock can end does so with this, and not before its limit. `each_time`
-// is called whenever the clock has been set.
+// Expects a stalled transfer to end with these results, and not before its limit. Calls `each_time`
+// whenever it has advanced the clock.
 void ExpectEnd(
     const std::string& url, const std::string& post_data, HttpInterfaceError error, int32_t status,
     int64_t limit_ms, const std::function<void()>& each_time = [] {}) {
@@ -68,34 +70,97 @@ TEST(TimeOut, EndsEachStall) {
   }
 }
 
-TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
-  // A connection stays in the queue, and nobody reads.
-  const int listener = BindLoopback(SOCK_STREAM, 0);
-  sockaddr_in6 address{};
-  socklen_t length = sizeof(address);
-  ASSERT_EQ(listen(listener, 1), 0);
-  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
-  const std::string url = "http://[::1]:" + std::to_string(ntohs(address.sin6_port)) + "/";
-  const std::string more_than_sockets_hold(size_t{64} << 20U, 'x');
-  ExpectEnd(url, more_than_sockets_hold, kHttpSendFailed, 0, kSendMs);
-  close(accept(listener, nullptr, nullptr));
+// Listens, and never reads from its connections. They wait in its queue.
+class DeafServer {
+ public:
+  DeafServer() {
+    sockaddr_in6 address{};
+    socklen_t length = sizeof(address);
+    EXPECT_EQ(listen(socket, 1), 0);
+    EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    url = "http://[::1]:" + std::to_string(ntohs(address.sin6_port)) + "/";
+  }
+  ~DeafServer() { close(socket); }
+  DeafServer(const DeafServer&) = delete;
+  DeafServer& operator=(const DeafServer&) = delete;
 
-  // Each step makes progress now, and all of them together would take minutes.
+  const int socket = BindLoopback(SOCK_STREAM, 0);
+  std::string url;
+};
+
+constexpr size_t kMoreThanSocketsHold = size_t{64} << 20U;
+
+TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
+  const DeafServer server;
+  const std::string body(kMoreThanSocketsHold, 'x');
+  ExpectEnd(server.url, body, kHttpSendFailed, 0, kSendMs);
+  close(accept(server.socket, nullptr, nullptr));
+
+  // Each step makes progress now, but all of them would take minutes.
   int reader = -1;
   std::string taken(size_t{256} << 10U, '\0');
-  ExpectEnd(url, more_than_sockets_hold, kHttpSendFailed, 0, 30000, [&] {
-    reader = reader < 0 ? accept4(listener, nullptr, nullptr, SOCK_NONBLOCK) : reader;
+  ExpectEnd(server.url, body, kHttpSendFailed, 0, 30000, [&] {
+    reader = reader < 0 ? accept4(server.socket, nullptr, nullptr, SOCK_NONBLOCK) : reader;
     (void)recv(reader, taken.data(), taken.size(), MSG_DONTWAIT);
   });
   close(reader);
-  close(listener);
 }
 
-TEST(TimeOut, OfTheWholeHoldsOverRedirects) {
+// Expects the transport to give up after 2 s without progress, and always by `at_most_ms`.
+void ExpectTransportEnd(const std::string& url, size_t body_bytes, int64_t at_most_ms) {
+  constexpr int64_t kLimitMs = 2000;
+  ScopedTestClock clock;
+  HttpRequestWin transport;
+  transport.MakePool();
+  const auto request = std::make_shared<HttpRequest>();
+  request->url = url;
+  request->time_out = kConnectMs;
+  request->body.resize(body_bytes, 'x');
+  std::promise<int32_t> promise;
+  std::future<int32_t> status = promise.get_future();
+  transport.Send(request, [&](const auto& response) { promise.set_value(response->status); });
+  const auto ends_within = [&status](std::chrono::milliseconds real_time) {
+    return status.wait_for(real_time) == std::future_status::ready;
+  };
+  EXPECT_FALSE(ends_within(300ms));
+  clock.Advance(kLimitMs - 1);
+  EXPECT_FALSE(ends_within(300ms));
+  // The limit begins with the last progress, which may come after the clock was advanced.
+  for (int64_t passed_ms = kLimitMs; passed_ms < at_most_ms && !ends_within(300ms);
+       passed_ms += kLimitMs) {
+    clock.Advance(kLimitMs);
+  }
+  EXPECT_TRUE(ends_within(10s));
+  clock.Advance(kConnectMs);  // ends what hasn't ended
+  EXPECT_EQ(status.get(), 0);
+}
+
+TEST(TimeOut, OfTheTransportIsTwoSecondsForSendingAndReceiving) {
+  const Lab lab({HttpServer("silent").On("/", lab::Silent())});
+  ExpectTransportEnd(lab.Url("silent", "/"), 0, 4000);
+  const DeafServer server;
+  ExpectTransportEnd(server.url, kMoreThanSocketsHold, 28000);
+}
+
+// In real time, by which libcurl shares the time out.
+TEST(TimeOut, OfConnectingLeavesTimeForTheNextAddress) {
+  const Lab lab({HttpServer("dead").At("127.0.0.2").Listens(lab::Listening::kNeverConnect),
+                 HttpServer("live").OnPortOf("dead").On("/", lab::Answer("fine"))});
+  ASSERT_TRUE(platform::LoadCurl());
+  platform::TransferPlan plan;
+  plan.url = *platform::CrackUrl(lab.Url("live", "/"), 260, 1300);
+  plan.addresses = {{127, 0, 0, 2}, {127, 0, 0, 1}};
+  plan.time_outs.connect_ms = 4000;
+  platform::CurlTransfer transfer(plan);
+  EXPECT_TRUE(transfer.Send());
+  EXPECT_TRUE(transfer.ReceiveHead());
+}
+
+TEST(TimeOut, OfTheWholeIncludesRedirects) {
   ScopedTestClock clock;
   int requests = 0;
   const Lab lab({HttpServer("it").On("/", lab::RedirectLoop())}, [&](const auto& /*request*/) {
-    // The first may come before the transfer begins to wait.
+    // The first request may come before the transfer begins to wait.
     clock.Advance(++requests > 1 ? 8000 : 0);
   });
   CWinHttp http;
