@@ -2,11 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
+#include <future>
+
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "lab/lab.h"
 #include "network/http_response.h"
-#include "network/threadpool.h"
+#include "tests/network/allocation_limit.h"
 
 namespace KRBASE::network {
 namespace {
@@ -17,7 +20,7 @@ using testing::Pair;
 
 constexpr int kPoolThreads = 12;
 
-// One answer as its callback got it.
+// The arguments of one callback.
 struct Got {
   std::shared_ptr<HttpResponseUser> response;
   int32_t error = 1;
@@ -68,20 +71,20 @@ TEST_F(HttpClientTest, BringsTheAnswerToTheCallback) {
   EXPECT_TRUE(got.on_library_thread);
   EXPECT_EQ(got.response->request, request.get());
   EXPECT_TRUE(got.response->success);
-  EXPECT_EQ(got.response->body, "a");  // up to the zero byte
-  // Without X-Time, whose value holds a colon.
+  EXPECT_EQ(got.response->body, "a");  // ends at the zero byte
+  // X-Time is missing, since its value holds a colon.
   EXPECT_THAT(got.response->headers,
               ElementsAre(Pair("X-Name", " n m"), Pair("Content-Length", " 3"),
                           Pair("Connection", " keep-alive")));
   EXPECT_FALSE(Send("/none").get().response->success);
 }
 
-TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
+TEST_F(HttpClientTest, StopWaitsForTransfersAndDropsWaitingRequests) {
   std::vector<std::future<Got>> under_way(kPoolThreads);
   std::generate(under_way.begin(), under_way.end(), [this] { return Send("/held"); });
   ASSERT_TRUE(lab.WaitForHeld("gate", kPoolThreads, 10s));
   std::future<void> stopped = std::async(std::launch::async, [this] { client->Stop(); });
-  // Those before the stop wait for a worker, and the first after it is dropped at once.
+  // A request before the stop waits for a worker; the first one after it is dropped at once.
   while (Send("/").wait_for(0ms) != std::future_status::ready) {
   }
   lab.OpenGate("gate");
@@ -93,7 +96,7 @@ TEST_F(HttpClientTest, StopWaitsForWhatIsUnderWayAndDropsWhatWaits) {
   EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
 }
 
-TEST_F(HttpClientTest, LivesThroughFaults) {
+TEST_F(HttpClientTest, SurvivesFaultsOfSystemAndCallbacks) {
   zo_base::FailThreadStartForTest(1);
   const Got got = Send("/").get();  // without a dispatcher
   EXPECT_EQ(got.response->status, 0);
@@ -108,23 +111,64 @@ TEST_F(HttpClientTest, LivesThroughFaults) {
   EXPECT_EQ(Send("/").get().response->status, 200);
 }
 
-TEST_F(HttpClientTest, ACancelledRequestIsNotSent) {
-  // The dispatcher needs its thread first, so that the state is there in time; if it isn't, the
-  // request is answered, and the next round tries again.
-  Got got;
-  for (int round = 0; got.error != -1; ++round) {
-    ASSERT_LT(round, 1000);
-    client->Stop();
-    client->Start();
-    lab.ForgetRequests();
-    const auto request = Request("/none");
-    std::future<Got> future = Send(request);
-    request->state = kHttpRequestCancelled;
-    got = future.get();
+// Answers on a thread of its own, as a pool does.
+class FakeTransport : public IHttpRequestor {
+ public:
+  explicit FakeTransport(std::shared_ptr<const HttpResponse> response)
+      : response_(std::move(response)) {}
+  void Send(const std::shared_ptr<HttpRequest>& /*request*/, const Done& done) override {
+    answering_ = std::async(std::launch::async, [=, this] { done(response_); });
   }
-  EXPECT_EQ(got.response, nullptr);
-  EXPECT_EQ(Send("/").get().response->status, 200);
-  EXPECT_EQ(lab.Requests().size(), 1U);
+  void Cancel(uint64_t /*request_id*/) override {}
+  void CancelAll() override {}
+
+ private:
+  const std::shared_ptr<const HttpResponse> response_;
+  std::future<void> answering_;
+};
+
+TEST_F(HttpClientTest, AnswersEvenWithoutMemory) {
+  constexpr size_t kTooLarge = size_t{1} << 22U;
+  const auto status = [this](const std::shared_ptr<HttpRequestUser>& request) {
+    const ScopedAllocationLimit limit(kTooLarge);
+    std::future<Got> got = Send(request);
+    return got.wait_for(30s) == std::future_status::ready ? got.get().response->status : -1;
+  };
+  const auto request = Request("/");
+  request->body.resize(kTooLarge);  // the transfer copies it
+  EXPECT_EQ(status(request), 0);
+  const auto response = std::make_shared<HttpResponse>();
+  response->status = 200;
+  response->data.resize(kTooLarge);  // the answer is a copy
+  client->Stop();
+  client->StartForTest(std::make_shared<FakeTransport>(response));
+  EXPECT_EQ(status(Request("/")), 0);
+}
+
+// libcurl would replace the handler for the time of each of its steps, on all workers at once.
+TEST_F(HttpClientTest, NeverReplacesTheHostsSignalHandler) {
+  void (*const handler)(int) = [](int) {};
+  void (*const before)(int) = signal(SIGPIPE, handler);
+  std::atomic<bool> is_over{false};
+  std::future<int> replaced = std::async(std::launch::async, [&] {
+    int count = 0;
+    struct sigaction now {};
+    while (!is_over) {
+      sigaction(SIGPIPE, nullptr, &now);
+      count += now.sa_handler == handler ? 0 : 1;
+    }
+    return count;
+  });
+  for (int round = 0; round < 20; ++round) {
+    std::vector<std::future<Got>> answers(kPoolThreads);
+    std::generate(answers.begin(), answers.end(), [this] { return Send("/"); });
+    for (std::future<Got>& answer : answers) {
+      EXPECT_EQ(answer.get().response->status, 200);
+    }
+  }
+  is_over = true;
+  EXPECT_EQ(replaced.get(), 0);
+  signal(SIGPIPE, before);
 }
 
 TEST_F(HttpClientTest, StartsSendsAndStopsFromManyThreads) {
@@ -145,26 +189,6 @@ TEST_F(HttpClientTest, StartsSendsAndStopsFromManyThreads) {
     client->Stop();
   }
   is_over = true;
-}
-
-TEST(Threadpool, RunsInOrderAndDropsWhatWaitsAtItsEnd) {
-  std::string order;
-  std::future<void> dropped;
-  {
-    threadpool pool(1);
-    for (const char name : {'a', 'b', 'c'}) {
-      pool.commit([&order](char c) { order += c; }, name);
-    }
-    EXPECT_THROW(pool.commit([] { throw std::out_of_range("far out"); }).get(), std::out_of_range);
-    pool.commit([&pool] {
-      for (;;) {  // refused, and over, once the destructor below has stopped the pool
-        pool.commit([] {});
-      }
-    });
-    dropped = pool.commit([] {});
-  }
-  EXPECT_EQ(order, "abc");
-  EXPECT_THROW(dropped.get(), std::future_error);
 }
 
 }  // namespace

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstddef>
+
+// While one exists, operator new fails for this many bytes or more, on all threads.
+class ScopedAllocationLimit {
+ public:
+  explicit ScopedAllocationLimit(size_t size_bytes);
+  ~ScopedAllocationLimit();
+  ScopedAllocationLimit(const ScopedAllocationLimit&) = delete;
+  ScopedAllocationLimit& operator=(const ScopedAllocationLimit&) = delete;
+};
