@@ -15,18 +15,22 @@
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/client_calls.h"
+#include "tests/support/process_state.h"
 #include "tests/support/test_document.h"
 #include "tests/support/wait_until.h"
 
 // One environment with its own data folder, and its LBS service with the update callbacks in order.
-// Exits the environment at the end.
+// Exits the environment at the end, which must find the host's own state unchanged.
 class ClientTest : public testing::Test {
  protected:
   using Update = std::pair<int, std::string>;  // code and document
 
   static constexpr char kDefaultLink[] = "127.0.0.1:9";
 
-  ~ClientTest() override { zo_sturdy::ExitSturdyEnvironment(1); }
+  ~ClientTest() override {
+    zo_sturdy::ExitSturdyEnvironment(1);
+    EXPECT_EQ(HostState(), host_state_);
+  }
 
   zo_sturdy::IZOSturdyObject& Start(const std::string& token = "") {
     if (!dns_endpoints_.empty()) {
@@ -87,6 +91,7 @@ class ClientTest : public testing::Test {
   zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
 
  private:
+  const std::string host_state_ = HostState();
   struct Updates {
     std::mutex mutex;
     std::condition_variable one_more;
