@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "tests/support/sanitizers.h"
+
 namespace {
 
 std::atomic<size_t> refused_from{SIZE_MAX};
@@ -18,6 +20,8 @@ ScopedAllocationLimit::ScopedAllocationLimit(size_t size_bytes) {
 ScopedAllocationLimit::~ScopedAllocationLimit() {
   refused_from = SIZE_MAX;
 }
+
+#ifndef STURDY_UNDER_TSAN
 
 void* operator new(size_t size_bytes, const std::nothrow_t& /*tag*/) noexcept {
   return size_bytes < refused_from ? std::malloc(size_bytes > 0 ? size_bytes : 1) : nullptr;
@@ -38,3 +42,5 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, size_t /*size_bytes*/) noexcept {
   std::free(memory);
 }
+
+#endif
