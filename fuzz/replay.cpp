@@ -1,0 +1,70 @@
+// Runs a fuzz target over its corpus without libFuzzer, as a test:
+//   NAME_replay FOLDER [--seeds-only]
+// Each seed of the folder runs as it is, cut at each byte, and with one bit of each byte flipped.
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "fuzz/expect.h"
+
+// Only some targets have one.
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int*, char***);
+
+namespace {
+
+char current_input[512];
+
+void PrintCurrentInput(int) {
+  ::write(STDERR_FILENO, current_input, std::strlen(current_input));
+}
+
+void Run(const std::string& label, const std::string& bytes) {
+  std::snprintf(current_input, sizeof current_input, "input: %s\n", label.c_str());
+  LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+}
+
+void RunDamaged(const std::string& name, const std::string& seed) {
+  constexpr size_t kBits = 8;
+  for (size_t i = 0; i < seed.size(); ++i) {
+    const std::string at = " at byte " + std::to_string(i);
+    Run(name + ", cut" + at, seed.substr(0, i));
+    std::string changed = seed;
+    changed[i] = static_cast<char>(changed[i] ^ (1 << (i % kBits)));
+    Run(name + ", changed" + at, changed);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool seeds_only = argc > 2 && std::strcmp(argv[2], "--seeds-only") == 0;
+  if (argc < 2) {
+    return 2;
+  }
+  // An unmet expectation aborts.
+  std::signal(SIGABRT, PrintCurrentInput);
+  if (LLVMFuzzerInitialize != nullptr) {
+    LLVMFuzzerInitialize(&argc, &argv);
+  }
+  std::vector<std::filesystem::path> seeds(std::filesystem::directory_iterator(argv[1]), {});
+  std::sort(seeds.begin(), seeds.end());
+  for (const std::filesystem::path& path : seeds) {
+    std::printf("%s\n", path.c_str());
+    std::fflush(stdout);  // shows the seed after a crash or a hang
+    std::ifstream file(path, std::ios::binary);
+    const std::string seed{std::istreambuf_iterator<char>(file), {}};
+    Run(path.filename(), seed);
+    if (!seeds_only) {
+      RunDamaged(path.filename(), seed);
+    }
+  }
+  return seeds.empty() ? 1 : 0;  // an empty corpus tests nothing
+}
