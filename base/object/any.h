@@ -13,11 +13,11 @@ class BadZOAnyCast : public std::bad_cast {
   const char* what() const noexcept override { return "BadZOAnyCast: failed conversion ZOAnyCast"; }
 };
 
-// Tags the type of a stored value in a std::tuple<SVT, ZOAny>. Strings are all that is stored.
+// Tags the type of a stored value in a std::tuple<SVT, ZOAny>. Only strings are stored.
 enum class SVT : int { kString = 9 };
 
-// A value of any copyable type, or none.
-// Threads: none of its own; its holder guards it.
+// Holds a value of any copyable type, or nothing.
+// Threads: its holder guards it.
 // Errors:  only the casts fail.
 class ZOAny {
  public:
@@ -61,8 +61,8 @@ class ZOAny {
   std::unique_ptr<placeholder> content;
 };
 
-// The held value, which must be of exactly the type T. Throws BadZOAnyCast if it isn't; an empty
-// value holds a `void`. Types are told apart by name, and equal names mostly share one address.
+// Returns the held value. Throws BadZOAnyCast unless its type is exactly T; an empty value holds a
+// `void`. Compares types by name. Equal names mostly share one address, so that is tested first.
 template <class T>
 const T& ZOAnyCast(const ZOAny& any) {
   const char* held = any.type().name();

@@ -12,16 +12,6 @@ class _IZOObject {
   virtual ~_IZOObject() = default;
 };
 
-// A list of mixins, each level of which brings its head and the rest of the list.
-template <class... Mixins>
-class __ZOObject;
-
-template <>
-class __ZOObject<> : public _IZOObject {};
-
-template <class Head, class... Tail>
-class __ZOObject<Head, Tail...> : public Head, public __ZOObject<Tail...> {};
-
 template <class T>
 class ZOEnableSharedFromThis : public std::enable_shared_from_this<ZOEnableSharedFromThis<T>> {
  public:
@@ -31,14 +21,22 @@ class ZOEnableSharedFromThis : public std::enable_shared_from_this<ZOEnableShare
   ZOEnableSharedFromThis& operator=(const ZOEnableSharedFromThis&) = delete;
 };
 
-// The root of every class with a lifetime of its own: it can be shared, carries signals and hands
-// out weak closures. Classes with several paths to it derive from it virtually.
-// The flag of its weak closures dies last, after the derived class's destructor: a class whose
-// closures can run on a foreign thread calls Cancel early in its own teardown.
-// Threads: those of its mixins.
-// Owner:   a shared pointer, or a holder by value that has no use for SharedFromThis.
-class ZOObjectIMPL : public virtual __ZOObject<WeakClosureSupportor, ConnectAble,
-                                               ZOEnableSharedFromThis<ZOObjectIMPL>> {
+class ZOObjectIMPL;
+
+// The mixins of every object, in the reverse order of their destruction: the flag of the weak
+// closures dies last.
+struct __ZOObject : WeakClosureSupportor,
+                    ConnectAble,
+                    ZOEnableSharedFromThis<ZOObjectIMPL>,
+                    _IZOObject {};
+
+// Root of every class with its own lifetime: it can be shared, carries signals and makes weak
+// closures. Classes that reach it by several paths derive from it virtually.
+// The flag of its weak closures outlives the derived class's destructor, so a class whose closures
+// can run on a foreign thread calls Cancel early in its own teardown.
+// Threads: as its mixins.
+// Owner:   a shared pointer, or a holder by value that doesn't call SharedFromThis.
+class ZOObjectIMPL : public virtual __ZOObject {
  public:
   // Empty if the object isn't owned by a shared pointer, or isn't a T.
   template <class T>
@@ -47,7 +45,7 @@ class ZOObjectIMPL : public virtual __ZOObject<WeakClosureSupportor, ConnectAble
   }
 };
 
-// A member, not a base, of an object that wants a set of closures with a Cancel of its own.
+// A member, not a base, of an object that needs a set of closures with its own Cancel.
 class WeakCallbackFlag : public ZOObjectIMPL {};
 
 }  // namespace zo_base

@@ -11,9 +11,10 @@
 
 namespace zo_sigslot {
 
-// The parts that one connection of a signal is made of; ConnectAble (base/object/signals.h) joins
-// them. A signal object stands for one connection, owns its slot and is owned by the emitter's
-// table.
+// The parts of one connection of a signal; ConnectAble (base/object/signals.h) joins them. A signal
+// object represents one connection, owns its slot and is owned by the emitter's table.
+// The shape of these classes is fixed, so some members and operations have no reader: `mutex`,
+// `destroyed`, `query` and `get_callable`. Nothing sets `blocked`.
 
 namespace detail {
 
@@ -23,7 +24,7 @@ class disconnecable {
   virtual void disconnect_slot() = 0;
 };
 
-// What a connection handle sees of a slot.
+// The part of a slot that a connection handle uses.
 class slot_state {
  public:
   explicit slot_state(disconnecable* signal) : owner(signal) {}
@@ -39,7 +40,7 @@ class slot_state {
  private:
   uint8_t connected_ = 1;
   uint8_t blocked = 0;
-  // The signal object. It alone owns the slot, and a handle that reaches the slot holds it too.
+  // The signal object. It is the slot's only owner; a handle that reaches the slot holds it too.
   disconnecable* const owner;
 };
 
@@ -103,12 +104,12 @@ class signal_singl_base final : public detail::disconnecable {
   std::atomic<uint8_t> destroyed{0};
 };
 
-// The handle of a connection. Dropping it disconnects nothing.
-// Threads: any, several at once too; `disconnect` only while the emitter is sure to live.
+// Handle of a connection. Its destruction disconnects nothing.
+// Threads: any, several at once too. Call `disconnect` only while the emitter exists.
 class connection {
  public:
   connection() = default;
-  // Knows the slot by the life of its signal object, so that reaching the one keeps the other.
+  // Shares the ownership of the signal object, so a locked handle keeps both.
   template <class Signal>
   explicit connection(const std::shared_ptr<Signal>& signal)
       : slot_(std::shared_ptr<detail::slot_state>(signal, signal->slot.get())) {}

@@ -9,17 +9,17 @@
 
 namespace zo_base {
 
-// Stands behind a weak flag; no object of it is ever made. Only the control block of a pointer
-// to it counts, so a live flag is a null pointer whose use count isn't 0.
+// Type of a weak flag. No object of it exists: only the control block of the pointer matters, so
+// a live flag is a null pointer whose use count isn't 0.
 struct ZOWeakFlag {};
 
-// Hands out closures that do nothing once their owner has cancelled them or is gone.
-// A closure takes no strong reference and no lock: it guards against a late call, not against a
-// death during the call. So an object's closures run on its own thread, or are made by
-// ForAnyThread (base/thread/for_any_thread.h).
+// Makes closures that do nothing once their owner has cancelled them or is gone.
+// A closure takes no strong reference and no lock: it guards against a call after the owner's
+// destruction, not against a destruction during the call. So an object's closures run on its own
+// thread, or are made by ForAnyThread (base/thread/for_any_thread.h).
 // Threads: any may cancel or make closures; the lock inside is a leaf.
 // Owner:   it is a base of the owner.
-// Errors:  an expired closure is silent and gives the default of its result.
+// Errors:  an expired closure returns the default of its result and reports nothing.
 class WeakClosureSupportor {
  public:
   template <class F>
@@ -47,7 +47,7 @@ class WeakClosureSupportor {
   WeakClosureSupportor(const WeakClosureSupportor&) = delete;
   WeakClosureSupportor& operator=(const WeakClosureSupportor&) = delete;
 
-  // The flag of all closures made since the last Cancel.
+  // Returns the flag that all closures since the last Cancel share.
   std::weak_ptr<ZOWeakFlag> GetWeakFlag();
 
   template <class F>
@@ -55,10 +55,10 @@ class WeakClosureSupportor {
     return {GetWeakFlag(), std::forward<F>(callable)};
   }
 
-  // A closure was made since the last Cancel.
+  // True if a closure was made since the last Cancel.
   bool HasUsedFlag() const;
 
-  // Every closure made so far expires at once; later ones aren't touched.
+  // Expires every closure made so far; later ones aren't affected.
   void Cancel();
 
  private:

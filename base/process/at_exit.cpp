@@ -9,7 +9,7 @@
 namespace zo_base {
 namespace {
 
-// Managers of one context form a stack, since a callback of an ending manager can ask for one.
+// Managers of one context form a stack: a callback of an ending manager can request a new one.
 // Locks: the registry's mutex is a leaf; a manager's own is held while its callbacks run.
 template <class Context>
 class _AtExitManager final : public IAtExitManager<Context> {
@@ -25,8 +25,8 @@ class _AtExitManager final : public IAtExitManager<Context> {
     }
   }
 
-  // A held manager is the top: no newer one is made beside it. Only an ending one can have a newer
-  // one above, which a callback asked for; what its callbacks then add to it still runs with it.
+  // A referenced manager is the top. Only an ending one can have a newer one above it, requested by
+  // a callback; callbacks that are then added to the ending one still run with it.
   void RegisterCallback(std::function<void()> callback) override {
     RecursiveMutexLock lock(mutex);
     callbacks.push_back(std::move(callback));
@@ -37,7 +37,7 @@ class _AtExitManager final : public IAtExitManager<Context> {
  private:
   struct Registry {
     Mutex mutex;
-    // The innermost live manager.
+    // The innermost manager that exists.
     _AtExitManager* top ZO_GUARDED_BY(mutex) = nullptr;
     std::weak_ptr<IAtExitManager<Context>> current ZO_GUARDED_BY(mutex);
   };
@@ -72,7 +72,7 @@ _AtExitManager<Context>::~_AtExitManager() {
   {
     RecursiveMutexLock lock(mutex);
     while (!callbacks.empty()) {
-      // Popped before the call, so that a callback that registers another one runs once.
+      // Pop before the call, so that a callback that registers another one runs once.
       std::function<void()> callback = std::move(callbacks.back());
       callbacks.pop_back();
       if (callback) {
@@ -82,7 +82,7 @@ _AtExitManager<Context>::~_AtExitManager() {
   }
   Registry& registry = TheRegistry();
   MutexLock lock(registry.mutex);
-  // A newer manager can stand above this one by now.
+  // A newer manager may be above this one.
   _AtExitManager** link = &registry.top;
   while (*link != this) {
     link = &(*link)->previous;

@@ -6,8 +6,8 @@
 
 namespace zo_base {
 
-// Holds a process-wide object that is never destroyed, so that no thread can meet its ruin at
-// the end of the process. What the object owns is freed by a hook of base/process/unload_hook.h.
+// Holds a process-wide object that is never destroyed, so that no thread can use it after
+// destruction while the process exits. A hook of base/process/unload_hook.h frees what it owns.
 // Use: `static NoDestructor<T> it(arguments);` in a function.
 template <class T>
 class NoDestructor {

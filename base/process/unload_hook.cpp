@@ -11,7 +11,7 @@
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
 
-// The linker's name for the library itself.
+// The linker's handle of this library.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the platform chose it
 extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
 
@@ -30,10 +30,10 @@ Hooks& AllHooks() {
 
 std::atomic<bool> process_ends{false};
 
-// The end of a process runs the exit handlers before any library's own teardown; an unloading
-// runs them after it. So teardown that finds the mark set belongs to the end of the process.
+// An exiting process runs the exit handlers before any library's teardown; dlclose runs them after
+// it. So a teardown that finds the mark set is part of the process's exit.
 __attribute__((constructor)) void WatchForProcessEnd() {
-  // Without the handler the hooks could run at the end of the process; nothing else is lost.
+  // If this fails, the hooks may run while the process exits; nothing else is lost.
   (void)AtEnd([] { process_ends = true; });
 }
 
@@ -46,7 +46,7 @@ void RunHooks() {
   if (LiveLibraryThreads() != 0) {
     return;
   }
-  // A hook can bring something back to life, by a log line say, which hands in its hook anew.
+  // A hook may create an object again, which registers its hook again.
   for (std::vector<void (*)()> hooks = TakeHooks(); !hooks.empty(); hooks = TakeHooks()) {
     for (auto hook = hooks.rbegin(); hook != hooks.rend(); ++hook) {
       (*hook)();

@@ -6,17 +6,17 @@
 
 namespace zo_base {
 
-// What is guarded here is held for less than the two switches of a thread that sleeps for it take:
-// before that, a thread looks so often whether it is free (some microseconds).
-#ifdef STURDY_LOCKS_ONLY_WAIT
-inline constexpr int kMutexLooks = 0;
+// Our locks are held for less time than a sleep and a wake-up cost, so try this often (a few
+// microseconds) before blocking.
+#ifdef STURDY_NO_SPIN
+inline constexpr int kSpinTries = 0;
 #else
-inline constexpr int kMutexLooks = 200;
+inline constexpr int kSpinTries = 200;
 #endif
 
 template <typename StdMutex>
-void LockSoon(StdMutex& mutex) {
-  for (int look = 0; look < kMutexLooks; ++look) {
+void SpinThenLock(StdMutex& mutex) {
+  for (int tried = 0; tried < kSpinTries; ++tried) {
     if (mutex.try_lock()) {
       return;
     }
@@ -27,8 +27,8 @@ void LockSoon(StdMutex& mutex) {
   mutex.lock();
 }
 
-// The standard mutexes, thinly wrapped so that clang can check what they guard.
-// Both can be waited on with a Condition, and need no destructor to run.
+// The standard mutexes in a wrapper that lets clang check what they guard.
+// Both work with a Condition, and need no destructor.
 // Threads: any. Errors: the standard system errors of the wrapped mutex.
 class ZO_CAPABILITY("mutex") Mutex {
  public:
@@ -36,7 +36,7 @@ class ZO_CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
+  void lock() ZO_ACQUIRE() { SpinThenLock(mutex_); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
@@ -50,7 +50,7 @@ class ZO_CAPABILITY("mutex") RecursiveMutex {
   RecursiveMutex(const RecursiveMutex&) = delete;
   RecursiveMutex& operator=(const RecursiveMutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { LockSoon(mutex_); }
+  void lock() ZO_ACQUIRE() { SpinThenLock(mutex_); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 

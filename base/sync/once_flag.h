@@ -7,16 +7,16 @@
 
 namespace zo_base {
 
-// A once-flag that can be cleared again.
+// A once-flag that can be reset.
 // Threads: any; callers that come during the first call wait for it.
-// Errors:  an exception from the function leaves the flag unset and goes on to the caller.
+// Errors:  an exception from the function leaves the flag unset and passes to the caller.
 class OnceFlag {
  public:
   constexpr OnceFlag() = default;
   OnceFlag(const OnceFlag&) = delete;
   OnceFlag& operator=(const OnceFlag&) = delete;
 
-  // Runs `function` unless a call has ended well since the last Reset.
+  // Runs `function` unless a call has succeeded since the last Reset.
   // Requires: not called from within `function` on the same flag.
   template <class Function>
   void Call(Function&& function) {
@@ -30,7 +30,7 @@ class OnceFlag {
     }
   }
 
-  // Takes no lock. A call that is running meanwhile still sets the flag at its end.
+  // Takes no lock. A call that is running still sets the flag when it ends.
   void Reset() { done_.store(false, std::memory_order_release); }
 
  private:

@@ -9,18 +9,18 @@
 
 namespace zo_base {
 
-// Many readers or one writer, for sections of a few instructions up to the write of a small file.
-// Threads: any. Not recursive: a reader that asks again while a writer waits never gets in.
+// Admits many readers or one writer, for sections from a few instructions to writing a small file.
+// Threads: any. Not recursive: a reader that locks again while a writer waits deadlocks.
 // Owner:   the object that it guards.
 // Errors:  none.
 //
-// A writer claims the `writer_` word and then waits for the readers to leave; a reader enters and
-// then looks at the word. Each side stores before it loads the other's, so the order must be one
-// for all threads: every access is sequentially consistent.
+// A writer sets `writer_` and then waits until no reader is left; a reader counts itself and then
+// tests `writer_`. Each side stores its own word before it loads the other's, so every access is
+// sequentially consistent.
 class ZO_CAPABILITY("mutex") ReaderWriterSpinLock {
  public:
   enum class WaitMode {
-    kYield,  // give the processor away between tries
+    kYield,  // yield the processor between tries
     kSleep,  // sleep wait_us between tries
   };
 

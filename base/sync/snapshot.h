@@ -7,9 +7,9 @@
 
 namespace zo_base {
 
-// A value that is replaced whole: a reader keeps the one it got for as long as it likes.
-// Threads: any. The lock inside is a leaf, held for the copy of one pointer.
-// Errors:  none; Get is null until the first Set.
+// A value that is replaced as a whole. A reader may keep the value that it got.
+// Threads: any. The lock inside is a leaf, held while one pointer is copied.
+// Errors:  none; Get returns null until the first Set.
 template <class T>
 class Snapshot {
  public:
@@ -24,7 +24,7 @@ class Snapshot {
   }
 
   void Set(std::shared_ptr<const T> value) {
-    // The old value dies after the lock is gone: its destructor may be anything.
+    // `lock` ends before `value`: the old value's destructor runs without the mutex.
     MutexLock lock(mutex_);
     value_.swap(value);
   }

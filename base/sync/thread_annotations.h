@@ -1,6 +1,6 @@
 #pragma once
 
-// Which mutex guards what, written where clang can check it. Other compilers see nothing.
+// Names the mutex that guards a member, so that clang can check it. Empty for other compilers.
 
 #if defined(__clang__)
 #define ZO_ANNOTATE(x) __attribute__((x))

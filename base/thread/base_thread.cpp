@@ -9,7 +9,7 @@
 
 namespace zo_base {
 
-// What the thread is to its owner; its loop is in base_thread_loop.cpp.
+// The thread as its owner uses it; its loop is in base_thread_loop.cpp.
 
 BaseThread::BaseThread(const std::string& thread_name)
     : earliest_due_ms(UINT64_MAX),
@@ -24,7 +24,7 @@ BaseThread::~BaseThread() {
   try {
     BaseThread::DoJoin();
   } catch (const std::system_error&) {
-    // The last reference went on the thread itself, which would run on in a dead object.
+    // The last reference was released on the thread itself, which would use a destroyed object.
     std::terminate();
   }
   running.exchange(0);
@@ -39,9 +39,9 @@ void BaseThread::Start() {
   begun.exchange(0);
   {
     MutexLock lock(start_mutex);
-    auto starting = std::make_unique<std::thread>();  // nothing may throw once it runs
+    auto starting = std::make_unique<std::thread>();  // nothing may throw once the thread runs
     *starting = StartThread([this] {
-      // The first tasks may already ask for a join, and so look at `thread`.
+      // Wait until `thread` is stored: the first tasks may join.
       start_mutex.lock();
       start_mutex.unlock();
       ThreadMain();

@@ -17,12 +17,12 @@
 
 namespace zo_base {
 
-// The places of a pass of the loop, and of a post, at which a test can hold it.
+// The steps of a pass of the loop, and of a post, at which a test can hold the thread.
 enum class LoopStep {
   kPassBegins,
   kWaitMutexHeld,
   kMarkedWaiting,
-  kWaitReckoned,
+  kWaitComputed,
   kWaited,
   kDrainedPriority,
   kDrainedNormal,
@@ -32,31 +32,31 @@ enum class LoopStep {
   kTaskRan,
   kWalked,
   kPassEnds,
-  // On the thread that posts: before its task is stored, and after it has marked a wake-up as
-  // pending.
+  // On the posting thread: before its task is stored, and after it has marked a wake-up as pending.
   kPosterAppends,
   kPosterMarked,
 };
 
 // One system thread with a task loop, started at most once. It waits for a post or the earliest
-// due time; a notification runs the queues, and every pass runs what is due.
-// Threads: any may post, ask and request the stop; Start, Stop and Join come from the owner.
-// Owner:   a shared pointer, or its loop drops all posts. The owner calls Stop before it lets go,
-//          and a derived class also stops in its own destructor, since the base's comes too late
-//          for the members that tasks use. The last reference must not go on the thread itself.
-// Errors:  an exception from a task ends the process. Stop and Join of a started thread from itself
-//          throw the standard deadlock error. Tasks that are pending at the stop are dropped.
-// Locks:   none is held while an immediate task runs, but `start_mutex` for those that wait when
-//          the thread begins; `delayed_mutex`, which is recursive, is held while delayed tasks
-//          run. `wake_mutex` is a leaf.
+// due time. A notification runs the queues; every pass runs the tasks that are due.
+// Threads: any may post, query and call RequestStop. Start, Stop and Join belong to the owner.
+// Owner:   a shared pointer; without one its loop drops all posts. The owner calls Stop before it
+//          releases the thread. A derived class also stops in its destructor, since the base's runs
+//          too late for the members that tasks use. The last reference must not be released on the
+//          thread itself.
+// Errors:  an exception from a task ends the process. Stop and Join on the thread itself throw the
+//          standard deadlock error. Tasks that are pending at the stop are dropped.
+// Locks:   none is held while an immediate task runs, except `start_mutex` for tasks that are
+//          queued when the thread begins. `delayed_mutex`, which is recursive, is held while
+//          delayed tasks run. `wake_mutex` is a leaf.
 class BaseThread : public IThread, public ITaskDelegate {
  public:
   explicit BaseThread(const std::string& name);
   ~BaseThread() override;
 
   bool IsRunning() override;
-  // Returns once the slots of the begin signals have run on the new thread. Never returns on a
-  // thread that has been stopped. A system error leaves the object as it was.
+  // Returns once the slots of the begin signals have run on the new thread. Never returns after a
+  // stop. A system error changes nothing.
   void Start() override;
   void Stop() override;
   void Join() override;
@@ -71,16 +71,16 @@ class BaseThread : public IThread, public ITaskDelegate {
   void PostDelayedTask(int delay_ms, const std::function<void()>& task) override;
   void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) override;
 
-  // A post that ends a wait needs no more; otherwise one pending wake-up serves all posts that come
-  // before it is run.
+  // A post that ends a wait needs no more. Otherwise one pending wake-up serves all posts that come
+  // before it runs.
   void PostAndWake(const std::function<void()>& task) override;
 
-  // Interrupts nothing: a task that runs is finished, and no further one is begun. For good: a
-  // Start that this overtakes before the begin signals never returns. Their slots may call it.
+  // Permanent. The running task finishes, and no further one begins. A Start that hasn't emitted
+  // the begin signals by then never returns. Slots of those signals may call it.
   virtual void RequestStop();
 
-  // Called at each step of every loop, on its thread or the one that posts; null takes it away.
-  // The function outlives all loops that can see it.
+  // Called at each step of every loop, on its thread or the posting one. Null removes the hook. It
+  // must outlive all loops that can see it.
   using StepHook = std::function<void(BaseThread&, LoopStep)>;
   static void SetStepHookForTest(const StepHook* hook);
 
@@ -95,7 +95,7 @@ class BaseThread : public IThread, public ITaskDelegate {
 
   struct DelayTask {
     int32_t delay_ms;
-    // Runs still owed; 0 for a one-shot.
+    // Runs left; 0 for a single run.
     int64_t times;
     std::function<void()> task;
     std::function<void(int, const std::function<void()>&, long long)> repost;
@@ -111,9 +111,9 @@ class BaseThread : public IThread, public ITaskDelegate {
     bool ran;
   };
 
-  // True if the thread was waiting: the pass that this begins runs what has been stored.
+  // Returns true if the thread was waiting: the pass that then begins runs what was stored before.
   bool Notify();
-  // These two: the lane's mutex is held.
+  // Require the lane's mutex.
   static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
                            const std::function<void()>& task);
   static bool TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
@@ -143,8 +143,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   RecursiveMutex priority_queue_mutex;
   RecursiveMutex delayed_mutex;
   RecursiveMutex normal_queue_mutex;
-  // A working queue is the thread's own, without the lane's mutex, while it is marked filled.
-  // Others may touch it, under that mutex, only while it isn't, which means that it is empty.
+  // While a working queue is marked filled, only the thread touches it, without the lane's mutex.
+  // Unmarked, it is empty, and posting threads may fill it under that mutex.
   TaskQueue normal_working;
   TaskQueue normal_incoming ZO_GUARDED_BY(normal_queue_mutex);
   TaskQueue priority_working;
@@ -153,16 +153,16 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<bool> priority_filled{false};
   // By due time on the monotonic clock.
   std::map<uint64_t, DueTasks> delayed_tasks ZO_GUARDED_BY(delayed_mutex);
-  // The first key of the map, for the loop's wait; the largest value if there is none.
+  // Mirrors the first key of the map for the loop's wait; the largest value if it is empty.
   std::atomic<uint64_t> earliest_due_ms;
   std::atomic<bool> wake_up_pending{false};
-  // The thread waits, or is about to, and nobody has notified it yet.
+  // The thread waits, or is about to, and hasn't been notified.
   std::atomic<bool> waiting{false};
   Condition wake_condition;
   std::atomic<uint8_t> stop_requested{0};
   std::atomic<uint8_t> first_pass{1};
   std::atomic<uint8_t> running{0};
-  // Set with `running` and not cleared at the end, so that Start sees a short life too.
+  // Set with `running` and not cleared at the end, so that Start also sees a thread that has ended.
   std::atomic<uint8_t> begun{0};
   std::unique_ptr<std::thread> thread;
   Condition begin_condition;

@@ -10,12 +10,12 @@
 namespace zo_base {
 namespace {
 
-// Long enough for the begin signals to come after whatever Start's caller posts first.
+// Long enough for Start's caller to post before the begin signals.
 constexpr int64_t kFirstWaitMs = 1;
-// 61 days: the sleep of a thread that has nothing to do.
+// 61 days: the wait of a thread that has nothing to do.
 constexpr int64_t kIdleWaitMs = 5'270'400'000;
-// Bounds what a walk keeps from being freed: repeats of 0 ms are due again behind it without end.
-// What is left is due at once in the next pass.
+// Bounds the finished tasks that a walk keeps until it ends: a repeat of 0 ms is due again after
+// each run, without end. The next pass runs the rest at once.
 constexpr size_t kMostTasksPerWalk = 1000;
 constexpr uint64_t kNothingDue = std::numeric_limits<uint64_t>::max();
 
@@ -27,7 +27,7 @@ uint64_t NowMs() {
 
 }  // namespace
 
-// Wakes the loop when a test sets the clock, so that it reckons its wait anew.
+// Wakes the loop when a test sets the clock, so that it computes its wait again.
 class BaseThread::ClockWaker final : public ClockListener {
  public:
   explicit ClockWaker(BaseThread& thread) : thread_(thread) { Clock::AddListener(this); }
@@ -53,22 +53,22 @@ void BaseThread::Step(LoopStep step) {
 
 // --- Posts ---
 
-// Called after the news has been stored. A thread that marks itself as waiting after our look at
-// the mark reads the news after it, so a thread that doesn't wait needs no notification.
+// Call after storing the task, due time or stop. If `waiting` is still false here, the loop will
+// see what was stored before it sleeps, so it need not be notified.
 bool BaseThread::Notify() {
   if (!waiting) {
     return false;
   }
   {
     RecursiveMutexLock lock(wake_mutex);
-    // The thread holds the mutex from its mark up to the wait, so while the mark stands it waits.
+    // The thread holds the mutex from setting `waiting` to its wait, so it is in its wait now.
     if (!waiting) {
       return false;
     }
     waiting = false;
   }
-  // Without the mutex, which the thread needs as it wakes. Should it have timed out meanwhile and
-  // wait again, it takes one more look at its queues.
+  // Notify without the mutex, which the waking thread takes. If the loop has timed out and waits
+  // again, it makes one extra pass.
   wake_condition.notify_all();
   return true;
 }
@@ -109,8 +109,8 @@ void BaseThread::PostRepeatedTask(int delay_ms, const std::function<void()>& tas
   PostDelayed(delay_ms, task, times);
 }
 
-// A post of the thread itself, in a walk over due tasks, still holds `delayed_mutex` when it
-// notifies: the wake-up's mutex comes last of all.
+// The thread itself may post in a walk over due tasks and then notifies with `delayed_mutex` held,
+// so `wake_mutex` comes last in the lock order.
 void BaseThread::PostDelayed(int delay_ms, const std::function<void()>& task, long long times) {
   AppendDelayed(delay_ms, task, times);
   Notify();
@@ -130,10 +130,9 @@ void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, 
   MirrorEarliestDueLocked();
 }
 
-// Another thread that waits is notified, and every pass drains the high-priority lane, whether it
-// ends its wait by that or by a time-out at the same instant. Otherwise it's two posts: the loop
-// drains that lane after each walk that ran a task, so who posts to it and then finds a wake-up
-// pending is served by that drain.
+// If the loop is waiting, one notification is enough: every pass starts by draining the
+// high-priority lane. Otherwise also post an empty delayed task, unless one is pending: the loop
+// drains that lane again after each walk that ran a task.
 void BaseThread::PostAndWake(const std::function<void()>& task) {
   AppendPriority(task);
   if (!IsCurrentThread() && Notify()) {
@@ -170,7 +169,7 @@ void BaseThread::RunLoop() {
   first_pass.exchange(1);
 }
 
-// False when the stop was seen.
+// Returns false once it sees the stop, as do all steps below.
 bool BaseThread::RunPass() {
   Step(LoopStep::kPassBegins);
   if (stop_requested != 0) {
@@ -201,14 +200,14 @@ BaseThread::Wake BaseThread::WaitForWork() {
   Step(LoopStep::kWaitMutexHeld);
   waiting = true;
   Step(LoopStep::kMarkedWaiting);
-  // A stop that came before the mark has notified nobody.
+  // A stop that was requested before `waiting` was set hasn't notified this thread.
   const int64_t wait_ms = stop_requested != 0 ? 0 : WaitMs();
-  Step(LoopStep::kWaitReckoned);
+  Step(LoopStep::kWaitComputed);
   if (wait_ms < 1) {
     waiting = false;
     return Wake::kTimedOut;
   }
-  // A length, not a deadline: setting the system's clock delays no timer.
+  // Wait for a duration, not until a time, so that setting the system's clock delays no timer.
   const auto status = wake_condition.wait_for(wake_mutex, std::chrono::milliseconds(wait_ms));
   waiting = false;
   return status == std::cv_status::timeout ? Wake::kTimedOut : Wake::kNotified;
@@ -226,7 +225,7 @@ int64_t BaseThread::WaitMs() const {
   return static_cast<int64_t>(std::min<uint64_t>(due_ms - now_ms, kIdleWaitMs));
 }
 
-// The first wait has passed without a notification: the thread tells that it has begun.
+// Emits the begin signals, after the first wait that ends without a notification.
 bool BaseThread::Begin() {
   if (stop_requested != 0) {
     return false;
@@ -243,7 +242,7 @@ bool BaseThread::Begin() {
 
 // --- The queues ---
 
-// Runs and removes the front task. False when the stop was seen.
+// Runs and removes the front task.
 bool BaseThread::RunFront(TaskQueue& working, std::atomic<bool>& filled) {
   working.front()();
   if (stop_requested != 0) {
@@ -258,7 +257,7 @@ bool BaseThread::RunFront(TaskQueue& working, std::atomic<bool>& filled) {
 
 bool BaseThread::TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
                                     std::atomic<bool>& filled) {
-  // A post may have filled the working queue just now: what it holds is older than the rest.
+  // A post may have filled the working queue meanwhile: its tasks are older than the incoming ones.
   if (filled) {
     return true;
   }
@@ -325,13 +324,13 @@ bool BaseThread::RunDueDelayedTasks() {
     walk = WalkDueTasksLocked(done);
     MirrorEarliestDueLocked();
   }
-  // What closures hold is freed without the mutex, since its destructors may be anything.
+  // Free the closures without the mutex, since they may own objects with any destructor.
   done.clear();
   Step(LoopStep::kWalked);
   if (walk.stopped) {
     return false;
   }
-  // The walk may have used up the wake-up of a post that came after the drain above.
+  // The walk may have consumed the wake-up of a post that was stored after the drain above.
   return !walk.ran || DrainPriorityQueue();
 }
 
@@ -359,8 +358,7 @@ BaseThread::WalkResult BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done
   return result;
 }
 
-// A task may append to the list that is walked. What has run goes to `done`, unless the stop is
-// seen meanwhile: then the result is false.
+// Runs the tasks of a due entry and moves them to `done`. A task may append to the entry's list.
 bool BaseThread::RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) {
   auto due = entry.tasks.begin();
   for (size_t runs = done.size(); due != entry.tasks.end() && runs < kMostTasksPerWalk; ++runs) {

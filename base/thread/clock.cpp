@@ -63,7 +63,7 @@ void Clock::RemoveListener(ClockListener* listener) {
   std::vector<ClockListener*>& list = listeners.list;
   list.erase(std::remove(list.begin(), list.end(), listener), list.end());
   if (list.empty()) {
-    // An idle library keeps no memory, so that it can be unloaded at any such time.
+    // Free the memory too, so that an idle library can be unloaded without a leak.
     std::vector<ClockListener*>().swap(list);
   }
 }

@@ -5,10 +5,11 @@
 
 namespace zo_base {
 
-// Work crosses threads as closures on task loops. Product code posts by base/thread/post_task.h
-// alone, since a single post through these interfaces can stay unseen until the next one.
+// Work crosses threads as closures on task loops. Product code posts only through
+// base/thread/post_task.h, since a single post through these interfaces can go unnoticed until the
+// next one.
 
-// The thread object as its loop sees it. Its queues keep what is posted before the thread runs.
+// The thread object as its loop uses it. Its queues keep tasks that are posted before it runs.
 // Lanes: high-priority tasks run before normal ones and between any two of them; normal tasks run
 // in posting order; delayed tasks run by due time, those of one millisecond in posting order.
 // Threads: any may post.
@@ -16,10 +17,10 @@ class ITaskDelegate {
  public:
   virtual void PostTask(const std::function<void()>& task) = 0;
   virtual void PostHighPriorityTask(const std::function<void()>& task) = 0;
-  // A negative delay counts as due already.
+  // A negative delay means due already.
   virtual void PostDelayedTask(int delay_ms, const std::function<void()>& task) = 0;
-  // 0 times is one run, a negative number repeats until the thread stops. Each next run is
-  // reckoned from the start of the one before.
+  // Runs once for 0 times, until the thread stops for a negative number. Each delay counts from the
+  // start of the run before.
   virtual void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) = 0;
   // A high-priority task, and then an empty delayed one that is due at once, so that the loop is
   // sure to see the first.
@@ -41,9 +42,9 @@ class ITaskPostor {
   virtual void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) = 0;
 };
 
-// The door to a thread's queues that doesn't own the thread.
+// Gives access to a thread's queues without owning the thread.
 // Threads: any may post.
-// Errors:  a post to a thread that doesn't run yet, or is gone, is dropped without a word.
+// Errors:  silently drops a post to a thread that doesn't run yet or is gone.
 class ITaskLoop : public ITaskPostor {
  public:
   virtual void AttachDelegate(const std::shared_ptr<ITaskDelegate>& delegate) = 0;

@@ -8,10 +8,10 @@
 
 namespace zo_base {
 
-// A thread with a task loop, as its users see it.
+// Interface of a thread with a task loop.
 // Signals: on the thread itself, InternalBegin and ThreadBegin before Start returns, ThreadEnd
-//          and InternalEnd when its loop has ended. A service connects to its own SIG_ThreadBegin
-//          for the work that starts it.
+//          and InternalEnd after its loop. A service does its start-up work in a slot of its own
+//          SIG_ThreadBegin.
 class IThread : public virtual ZOObjectIMPL {
  public:
   static inline Signal<> SIG_ThreadBegin;

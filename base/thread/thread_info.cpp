@@ -3,8 +3,7 @@
 namespace zo_base {
 namespace {
 
-// A plain pointer: a thread-local object with a destructor would keep the library from being
-// unloaded.
+// A raw pointer: a thread-local object with a destructor would prevent unloading the library.
 thread_local ThreadInfo* current = nullptr;
 
 }  // namespace

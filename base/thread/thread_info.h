@@ -8,17 +8,17 @@
 
 namespace zo_base {
 
-// What a thread with a task loop knows of itself.
+// Describes a running thread that has a task loop.
 struct ThreadInfo {
   std::string name;
   std::shared_ptr<ITaskLoop> task_loop;
   uint32_t thread_id = 0;
 };
 
-// The calling thread's record, or null. It is the thread's own: don't hand it on.
+// Returns the calling thread's record, or null. Don't pass it to another thread.
 ThreadInfo* CurrentThreadInfo();
 
-// Makes the calling thread's record on first use, then assigns it.
+// Assigns the calling thread's record; creates it on first use.
 void SetCurrentThreadInfo(const ThreadInfo& info);
 void ClearCurrentThreadInfo();
 

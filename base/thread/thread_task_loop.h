@@ -8,9 +8,9 @@
 
 namespace zo_base {
 
-// The loop that a BaseThread gives out. It knows its thread weakly, from the moment it runs.
+// The loop of a BaseThread. Holds its thread weakly, once the thread runs.
 // Threads: any.
-// Errors:  without a thread a post is dropped.
+// Errors:  drops posts while it has no thread.
 class BaseThread::ThreadTaskLoop final : public ITaskLoop {
  public:
   void PostTask(const std::function<void()>& task) override {

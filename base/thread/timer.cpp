@@ -20,17 +20,16 @@ void Timer::Start(uint32_t delay_ms, const std::function<void()>& callback, uint
   }
 }
 
-void Timer::StartHandedOn(uint32_t delay_ms, const std::function<void()>& callback,
-                          uint32_t times) {
+void Timer::StartPosted(uint32_t delay_ms, const std::function<void()>& callback, uint32_t times) {
   const auto loop = Rearm();
   if (!loop) {
     return;
   }
   std::function<void()> work = weak_flag.ToWeakClosure(callback);
-  auto hand_on = [loop = std::weak_ptr<ITaskLoop>(loop), work = std::move(work)] {
+  auto post_work = [loop = std::weak_ptr<ITaskLoop>(loop), work = std::move(work)] {
     PostTo(loop.lock(), work);
   };
-  Post(*loop, delay_ms, weak_flag.ToWeakClosure(std::move(hand_on)), times);
+  Post(*loop, delay_ms, weak_flag.ToWeakClosure(std::move(post_work)), times);
 }
 
 void Timer::Cancel() {

@@ -9,12 +9,12 @@
 
 namespace zo_base {
 
-// Runs a callback once or some times after a delay, on a task loop. Starting it again cancels
-// what it was started for before; so does its end.
-// Threads: Start and the end come from one thread at a time, as a rule the loop's; Cancel may come
-//          from any. A callback that is past its test when the cancel comes runs to its end.
-// Owner:   the object whose callback it is.
-// Errors:  without a loop, on a thread that has none, Start does nothing but cancel.
+// Runs a callback once or several times after a delay, on a task loop. Start and the destructor
+// cancel the previous arming.
+// Threads: Start and the destructor run on one thread at a time, as a rule the loop's. Any thread
+//          may call Cancel; a callback that is already running finishes.
+// Owner:   the object whose callback it runs.
+// Errors:  without a loop, on a thread that has none, Start only cancels.
 class Timer {
  public:
   // Uses the loop of the thread that calls Start.
@@ -24,21 +24,21 @@ class Timer {
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
 
-  // `times` 0 is one run; a value with the top bit set repeats until the loop's thread stops.
-  // The callback runs while the loop holds its mutex of delayed tasks: it takes no lock that is
-  // ever held around a post or the start of a timer.
+  // Runs once for `times` 0; repeats until the loop's thread stops if the top bit is set.
+  // The callback runs with the loop's mutex of delayed tasks held, so it must not take a lock that
+  // is ever held around a post or the start of a timer.
   virtual void Start(uint32_t delay_ms, const std::function<void()>& callback, uint32_t times);
 
-  // As Start, but what falls due only posts the callback to the loop, which runs it with no mutex
-  // held, unless this arming has been cancelled meanwhile.
-  void StartHandedOn(uint32_t delay_ms, const std::function<void()>& callback, uint32_t times);
+  // Like Start, but the due task only posts the callback to the loop, which runs it without a mutex
+  // unless this arming has been cancelled meanwhile.
+  void StartPosted(uint32_t delay_ms, const std::function<void()>& callback, uint32_t times);
 
   void Cancel();
-  // Armed at some time since the last Cancel, whether or not it has fired.
+  // True if armed since the last Cancel, whether or not it has fired.
   bool HasUsedFlag() const;
 
  private:
-  // Cancels the last arming. Null if there is no loop to use.
+  // Cancels the last arming. Returns null if there is no loop.
   std::shared_ptr<ITaskLoop> Rearm();
   static void Post(ITaskLoop& loop, uint32_t delay_ms, const std::function<void()>& closure,
                    uint32_t times);

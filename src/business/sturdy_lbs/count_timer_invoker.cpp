@@ -38,7 +38,7 @@ bool CountTimerInvoker::CountAsk(const std::function<void()>& asked_task) {
   if (first) {
     // The task takes locks that are held around posts, so it may not run inside the loop's walk
     // over its due tasks.
-    timer.StartHandedOn(
+    timer.StartPosted(
         static_cast<uint32_t>(time_threshold), [this] { TimedOut(); }, 0);
   }
   return reached;

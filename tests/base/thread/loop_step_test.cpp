@@ -111,7 +111,7 @@ const auto kTaskSteps = testing::Values(
     LoopStep::kWalked, LoopStep::kPassEnds);
 INSTANTIATE_TEST_SUITE_P(EachStep, AtStepThatRunsTasks, kTaskSteps);
 INSTANTIATE_TEST_SUITE_P(EachStep, AtStep, kTaskSteps);
-INSTANTIATE_TEST_SUITE_P(Reckoned, AtStep, testing::Values(LoopStep::kWaitReckoned));
+INSTANTIATE_TEST_SUITE_P(Reckoned, AtStep, testing::Values(LoopStep::kWaitComputed));
 
 TEST_F(HeldLoop, AWalkMayUseUpTheWakeUpOfAPostAfterItsDrain) {
   RunAt({{LoopStep::kBeforeWalk, [&] { PostTo(loop, nothing); }},

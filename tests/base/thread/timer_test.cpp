@@ -45,7 +45,7 @@ TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelled) {
   Timer endless(loop);
   timer.Start(100, Note("1"), 1);
   three.Start(100, Note("3"), 3);
-  endless.StartHandedOn(100, Note("e"), 0xffffffff);
+  endless.StartPosted(100, Note("e"), 0xffffffff);
   for (const char* expected : {"13e", "13e3e", "13e3e3e", "13e3e3ee"}) {
     EXPECT_EQ(FiredAfter(100), expected);
   }
@@ -61,13 +61,13 @@ TEST_F(TimerTest, WithoutALoopOfItsOwnUsesTheCallingThreads) {
   Timer own;
   OnLoop([&] {
     own.Start(10, Note("a"), 0);
-    orphan.StartHandedOn(10, Note("o"), 0);
+    orphan.StartPosted(10, Note("o"), 0);
   });
   EXPECT_EQ(FiredAfter(10), "ao");
   // No loop here: nothing but the cancel of what was due.
   OnLoop([&] { own.Start(10, Note("b"), 0); });
   own.Start(10, Note("c"), 0);
-  orphan.StartHandedOn(10, Note("c"), 0);
+  orphan.StartPosted(10, Note("c"), 0);
   EXPECT_FALSE(own.HasUsedFlag());
   EXPECT_EQ(FiredAfter(10), "ao");
 }
@@ -84,7 +84,7 @@ TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
     MutexLock lock(mutex);
     fired += "w";
   };
-  timer.StartHandedOn(10, work, 3);
+  timer.StartPosted(10, work, 3);
   {
     MutexLock lock(mutex);
     clock.Advance(10);
@@ -99,7 +99,7 @@ TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
   // Cancelled between the due task and the work that it has handed on.
   OnLoop([&] {
     thread->PostDelayedTask(10, [] {});
-    timer.StartHandedOn(10, work, 0);
+    timer.StartPosted(10, work, 0);
     thread->PostDelayedTask(10, [&] { timer.Cancel(); });
   });
   EXPECT_EQ(FiredAfter(10), "w");

@@ -269,7 +269,7 @@ void ServiceDirectory::ReloadAfter(int64_t delay_ms, const char* message) {
     DoReload(net::kIPFamilyAny);
   });
   const zo_base::MutexLock lock(timer_mutex_);
-  timer_->StartHandedOn(TimerDelayMs(delay_ms), reload, 0);
+  timer_->StartPosted(TimerDelayMs(delay_ms), reload, 0);
 }
 
 }  // namespace zo_sturdy

@@ -95,7 +95,7 @@ void StatisticCountTimerInvoker::PostInvoke(const std::list<StatisticRecord>& fa
 void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
   // A negative delay has passed already.
   const auto delay_ms = static_cast<uint32_t>(std::max(delay, 0));
-  timer.StartHandedOn(
+  timer.StartPosted(
       delay_ms, [this, number = ++arming] { TimedOut(number); }, 0);
 }
 
