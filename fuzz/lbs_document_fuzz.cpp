@@ -1,5 +1,6 @@
-// Takes any text as the answer of an LBS server, through the service with its thread, its cache file
-// and all of a client's slots, and as the cache file of an earlier run, which a start must survive.
+// Takes any text as the answer of an LBS server, through the service with its thread, its cache
+// file and all of a client's slots, and as the cache file of an earlier run, which a start must
+// survive.
 #include <algorithm>
 #include <cstring>
 #include <future>

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <array>
 #include <cstdio>
 #include <ctime>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 namespace sturdyctl {
@@ -19,9 +20,9 @@ std::string JsonText(const Json& json, int indent = -1) {
 inline std::string LocalTime(std::time_t time, const char* format) {
   std::tm local = {};
   localtime_r(&time, &local);
-  std::array<char, 32> text = {};
-  std::strftime(text.data(), text.size(), format, &local);
-  return text.data();
+  std::ostringstream text;
+  text << std::put_time(&local, format);
+  return text.str();
 }
 
 // Tells the user where the client's log is.
