@@ -12,6 +12,7 @@
 
 #include "lab/port.h"
 #include "tests/lab/client.h"
+#include "tests/support/sanitizers.h"
 
 namespace lab {
 namespace {
@@ -131,6 +132,8 @@ TEST(LabTest, StoppedServerResumesOnItsPort) {
 }
 
 // Without a descriptor to accept with, the listener stays readable: waiting for it would spin.
+// Not under UBSan, which opens a pipe to check a pointer and reports an error if it can't.
+#ifndef STURDY_UNDER_ASAN
 TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
   const Lab lab({HttpServer("it")});
   rlimit before{};
@@ -151,6 +154,7 @@ TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
   EXPECT_LT(busy, CLOCKS_PER_SEC / 20);
   EXPECT_TRUE(lab.WaitForAccepted("it", 1, kLimit));
 }
+#endif
 
 auto CountDescriptors() {
   const std::filesystem::directory_iterator all("/proc/self/fd");
