@@ -111,18 +111,12 @@ void JudgeParts(const std::string& text, const url::URLParts& parts) {
   Expect(parts.inner == nullptr, "nothing is wrapped", text);
 }
 
-std::string TextOf(const std::string& text, const url::URLRange& range) {
-  return range.len > 0
-             ? text.substr(static_cast<size_t>(range.begin), static_cast<size_t>(range.len))
-             : "";
-}
-
 void JudgeUrl(const std::string& text) {
   url::URLParts parts;
   url::ParseURL(text.data(), static_cast<int32_t>(text.size()), parts);
   JudgeParts(text, parts);
-  const std::string host = TextOf(text, parts.host);
-  const std::string port = TextOf(text, parts.port);
+  const std::string host(url::TextOfRange(text, parts.host));
+  const std::string port(url::TextOfRange(text, parts.port));
   Expect(url::GetURLHost(text, false) == host, "the host is its range", text);
   Expect(url::GetURLHost(text, true) == (host.empty() || port.empty() ? host : host + ":" + port),
          "the port goes with a host", text);

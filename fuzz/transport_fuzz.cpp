@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "base/ascii.h"
 #include "base/built_in_values.h"
 #include "fuzz/expect.h"
 #include "network/http_request_win.h"
@@ -97,8 +98,7 @@ class Server {
 bool has_own_network = false;
 
 std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c | 0x20 : c; });
+  std::transform(text.begin(), text.end(), text.begin(), zo_base::LowerAscii);
   return text;
 }
 

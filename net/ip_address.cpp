@@ -346,11 +346,22 @@ std::string IPBytesToText(const IPBytes& address) {
   return text;
 }
 
+std::string InBrackets(const std::string& address) {
+  std::string text = address;
+  if (text.empty() || text.front() != '[') {
+    text.insert(text.begin(), '[');
+  }
+  if (text.back() != ']') {
+    text.push_back(']');
+  }
+  return text;
+}
+
 std::string EndpointToText(const IPEndpoint& endpoint) {
   const std::string address = IPBytesToText(endpoint.address);
   const std::string port = std::to_string(endpoint.port);
   if (AddressFamilyOf(endpoint.address) == kIPFamilyV6) {
-    return "[" + address + "]:" + port;
+    return InBrackets(address) + ":" + port;
   }
   return address + ":" + port;
 }

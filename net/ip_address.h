@@ -55,6 +55,9 @@ AddressFamily AddressFamilyOf(const IPBytes& address);
 // groups (two or more) written as "::". Empty for bytes that are no valid address.
 std::string IPBytesToText(const IPBytes& address);
 
+// "[address]", with each bracket that isn't there yet.
+std::string InBrackets(const std::string& address);
+
 // "[address]:port" for IPv6, otherwise "address:port".
 std::string EndpointToText(const IPEndpoint& endpoint);
 

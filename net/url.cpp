@@ -4,6 +4,9 @@
 #include <cstring>
 #include <limits>
 
+#include "base/ascii.h"
+#include "base/decimal.h"
+
 namespace url {
 namespace {
 
@@ -19,9 +22,6 @@ bool IsSlash(char c) {
 }
 bool EndsAuthority(char c) {
   return IsSlash(c) || c == '?' || c == '#';
-}
-char LowerAscii(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
 // The last `wanted` in [first, last), or null.
@@ -104,31 +104,6 @@ URLParts Parse(const std::string& url) {
   return parts;
 }
 
-// The text of a component; empty if it is absent or empty.
-std::string_view TextOf(const std::string& url, const URLRange& range) {
-  if (range.begin < 0 || range.len <= 0) {
-    return {};
-  }
-  return {url.data() + range.begin, static_cast<size_t>(range.len)};
-}
-
-// atoi in the C locale, with a result for numbers that an int can't hold.
-int32_t LeadingNumber(std::string_view text) {
-  size_t i = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
-  const bool negative = i < text.size() && text[i] == '-';
-  if (i < text.size() && (text[i] == '-' || text[i] == '+')) {
-    ++i;
-  }
-  constexpr int64_t kLimit = int64_t{1} << 32;
-  int64_t number = 0;
-  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-    number = std::min(number * 10 + (text[i] - '0'), kLimit);
-  }
-  return static_cast<int32_t>(std::clamp<int64_t>(negative ? -number : number,
-                                                  std::numeric_limits<int32_t>::min(),
-                                                  std::numeric_limits<int32_t>::max()));
-}
-
 }  // namespace
 
 void ParseURL(const char* text, int32_t length, URLParts& parts) {
@@ -155,11 +130,18 @@ void ParseURL(const char* text, int32_t length, URLParts& parts) {
   splitter.SplitFullPath(full_path, end);
 }
 
+std::string_view TextOfRange(std::string_view text, const URLRange& range) {
+  if (range.begin < 0 || range.len <= 0) {
+    return {};
+  }
+  return text.substr(static_cast<size_t>(range.begin), static_cast<size_t>(range.len));
+}
+
 std::string GetURLHost(const std::string& url, bool with_port) {
   const URLParts parts = Parse(url);
-  std::string host(TextOf(url, parts.host));
+  std::string host(TextOfRange(url, parts.host));
   if (with_port && !host.empty()) {
-    if (const std::string_view port = TextOf(url, parts.port); !port.empty()) {
+    if (const std::string_view port = TextOfRange(url, parts.port); !port.empty()) {
       host += ':';
       host += port;
     }
@@ -169,20 +151,20 @@ std::string GetURLHost(const std::string& url, bool with_port) {
 
 void GetURLHostAndPort(const std::string& url, std::string& host, int32_t& port) {
   const URLParts parts = Parse(url);
-  const std::string_view port_text = TextOf(url, parts.port);
+  const std::string_view port_text = TextOfRange(url, parts.port);
   if (!port_text.empty()) {
-    port = LeadingNumber(port_text);
+    port = zo_base::LeadingNumber<int32_t>(port_text);
   }
-  host += TextOf(url, parts.host);
+  host += TextOfRange(url, parts.host);
 }
 
 int32_t GetURLPort(const std::string& url) {
-  return LeadingNumber(TextOf(url, Parse(url).port));
+  return zo_base::LeadingNumber<int32_t>(TextOfRange(url, Parse(url).port));
 }
 
 std::string GetURLScheme(const std::string& url) {
-  std::string scheme(TextOf(url, Parse(url).scheme));
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(), LowerAscii);
+  std::string scheme(TextOfRange(url, Parse(url).scheme));
+  std::transform(scheme.begin(), scheme.end(), scheme.begin(), zo_base::LowerAscii);
   if (!std::binary_search(kKnownSchemes.begin(), kKnownSchemes.end(), scheme)) {
     scheme.clear();
   }

@@ -40,6 +40,9 @@ inline constexpr std::array<std::string_view, 10> kKnownSchemes = {
 // characters, so bytes from 0x80 up are dropped like blanks at both ends.
 void ParseURL(const char* text, int32_t length, URLParts& parts);
 
+// The text of a component; empty if it is absent or empty.
+std::string_view TextOfRange(std::string_view text, const URLRange& range);
+
 // The host, and with `with_port` also ":" and the port if the URL has one. Empty without a host.
 std::string GetURLHost(const std::string& url, bool with_port);
 
@@ -55,5 +58,10 @@ int32_t GetURLPort(const std::string& url);
 std::string GetURLScheme(const std::string& url);
 
 bool IsHttpsURL(const std::string& url);
+
+// The port of a URL that has none.
+constexpr uint16_t DefaultPort(bool is_https) {
+  return is_https ? 443 : 80;
+}
 
 }  // namespace url

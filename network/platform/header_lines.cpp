@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/ascii.h"
+
 namespace KRBASE::network::platform {
 
 namespace {
@@ -10,10 +12,6 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::array<std::string_view, 3> kFramingNames = {"Content-Length", "Transfer-Encoding",
                                                            "Expect"};
-
-char LowerCase(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 std::string_view WithoutBlanks(std::string_view text) {
   const size_t first = text.find_first_not_of(" \t");
@@ -24,8 +22,9 @@ std::string_view WithoutBlanks(std::string_view text) {
 }
 
 bool IsFramingName(std::string_view name) {
-  return std::any_of(kFramingNames.begin(), kFramingNames.end(),
-                     [name](std::string_view framing) { return SameName(framing, name); });
+  return std::any_of(kFramingNames.begin(), kFramingNames.end(), [name](std::string_view framing) {
+    return zo_base::EqualIgnoringCase(framing, name);
+  });
 }
 
 // Calls `use(line)` for each line of the text until it returns false.
@@ -41,11 +40,6 @@ void ForEachLine(std::string_view text, Use use) {
 }
 
 }  // namespace
-
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return LowerCase(x) == LowerCase(y); });
-}
 
 void HeaderLines::AddOrReplace(std::string_view text) {
   ForEachLine(text, [this](std::string_view line) {
@@ -65,19 +59,22 @@ void HeaderLines::AddOrReplace(std::string_view text) {
 }
 
 void HeaderLines::Remove(std::string_view name) {
-  std::erase_if(lines_, [name](const Line& line) { return SameName(line.name, name); });
+  std::erase_if(lines_,
+                [name](const Line& line) { return zo_base::EqualIgnoringCase(line.name, name); });
 }
 
 bool HeaderLines::Has(std::string_view name) const {
-  return std::any_of(lines_.begin(), lines_.end(),
-                     [name](const Line& line) { return SameName(line.name, name); });
+  return std::any_of(lines_.begin(), lines_.end(), [name](const Line& line) {
+    return zo_base::EqualIgnoringCase(line.name, name);
+  });
 }
 
 std::string HeaderValue(std::string_view head, std::string_view name) {
   std::string value;
   ForEachLine(head, [&value, name](std::string_view line) {
     const size_t colon = line.find(':');
-    if (colon == std::string_view::npos || !SameName(line.substr(0, colon), name)) {
+    if (colon == std::string_view::npos ||
+        !zo_base::EqualIgnoringCase(line.substr(0, colon), name)) {
       return true;
     }
     value = WithoutBlanks(line.substr(colon + 1));

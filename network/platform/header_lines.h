@@ -32,9 +32,6 @@ class HeaderLines {
   std::vector<Line> lines_;
 };
 
-// Compares ASCII letters without case, as HTTP compares names and some values.
-bool SameName(std::string_view a, std::string_view b);
-
 // Returns the value of the first line of this name in the head of an answer, without the blanks
 // around it, or an empty text.
 std::string HeaderValue(std::string_view head, std::string_view name);

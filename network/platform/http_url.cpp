@@ -1,16 +1,16 @@
 #include "network/platform/http_url.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <memory>
 #include <string_view>
 
+#include "base/ascii.h"
+#include "base/decimal.h"
 #include "net/ip_address.h"
 #include "net/url.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/exit_gate.h"
-#include "network/platform/header_lines.h"
 
 namespace KRBASE::network::platform {
 
@@ -19,14 +19,6 @@ namespace {
 struct CurlUrlDeleter {
   void operator()(CURLU* handle) const { Curl().url_cleanup(handle); }
 };
-
-std::string_view TextOf(const std::string& text, const url::URLRange& range) {
-  if (range.len <= 0) {
-    return {};
-  }
-  return std::string_view(text).substr(static_cast<size_t>(range.begin),
-                                       static_cast<size_t>(range.len));
-}
 
 // The length in UTF-16 units, the unit of the limits.
 size_t WideLength(std::string_view utf8) {
@@ -39,18 +31,10 @@ size_t WideLength(std::string_view utf8) {
   return units;
 }
 
+// Zero counts as unstated.
 std::optional<uint16_t> PortOf(std::string_view text, bool is_https) {
-  uint16_t port = 0;
-  if (!text.empty()) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (error != std::errc() || end != text.data() + text.size()) {
-      return std::nullopt;
-    }
-  }
-  if (port == 0) {
-    port = is_https ? 443 : 80;
-  }
-  return port;
+  const auto port = text.empty() ? 0 : zo_base::WholeNumber<uint16_t>(text);
+  return port == 0 ? url::DefaultPort(is_https) : port;
 }
 
 std::string Escaped(std::string_view text) {
@@ -96,11 +80,8 @@ std::optional<std::string> JoinUrls(const std::string& base, const std::string& 
 }  // namespace
 
 std::string UrlHost(const net::IPBytes& address) {
-  std::string text = net::IPBytesToText(address);
-  if (net::AddressFamilyOf(address) == net::kIPFamilyV6) {
-    text.insert(0, 1, '[').push_back(']');
-  }
-  return text;
+  const std::string text = net::IPBytesToText(address);
+  return net::AddressFamilyOf(address) == net::kIPFamilyV6 ? net::InBrackets(text) : text;
 }
 
 std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit) {
@@ -110,23 +91,23 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
   url::URLParts parts;
   url::ParseURL(url.data(), static_cast<int32_t>(url.size()), parts);
   HttpUrl cracked;
-  const std::string_view scheme = TextOf(url, parts.scheme);
-  cracked.is_https = SameName(scheme, "https");
-  if (!cracked.is_https && !SameName(scheme, "http")) {
+  const std::string_view scheme = url::TextOfRange(url, parts.scheme);
+  cracked.is_https = zo_base::EqualIgnoringCase(scheme, "https");
+  if (!cracked.is_https && !zo_base::EqualIgnoringCase(scheme, "http")) {
     return std::nullopt;
   }
   // Path and query form the target; without a path it is the root.
-  const std::string_view host = TextOf(url, parts.host);
-  std::string target(TextOf(url, parts.path));
+  const std::string_view host = url::TextOfRange(url, parts.host);
+  std::string target(url::TextOfRange(url, parts.path));
   std::replace(target.begin(), target.end(), '\\', '/');
   if (target.empty()) {
     target.push_back('/');
   }
   if (parts.query.len > 0) {
-    target.append("?").append(TextOf(url, parts.query));
+    target.append("?").append(url::TextOfRange(url, parts.query));
   }
   // Check the limits before escaping, which makes the target longer.
-  const std::optional<uint16_t> port = PortOf(TextOf(url, parts.port), cracked.is_https);
+  const std::optional<uint16_t> port = PortOf(url::TextOfRange(url, parts.port), cracked.is_https);
   if (host.empty() || WideLength(host) >= host_limit || WideLength(target) >= path_limit ||
       !port.has_value()) {
     return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/ascii.h"
 #include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
@@ -16,7 +17,8 @@ constexpr int32_t kLastInterimStatus = 199;
 // more than our bounds allow. We never request any but chunked.
 bool HasUnrequestedCoding(std::string_view line) {
   const std::string coding = HeaderValue(line, "Transfer-Encoding");
-  return !coding.empty() && !SameName(coding, "chunked") && !SameName(coding, "identity");
+  return !coding.empty() && !zo_base::EqualIgnoringCase(coding, "chunked") &&
+         !zo_base::EqualIgnoringCase(coding, "identity");
 }
 
 }  // namespace

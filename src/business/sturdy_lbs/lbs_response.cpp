@@ -1,7 +1,6 @@
 #include "src/business/sturdy_lbs/lbs_response.h"
 
-#include <limits>
-
+#include "base/decimal.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
 #include "base/platform/file.h"
@@ -13,23 +12,6 @@ namespace zo_sturdy {
 namespace {
 
 using zo_base::json11::Json;
-
-// The number that the text begins with, 0 if there is none; a larger one than fits is the largest.
-int LeadingNumber(const std::string& text) {
-  constexpr int kLargest = std::numeric_limits<int>::max();
-  int number = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') {
-      break;
-    }
-    const int digit = c - '0';
-    if (number > (kLargest - digit) / 10) {
-      return kLargest;
-    }
-    number = number * 10 + digit;
-  }
-  return number;
-}
 
 }  // namespace
 
@@ -101,7 +83,7 @@ int LBSResponse::CachedFamily() const {
   store_.ForEach([&present](const std::string& key, const zo_base::KeyValueFile::Value&) {
     present = present || key == lbs_key::kFamily;
   });
-  return present ? LeadingNumber(Get(lbs_key::kFamily)) : net::kIPFamilyV4;
+  return present ? zo_base::LeadingDigits<int>(Get(lbs_key::kFamily)) : net::kIPFamilyV4;
 }
 
 }  // namespace zo_sturdy

@@ -7,6 +7,7 @@
 #include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "base/thread/thread_info.h"
+#include "net/ip_address.h"
 #include "network/http_status.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
@@ -236,7 +237,7 @@ bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::
     const std::vector<std::string> ipv4 = TextsOf(value["ip"]);
     std::vector<std::string> ipv6 = TextsOf(value[kIPv6]);
     for (std::string& address : ipv6) {
-      address = InBrackets(address);
+      address = net::InBrackets(address);
     }
     int32_t ttl_ms = kUnstatedTtlMs;
     if (value.object_items().count(kTtl) != 0) {

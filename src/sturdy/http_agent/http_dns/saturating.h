@@ -2,9 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
-#include <string>
 #include <type_traits>
 
 // Arithmetic on the times of servers and files. A result that doesn't fit becomes the nearest one
@@ -40,11 +38,6 @@ Whole SaturatingWhole(double number) {
     return std::numeric_limits<Whole>::min();
   }
   return std::isnan(number) ? 0 : static_cast<Whole>(number);
-}
-
-// The number that a text begins with; 0 if there is none.
-inline int64_t NumberOf(const std::string& text) {
-  return std::strtoll(text.c_str(), nullptr, 10);
 }
 
 }  // namespace zo_sturdy

@@ -4,13 +4,9 @@
 #include <utility>
 
 #include "net/ip_address.h"
+#include "net/url.h"
 
 namespace zo_sturdy {
-namespace {
-
-constexpr int32_t kHttpPort = 80;
-
-}  // namespace
 
 std::string UsableName(const std::string& text) {
   constexpr unsigned char kBlank = ' ';
@@ -28,7 +24,7 @@ std::string EndpointText(const ServiceAddress& address) {
   }
   int32_t port = address.port;
   if (port == 0) {
-    port = address.https != 0 ? kHttpDnsPort : kHttpPort;
+    port = url::DefaultPort(address.https != 0);
   }
   return address.host + ":" + std::to_string(port);
 }
@@ -61,17 +57,6 @@ std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
     }
   }
   return endpoints;
-}
-
-std::string InBrackets(const std::string& address) {
-  std::string text = address;
-  if (text.empty() || text.front() != '[') {
-    text.insert(text.begin(), '[');
-  }
-  if (text.back() != ']') {
-    text.push_back(']');
-  }
-  return text;
 }
 
 }  // namespace zo_sturdy

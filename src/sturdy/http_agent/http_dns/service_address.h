@@ -41,7 +41,4 @@ std::string ServiceUrl(const ServiceAddress& address, const std::string& path);
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing);
 
-// Returns "[address]": adds each bracket that isn't there yet.
-std::string InBrackets(const std::string& address);
-
 }  // namespace zo_sturdy

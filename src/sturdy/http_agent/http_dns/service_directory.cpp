@@ -4,10 +4,12 @@
 #include <limits>
 
 #include "base/built_in_values.h"
+#include "base/decimal.h"
 #include "base/log/log.h"
 #include "base/thread/clock.h"
 #include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
+#include "net/ip_address.h"
 #include "network/http_status.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
@@ -132,7 +134,7 @@ bool ServiceDirectory::UpdateServerCache(const Json& json) {
   const std::vector<ServiceAddress> ipv4 = ReadEndpoints(json[kIPv4], missing);
   std::vector<ServiceAddress> ipv6 = ReadEndpoints(json[kIPv6], missing);
   for (ServiceAddress& endpoint : ipv6) {
-    endpoint.host = InBrackets(endpoint.host);
+    endpoint.host = net::InBrackets(endpoint.host);
   }
   // Save it in the server's own form. A family that it lacks keeps its old endpoints.
   SetServerValue(kHost, domain);
@@ -154,7 +156,8 @@ bool ServiceDirectory::UpdateServerCache(const Json& json) {
 
 void ServiceDirectory::BeginUpdateCycle() {
   const int64_t left =
-      SaturatingSubtract(NumberOf(server_cache_file_.Get(kExpiredTime)), zo_base::Clock::WallMs());
+      SaturatingSubtract(zo_base::LeadingNumber<int64_t>(server_cache_file_.Get(kExpiredTime)),
+                         zo_base::Clock::WallMs());
   if (left < kLeastLeftMs) {
     ZO_LOG(LV_APP) << "[http dns][init] expired_time - time_now <= 2000ms update now";
     DoReload(net::kIPFamilyAny);
@@ -257,7 +260,7 @@ void ServiceDirectory::ApplyServiceResponse(const Json& json) {
     }
   }
   UpdateServerCache(json);
-  const int64_t ttl_ms = NumberOf(server_cache_file_.Get(kTtl));
+  const int64_t ttl_ms = zo_base::LeadingNumber<int64_t>(server_cache_file_.Get(kTtl));
   ZO_LOG(LV_APP) << "[http dns] Update success ttl : " << ttl_ms << " ms";
   ReloadAfter(ttl_ms, "[http dns] Update S (success)");
 }

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <utility>
 
+#include "base/ascii.h"
 #include "base/log/log.h"
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
@@ -25,9 +26,6 @@ using KRBASE::network::HttpMethodOf;
 using KRBASE::network::HttpRequestUser;
 using KRBASE::network::HttpResponseUser;
 using KRBASE::network::kHttpMethodPost;
-
-constexpr int32_t kHttpPort = 80;
-constexpr int32_t kHttpsPort = 443;
 
 // Splits header lines at their colons. The name is the first piece and the value the last one, so a
 // value with a colon keeps only its end; callers know that. Drops a line without both.
@@ -50,20 +48,12 @@ HttpHeaderList SplitHeads(const std::vector<std::string>& heads) {
   return pairs;
 }
 
-bool IsHostName(const std::string& name) {
-  constexpr char kHost[] = "HOST";
-  return name.size() == sizeof(kHost) - 1 &&
-         std::equal(name.begin(), name.end(), kHost, [](char given, char upper) {
-           return (given >= 'a' && given <= 'z' ? given - 'a' + 'A' : given) == upper;
-         });
-}
-
 // The destination of a sub-request, and the name to present there.
 struct Target {
   explicit Target(const HttpToolRequest& request) : is_https(url::IsHttpsURL(request.url)) {
     url::GetURLHostAndPort(request.url, url_host, port);
     if (port == 0) {
-      port = is_https ? kHttpsPort : kHttpPort;
+      port = url::DefaultPort(is_https);
     }
     host = request.host.empty() ? url_host : request.host;
     host_is_ip = net::IsIPLiteral(url_host);
@@ -112,8 +102,9 @@ std::shared_ptr<HttpRequestUser> MakeClientRequest(const HttpToolRequest& reques
   made->url = request.url;
   made->time_out = request.time_out;
   made->headers = SplitHeads(request.heads);
-  if (std::none_of(made->headers.begin(), made->headers.end(),
-                   [](const auto& header) { return IsHostName(header.first); })) {
+  if (std::none_of(made->headers.begin(), made->headers.end(), [](const auto& header) {
+        return zo_base::EqualIgnoringCase(header.first, "host");
+      })) {
     made->headers.emplace_back("Host", target.host);
   }
   if (target.NamesHostOfIP()) {
