@@ -2,12 +2,15 @@
 //   ZO_LOG(LV_APP) << "[lbs] update, force: " << force;
 // It ends the line by itself. Any thread may log at any time, also with no environment: the line is
 // dropped then. Operands: std::string, const char*, bool, integers, floating types. The level is
-// one of the names of LogLevel. All operands are evaluated, also for a level that is filtered out.
+// one of the names of LogLevel. The operands of a dropped line are not evaluated.
 #pragma once
 
 #include "base/log/source_location.h"
 #include "base/log/tqlog.h"
 #include "base/process/tags.h"
 
-#define ZO_LOG(level) \
-  ::zo_base::TQLogHelper<::zo_base::SturdyObject>(::zo_base::level, ZO_SOURCE_LOCATION())
+#define ZO_LOG(level)                                                                    \
+  !::zo_base::IsLogged<::zo_base::SturdyObject>(::zo_base::level)                        \
+      ? void()                                                                           \
+      : ::zo_base::DiscardLogHelper() & ::zo_base::TQLogHelper<::zo_base::SturdyObject>( \
+                                            ::zo_base::level, ZO_SOURCE_LOCATION())

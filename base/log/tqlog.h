@@ -96,6 +96,20 @@ void TQLogImplBase<T>::SetLogFile(const std::string& path, uint32_t max_size,
 template <typename T>
 class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> {};
 
+// Returns false if the component has no logger now, or if its logger drops this level.
+template <typename T>
+bool IsLogged(int level) {
+  TQLogImpl<T>* const logger = TQLogImpl<T>::Current();
+  return logger != nullptr && level <= logger->GetLevel();
+}
+
+// Makes a log statement an expression of type void, so that ZO_LOG can leave it out.
+// `&` binds weaker than `<<`.
+struct DiscardLogHelper {
+  template <typename Helper>
+  void operator&(const Helper& /*helper*/) const {}
+};
+
 // One log statement: the constructor writes the line's prefix, operator<< the message, and the
 // destructor ends the line and hands it to the logger.
 // Threads: one.

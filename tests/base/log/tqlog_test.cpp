@@ -99,9 +99,13 @@ TEST(TqlogTest, FiltersByLevelOnceThereIsAPath) {
   EXPECT_EQ(std::filesystem::status(folder.File("a")).permissions(), perms(0700));
 }
 
-TEST(TqlogTest, AStatementWithoutAnEnvironmentIsDropped) {
+TEST(TqlogTest, DropsStatementsOutsideAnEnvironmentUnevaluated) {
   const lab::TempFolder folder;
-  ZO_LOG(LV_KER) << "before";
+  const auto evaluated = [] {
+    ADD_FAILURE() << "an operand of a dropped line is evaluated";
+    return "";
+  };
+  ZO_LOG(LV_KER) << evaluated();
   for (const char* run : {"first", "second"}) {
     const auto manager = IAtExitManager<SturdyObject>::Get();
     EXPECT_EQ(TheLogger()->GetLevel(), LV_KER);
@@ -110,8 +114,9 @@ TEST(TqlogTest, AStatementWithoutAnEnvironmentIsDropped) {
     TheLogger()->SetLevel(LV_APP);
     ZO_LOG(LV_APP) << run;
     ZO_LOG(LV_ERR) << "severe";
+    ZO_LOG(LV_PRO) << evaluated();
   }
-  ZO_LOG(LV_KER) << "after";
+  ZO_LOG(LV_KER) << evaluated();
   EXPECT_NE(TheLogger(), nullptr);
   const LogLines log(folder.path() + "/x.log");
   EXPECT_THAT(log.Texts(), ElementsAre("load from mmap file begin", "first", "severe",
