@@ -95,24 +95,5 @@ TEST(Accessors, AnswerForTheirOwnTypeAlone) {
   EXPECT_EQ(Json(static_cast<const char*>(nullptr)), Json(""));
 }
 
-TEST(Comparison, ByTypeThenByValue) {
-  std::string err;
-  const std::string text =
-      R"([null, -1, 5, 5.5, 2147483647, false, true, "", "a", "b", [], [1], [1,0], [2],
-          {}, {"a":1}, {"a":1,"b":0}, {"a":2}, {"b":0}])";
-  const Json rising = Json::parse(text, err);
-  Json::array made = Json::parse(text, err).array_items();
-  made[2] = 5;
-  made[11] = Json::array{1LL};
-  made[17] = Json::object{{"a", 2}};
-  EXPECT_EQ(rising, Json(made)) << err;
-  for (size_t i = 0; i < made.size(); ++i) {
-    for (size_t j = 0; j < made.size(); ++j) {
-      ASSERT_EQ(rising[i] == made[j], i == j) << made[i].dump() << " " << made[j].dump();
-      ASSERT_EQ(rising[i] < made[j], i < j) << made[i].dump() << " " << made[j].dump();
-    }
-  }
-}
-
 }  // namespace
 }  // namespace zo_base::json11

@@ -49,37 +49,6 @@ class LogFileTest : public testing::Test {
   const std::string buffer_path_ = path_ + ".qel_mmap";
 };
 
-TEST_F(LogFileTest, TakesOverWhatAFormerRunLeft) {
-  const std::string full(kRoom, 'f');
-  const struct {
-    const char* what;
-    std::string old_buffer;
-    std::string log;
-  } cases[] = {
-      {"text", BufferBytes(5, "12345678", kBuffer), Framed("12345")},
-      {"none", BufferBytes(0, "stale", kBuffer), ""},
-      {"to the last byte", BufferBytes(kRoom, full, kBuffer), Framed(full)},
-      {"a header one too high", BufferBytes(kRoom + 1, full, kBuffer), Framed(full)},
-      {"a header far too high", BufferBytes(0x7fffffff, full, kBuffer), Framed(full)},
-      {"a negative header", BufferBytes(-5, full, kBuffer), ""},
-      {"a longer file", BufferBytes(5, "12345678", kBuffer * 3), Framed("12345")},
-      {"a shorter file, header too high", BufferBytes(99, "12345678", 12), Framed("12345678")},
-      {"a file of nothing", "", ""},
-      {"a cut header", std::string("\x05\0\0", 3), ""},
-      {"a shorter file, negative header", BufferBytes(-1, "12345678", 12), ""},
-  };
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.what);
-    SetBuffer(each.old_buffer);
-    TQLogImplBase<SturdyObject> logger;
-    logger.SetLogFile(path_, 0, kBuffer);
-    EXPECT_EQ(Log(), each.log);
-    EXPECT_EQ(FileSize(buffer_path_), kBuffer);
-    logger.Write(LV_KER, "new\n");
-    EXPECT_EQ(Buffer(4), BufferBytes(4, "new\n", 8));
-  }
-}
-
 TEST_F(LogFileTest, ABufferOfAnotherSizeThatCanNotBeReadIsTakenOverAllTheSame) {
   const std::string text(100000, 't');   // more than one read brings
   for (const int call : {2, 3, 4, 5}) {  // after the look at its size: the open and three reads
@@ -190,19 +159,6 @@ TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
     EXPECT_EQ(Log(), (before + "new").substr(kLimit / 2));
   }
   EXPECT_GT(calls, 12) << "too few for the whole of a cut";
-}
-
-TEST_F(LogFileTest, AFolderInAFilesPlaceCostsNoMoreThanThatFile) {
-  ASSERT_TRUE(CreateFolders(path_ + ".tmp"));
-  LogFile log;
-  ASSERT_TRUE(log.Init(path_, 4, kBuffer));
-  EXPECT_TRUE(log.WriteToFile("not cut"));
-  EXPECT_EQ(Log(), "not cut");
-  RemoveFile(path_);
-  ASSERT_TRUE(CreateFolders(path_));
-  log.Write(std::string(kBuffer, 'x'));
-  log.Write("kept");
-  EXPECT_EQ(Buffer(4), BufferBytes(4, "kept", 8));
 }
 
 TEST_F(LogFileTest, AStartThatFailedCanBeTriedAgain) {

@@ -68,13 +68,6 @@ TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
   });
 }
 
-TEST(ZOObject, IsSharedAsWhatItIs) {
-  auto both = std::make_shared<BothPaths>();
-  EXPECT_EQ(both->SharedFromThis<LeftPath>(), both);
-  EXPECT_EQ(both->SharedFromThis<WeakCallbackFlag>(), nullptr);
-  EXPECT_EQ(BothPaths().SharedFromThis<BothPaths>(), nullptr);
-}
-
 class Signals : public testing::Test {
  protected:
   std::function<void(const std::string&)> Note(const std::string& name) {

@@ -15,19 +15,6 @@
 namespace zo_base {
 namespace {
 
-TEST(ZOAny, HoldsOneTypeByValue) {
-  ZOAny text(std::string("here"));
-  ZOAny copy = text;
-  ZOAnyCast<std::string>(copy) += "after";
-  EXPECT_EQ(ZOAnyCast<std::string>(std::as_const(text)), "here");
-  copy.swap(text);
-  EXPECT_EQ(ZOAnyCast<std::string>(text), "hereafter");
-  EXPECT_THROW(ZOAnyCast<std::string>(ZOAny(5)), BadZOAnyCast);
-  EXPECT_EQ(ZOAny().type(), typeid(void));
-  EXPECT_THAT([] { ZOAnyCast<std::string>(ZOAny()); },
-              testing::ThrowsMessage<BadZOAnyCast>("BadZOAnyCast: failed conversion ZOAnyCast"));
-}
-
 TEST(OnceFlag, AllCallersWaitForTheFirst) {
   OnceFlag once;
   int runs = 0;

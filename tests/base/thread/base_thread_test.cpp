@@ -32,24 +32,6 @@ TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
   PostTo(nullptr, dropped);
 }
 
-TEST_F(Delayed, HighPriorityTasksOvertakeNormalOnes) {
-  std::vector<std::string> order;
-  std::promise<void> done;
-  thread->PostTask([&] {
-    thread->PostTask([&] { order.push_back("n1"); });
-    thread->PostTask([&] {
-      order.push_back("n2");
-      thread->PostHighPriorityTask([&] { order.push_back("h2"); });
-    });
-    thread->PostHighPriorityTask([&] { order.push_back("h1"); });
-    thread->PostTask([&] { done.set_value(); });
-  });
-  PostTo(loop, [] {});
-  thread->PostTask([] {});
-  ASSERT_TRUE(Arrives(done.get_future()));
-  EXPECT_THAT(order, ElementsAre("h1", "n1", "n2", "h2"));
-}
-
 TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
   std::string order;
   const auto note = [&](char name) { return [&order, name] { order += name; }; };
@@ -68,17 +50,6 @@ TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
   EXPECT_EQ(order, "abcd");
   Pass(1);
   EXPECT_EQ(order, "abcde");
-}
-
-TEST_F(Delayed, RepeatsAreReckonedFromTheStartOfARun) {
-  int runs = 0;
-  const auto run = [&] { clock.Advance(++runs * 4); };
-  thread->PostRepeatedTask(10, run, 2);
-  Pass(10);
-  Pass(5);
-  EXPECT_EQ(runs, 1);
-  Pass(1);
-  EXPECT_EQ(runs, 2);
 }
 
 // A task is freed where it may wait for another thread's post, and before an endless walk ends.

@@ -44,24 +44,5 @@ TEST(EnvironmentConfig, TakesASettingsRecord) {
   EXPECT_EQ(config.business, std::string(32, 'x'));
 }
 
-TEST(EnvironmentConfigGetter, SendsOnlyThroughALiveConfigurationWithAnInvoker) {
-  EnvironmentConfigGetterBase getter;
-  const MultipleURLHttpRequest request;
-  const auto send = [&] { getter.SendMultipleURLRequest(request, true); };
-  send();  // no configuration
-  auto config = std::make_shared<_EnvironmentConfig>();
-  getter.SetEnvironmentConfig(config);
-  send();  // no invoker
-  int calls = 0;
-  config->SetHttpRequestInvoker([&](const MultipleURLHttpRequest& sent, bool on_agent_thread) {
-    calls += &sent == &request && on_agent_thread;
-  });
-  send();
-  config.reset();
-  EXPECT_EQ(getter.GetEnvironmentConfig(), nullptr);
-  send();
-  EXPECT_EQ(calls, 1);
-}
-
 }  // namespace
 }  // namespace zo_sturdy

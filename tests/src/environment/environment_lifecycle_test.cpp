@@ -81,35 +81,6 @@ TEST(EnvironmentLifecycle, RelativeDataPathIsTakenFromTheFolderOfTheStart) {
   EXPECT_FALSE(zo_base::FolderExists(elsewhere.File("data")));
 }
 
-// Who may still post to whom decides both orders.
-TEST(EnvironmentLifecycle, ThreadsBeginAndEndInTheirOrder) {
-  static std::mutex mutex;
-  static Messages steps;
-  static const zo_base::BaseThread::StepHook note = [](zo_base::BaseThread& thread,
-                                                       zo_base::LoopStep step) {
-    char name[16] = {};
-    prctl(PR_GET_NAME, name);
-    const std::lock_guard lock(mutex);
-    if (step == zo_base::LoopStep::kPassBegins && std::ranges::count(steps, name) == 0) {
-      steps.emplace_back(name);
-      // The last steps of a loop come before it sees its stop, so they tell no order of ends.
-      thread.Connect(zo_base::IThread::SIG_ThreadEnd, [end = steps.back() + " ends"]() -> void {
-        const std::lock_guard end_lock(mutex);
-        steps.push_back(end);
-      });
-    }
-  };
-  const lab::TempFolder folder;
-  zo_base::BaseThread::SetStepHookForTest(&note);
-  Start(folder);
-  GetSturdyObject(1)->GetLBSService()->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1"));
-  ExitSturdyEnvironment(1);
-  zo_base::BaseThread::SetStepHookForTest(nullptr);
-  EXPECT_THAT(steps, ElementsAre("statistic", "http dns manage", "http_agent_work", "lbs service",
-                                 "lbs service ends", "http_agent_work ends", "statistic ends",
-                                 "http dns manage ends"));
-}
-
 // Each thread that a start makes is denied in turn, until a start needs no more of them.
 TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
   const lab::TempFolder folder;

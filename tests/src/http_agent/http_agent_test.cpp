@@ -64,23 +64,4 @@ TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
   EXPECT_EQ(Live(), 0U);
 }
 
-TEST_F(AgentTest, OutcomeForAnAgentThatIsGoneIsNotTold) {
-  Outcome outcome;
-  StartRequest(Request(Urls(1), outcome));
-  agent_.reset();
-  transport_->Answer(Url(0), 200);
-  Settle();
-  EXPECT_EQ(outcome.calls, 0);
-  EXPECT_EQ(Live(), 1U);
-}
-
-TEST(QueryHost, AgentThatDoesNotRunResolvesNothing) {
-  HttpAgent agent;
-  std::string result;
-  for (const auto& [host, code] : {std::pair("0x7f.1", "1"), {"[::1]", "1"}, {"name.test", "2"}}) {
-    EXPECT_FALSE(agent.QueryHost(host, 7, result));
-    EXPECT_EQ(result, std::string("{\"code\": ") + code + "}");
-  }
-}
-
 }  // namespace

@@ -161,27 +161,5 @@ TEST_F(LBSResponseTest, TheDefaultDocumentIsWhatAServerMightHaveSent) {
   EXPECT_EQ(zo_base::ReadWholeFile(file, 100), "{}");
 }
 
-// A file cut by a crash, or with a byte gone bad, is a cache or none; nothing falls over it.
-TEST_F(LBSResponseTest, DamagedFilesAreUsableOrEmpty) {
-  response.LoadCache();
-  response.ResetToDefault(settings, true);
-  response.SetBackupLBS({"a", "", "b"});
-  EXPECT_THAT(response.GetBackupLBS(), ElementsAre("a", "", "b"));
-  response.Save();
-  const std::string whole = zo_base::ReadWholeFile(file, 100000);
-  for (size_t at = 0; at < whole.size(); ++at) {
-    LBSResponse next_run;
-    next_run.SetEnvironmentConfig(config);
-    zo_base::WriteWholeFile(file, whole.substr(0, at));
-    EXPECT_FALSE(next_run.LoadCache()) << at;
-    std::string flipped = whole;
-    flipped[at] = static_cast<char>(flipped[at] ^ 0x11);
-    if (LoadText(flipped) && response.CheckCache(settings)) {
-      response.CheckResponse(response.Get(lbs_key::kResponse));
-      response.GetBackupLBS();
-    }
-  }
-}
-
 }  // namespace
 }  // namespace zo_sturdy
