@@ -39,7 +39,7 @@ class KeyValueFile {
   // Drops all items and their table; the file follows at the next Save.
   void Clear();
   // In no particular order. `fn` runs with the items locked: it may neither read nor write this
-  // store, since a read inside a read waits for ever once a writer stands between the two.
+  // store, since a read inside a read waits for ever if a writer waits between the two.
   void ForEach(const std::function<void(const std::string&, const Value&)>& fn) const;
 
  private:

@@ -1,6 +1,6 @@
 // A client of the shared library, run by the benchmarks as a process of its own:
 //   client start FOLDER BEGIN         from the start of the process to the first link address
-//   client fetch FOLDER URL...        from setting the key to the document, behind dead URLs
+//   client fetch FOLDER URL...        from setting the key to the document, after dead URLs
 //   client footprint FOLDER URL       what an environment takes of the system, as JSON
 // BEGIN is the monotonic clock in nanoseconds when the parent made the process. Times are printed
 // in nanoseconds.

@@ -1,4 +1,4 @@
-// A good list behind one to five URLs that refuse, stay silent or answer 500. Limit: 2000 ms for
+// A good list after one to five URLs that refuse, stay silent or answer 500. Limit: 2000 ms for
 // each silent one and nothing for the others. The time is what the worst of the five takes beyond
 // that.
 #include <benchmark/benchmark.h>

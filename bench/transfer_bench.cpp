@@ -1,5 +1,5 @@
 // One transfer on loopback, http and https, from Send to `done`, and twelve at once. Peer: a bare
-// libcurl easy handle with the same options, made anew for each transfer.
+// libcurl easy handle with the same options, created for each transfer.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 

@@ -19,7 +19,7 @@ namespace {
 constexpr size_t kHostLimit = 260;
 constexpr size_t kPathLimit = 1024;
 
-// inet_aton takes a tail behind a blank, refuses a dot at the end and a hexadecimal number without
+// inet_aton takes a tail after a blank, refuses a dot at the end and a hexadecimal number without
 // digits.
 bool IsForBoth(const std::string& text) {
   if (text.empty() || text.back() == '.' ||
@@ -143,7 +143,7 @@ void JudgeTransfer(const std::string& text) {
                      [](char c) { return c > ' ' && c < 0x7f; }),
          "a target for the wire", text);
   const std::optional<HttpUrl> again = CrackUrl(UrlOrigin(*url) + url->target, SIZE_MAX, SIZE_MAX);
-  // A bracket that isn't closed takes in the port that is written behind it.
+  // A bracket that isn't closed takes in the port that follows it.
   const bool is_open = url->host[0] == '[' && url->host.back() != ']';
   Expect(is_open || (again.has_value() && again->host == url->host && again->port == url->port &&
                      again->is_https == url->is_https && again->target == url->target),

@@ -15,7 +15,7 @@ namespace {
 using zo_base::json11::Json;
 using zo_base::json11::JsonParse;
 
-// A second opinion, and whether a name stands twice in an object: the two keep different ones.
+// A second opinion, and whether a name appears twice in an object: the two keep different ones.
 struct Other {
   nlohmann::json value;
   bool has_equal_names = false;

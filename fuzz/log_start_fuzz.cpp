@@ -1,7 +1,7 @@
 // Any bytes as the buffer and the log that a former run left, and anything in the places of both. A
 // start takes over what the buffer's count vouches for, and the log goes on.
 //
-// The last two bytes of an input choose: what stands where, and which part of the rest is the log.
+// The last two bytes of an input choose: what is where, and which part of the rest is the log.
 #include <algorithm>
 #include <cstring>
 #include <filesystem>

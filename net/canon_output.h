@@ -54,7 +54,7 @@ class CanonOutputT {
   }
 };
 
-// Writes behind the text of a string, which lives longer than this object. While this object
+// Appends to the text of a string, which lives longer than this object. While this object
 // works, the string's size is the capacity: Complete() cuts it to what was written, and nobody
 // else may touch the string before that.
 class StdStringCanonOutput : public CanonOutputT<char> {

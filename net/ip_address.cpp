@@ -97,7 +97,7 @@ IPv4ParseResult ParseV4(const char* p, const char* end, uint8_t (&address)[kV4By
   return IPv4ParseResult::kValid;
 }
 
-// Reads one group, or the IPv4 tail that stands in the place of the last groups, behind the
+// Reads one group, or the IPv4 tail that takes the place of the last groups, after the
 // `written` bytes that precede it.
 bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], size_t& written) {
   constexpr ptrdiff_t kMaxGroupDigits = 4;

@@ -51,8 +51,8 @@ void AppendEscapedControl(std::string& out, char byte) {
   }
 }
 
-// The value of a number that is too large or too small for a double, which from_chars tells apart
-// by nothing. The place of the first digit that isn't 0 decides, as the two are far from 1.
+// Returns the value of a number that is too large or too small for a double. from_chars reports
+// overflow and underflow alike; the power of ten of the first non-zero digit tells which it was.
 double OutOfRangeValue(const char* first, const char* last) {
   constexpr int64_t kFarExponent = int64_t{1} << 40;  // past any number of digits in memory
   const bool negative = *first == '-';

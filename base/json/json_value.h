@@ -9,7 +9,7 @@
 #include "base/json/json.h"
 #include "base/json/json_text.h"
 
-// The values behind the handles of json.h; for base/json alone.
+// The values that the handles of json.h refer to; for base/json alone.
 namespace zo_base::json11 {
 
 // What a handle points to. A class overrides what its type can answer; the rest gives defaults.

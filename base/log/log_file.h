@@ -13,8 +13,8 @@
 
 namespace zo_base {
 
-// The log file with its size limit, behind a mapped buffer: lines collect in the buffer file
-// beside it (path + ".qel_mmap") and are appended to the log when that is full. A log that has
+// The log file with its size limit and a mapped buffer in front of it: lines collect in the buffer
+// file beside it (path + ".qel_mmap") and are appended to the log when that is full. A log that has
 // reached its limit loses its older half: it is cut, not rotated, by way of a temporary file
 // (path + ".tmp") that is renamed over it, so that a kill at any point leaves a whole log.
 //

@@ -16,7 +16,7 @@ enum LogLevel : int32_t {
   LV_PRO = 6,  // detail, such as the trace of a request
 };
 
-// As it stands in a line; empty for a value without a name.
+// The name as a log line has it. Empty for a value without a name.
 std::string_view LogLevelName(int level);
 
 }  // namespace zo_base

@@ -39,7 +39,7 @@ bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
 }
 
 // A buffer file of another size holds the text of a run that was set up otherwise. Its text goes to
-// the consumer and the file is made anew; one that can't be deleted is used at the size it has.
+// the consumer and the file is created again; one that can't be deleted is used at the size it has.
 bool MappedLogBuffer::DealWithOtherSize(uint32_t& size) {
   const auto length = FileSize(path_);
   if (!length) {

@@ -7,7 +7,7 @@
 
 namespace zo_base {
 
-// Where a log statement stands. Built on the stack, once per statement; the texts are literals of
+// The place of a log statement. Built on the stack, once per statement; the texts are literals of
 // the compiler's.
 struct SourceLocation {
   std::string_view file;  // base name
@@ -15,7 +15,7 @@ struct SourceLocation {
   std::string_view function;
 };
 
-// Where the base name begins in a compiler's file path: behind its last slash or backslash.
+// Where the base name begins in a compiler's file path: after its last slash or backslash.
 constexpr size_t BaseNameOffset(const char* path) {
   size_t offset = 0;
   for (size_t i = 0; path[i] != '\0'; ++i) {

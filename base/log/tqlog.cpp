@@ -14,7 +14,7 @@
 namespace zo_base {
 namespace {
 
-// A time of 18, two ids of at most 10, a level's name of 6, and what stands between them.
+// A time of 18, two ids of at most 10, a level's name of 6, and the separators.
 constexpr size_t kPrefixBytes = 64;
 constexpr size_t kSecondTextBytes = sizeof "03-14 15:09:26" - 1;
 

@@ -133,7 +133,7 @@ class TQLogHelperBase {
 template <typename T>
 class TQLogHelper : private TQLogHelperBase {
  public:
-  // A null writer stands for the component's logger; without a logger the line is dropped.
+  // Null selects the component's logger; without a logger the line is dropped.
   TQLogHelper(int level, const SourceLocation& location, ITQlogWriter* writer = nullptr)
       : TQLogHelperBase(level, location), writer_(writer) {}
 

@@ -11,7 +11,7 @@ namespace zo_base {
 
 // Starts a thread that blocks all signals but the synchronous ones, so that the host's handlers
 // run on the host's own threads while its crash reporter still sees a crash of ours.
-// Errors: the standard system error when there is no thread to be had; nothing is left behind.
+// Errors: the standard system error if no thread can be started; nothing is left over.
 std::thread StartThread(std::function<void()> body);
 
 // The name that debuggers show, cut at the system's limit.

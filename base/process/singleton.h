@@ -68,7 +68,7 @@ class Singleton {
       AtUnload(&DeleteAll);
       auto object = std::unique_ptr<T>(new T());
       if constexpr (flag == 1) {
-        // Register before publishing: a registration that throws leaves nothing behind.
+        // Register before publishing: a registration that throws leaves no object.
         manager = IAtExitManager<Context>::Get();
         manager->RegisterCallback([] { Retire(); });
       }

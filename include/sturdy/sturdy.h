@@ -1,4 +1,5 @@
-// The whole public face of sturdy_comp: all that a client includes, plain C++11.
+// SPDX-License-Identifier: MIT
+// The public interface of sturdy_comp. A client includes nothing else. Plain C++11.
 //
 // The library answers one question for a messaging client: where do I connect? A client
 //   1. fills _ZOSturdyEnvironmentSettings and calls StartSturdyEnvironment,
@@ -8,23 +9,22 @@
 //   5. calls ExitSturdyEnvironment when it is done.
 //
 // Threads: every function and operation may be called from any thread of the client, several at
-//          once, except where a comment says otherwise. ReleaseLBSService and
-//          ExitSturdyEnvironment must not run beside other calls on what they end: the pointers
-//          that a client holds are not protected against them.
-// Owner:   the library owns every object behind a pointer that it hands out; a client never
-//          deletes one. Records and texts that go in are copied before the call returns. Out
-//          buffers are the client's.
-// Errors:  there are no error codes: results are a bool, a text or a null pointer. A null pointer
-//          where a text or an output is due makes the call do nothing, with a result of false.
-//          A call out of order does nothing either. No operation throws, bar
-//          the two that make threads: StartSturdyEnvironment and the service's Start.
-// Texts:   a text that goes in ends at its NUL; one inside an array of a record ends at the end
-//          of the array at the latest. A text that comes out is written WITHOUT its NUL and
-//          without a length: zero the buffer first, and make it as large as the k...BufferSize
-//          constant that the operation names. Those sizes have room for the NUL, and no operation
-//          writes more than its size, whatever the servers send.
-// Blocking: an operation that says nothing of it takes a lock for some memory work at most. None
-//          waits for the network but those that say so.
+//          once, except where a comment says otherwise. ReleaseLBSService invalidates the
+//          service's pointer, and ExitSturdyEnvironment every pointer: don't use one during or
+//          after that call.
+// Owner:   the library owns every object whose pointer it returns; a client never deletes one.
+//          The library copies input records and texts before the call returns. Output buffers
+//          belong to the client.
+// Errors:  there are no error codes: results are a bool, a text or a null pointer. A call with a
+//          null pointer for a text or an output does nothing and returns false. A call out of
+//          order does nothing either. Only the two calls that create threads can throw:
+//          StartSturdyEnvironment and the service's Start.
+// Texts:   an input text ends at its NUL. A text in an array of a record also ends at the end of
+//          the array. An output text is written WITHOUT a NUL and without a length: zero the
+//          buffer first, and make it as large as the k...BufferSize constant that the operation
+//          names. That size includes the NUL. No operation writes more, whatever the servers send.
+// Blocking: an operation waits for the network only if its comment says so. All others take a lock
+//          for a short time at most.
 #pragma once
 
 #include <stddef.h>
@@ -47,8 +47,8 @@
 
 namespace net {
 
-// Which kind of addresses is meant. Stored in 32 bits; the library reads every value, and treats
-// one that isn't named here as the operation's comment tells.
+// A family of addresses, stored in 32 bits. The library accepts every value; the comment of an
+// operation says what a value does that isn't named here.
 enum AddressFamily : int32_t {
   kIPFamilyAny = 0,  // unspecified, or both
   kIPFamilyV4 = 1,
@@ -60,18 +60,18 @@ enum AddressFamily : int32_t {
 namespace zo_sturdy {
 
 // ---------------------------------------------------------------------------------------------
-// Sizes of out buffers, in bytes. They follow from one bound: the library reads at most
+// Sizes of output buffers, in bytes. They follow from one bound: the library reads at most
 // kMaxDocumentSize bytes of a server's answer.
 
 // The largest document that is accepted from a server or from the cache.
 const size_t kMaxDocumentSize = 1048576;
-// JSON that the library writes anew can be longer than its source. The worst case is a list of
+// JSON that the library rewrites can be longer than its source. The worst case is a list of
 // numbers such as 0.1: "0.1," (4 bytes) comes back as "0.10000000000000001, " (21 bytes), 5.25
 // times as much. No text grows more: an escaped or a multi-byte character at most doubles.
 const size_t kDumpedJsonFactor = 6;
 
 // IZOSturdyLBSService::GetLinkAddress and PeekLinkAddress, `host`. An address text longer than
-// 511 bytes, from a document or from the settings, is passed over.
+// 511 bytes, from a document or from the settings, is ignored.
 const size_t kLinkHostBufferSize = 512;
 const size_t kLBSResponseBufferSize = kMaxDocumentSize + 1;                    // GetLBSResponse
 const size_t kVltDLBufferSize = kMaxDocumentSize + 1;                          // GetVltDL
@@ -80,12 +80,12 @@ const size_t kVltListBufferSize = kDumpedJsonFactor * kMaxDocumentSize + 1;    /
 const size_t kNameBufferSize = kMaxDocumentSize + 1;                           // GetName
 const size_t kDescBufferSize = kMaxDocumentSize + 1;                           // GetDesc
 // IZOSturdyObject::QueryHost. Each of the two lists of addresses ends before kMaxDocumentSize
-// bytes, as they are written; what a server sends beyond that is passed over.
+// bytes of output text. The library ignores what a server sends beyond that.
 const size_t kQueryHostBufferSize = 2 * kMaxDocumentSize + 1;
 
 // ---------------------------------------------------------------------------------------------
-// Records. Plain bytes of a fixed layout, so that client and library may come from different
-// compilers. Zero a record before filling it: an empty text or a 0 means "not given".
+// Records. They are plain bytes of a fixed layout, so client and library may come from different
+// compilers. Zero a record before you fill it: an empty text or a 0 means "not given".
 
 // The settings of an environment. Texts end with a NUL, or at the end of their array.
 struct _ZOSturdyEnvironmentSettings {
@@ -96,13 +96,13 @@ struct _ZOSturdyEnvironmentSettings {
   int32_t pv;                  // sent to the LBS servers as "pv"
   int32_t tp;                  // sent to the LBS servers as "tp"
   // Folder (UTF-8) under which all files live: cache and log, in "sturdy_comp/<32 digits>/". It is
-  // made if it is missing. The files hold the token, and only the user that runs the process may
-  // read them.
+  // created if it is missing. The files contain the token; only the user that runs the process may
+  // read them. A relative path is taken from the working directory at the start.
   char data_path[1024];
 };
 
-// The settings of the LBS service. A default link that is empty is the built-in one, and a list
-// that is empty is made of the defaults of the wanted family.
+// The settings of the LBS service. An empty default link selects the built-in one. An empty list
+// is filled with the defaults of the wanted family.
 struct _ZOSturdyLBSSettings {
   bool enable;                        // false: everything but address_family is ignored
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
@@ -114,8 +114,8 @@ struct _ZOSturdyLBSSettings {
   net::AddressFamily address_family;  // the family that the client wants
 };
 
-// What GetMsgStatInfo writes: whether and where the client is to report received messages. Texts
-// end with a NUL; longer ones are cut.
+// The output of GetMsgStatInfo: whether and where the client reports received messages. Texts end
+// with a NUL; longer ones are cut.
 struct _ZOSturdyMsgStatInfo {
   uint8_t enable;  // 0 or 1
   char host[512];  // scheme and host of the endpoint
@@ -143,49 +143,49 @@ static_assert(sizeof(_ZOSturdyMsgStatInfo) == 1153, "layout of the message stati
 // ---------------------------------------------------------------------------------------------
 // The LBS service: the document of link servers, and the choice among them.
 //
-// The pointer stays good until ReleaseLBSService or the exit of the environment. Before Start all
-// operations but Start and SetUpdateCallback give false, 0 or nothing.
+// The pointer is valid until ReleaseLBSService or the exit of the environment. Before Start, all
+// operations except Start and SetUpdateCallback return false or 0, or write nothing.
 class IZOSturdyLBSService {
  public:
-  // Starts the service, once: a later call changes nothing and returns true. It reads the cache
-  // of the last run (or builds a document from the defaults) before it returns, so that
-  // GetLinkAddress answers at once, and then, with a token set, fetches a new document in the
-  // background. False if the environment has been exited.
-  // `settings.address_family`: a value above 2 is passed on, but leaves the service at IPv4.
-  // Throws std::exception (no memory, no thread left); then the service isn't started, and another
-  // Start tries again.
-  // Blocks: for reading and writing one cache file and for the start of a thread.
+  // Starts the service once; a later call changes nothing and returns true. Before it returns, it
+  // reads the cache of the last run or builds a document from the defaults, so GetLinkAddress has
+  // an answer at once. Then, if a token is set, it fetches a new document in the background.
+  // Returns false if the environment has been exited.
+  // `settings.address_family`: a value above 2 is sent to the servers, but the service uses IPv4.
+  // Throws std::exception if there is no memory or no thread left. The service isn't started then,
+  // and another Start tries again.
+  // Blocks: while it reads and writes one cache file and starts a thread.
   virtual bool Start(const _ZOSturdyLBSSettings& settings) = 0;
 
-  // Asks for a new document, for URLs of this family. Dropped while a fetch is under way. The
-  // outcome comes through the update callback.
+  // Fetches a new document from URLs of this family. Does nothing while a fetch is under way. The
+  // update callback reports the outcome.
   virtual void Update(net::AddressFamily family) = 0;
 
-  // Sets the function that is called after each fetch, null for none: `code` is 200 if the
-  // document in `lbs_response` has just come, and 0 if the fetch failed and it is the old one.
-  // It is called on the service's own thread, one call at a time, and `lbs_response` is good for
-  // the call alone. Inside it every operation of this header may be called; there GetLBSResponse
-  // never waits, and ReleaseLBSService and ExitSturdyEnvironment only write a line to the log,
-  // since they would wait for the very thread that calls them. It must not throw. Long work in it
-  // delays further fetches and the exit. A call that has begun may end after the setting of
-  // another function, but not after ReleaseLBSService or ExitSturdyEnvironment has returned.
+  // Sets the function to call after each fetch; null for none. `code` is 200 if `lbs_response` is
+  // the document that has just arrived, and 0 if the fetch failed and it is the old document.
+  // Calls come on the service's own thread, one at a time. `lbs_response` is valid during the call
+  // only. The function may call every operation of this header. Inside it GetLBSResponse never
+  // waits, and ReleaseLBSService and ExitSturdyEnvironment only write a log line, since they would
+  // wait for their own thread. The function must not throw. Long work in it delays further fetches
+  // and the exit. A call that has begun may end after another function is set, but not after
+  // ReleaseLBSService or ExitSturdyEnvironment has returned.
   virtual void SetUpdateCallback(void (*callback)(int code, const char* lbs_response)) = 0;
 
   // Writes the active document. `out`: kLBSResponseBufferSize bytes, zeroed.
-  // Blocks: with `no_wait` false until the fetch under way is over, which with dead servers takes
-  // some time for each URL, or until the service stops; with `no_wait` true not at all.
+  // Blocks: with `no_wait` false, until the fetch under way ends or the service stops. With dead
+  // servers a fetch takes some time for each URL. With `no_wait` true it doesn't block.
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
-  // The next address to connect to: the servers of the document in turn, then a default, then the
-  // first again. Three defaults handed out cause a fetch. `*family` goes in as the family wanted
-  // and comes out as that of the answer, kIPFamilyAny for a host name. `host`:
-  // kLinkHostBufferSize bytes, zeroed; an IPv6 address stands in brackets. `*port`: in host order.
-  // True, bar before Start and with a null pointer. A true answer can have an empty host, if
-  // neither list nor defaults have an address.
+  // Writes the next address to connect to: the servers of the document in turn, then a default,
+  // then the first server again. The third default causes a fetch. `*family`: in, the family
+  // wanted; out, the family of the address, kIPFamilyAny for a host name. `host`:
+  // kLinkHostBufferSize bytes, zeroed; an IPv6 address is in brackets. `*port`: in host order.
+  // Returns true, except before Start or with a null pointer. The host is empty if neither the list
+  // nor the defaults have an address.
   virtual bool GetLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
 
-  // Download addresses, address list, name and description that the document carries for the
-  // client; nothing is written for one that it lacks. The lists are JSON text. `out`:
+  // Write the download addresses, the address list, the name and the description of the document.
+  // Write nothing if the document lacks the value. The lists are JSON text. `out`:
   // kVltDLBufferSize, kVltDLListBufferSize, kVltListBufferSize, kNameBufferSize or
   // kDescBufferSize bytes, zeroed.
   virtual void GetVltDL(char* out) = 0;
@@ -194,21 +194,21 @@ class IZOSturdyLBSService {
   virtual void GetName(char* out) = 0;
   virtual void GetDesc(char* out) = 0;
 
-  // The number of link servers in the list, without the default behind it. Before any document has
-  // come, the list is that of the settings. Takes no lock.
+  // Returns the number of link servers in the list, without the default. Before any document has
+  // arrived, the list is that of the settings. Takes no lock.
   virtual int32_t GetLinkHostCount() = 0;
 
-  // The server that stands next in the list, without moving on. False, with nothing written, if
-  // the list is spent or empty. Buffers as for GetLinkAddress; what `*family` holds isn't read.
+  // Writes the next server of the list without advancing. Returns false and writes nothing if the
+  // list is used up or empty. Buffers as for GetLinkAddress; `*family` is output only.
   virtual bool PeekLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
 
-  // Tells that a connection to this address worked: GetLinkAddress gives it again next time. An
-  // address that isn't in the list sets the rotation back to the first. `port`: as it came from
-  // GetLinkAddress, converted; a port above 32767 turns negative and so is never found.
+  // Reports that a connection to this address worked: GetLinkAddress returns it again next time.
+  // An address that isn't in the list resets the rotation to the first server. `port`: the port
+  // from GetLinkAddress, converted; one above 32767 becomes negative and is never found.
   virtual void HoldLinkAddress(const char* ip, int16_t port) = 0;
 
-  // Where and whether to report received messages. `out`: room for one _ZOSturdyMsgStatInfo
-  // (kMsgStatInfoBufferSize bytes, any alignment), all of which is written.
+  // Writes whether and where to report received messages. `out`: one _ZOSturdyMsgStatInfo
+  // (kMsgStatInfoBufferSize bytes, any alignment); all of it is written.
   virtual void GetMsgStatInfo(char* out) = 0;
 
  protected:
@@ -216,35 +216,34 @@ class IZOSturdyLBSService {
 };
 
 // ---------------------------------------------------------------------------------------------
-// What a client holds of an environment. The pointer stays good until the environment is exited.
+// A client's handle on its environment. The pointer is valid until the environment is exited.
 class IZOSturdyObject {
  public:
-  // Tells that the client's network now has this family. With a token set the service fetches a
-  // new document, in any case if the family has changed.
+  // Reports the family of the client's network. With a token set, the service fetches a new
+  // document; if the family has changed, also while a fetch is under way.
   virtual void NotifyNetworkChanged(net::AddressFamily family) = 0;
 
-  // The LBS service, made at the first call and not started; later calls give the same one.
+  // Returns the LBS service. The first call creates it, not started; later calls return the same.
   virtual IZOSturdyLBSService* GetLBSService() = 0;
 
-  // Stops the service and gives it up; the next GetLBSService makes a new one, to be started
-  // anew. From inside the update callback it does nothing but log.
-  // Blocks: until a callback that is running has returned and a document that is arriving has been
-  // stored. A fetch in flight isn't waited for.
+  // Stops and destroys the service. The next GetLBSService creates a new one, which needs a Start.
+  // From inside the update callback it only writes a log line.
+  // Blocks: until a running callback has returned and an arriving document is stored. Doesn't wait
+  // for a fetch in flight.
   virtual void ReleaseLBSService() = 0;
 
   // Resolves a host name through the HTTP DNS service. Writes JSON text to `out`
   // (kQueryHostBufferSize bytes, zeroed): {"code":1} with a result of false if the host can't be
   // resolved or is an address already, else an object with "code" 200 and "data", in which "ipv4"
   // and "ipv6" list the addresses. `ip_family`: 0 both, 1 IPv4, every other value IPv6.
-  // Blocks: for as long as the HTTP DNS service takes to answer or to fail: 2 s for each silent
-  // endpoint but the last, and then at most 37 s for those still in flight (7 s to connect, 30 s to
-  // send and to receive). That is about 21 s with the built-in endpoints when none takes a
-  // connection. To this come look-ups of host names by the system's resolver. An exit ends the
-  // wait.
+  // Blocks: until the HTTP DNS service answers or fails: 2 s for each silent endpoint except the
+  // last, then at most 37 s for the requests in flight (7 s to connect, 30 s to send and receive).
+  // That is about 21 s with the built-in endpoints if none accepts a connection. Look-ups of host
+  // names by the system's resolver come on top. An exit ends the wait.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
-  // Changes the application's key; an empty text takes it away. A new key causes a fetch, also
-  // beside one that is under way, whose answer is then ignored. The same key again does nothing.
+  // Changes the application's key; an empty text removes it. A new key causes a fetch, also while
+  // one is under way, whose answer is then ignored. The same key again does nothing.
   virtual void SetBusinessToken(const char* token) = 0;
 
  protected:
@@ -254,36 +253,37 @@ class IZOSturdyObject {
 // ---------------------------------------------------------------------------------------------
 // The exported functions.
 
-// How long an exit can take, in seconds, with requests in flight: 7 s to connect and 30 s to send
-// the request and receive the answer, redirects included. To this come the look-ups of host names
-// by the system's resolver, whose time the library can't bound: one of the transfer itself, one if
-// the transfer is redirected at the last moment, and one for each of two threads that may be
-// looking into a failed URL. As resolvers are commonly set up, a look-up without any answer takes
-// 10 to 20 s. A QueryHost that is waiting is ended, with a result of false, and adds nothing: at
-// once by an exit with the environment's id, and after the transfers in flight by one with another
-// id. Without a request in flight (fetch, QueryHost, update of the HTTP DNS service, report of
-// failures) an exit takes milliseconds. The first start always has one: the built-in endpoints of
-// the HTTP DNS service count as expired, so an update of them is sent at once.
+// The longest time of an exit, in seconds, with requests in flight: 7 s to connect and 30 s to send
+// the request and receive the answer, redirects included. Look-ups of host names by the system's
+// resolver come on top, and the library can't bound their time: one for the transfer, one if it is
+// redirected at the last moment, and one for each of two threads that may look up the host of a
+// failed URL. With common settings of a resolver, a look-up without any answer takes 10 to 20 s.
+// The client's own update callback comes on top too, if it is running.
+// An exit ends a waiting QueryHost with a result of false: at once if the exit has the
+// environment's id, after the transfers in flight if it has another id.
+// Without a request in flight (fetch, QueryHost, update of the HTTP DNS service, report of
+// failures) an exit takes milliseconds. The first start always sends one: the built-in endpoints of
+// the HTTP DNS service count as expired, so the library updates them at once.
 const int kExitBoundSeconds = 7 + 30;
 
-// Starts the environment and returns its id, which is 1; there is at most one in a process. If it
-// is started already, the call returns the id and ignores `settings`. Starts and exits from
-// several threads run one after the other. From inside the update callback the call returns the
-// id if the environment is started, and 0 if it is not or is being exited.
-// Throws std::exception (no memory, no thread left); then nothing has been started.
-// Blocks: for the creation of the log file and some threads, and for a start or exit under way.
+// Starts the environment and returns its id, which is 1; a process has one at most. If it is
+// started already, returns the id and ignores `settings`. Starts and exits from several threads run
+// one after the other. Inside the update callback it returns the id if the environment is started,
+// and 0 if it is not or is being exited.
+// Throws std::exception if there is no memory or no thread left; nothing is started then.
+// Blocks: while it creates the log file and some threads, and while a start or exit is under way.
 STURDY_EXPORT int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings);
 
-// The object of the environment with this id, or null if there is none.
-// Blocks: while an exit with an unknown id is under way; inside the update callback it gives null
-// then.
+// Returns the object of the environment with this id, or null if there is none.
+// Blocks: while an exit with an unknown id is under way; inside the update callback it returns null
+// instead.
 STURDY_EXPORT IZOSturdyObject* GetSturdyObject(int id);
 
-// Exits the environment, whatever `id` is: the services stop, every thread of the library ends and
-// all pointers that it has handed out become invalid. Nothing is sent or saved. A client needn't
-// call it before the end of the process. From inside the update callback it does nothing but log.
-// Blocks: for transfers in flight, for kExitBoundSeconds and the look-ups named there at most, and
-// until an update callback that is running has returned.
+// Exits the environment, whatever `id` is. Stops the services, ends every thread of the library
+// and invalidates all pointers that it has returned. Sends and saves nothing. A client needn't call
+// it before the end of the process. Inside the update callback it only writes a log line.
+// Blocks: until the transfers in flight end and a running update callback has returned; see
+// kExitBoundSeconds.
 STURDY_EXPORT void ExitSturdyEnvironment(int id);
 
 }  // namespace zo_sturdy

@@ -33,7 +33,7 @@ int SystemFamily(AddressFamily family) {
 int Ask(const std::string& host, int flags, int system_family, AddrInfoList& list) {
   list.reset();
   if (host.find('\0') != std::string::npos) {
-    return EAI_NONAME;  // the system would look up what stands before it
+    return EAI_NONAME;  // the system would look up the text before it
   }
   addrinfo hints{};
   hints.ai_family = system_family;

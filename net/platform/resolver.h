@@ -37,8 +37,8 @@ enum ResolveError : int {
 ResolveError ResolveHostEndpoints(const std::string& host, int flags, AddressFamily family,
                                   ResolvedAddressList& list, int& system_error);
 
-// The same as texts, for reports: an IPv4 address stands alone, an IPv6 address is in brackets
-// with ":0" behind them. The result is 0, or the system's code of a failure with `out` empty.
+// The same as texts, for reports: an IPv4 address as it is, an IPv6 address in brackets
+// followed by ":0". The result is 0, or the system's code of a failure with `out` empty.
 int ResolveHostAddresses(const std::string& host, std::list<std::string>& out, int flags,
                          AddressFamily family);
 

@@ -8,7 +8,7 @@
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
-// A client under a clock that stands still unless the test advances it: a call that waits for a
+// A client under a clock that doesn't move unless the test advances it: a call that waits for a
 // time limit would block for ever.
 class FrozenClient : public ClientTest {
  protected:

@@ -11,7 +11,7 @@
 #include "tests/support/log_lines.h"
 
 // The words of RequestLines, each with its log lines, separated by "|". "[multiple]" is left out.
-// In a line a digit stands for an argument, "@" for the URL and "$" for the text with the number of
+// In a line a digit means an argument, "@" for the URL and "$" for the text with the number of
 // the last argument. Lines that begin with "+" are of level LV_PRO.
 inline const std::map<std::string, std::string>& RequestWords() {
   static const std::string answer =

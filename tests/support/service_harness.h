@@ -25,7 +25,7 @@
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 // The surroundings of a service without an agent: the process's configuration with a data folder, a
-// log, a clock that stands still, and requests that wait until the test answers them.
+// log, a clock that doesn't move, and requests that wait until the test answers them.
 // Threads: any may send; one at a time takes.
 // Owner:   a test fixture or a fuzz target; one at a time in a process.
 // Errors:  std::runtime_error for a request that doesn't come within kLimit.

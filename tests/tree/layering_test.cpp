@@ -138,7 +138,7 @@ TEST(Layering, EverySourceIsBuilt) {
   }
 }
 
-// A reader of the log finds each tag, and each that stands behind one, in the client's guide.
+// A reader of the log finds each tag, and each that follows one, in the client's guide.
 TEST(Guide, ExplainsEveryTagOfTheLog) {
   const std::string guide = Read("docs/client-guide.md");
   const std::regex begin(R"(ZO_LOG\(LV_\w+\)\s*<<\s*"((\[[a-z ]+\])+))");

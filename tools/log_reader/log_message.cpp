@@ -28,7 +28,7 @@ bool HasLocationLine(const std::string& level) {
 
 // `text` has no marker in it.
 void ParseLines(std::string_view text, std::vector<LogMessage>& out) {
-  bool text_comes_next = false;  // behind the line with the location
+  bool text_comes_next = false;  // after the line with the location
   while (!text.empty()) {
     const size_t end = std::min(text.find('\n'), text.size());
     const std::string line(text.substr(0, end));

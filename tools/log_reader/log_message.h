@@ -23,15 +23,15 @@ struct LogMessage {
   // Without the prefix and the line end; a message of several lines keeps the ends between them. A
   // marker is the middle of its line: "load from mmap file begin".
   std::string text;
-  std::string bytes;  // all of it, as it stands in the log
+  std::string bytes;  // the whole message, as the log has it
 
   [[nodiscard]] bool IsMarker() const { return level.empty(); }
-  // Whether the text begins with this tag or has it right behind such a one: "[http dns][init] ..."
-  // has "http dns" and "init".
+  // Whether the text begins with this tag or has it directly after another one: "[http dns][init]
+  // ..." has "http dns" and "init".
   [[nodiscard]] bool HasTag(std::string_view tag) const;
 };
 
-// The messages of a text of whole messages. Their bytes, one behind the other, are the text.
+// The messages of a text of whole messages. Their bytes in sequence are the text.
 std::vector<LogMessage> ParseMessages(std::string_view text);
 
 }  // namespace log_reader

@@ -63,7 +63,7 @@ class GrowingFile {
     return ::fstat(descriptor_, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
   }
 
-  // Appends all that stands behind `offset`; false if the disk gives less.
+  // Appends all bytes after `offset`. Returns false if the disk returns fewer.
   bool ReadFrom(uint64_t offset, std::string& text) const {
     std::array<char, kBlockBytes> block;
     ssize_t bytes = 0;

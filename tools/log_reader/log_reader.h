@@ -10,13 +10,13 @@
 namespace log_reader {
 
 // Reads a log as one text: the log file, then what the buffer beside it (`<log>.qel_mmap`: four
-// bytes of length, little-endian, then lines) holds behind it. It may follow the log of a process
+// bytes of length, little-endian, then lines) holds after it. It may follow the log of a process
 // that runs, and reads that of one that has died. The writer's steps, of which any can be met:
-//   1. a line is copied behind the text of the buffer, and then counted;
+//   1. a line is copied after the text of the buffer, and then counted;
 //   2. one that finds no room: the buffer's text and the line are appended to the log,
 //   3. of a log that is too long, the newer half is copied and renamed over it,
 //   4. and the buffer is cleared.
-// Between 2 and 4 the same text stands in both files, and in 2 a part of it. There is no lock to
+// Between 2 and 4 the same text is in both files, and in 2 a part of it. There is no lock to
 // ask, so what is in both is found by comparing: lines carry their time, and so differ.
 //
 // Threads: one at a time.
@@ -33,7 +33,7 @@ class LogReader {
   std::string ReadNewText();
   // The rest of a line that a cut has gone through is left out, if the log is being followed.
   std::vector<LogMessage> ReadNewMessages();
-  // Forgets what stands in the log now.
+  // Skips what the log has now.
   void SkipToEnd() { ReadNewText(); }
 
  private:
@@ -48,7 +48,7 @@ class LogReader {
   uint64_t inode_ = 0;
   uint64_t offset_ = 0;  // in the log file; all before it has been given out
   std::string before_;   // the last of what stood before `offset_`
-  std::string given_;    // what has been given out of what stands behind it, buffer included
+  std::string given_;    // what has been returned of the bytes after it, buffer included
 };
 
 // The first of a log's two files that is there but may not be opened; empty if there is none.

@@ -8,7 +8,7 @@
 
 namespace zo_sturdy {
 
-// What an LBS server is told, as it stands in the query.
+// The values that a fetch sends to an LBS server in its query.
 struct LBSQuery {
   std::string token;  // left out if empty
   int32_t sv = 0;

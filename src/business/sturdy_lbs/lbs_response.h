@@ -27,7 +27,7 @@ inline constexpr const char* kDesc = "desc";
 inline constexpr const char* kMsgStatInfo = "msg_stat_info";
 }  // namespace lbs_key
 
-// The active LBS data of the process and the file "lbs/lbs.data" behind it, which lets the next
+// The active LBS data of the process and its file "lbs/lbs.data", which lets the next
 // process connect before any server has answered.
 //
 // Threads: any; the store guards itself. Calls that set several keys aren't one step for readers.

@@ -11,7 +11,7 @@ namespace {
 
 using zo_base::json11::Json;
 
-// The record comes zeroed, so that a NUL stands behind the text.
+// The record comes zeroed, so a NUL follows the text.
 template <size_t N>
 void CopyCut(const std::string& text, char (&field)[N]) {
   std::memcpy(field, text.data(), std::min(text.size(), N - 1));

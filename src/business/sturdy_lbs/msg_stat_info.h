@@ -16,7 +16,7 @@ struct MsgStatInfo {
   std::string desc = "online";
 };
 
-// The form in which the record stands in the cache: one member "msg_stat_info" of four strings.
+// The form of the record in the cache: one member "msg_stat_info" of four strings.
 std::string MsgStatInfoText(const MsgStatInfo& info);
 
 // Reads that form back. A text of another form leaves `info` as it is; a string that is missing

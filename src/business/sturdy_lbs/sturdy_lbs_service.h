@@ -23,8 +23,8 @@
 
 namespace zo_sturdy {
 
-// The service behind the client's question for link servers: it serves from the document of the
-// last run at once and follows the LBS servers from then on.
+// The service that answers the client's question for link servers: it serves from the document of
+// the last run at once and follows the LBS servers from then on.
 //
 // A fetch runs as: UpdateLBS (any thread) posts; RequestUpdate (own thread) sends; JudgeResponse
 // tells good answers from bad ones and FinishUpdate applies the outcome (both on the thread that

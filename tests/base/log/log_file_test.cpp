@@ -35,7 +35,7 @@ std::string BufferBytes(int32_t header, const std::string& text, size_t size) {
 class LogFileTest : public testing::Test {
  protected:
   std::string Log() const { return ReadWholeFile(path_, kNoLimit); }
-  // Its begin; what stands behind the text is never read.
+  // The begin of the file. Bytes after the text are never read.
   std::string Buffer(size_t text_bytes) const {
     return ReadFilePrefix(buffer_path_, MappedLogBuffer::kHeaderBytes + text_bytes);
   }

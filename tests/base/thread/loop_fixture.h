@@ -17,7 +17,7 @@ namespace zo_base {
   return what.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
 }
 
-// A running thread under a clock that stands still.
+// A running thread under a clock that doesn't move.
 class LoopFixture : public testing::Test {
  protected:
   LoopFixture() { thread->Start(); }

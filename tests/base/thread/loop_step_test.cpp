@@ -13,7 +13,7 @@ namespace {
 constexpr int kPeriodMs = 1'000'000;
 
 // The loop is held at one of its steps, and there a post or a stop comes in. Nothing follows that
-// could make up for a lost one: the clock stands still and the loop's wait is a long one.
+// could make up for a lost one: the clock doesn't move and the loop's wait is long.
 class HeldLoop : public LoopFixture {
  protected:
   using Work = std::function<void()>;

@@ -14,7 +14,7 @@ class TimerTest : public LoopFixture {
   std::function<void()> Note(const std::string& text) {
     return [this, text] { fired += text; };
   }
-  // Waits for what a timer has handed on, too.
+  // Also waits for the work that a timer has posted.
   std::string FiredAfter(int64_t ms) {
     Pass(ms);
     std::promise<void> handed;
@@ -96,7 +96,7 @@ TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
     EXPECT_TRUE(Arrives(posted.get_future()));
   }
   EXPECT_EQ(FiredAfter(0), "w");
-  // Cancelled between the due task and the work that it has handed on.
+  // Cancelled between the due task and the work that it has posted.
   OnLoop([&] {
     thread->PostDelayedTask(10, [] {});
     timer.StartPosted(10, work, 0);

@@ -35,7 +35,7 @@ class ClientRoad : public ClientTest {
   const _ZOSturdyLBSSettings record_ = LBSRecord(lab_.Url("lbs", kLbsPath), "localhost:9");
   IZOSturdyObject& object_ = Start("token");
   IZOSturdyLBSService& service_ = *object_.GetLBSService();
-  // The client's callback is a plain function, so what it does stands here.
+  // The client's callback is a plain function, so its action is kept here.
   static inline std::function<void(int, const std::string&)> on_update_;
 };
 

@@ -138,7 +138,7 @@ TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {
   EXPECT_EQ(SentUrls().size(), 2U);
   Pass(1);
   EXPECT_EQ(Sent(2).body, "[]");
-  // A first failure starts the timer anew.
+  // A first failure starts the timer again.
   End(2, true);
   Fail({4});
   Set(2, 60000, 10000);
