@@ -27,8 +27,9 @@ constexpr size_t kBlockBytes = 65536;
 // How much is kept to find the place in a log that was cut, and how little of it will do.
 constexpr size_t kAnchorBytes = 65536;
 constexpr size_t kLeastAnchorBytes = 32;
-// A log that ends within a line is being written. After this many waits its writer has died.
-constexpr int kMostWaits = 20;
+// A log that ends within a line is being written. After this many waits its writer has died. A live
+// writer can lose its processor within a line for tens of ms on a busy machine.
+constexpr int kMostWaits = 500;
 constexpr std::chrono::milliseconds kWait{1};
 
 // An open file that is read piece by piece. What is no file, a folder say, isn't opened.
