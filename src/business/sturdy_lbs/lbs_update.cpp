@@ -1,8 +1,9 @@
-// One fetch of a document, step by step in the order of its life.
+// One fetch of a document, in the order of its steps.
 #include "base/log/log.h"
 #include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "network/http_status.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 #include "src/sturdy/config/environment_config.h"
@@ -12,8 +13,8 @@ namespace {
 
 using KRBASE::network::kStatusOk;
 
-// A document of the bound size names a hundred thousand backups, and asking them all would take
-// days, with no other fetch beside it.
+// A document of the largest size can name a hundred thousand backups. Trying them all would take
+// days and hold up every other fetch.
 constexpr size_t kMaxLbsUrls = 64;
 
 }  // namespace
@@ -30,8 +31,8 @@ void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,
 
 void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force) {
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS force = " << force;
-  if (posts_ != Posts::kTaken) {
-    return;  // The task would be dropped, and nothing would ever clear the flag.
+  if (post_state_ != PostState::kAccepting) {
+    return;  // The post would be dropped, and nothing would clear `updatting_lbs_`.
   }
   if (updatting_lbs_.exchange(true) && !force) {
     ZO_LOG(LV_APP) << "[lbs]UpdateLBS updatting_lbs_ = true,return";
@@ -39,12 +40,13 @@ void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force) {
   }
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = true";
   const std::string request_token = CurrentToken();
-  // By the thread object, not its loop: that would hold the service on its own thread for the post.
+  // Post on the thread object: locking the loop's weak pointer would make this thread an owner of
+  // the service.
   zo_base::PostTo(
       static_cast<zo_base::ITaskDelegate&>(*this),
       ToWeakClosure([this, family, request_token] { RequestUpdate(family, request_token); }));
-  if (posts_ != Posts::kTaken) {
-    updatting_lbs_ = false;  // The stop has come in between.
+  if (post_state_ != PostState::kAccepting) {
+    updatting_lbs_ = false;  // the stop came in between
   }
 }
 
@@ -54,8 +56,8 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   if (config == nullptr) {
     return;
   }
-  std::vector<std::string> urls = {response_.Get(lbs_key::kRuntimeAddress)};
-  for (std::string& backup : response_.GetBackupLBS()) {
+  std::vector<std::string> urls = {active_.response().Get(lbs_key::kRuntimeAddress)};
+  for (std::string& backup : active_.response().GetBackupLBS()) {
     if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
       urls.push_back(std::move(backup));
     }
@@ -89,10 +91,10 @@ bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int
   ZO_LOG(LV_APP) << "[lbs] Check response current business token :" << token
                  << " request business token:" << request_token;
   if (token != request_token) {
-    return true;  // Ends the request; FinishUpdate drops what it brought.
+    return true;  // ends the request; FinishUpdate drops the answer
   }
   ZO_LOG(LV_APP) << "[lbs] Check response index:" << index << " code:" << code;
-  if (code == kStatusOk && response_.CheckResponse(body)) {
+  if (code == kStatusOk && active_.response().CheckResponse(body)) {
     ZO_LOG(LV_APP) << "[lbs] Check response res = true";
     return true;
   }
@@ -111,14 +113,14 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
                                           const std::string& request_token, bool success,
                                           const std::string& body) {
   const zo_base::MutexLock lock(finish_mutex_);
-  if (posts_ == Posts::kNoMore) {
+  if (post_state_ == PostState::kStopped) {
     return;
   }
   const std::string token = CurrentToken();
   ZO_LOG(LV_APP) << "[lbs] Update LBS complete current business token :" << token
                  << " request business token:" << request_token;
   if (token != request_token) {
-    // The flag stays set: each change of the token has started a forced fetch, whose own end
+    // Leave `updatting_lbs_` set: each change of the token has started a forced fetch, whose end
     // clears it.
     return;
   }
@@ -126,7 +128,7 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
   ZO_LOG(LV_APP) << "[lbs] Update LBS \r\n-----------------------\r\n"
                  << body << "\r\n-----------------------";
   if (success) {
-    ParseLBSResponse(body, std::to_string(static_cast<int32_t>(family)));
+    active_.Apply(body, std::to_string(static_cast<int32_t>(family)));
   }
   if (update_callback_ != nullptr) {
     ZO_LOG(LV_APP) << "[lbs] Update LBS compare post task to lbs thread for callback";
@@ -139,7 +141,7 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
 
 void ZOSturdyLBSServiceImpl::CallClient(bool success) {
   ZO_LOG(LV_APP) << "[lbs] Update LBS compare callback sdk";
-  const std::string text = response_.Get(lbs_key::kResponse);
+  const std::string text = active_.response().Get(lbs_key::kResponse);
   const auto callback = update_callback_.load();
   if (callback != nullptr) {
     callback(success ? kStatusOk : 0, text.c_str());

@@ -1,6 +1,12 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <thread>
+
 #include "base/log/log.h"
+#include "base/platform/thread.h"
 #include "base/thread/for_any_thread.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/config/record_fields.h"
@@ -9,18 +15,26 @@ namespace zo_sturdy {
 
 namespace {
 
-// The third address from the defaults asks for a new document, or the time after the first.
+// A fetch follows the third default, or this time after the first.
 constexpr int32_t kUpdateAfterDefaults = 3;
 constexpr int32_t kUpdateAfterMs = 1200;
+
+constexpr std::chrono::milliseconds kPollInterval{10};
+
+void Write(const LinkAddress& address, char* host, uint16_t* port, net::AddressFamily* family) {
+  address.host.copy(host, address.host.size());
+  *port = address.port;
+  *family = address.family;
+}
 
 }  // namespace
 
 ZOSturdyLBSServiceImpl::ZOSturdyLBSServiceImpl()
     : BaseThread("lbs service"),
-      update_invoker_(kUpdateAfterDefaults, kUpdateAfterMs),
-      msg_stat_info_(MsgStatInfo()) {}
+      active_(settings_),
+      update_invoker_(kUpdateAfterDefaults, kUpdateAfterMs) {}
 
-// The base's stop would come when the members that tasks work on are gone.
+// The stop in the base's destructor would come after the members that tasks use are gone.
 ZOSturdyLBSServiceImpl::~ZOSturdyLBSServiceImpl() {
   BaseThread::Stop();
 }
@@ -32,7 +46,7 @@ bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& settings) {
       try {
         StartOnce(settings, config);
       } catch (...) {
-        ForgetStart();
+        RollBackStart();
         throw;
       }
     });
@@ -41,24 +55,18 @@ bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& settings) {
 }
 
 void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
-                                       const std::shared_ptr<_EnvironmentConfig>& c) {
-  c->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
-  connections_.push_back(c->Connect(
+                                       const std::shared_ptr<_EnvironmentConfig>& config) {
+  config->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
+  connections_.push_back(config->Connect(
       _EnvironmentConfig::SIG_NetworkChanged,
       zo_base::ForAnyThread(*this, GetTaskLoop(),
                             [this](net::AddressFamily family) { OnNetworkChanged(family); })));
-  connections_.push_back(c->Connect(
+  connections_.push_back(config->Connect(
       _EnvironmentConfig::SIG_BusinessTokenChanged,
       zo_base::ForAnyThread(*this, GetTaskLoop(),
                             [this](const std::string& /*token*/) { OnTokenChanged(); })));
   ApplyLBSSettings(record);
-  response_.SetEnvironmentConfig(c);
-  ChooseActiveData();
-  if (!ParseActiveData()) {
-    // The defaults were lost on their way through the file, on a full disk say.
-    response_.ResetToDefault(settings_, false);
-    ParseActiveData();
-  }
+  active_.Load(config);
   connections_.push_back(
       Connect(IThread::SIG_ThreadBegin, ToWeakClosure([this] { OnThreadBegin(); })));
   serving_ = true;
@@ -66,25 +74,8 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
   started_ = true;
 }
 
-void ZOSturdyLBSServiceImpl::ChooseActiveData() {
-  if (!response_.LoadCache()) {
-    response_.ResetToDefault(settings_, true);
-  } else if (!response_.CheckCache(settings_)) {
-    response_.ResetToDefault(settings_, true);
-    return;
-  }
-  if (!response_.CheckResponse(response_.Get(lbs_key::kResponse))) {
-    response_.ResetToDefault(settings_, true);
-  }
-}
-
-bool ZOSturdyLBSServiceImpl::ParseActiveData() {
-  const std::string family_text = response_.Get(lbs_key::kFamily);
-  return ParseLBSResponse(response_.Get(lbs_key::kResponse), family_text);
-}
-
-// Another Start must find the service as new.
-void ZOSturdyLBSServiceImpl::ForgetStart() {
+// Leaves the service as new for another Start.
+void ZOSturdyLBSServiceImpl::RollBackStart() {
   serving_ = false;
   for (zo_sigslot::connection& connection : connections_) {
     connection.disconnect();
@@ -93,9 +84,9 @@ void ZOSturdyLBSServiceImpl::ForgetStart() {
 }
 
 void ZOSturdyLBSServiceImpl::RequestStop() {
-  if (posts_.exchange(Posts::kNoMore) != Posts::kNoMore) {
-    // Only the first stop has a document to wait for. The destructor's may run in a slot, with the
-    // configuration's mutex held, which comes after this lock.
+  if (post_state_.exchange(PostState::kStopped) != PostState::kStopped) {
+    // Wait for a document that is being applied. Only at the first stop: that of the destructor may
+    // run in a slot with the configuration's mutex held, which comes after this lock.
     const zo_base::MutexLock applied(finish_mutex_);
   }
   updatting_lbs_ = false;
@@ -103,9 +94,9 @@ void ZOSturdyLBSServiceImpl::RequestStop() {
 }
 
 void ZOSturdyLBSServiceImpl::OnThreadBegin() {
-  // Before the token is read: a token that comes later finds the thread open for its own update.
-  Posts not_yet = Posts::kNotYet;
-  posts_.compare_exchange_strong(not_yet, Posts::kTaken);
+  // Set before the token is read: a token that comes later then starts its own fetch.
+  PostState not_running = PostState::kNotRunning;
+  post_state_.compare_exchange_strong(not_running, PostState::kAccepting);
   if (!CurrentToken().empty()) {
     update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, false); }, true);
   }
@@ -129,6 +120,94 @@ std::string ZOSturdyLBSServiceImpl::CurrentToken() {
 
 void ZOSturdyLBSServiceImpl::ApplyLBSSettings(const _ZOSturdyLBSSettings& record) {
   zo_sturdy::ApplyLBSSettings(record, settings_);
+}
+
+bool ZOSturdyLBSServiceImpl::GetLinkAddress(char* host, uint16_t* port,
+                                            net::AddressFamily* family) {
+  if (host == nullptr || port == nullptr || family == nullptr || !serving_) {
+    return false;
+  }
+  const LinkAddress address = active_.links().Next(*family, [this] {
+    update_invoker_.Invoke(ToWeakClosure([this] { UpdateLBS(settings_.address_family, false); }),
+                           false);
+  });
+  Write(address, host, port, family);
+  return true;
+}
+
+bool ZOSturdyLBSServiceImpl::PeekLinkAddress(char* host, uint16_t* port,
+                                             net::AddressFamily* family) {
+  if (host == nullptr || port == nullptr || family == nullptr || !serving_) {
+    return false;
+  }
+  const std::optional<LinkAddress> address = active_.links().Peek();
+  if (address) {
+    Write(*address, host, port, family);
+  }
+  return address.has_value();
+}
+
+void ZOSturdyLBSServiceImpl::HoldLinkAddress(const char* ip, int16_t port) {
+  if (ip != nullptr && serving_) {
+    active_.links().Hold(ip, port);
+  }
+}
+
+int32_t ZOSturdyLBSServiceImpl::GetLinkHostCount() {
+  return serving_ ? active_.links().count() : 0;
+}
+
+void ZOSturdyLBSServiceImpl::GetLBSResponse(bool no_wait, char* out) {
+  if (out == nullptr) {
+    return;
+  }
+  // A thread of the library must not wait: the fetch may need it.
+  if (!no_wait && !zo_base::IsLibraryThread()) {
+    while (updatting_lbs_) {
+      std::this_thread::sleep_for(kPollInterval);
+    }
+  }
+  CopyValue(lbs_key::kResponse, out, kLBSResponseBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::GetVltDL(char* out) {
+  CopyValue(lbs_key::kVltDL, out, kVltDLBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::GetVltDLList(char* out) {
+  CopyValue(lbs_key::kVltDLList, out, kVltDLListBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::GetVltList(char* out) {
+  CopyValue(lbs_key::kVltList, out, kVltListBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::GetName(char* out) {
+  CopyValue(lbs_key::kName, out, kNameBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::GetDesc(char* out) {
+  CopyValue(lbs_key::kDesc, out, kDescBufferSize);
+}
+
+void ZOSturdyLBSServiceImpl::CopyValue(const char* key, char* out, size_t buffer_size) {
+  if (out == nullptr || !serving_) {
+    return;
+  }
+  const std::string value = active_.response().Get(key);
+  if (value.size() >= buffer_size) {
+    ZO_LOG(LV_APP) << "[lbs] Value too long for the client :" << key << " size :" << value.size();
+    return;
+  }
+  value.copy(out, value.size());
+}
+
+void ZOSturdyLBSServiceImpl::GetMsgStatInfo(char* out) {
+  if (out == nullptr || !serving_) {
+    return;
+  }
+  const _ZOSturdyMsgStatInfo record = active_.MsgStatRecord();
+  std::memcpy(out, &record, sizeof(record));
 }
 
 }  // namespace zo_sturdy

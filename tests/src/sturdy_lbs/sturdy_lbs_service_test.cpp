@@ -4,6 +4,7 @@
 
 #include "base/platform/file.h"
 #include "base/platform/thread_for_test.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
 #include "tests/src/sturdy_lbs/lbs_fixture.h"
 
 namespace zo_sturdy {

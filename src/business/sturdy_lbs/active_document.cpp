@@ -1,0 +1,105 @@
+#include "src/business/sturdy_lbs/active_document.h"
+
+#include <optional>
+
+#include "base/log/log.h"
+#include "src/business/sturdy_lbs/lbs_document.h"
+#include "src/business/sturdy_lbs/lbs_settings.h"
+#include "src/sturdy/config/environment_config.h"
+
+namespace zo_sturdy {
+
+ActiveDocument::ActiveDocument(const LBSSettings& settings)
+    : settings_(settings), links_(settings), msg_stat_info_(MsgStatInfo()) {}
+
+void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
+  response_.SetEnvironmentConfig(config);
+  Choose();
+  if (!ApplyStored()) {
+    // The defaults were lost on their way through the file, for example on a full disk.
+    response_.ResetToDefault(settings_, false);
+    ApplyStored();
+  }
+}
+
+void ActiveDocument::Choose() {
+  if (!response_.LoadCache()) {
+    response_.ResetToDefault(settings_, true);
+  } else if (!response_.CheckCache(settings_)) {
+    response_.ResetToDefault(settings_, true);
+    return;
+  }
+  if (!response_.CheckResponse(response_.Get(lbs_key::kResponse))) {
+    response_.ResetToDefault(settings_, true);
+  }
+}
+
+bool ActiveDocument::ApplyStored() {
+  return Apply(response_.Get(lbs_key::kResponse), response_.Get(lbs_key::kFamily));
+}
+
+bool ActiveDocument::Apply(const std::string& rsp, const std::string& family_text) {
+  ZO_LOG(LV_APP) << "[lbs]ParseLBSResponse rsp:\r\n--------------------------\r\n"
+                 << rsp << "\r\n--------------------------";
+  if (rsp.empty()) {
+    return false;
+  }
+  const std::optional<LBSDocument> document = ReadLBSDocument(rsp);
+  if (!document) {
+    ZO_LOG(LV_APP) << "[lbs]ParseLBSResponse parsel result = false,use old rsp as active lbs";
+    return false;
+  }
+  const std::string default_link = links_.Reset(*document);
+  ZO_LOG(LV_APP) << "[lbs]ParseLBSResponse parsel result = true,update active lbs";
+  Save(*document, rsp, family_text, default_link);
+  if (const auto config = response_.GetEnvironmentConfig()) {
+    config->statistic_settings.Set(document->statistics);
+  }
+  return true;
+}
+
+void ActiveDocument::Save(const LBSDocument& document, const std::string& rsp,
+                          const std::string& family_text, const std::string& default_link) {
+  response_.SetCore(rsp, settings_.lbs_url, family_text);
+  // A value that the document lacks stays as it was.
+  if (!document.lbs.empty()) {
+    response_.SetRuntimeLBS(document.lbs);
+  }
+  if (!document.lbs_backup.empty()) {
+    response_.SetBackupLBS(document.lbs_backup);
+  }
+  response_.SetDefaultLink(default_link);
+  if (!document.vltdl.empty()) {
+    response_.SetVltDL(document.vltdl);
+  }
+  if (!document.vltdls.empty()) {
+    response_.SetVltDLList(document.vltdls);
+  }
+  if (!document.vlt.empty()) {
+    response_.SetVltList(document.vlt);
+  }
+  if (!document.name.empty()) {
+    response_.SetName(document.name);
+  }
+  if (!document.desc.empty()) {
+    response_.SetDesc(document.desc);
+  }
+  // The stored text is the source of the record.
+  if (document.msg_stat_enable) {
+    MsgStatInfo info;
+    info.enable = *document.msg_stat_enable;
+    info.host = document.statistics.host;
+    info.desc = document.desc;
+    response_.SetMsgStatInfo(MsgStatInfoText(info));
+    ParseMsgStatInfo(response_.Get(lbs_key::kMsgStatInfo));
+  }
+  response_.Save();
+}
+
+void ActiveDocument::ParseMsgStatInfo(const std::string& text) {
+  MsgStatInfo info = *msg_stat_info_.Get();
+  ParseMsgStatInfoText(text, info);
+  msg_stat_info_.Set(info);
+}
+
+}  // namespace zo_sturdy
