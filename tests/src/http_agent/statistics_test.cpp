@@ -2,7 +2,7 @@
 #include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
 
 #include <barrier>
-#include <limits>
+#include <sstream>
 #include <thread>
 
 #include "tests/support/configured_test.h"
@@ -10,79 +10,142 @@
 namespace {
 
 using testing::ElementsAre;
-using zo_sturdy::MultipleURLHttpRequest;
-
-using Records = std::list<zo_sturdy::StatisticRecord>;
-
-Records Failures(int first, int last) {
-  Records records;
-  for (int i = first; i <= last; ++i) {
-    records.push_back({"u" + std::to_string(i), {}, "", "", 0, 0, 0});
-  }
-  return records;
-}
 
 class StatisticsTest : public ConfiguredTest {
  protected:
-  StatisticsTest() { statistics_->Start(); }
+  StatisticsTest() { NewStatistics(); }
 
+  void NewStatistics() {
+    TakeAll();
+    statistics_ = std::make_shared<zo_sturdy::StatisticCountTimerInvoker>();
+    statistics_->Start();
+  }
   void Set(int32_t count, int32_t time, int64_t min_delay, const std::string& host = "http://s:1") {
     config->statistic_settings.Set({true, host, count, time, min_delay});
   }
-  // A request each.
-  void Fail(std::initializer_list<int> urls) {
-    for (const int i : urls) {
-      statistics_->Invoke(Failures(i, i), false);
+  // One request that failed on these URLs, on each so many times.
+  void Fail(int64_t first, int64_t last, int times = 1) {
+    std::list<zo_sturdy::StatisticRecord> failures;
+    for (int64_t url = first; url <= last; ++url) {
+      failures.insert(failures.end(), times, {"u" + std::to_string(url), {}, "", "", 0, 0, 0});
     }
+    statistics_->Invoke(failures, false);
   }
-  void Pass(int64_t ms) { Settle(*statistics_, ms); }
-  MultipleURLHttpRequest Sent(size_t i) { return Request(i); }
-  // The URLs of each report so far, with a blank between two.
-  std::vector<std::string> SentUrls() {
-    std::vector<std::string> all;
-    for (size_t i = 0; i < Waiting(); ++i) {
-      all.emplace_back();
+  // Completes the report with this number on the thread "statistic".
+  void End(size_t i, bool success) {
+    RunOn(*statistics_, [&] { Request(i).callback(success, "", ""); });
+    Settle(*statistics_);
+  }
+  // Lists the reports from this number on, as ">" and their URLs.
+  std::string Reports(size_t first = 0) {
+    std::string all;
+    for (size_t i = first; i < Waiting(); ++i) {
       const auto body = Parsed(Request(i).body);
+      std::string urls;
       for (const auto& record : body.array_items()) {
-        all.back() += (all.back().empty() ? "" : " ") + record["request_url"].string_value();
+        urls += (urls.empty() ? "" : ",") + record["request_url"].string_value().substr(1);
       }
+      all += ">" + urls + (Request(i).urls[0].url.starts_with("http://t:2/") ? "@t " : " ");
     }
     return all;
   }
-  void End(size_t i, bool success) {
-    RunOn(*statistics_, [&] { Sent(i).callback(success, "", ""); });
-    Pass(0);
+  void Do(const std::string& step) {
+    std::istringstream arguments(step.substr(1));
+    int64_t a = 0, b = 0, c = 0;
+    char between = 0;
+    arguments >> a >> between >> b >> between >> c;
+    switch (step[0]) {
+      case 'f':
+        return Fail(a, between == '-' ? b : a);
+      case 'd':
+        return Fail(a, a, 2);
+      case '+':
+        return Settle(*statistics_, a);
+      case 'g':
+      case 'b':
+        return End(static_cast<size_t>(a), step[0] == 'g');
+      case 'l':
+        return Request(static_cast<size_t>(a)).callback(false, "", "");
+      case '=':
+        return Set(static_cast<int32_t>(a), static_cast<int32_t>(b), c);
+      case 'o':
+        return config->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
+      case 'w':
+        return clock.SetWall(a);
+      default:
+        FAIL() << step;
+    }
   }
-  // What is told.
-  const std::string kOne = "[statistic][count] Statistic count :1";
-  const std::string kByTime = "[statistic][time out] Statistic count :";
-  const std::string kGood = "[statistic]Statistic ret:true";
-  const std::string kBad = "[statistic]Statistic ret:false";
-  std::string Data(size_t i) { return "[statistic] Do statistic data :" + Sent(i).body; }
+  // Returns the steps, each followed by the reports that it has sent.
+  std::string Run(const std::string& all) {
+    std::string course;
+    std::istringstream steps(all);
+    for (std::string step; steps >> step;) {
+      if (step[0] != '>') {
+        const size_t before = Waiting();
+        Do(step);
+        course += step + " " + Reports(before);
+      }
+    }
+    return course;
+  }
 
-  std::shared_ptr<zo_sturdy::StatisticCountTimerInvoker> statistics_ =
-      std::make_shared<zo_sturdy::StatisticCountTimerInvoker>();
+  std::shared_ptr<zo_sturdy::StatisticCountTimerInvoker> statistics_;
 };
 
-TEST_F(StatisticsTest, TenthFailureOrAMinuteMakesABatch) {
-  Fail({0, 1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_TRUE(SentUrls().empty());
-  Fail({9});
-  EXPECT_EQ(SentUrls().size(), 1U);
-  Pass(60000);
-  Fail({0});  // the minute is that of the first failure
-  Pass(30000);
-  Fail({1});
-  Pass(29999);
-  EXPECT_EQ(SentUrls().size(), 1U);
-  Pass(1);
-  Fail({2});
-  Pass(60000);
-  EXPECT_THAT(SentUrls(), ElementsAre("u0 u1 u2 u3 u4 u5 u6 u7 u8 u9", "u0 u1", "u2"));
-  EXPECT_EQ(Request(0).thread + Request(1).thread + Request(2).thread, "-statisticstatistic");
+// Steps: "f1" is a request that failed on URL 1, "f1-9" on nine, "d1" on URL 1 in two ways; "+5"
+// lets 5 ms pass; "g0" and "b0" complete report 0 well and badly, "l0" badly on a thread without a
+// loop;
+// "=3,60000,10000" sets count, time and minimum delay; "o" switches the statistics off, with
+// another host; "w1000" sets the wall clock. ">1,2" is a report that the step before sends.
+TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
+  const std::pair<const char*, std::string> cases[] = {
+      {"TenFailuresOrAMinuteMakeABatch",
+       "f0 f1 f2 f3 f4 f5 f6 f7 f8 f9 >0,1,2,3,4,5,6,7,8,9 +60000 "
+       "f0 +30000 f1 +29999 +1 >0,1 f2 +60000 >2 "},
+      {"TheNewestTwentyAreKeptAndEachUrlOnce",
+       "=3,60000,10000 f1-25 f25-26 d27 "
+       ">9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,27 "
+       "f1 b0 f2 >11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,27,1,2 "},
+      {"ABatchTooSoonAfterAGoodOneIsLost", "=1,60000,10000 f1 >1 f2 >2 g0 +4000 f3 +5999 +1 > "},
+      {"AFirstFailureStartsTheTimerAgain",
+       "=1,60000,10000 f1 >1 g0 f4 =2,60000,10000 f5 +59999 +1 >5 "},
+      {"AFailedReportGoesBackToTheFront", "=2,60000,10000 f1 f2 >1,2 f3 b0 >1,2,3 l1 +60000 "},
+      {"NewSettingsKeepWhatIsGathered", "=9,60000,0 f1 o f9 +59999 +1 >1@t "},
+      {"AnySettingsWork",
+       "=0,60000,-1 f2 >2 g0 f3 >3 =9,-5,9223372036854775807 f4 +0 +2147483647 "
+       "=1,60000,9223372036854775807 w1000 f5 >5 "}};
+  for (const auto& [name, steps] : cases) {
+    config->statistic_settings.Set(zo_sturdy::StatisticSettings());
+    NewStatistics();
+    EXPECT_EQ(Run(steps), steps) << name;
+    clock.SetWall(start_ms);
+  }
+}
+
+TEST_F(StatisticsTest, TheLogTellsWhyABatchGoesOut) {
+  Run("=1,60000,10000 f1 g0 +4000 f3 +6000 =2,60000,0 f4 +60000 b2");
+  const std::string data = "[statistic] Do statistic data :";
   EXPECT_THAT(log.Tagged({"[statistic]"}),
-              ElementsAre(Data(0), "[statistic][count] Statistic count :10", kByTime + "2", Data(1),
-                          kByTime + "1", Data(2)));
+              ElementsAre(data + Request(0).body, "[statistic][count] Statistic count :1",
+                          "[statistic]Statistic ret:true",
+                          "[statistic] Time now - last report time < 10000 (4000) stop report",
+                          "[statistic][count] Statistic count :1",
+                          "[statistic][time out] Statistic count :0", data + "[]",
+                          "[statistic][time out] Statistic count :1", data + Request(2).body,
+                          "[statistic]Statistic ret:false"));
+  EXPECT_EQ(Request(0).thread + Request(1).thread, "-statistic");
+}
+
+TEST_F(StatisticsTest, NothingIsReportedWithoutAnEnvironment) {
+  Run("=1,60000,0 f1");
+  const auto report = Request(0);
+  zo_sturdy::SetCurrentConfig(nullptr);
+  EXPECT_EQ(Run("f0 f1 f2 f3 f4 f5 f6 f7 f8 f9 +60000").find('>'), std::string::npos);
+  statistics_->Stop();
+  statistics_.reset();
+  report.callback(false, "", "");
+  EXPECT_TRUE(log.With("Statistic ret").empty());
 }
 
 TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
@@ -98,8 +161,8 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
   for (const auto& c : cases) {
     config->business = c.business;
     Set(1, 60000, 10000, c.host);
-    Fail({1});
-    const MultipleURLHttpRequest sent = Next();
+    Run("f1");
+    const SentRequest sent = Next();
     EXPECT_EQ(std::tie(sent.time_out, sent.multiple_time_out, sent.type, sent.use_http_dns,
                        sent.ip_family),
               std::make_tuple(7000, 2000, 1, true, 2));
@@ -110,104 +173,10 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
   }
 }
 
-TEST_F(StatisticsTest, KeepsTheNewestTwentyAndEachUrlOnce) {
-  Set(3, 60000, 10000);
-  statistics_->Invoke(Failures(1, 25), false);
-  statistics_->Invoke(Failures(25, 26), false);
-  Records one_request = Failures(27, 27);  // may have failed in two ways
-  one_request.push_back(one_request.front());
-  one_request.back().error_code = 1;
-  statistics_->Invoke(one_request, false);
-  EXPECT_THAT(SentUrls(), ElementsAre("u9 u10 u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
-                                      "u22 u23 u24 u25 u26 u27 u27"));
-  Fail({1});
-  End(0, false);  // those in front are older, and go
-  Fail({2, 3});
-  EXPECT_EQ(SentUrls().back(),
-            "u11 u12 u13 u14 u15 u16 u17 u18 u19 u20 u21 "
-            "u22 u23 u24 u25 u26 u27 u27 u1 u2");
-}
-
-TEST_F(StatisticsTest, BatchTooSoonAfterAGoodOneIsLost) {
-  Set(1, 60000, 10000);
-  Fail({1, 2});  // two batches at once: nothing marks the first
-  End(0, true);
-  Pass(4000);
-  Fail({3});
-  Pass(5999);
-  EXPECT_EQ(SentUrls().size(), 2U);
-  Pass(1);
-  EXPECT_EQ(Sent(2).body, "[]");
-  // A first failure starts the timer again.
-  End(2, true);
-  Fail({4});
-  Set(2, 60000, 10000);
-  Fail({5});
-  Pass(59999);
-  EXPECT_EQ(SentUrls().size(), 3U);
-  Pass(1);
-  EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "", "u5"));
-  const std::string soon = "[statistic] Time now - last report time < 10000 (";
-  EXPECT_THAT(log.Tagged({"[statistic]"}),
-              ElementsAre(Data(0), kOne, Data(1), kOne, kGood, soon + "4000) stop report", kOne,
-                          kByTime + "0", Data(2), kGood, soon + "0) stop report", kOne,
-                          kByTime + "1", Data(3)));
-}
-
-TEST_F(StatisticsTest, FailedReportGoesBackToTheFront) {
-  Set(2, 60000, 10000);
-  Fail({1, 2, 3});
-  End(0, false);
-  EXPECT_THAT(SentUrls(), ElementsAre("u1 u2", "u1 u2 u3"));
-  const auto request = Sent(1);
-  request.callback(false, "", "");  // no loop to hand it to
-  Pass(60000);
-  EXPECT_EQ(SentUrls().size(), 2U);
-  EXPECT_THAT(log.With("Statistic ret"), ElementsAre(kBad, kBad));
-  statistics_->Stop();
-  statistics_.reset();
-  request.callback(false, "", "");
-  EXPECT_EQ(log.With("Statistic ret").size(), 2U);
-}
-
-TEST_F(StatisticsTest, SettingsOfAnyValueAreDefined) {
-  constexpr int64_t kEver = std::numeric_limits<int64_t>::max();
-  constexpr int64_t kLongestMs = std::numeric_limits<int32_t>::max();
-  // New ones don't touch what has been gathered, but a batch goes where they say.
-  Set(9, 60000, 0);
-  Fail({1});
-  config->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
-  Fail({9});
-  Pass(59999);
-  EXPECT_TRUE(SentUrls().empty());
-  Pass(1);
-  EXPECT_EQ(Sent(0).urls[0].url, "http://t:2/statics/report/im/api/error");
-  Set(0, 60000, -1);
-  Fail({2});
-  End(1, true);
-  Fail({3});
-  Set(9, -5, kEver);
-  Fail({4});
-  Pass(0);
-  Pass(kLongestMs);  // the wait goes past the timer's longest
-  Set(1, 60000, kEver);
-  clock.SetWall(1000);  // set back: the delay counts as gone by
-  Fail({5});
-  zo_sturdy::SetCurrentConfig(nullptr);
-  Fail({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});  // nothing to send with
-  EXPECT_THAT(SentUrls(), ElementsAre("u1", "u2", "u3", "u5"));
-  const std::string soon = "[statistic] Time now - last report time < 9223372036854775807 (";
-  EXPECT_THAT(
-      log.Tagged({"[statistic]"}),
-      ElementsAre(kByTime + "1", Data(0), Data(1), kOne, kGood, Data(2), kOne, kByTime + "1",
-                  soon + "0) stop report", kByTime + "0", soon + "2147483647) stop report", Data(3),
-                  kOne, "[statistic][count] Statistic count :10"));
-}
-
 // A batch by time meets a failure that is the first of the next batch or the last of its own, and
 // so does the empty one after a delay. Each failure goes out once, and no time-out outlives the
 // batch by count.
-TEST_F(StatisticsTest, TimeOutMeetsFailures) {
+TEST_F(StatisticsTest, ATimeOutMeetsFailures) {
   constexpr int kRounds = 1000;
   for (const auto& [count, is_delayed] : {std::pair(2, false), {10, false}, {2, true}}) {
     std::barrier together(2);
@@ -219,23 +188,22 @@ TEST_F(StatisticsTest, TimeOutMeetsFailures) {
       }
     });
     for (int round = 0; round < kRounds; ++round) {
-      Set(is_delayed ? 1 : count, 1000, 1000);
       TakeAll();
+      Set(is_delayed ? 1 : count, 1000, 1000);
       if (is_delayed) {
-        Fail({0});
-        End(0, true);
+        Run("f0 g0");
         TakeAll();
       }
-      Fail({1});
+      Run("f1");
       Set(count, 1000, is_delayed ? 1000 : 0);
       together.arrive_and_wait();
-      Fail({2});
+      Run("f2");
       together.arrive_and_wait();
-      Pass(1000);
-      const std::vector<std::string> sent = SentUrls();
-      ASSERT_TRUE(sent == std::vector<std::string>{is_delayed ? "u2" : "u1 u2"} ||
-                  sent == std::vector<std::string>({is_delayed ? "" : "u1", "u2"}))
-          << testing::PrintToString(sent);
+      Settle(*statistics_, 1000);
+      const std::string sent = Reports();
+      EXPECT_TRUE(sent == (is_delayed ? ">2 " : ">1,2 ") ||
+                  sent == (is_delayed ? "> >2 " : ">1 >2 "))
+          << sent;
     }
     time.join();
   }

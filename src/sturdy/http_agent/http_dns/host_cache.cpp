@@ -11,9 +11,6 @@ namespace {
 
 constexpr double kFreshShare = 0.75;
 constexpr double kServedShare = 0.9;
-// The lease of an entry that has no answer yet: the shares of a lifetime of 300 s.
-constexpr int64_t kFirstRefreshMs = 225000;
-constexpr int64_t kFirstExpiryMs = 270000;
 // A JSON array adds this to an address: two quotes, a comma and a blank.
 constexpr size_t kBytesAroundText = 4;
 
@@ -122,8 +119,6 @@ void HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
   HostEntry& entry = entries_[host];
   if (is_new) {
     file_bytes_ += BytesInFile(host);
-    entry.refresh_time = SaturatingAdd(now, kFirstRefreshMs);
-    entry.cache_expired_time = SaturatingAdd(now, kFirstExpiryMs);
   }
   entry.updated_at = now;
   entry.ttl = ttl_ms;
