@@ -49,18 +49,28 @@ TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
   EXPECT_EQ(transport_->sent, 3);
 }
 
+// The first URL is long, so that the sender still writes its log line when the answer comes. In
+// each round that happens nearly always.
 TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
-  for (int round = 0; round < 100; ++round) {
+  constexpr uint32_t kLogBytes = 64U << 20;
+  zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLogFile(folder.File("sturdy_comp.log"),
+                                                                    kLogBytes, 0);
+  const std::vector<std::string> urls = {Url(0) + std::string(size_t{1} << 20, 'x'), Url(1)};
+  for (int round = 0; round < 5; ++round) {
     Outcome outcome;
     std::thread answers([&] {
-      for (const int i : {0, 1, 2}) {
-        transport_->Answer(Url(i), i == 2 ? 200 : 0);
-      }
+      transport_->Answer(urls[0], 0);
+      transport_->Answer(urls[1], 200);
     });
-    agent_->InvokeMultipleURLHttpRequest(Request(Urls(3), outcome));
+    agent_->InvokeMultipleURLHttpRequest(Request(urls, outcome));
     answers.join();
     EXPECT_EQ(outcome.Told(), std::make_tuple(1, true, ""));
   }
+  std::string order;  // of the sendings and the answers
+  for (const std::string& line : log.Tagged({"[multiple]Start timer", "[multiple][rsp]Index:"})) {
+    order += line.starts_with("[multiple]Start") ? 's' : 'a';
+  }
+  EXPECT_EQ(order, "sasasasasasasasasasa");
   EXPECT_EQ(Live(), 0U);
 }
 
