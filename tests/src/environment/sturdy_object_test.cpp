@@ -13,6 +13,17 @@
 namespace zo_sturdy {
 namespace {
 
+// Pins the sizes of the out buffers. The description of the boundary shows a char* alone.
+static_assert(kLinkHostBufferSize == 512 && kLBSResponseBufferSize == 1048577 &&
+                  kVltDLBufferSize == 1048577 && kNameBufferSize == 1048577 &&
+                  kVltDLListBufferSize == 6291457 && kVltListBufferSize == 6291457 &&
+                  kDescBufferSize == 1048577 && kQueryHostBufferSize == 2097153,
+              "sizes of the out buffers");
+static_assert(offsetof(_ZOSturdyMsgStatInfo, host) == 1 &&
+                  offsetof(_ZOSturdyMsgStatInfo, api) == 513 &&
+                  offsetof(_ZOSturdyMsgStatInfo, desc) == 1025,
+              "layout of the message statistics");
+
 class SturdyObject : public ClientTest {};
 
 TEST_F(SturdyObject, ServiceComesAndGoes) {

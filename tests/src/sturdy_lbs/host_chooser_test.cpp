@@ -46,6 +46,12 @@ TEST(HostChooser, HoldsWhatIsInTheListAndForgetsOnReset) {
   chooser.ResetHosts({});
   chooser.SetDefaultHost(net::kIPFamilyV6, "f:8");
   EXPECT_EQ(Next(chooser, 1) + Next(chooser, 2), "d:9* f:8* ");
+  chooser.SetDefaultHost(net::kIPFamilyV4, "g:7");
+  EXPECT_EQ(Next(chooser, 1) + Next(chooser, 2), "g:7* f:8* ");
+  chooser.SetDefaultHost(net::AddressFamily{7}, "h:6");
+  EXPECT_EQ(Next(chooser, 1) + Next(chooser, 2), "g:7* f:8* ");
+  chooser.SetDefaultHost(net::kIPFamilyAny, "i:5");
+  EXPECT_EQ(Next(chooser, 1) + Next(chooser, 2), "i:5* i:5* ");
 }
 
 }  // namespace

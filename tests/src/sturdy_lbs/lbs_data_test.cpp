@@ -1,4 +1,6 @@
 // What the service works on: the client's settings, the document and its cache, the request.
+#include <array>
+
 #include "base/json/json.h"
 #include "base/platform/file.h"
 #include "src/business/sturdy_lbs/lbs_document.h"
@@ -10,6 +12,22 @@ namespace {
 
 using testing::ElementsAre;
 using testing::SizeIs;
+
+TEST(BuiltInValues, AreThoseOfTheBuild) {
+  std::string values = kDefaultLbsUrl;
+  const auto add = [&values](const auto& list) {
+    for (const char* value : list) {
+      values += std::string(" ") + value;
+    }
+  };
+  add(kDefaultLbsBackupUrls);
+  add(std::array{kDefaultLink});
+  add(kDefaultVltUrls);
+  add(std::array{kDefaultVltDLUrl, kDefaultStatisticsHost, kDefaultHttpDnsDomain});
+  add(kDefaultHttpDnsIPv4);
+  add(kDefaultHttpDnsIPv6);
+  EXPECT_EQ(values, BUILT_IN_VALUES);
+}
 
 TEST(LBSSettings, ARecordCountsOnlyIfItIsEnabled) {
   LBSSettings settings;
@@ -61,6 +79,7 @@ TEST(LBSRequest, AddressesPresentTheRuntimeHostAndKeepToTheFamily) {
   EXPECT_EQ(urls(0, {"http://1.2.3.4/", "http://[::1]/"}),
             "http://1.2.3.4/?sv=1&pv=-2&tp=3&networkType=2 \n"
             "http://[::1]/?sv=1&pv=-2&tp=3&networkType=2 \n");
+  EXPECT_EQ(BuildLBSRequest(list, {}, net::kIPFamilyAny).type, 0) << "servers answer GET alone";
 }
 
 TEST(LBSDocument, ABodyIsCompleteOrNot) {

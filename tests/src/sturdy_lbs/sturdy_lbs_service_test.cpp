@@ -1,5 +1,8 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <future>
 
 #include "base/platform/file.h"
@@ -53,6 +56,7 @@ TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
   }
   const std::string document =
       Document(R"("a:1")", R"("d:9")", "http://next.example/", "\"lbs.backup\":[" + backups + "]");
+  EXPECT_TRUE(first.check(0, 200, "", document, need_statistic));
   const auto answer = std::async(std::launch::async, [&] { first.callback(true, "", document); });
   EXPECT_EQ(Response(*service, false), document);  // waits for it
   service->Update(net::kIPFamilyAny);
@@ -60,6 +64,10 @@ TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
   EXPECT_THAT(urls, SizeIs(64));
   EXPECT_EQ(urls[0].host + " " + urls[1].host + " " + urls[3].host, "next.example h next.example");
   EXPECT_THAT(urls[4].url, HasSubstr("http://1.1.1.1/c?"));
+  // A document without backups keeps those of the last one.
+  Request(1).callback(true, "", Document(R"("a:1")", R"("d:9")", "http://last.example/"));
+  service->Update(net::kIPFamilyAny);
+  EXPECT_THAT(Request(2).urls, SizeIs(64));
 
   // The next run serves from the cache, until its settings change.
   for (const auto& [record, link] :
@@ -242,6 +250,19 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   EXPECT_FALSE(service->IsUpdatingForTest());
   first.callback(true, "", kNew);
   EXPECT_EQ(service->GetLinkHostCount(), 2);
+}
+
+// The next service must not read a cache file that this one is still writing.
+TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
+  StartWithToken();
+  const std::string cache = config->data_path + "lbs/lbs.data";
+  std::filesystem::remove(cache);
+  ASSERT_EQ(mkfifo(cache.c_str(), 0600), 0);  // a save blocks until the file is read
+  const auto answer = std::async(std::launch::async, [&] { first.callback(true, "", kNew); });
+  ASSERT_TRUE(log.WaitFor("[lbs]ParseLBSResponse parsel result = true,update active lbs"));
+  const auto stop = std::async(std::launch::async, [&] { service->Stop(); });
+  EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  EXPECT_THAT(zo_base::ReadWholeFile(cache, 1 << 20), HasSubstr("1.2.3.4:2"));
 }
 
 TEST_F(LBSServiceTest, AStartThatFailsLeavesTheServiceAsNew) {
