@@ -90,7 +90,7 @@ class Service {
     Settle();
   }
 
-  // What the manager's thread was told before has run, and what is due.
+  // Returns after the manager's thread has run its earlier posts and due tasks.
   void Settle() {
     constexpr int kTurns = 4;  // a due task hands its work on, and that may post
     for (int i = 0; i < kTurns; ++i) {
@@ -132,7 +132,7 @@ class Service {
   void AnswerHosts(const std::string& text) {
     std::future<bool> done = manager_->UpdateCache({"im.example"}, net::kIPFamilyAny);
     const bool good = Environment::Answer(environment_.Next(), text);
-    Expect(done.get() == good, "who waits is told");
+    Expect(done.get() == good, "a waiting query learns the outcome");
     const zo_sturdy::HostCache::Entries entries = manager_->HostsForTest().GetEntries();
     const auto next = NextStart(environment_);
     zo_sturdy::HostCache::Entries reloaded = next->HostsForTest().GetEntries();
@@ -145,7 +145,8 @@ class Service {
     for (const net::AddressFamily family :
          {net::kIPFamilyAny, net::kIPFamilyV4, net::kIPFamilyV6}) {
       zo_sturdy::HostIPMap results;
-      Expect(manager_->DoQuery(family, hosts, results, true) == !results.empty(), "told truly");
+      Expect(manager_->DoQuery(family, hosts, results, true) == !results.empty(),
+             "the result says whether there are addresses");
       for (const auto& [host, addresses] : results) {
         Expect(entries.count(host) != 0 && !addresses.empty(), "what is in the cache", host);
         std::for_each(addresses.begin(), addresses.end(), ExpectUsable);

@@ -13,7 +13,7 @@
 #include "src/sturdy/http_agent/logic/live_requests.h"
 #include "tests/support/configured_test.h"
 
-// A transport played by hand: what is sent waits until the test answers it, on the test's thread.
+// A transport whose requests wait until the test answers them, on the test's thread.
 class HandTransport : public KRBASE::network::IHttpRequestor {
  public:
   using Request = std::shared_ptr<KRBASE::network::HttpRequest>;
@@ -27,7 +27,8 @@ class HandTransport : public KRBASE::network::IHttpRequestor {
   void Cancel(uint64_t) override {}
   void CancelAll() override {}
 
-  // The first of this URL's requests that waits, and how to answer it. Throws if none comes.
+  // Waits for a request to this URL; returns it and the function that answers it. Throws if none
+  // comes.
   std::pair<Request, Done> WaitFor(const std::string& url, bool take = false) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, kPatience, [&] { return waiting_.contains(url); })) {
@@ -61,12 +62,12 @@ struct Outcome {
   [[nodiscard]] auto Told() const { return std::make_tuple(calls.load(), success, body); }
 };
 
-// An agent over that transport, and a thread to start requests on.
+// An agent over that transport, and a thread that starts requests.
 class AgentTest : public ConfiguredTest {
  protected:
   AgentTest() {
     KRBASE::network::HttpClient::Instance()->StartForTest(transport_);
-    lab::WriteServerCache(config->data_path);  // HTTP DNS asks nobody by itself
+    lab::WriteServerCache(config->data_path);  // HTTP DNS sends no update by itself
     agent_->SetEnvironmentConfig(config);
     agent_->Start();
     NewThread();
@@ -86,7 +87,7 @@ class AgentTest : public ConfiguredTest {
     return urls;
   }
 
-  // A request that takes status 200 alone, and that HTTP DNS doesn't help.
+  // A request that accepts status 200 only and has no second pass.
   static zo_sturdy::MultipleURLHttpRequest Request(const std::vector<std::string>& urls,
                                                    Outcome& outcome) {
     zo_sturdy::MultipleURLHttpRequest request;
@@ -110,7 +111,7 @@ class AgentTest : public ConfiguredTest {
   void StartRequest(const zo_sturdy::MultipleURLHttpRequest& request) {
     RunOn(*thread_, [&] { agent_->InvokeMultipleURLHttpRequest(request); });
   }
-  // The loop of the former one is gone.
+  // Ends the loop of the old thread.
   void NewThread() {
     if (thread_ != nullptr) {
       thread_->Stop();
@@ -118,7 +119,7 @@ class AgentTest : public ConfiguredTest {
     thread_ = std::make_shared<zo_base::BaseThread>("requests");
     thread_->Start();
   }
-  // Requests of this test that are alive.
+  // Returns the number of this test's live requests.
   [[nodiscard]] size_t Live() const {
     return zo_sturdy::LiveRequests::Instance().CountForTest() - live_before_;
   }

@@ -7,10 +7,10 @@ namespace {
 using zo_sturdy::HttpAgent;
 using zo_sturdy::MultipleURLHttpRequest;
 
-TEST_F(AgentTest, RequestIsReleasedWhomeverItTells) {
+TEST_F(AgentTest, EveryRequestIsReleased) {
   Outcome outcome;
   StartRequest(Request({}, outcome));
-  StartRequest(MultipleURLHttpRequest());  // neither URLs nor anybody to tell
+  StartRequest(MultipleURLHttpRequest());  // without URLs and callback
   EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, ""));
   EXPECT_EQ(log.With("[multiple] Request url list empty").size(), 2U);
   EXPECT_EQ(Live(), 0U);
@@ -49,8 +49,8 @@ TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
   EXPECT_EQ(transport_->sent, 3);
 }
 
-// The first URL is long, so that the sender still writes its log line when the answer comes. In
-// each round that happens nearly always.
+// The first URL is long, so that in nearly every round the answer comes while the sender writes its
+// log line.
 TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
   constexpr uint32_t kLogBytes = 64U << 20;
   zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLogFile(folder.File("sturdy_comp.log"),

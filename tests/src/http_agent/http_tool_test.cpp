@@ -7,8 +7,8 @@
 namespace {
 
 TEST_F(AgentTest, ToolPresentsTheHostAndBringsTheAnswerHome) {
-  // What is sent: method and body, header fields, then the IP, port, host and SNI as they are at
-  // the making or as the tool sets them.
+  // `sent` has the method and body, the header fields, then IP, port, host and SNI, which keep
+  // their defaults unless the tool sets them.
   const struct {
     const char *url, *host;
     std::vector<std::string> heads;

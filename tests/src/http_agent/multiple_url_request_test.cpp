@@ -8,7 +8,7 @@ namespace {
 using zo_sturdy::MultipleURLHttpRequest;
 
 // Steps: "t" lets 2000 ms pass, "1:500" answers URL 1 with status 500 and the body "b1".
-TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
+TEST_F(AgentTest, FailOverFollowsTheSteps) {
   const struct {
     const char* name;
     size_t url_count;
@@ -58,7 +58,7 @@ TEST_F(AgentTest, FailOverGoesAsTheLogTells) {
   }
 }
 
-// Nothing else wakes the loop here, so that an answer which its timer hides would never be seen.
+// Nothing else wakes the loop here, so an answer that the time-out hides would be lost.
 TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
   constexpr int kRounds = 1000;
   std::barrier together(2);
@@ -97,7 +97,7 @@ TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
   StartRequest(request);
   Settle(2000);
   Settle(2000);
-  transport_->Answer(urls[0], 500);  // to be reported, while there is a loop
+  transport_->Answer(urls[0], 500);  // recorded, since there is a loop
   Settle();
   NewThread();
   for (const int i : {2, 1}) {
@@ -137,7 +137,7 @@ TEST_F(AgentTest, LoopEndsWithThreeAnswersInFlight) {
     told += outcome.calls;
   }
   EXPECT_EQ(transport_->sent, 3 * kRounds);
-  // Requests whose answers the ending loop swallowed stay, reachable.
+  // The others lost their answers with the loop; they stay reachable.
   EXPECT_EQ(Live(), kRounds - told);
 }
 

@@ -1,5 +1,4 @@
-// What follows a request that has failed on all its URLs: the host query, the second pass, and the
-// report of the failures.
+// The steps after a request has failed on all its URLs: host query, second pass, report.
 #include "src/sturdy/http_agent/logic/second_pass.h"
 
 #include "base/platform/thread.h"
@@ -26,7 +25,7 @@ class SecondPassTest : public AgentTest {
     transport_->Answer("https://localhost/httpdns/v2/d?domain=" + hosts, 200,
                        R"({"code":200,"data":{)" + data + "}}");
   }
-  // Each failure of a request goes out at once, but for those with status 403.
+  // A request whose failures are reported at once, except status 403.
   MultipleURLHttpRequest Reported(const std::string& endpoint, const std::vector<std::string>& urls,
                                   Outcome& outcome) {
     config->statistic_settings.Set({true, endpoint, 1, 60000, 10000});
@@ -37,16 +36,16 @@ class SecondPassTest : public AgentTest {
     };
     return request;
   }
-  // What this thread has told, at this level if there is one.
-  Messages Told(uint32_t thread, std::string_view tag, std::string_view level = "") {
-    Messages told;
+  // Returns the messages of this thread with this tag, of one level or of all.
+  Messages LoggedBy(uint32_t thread, std::string_view tag, std::string_view level = "") {
+    Messages messages;
     for (const LogMessage& message : log.All()) {
       if (message.text.starts_with(tag) && message.level.starts_with(level) &&
           message.thread_id == thread) {
-        told.push_back(message.text);
+        messages.push_back(message.text);
       }
     }
-    return told;
+    return messages;
   }
   uint32_t ThreadId() {
     uint32_t thread = 0;
@@ -103,9 +102,9 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   Messages last =
       RequestLines(second, in_vain(0, "false") + in_vain(1, "false") + in_vain(2, "false") +
                                in_vain(3, "true") + "fail;release");
-  last.insert(last.begin() + 4, last.back());  // the first request, once the second is on its way
+  last.insert(last.begin() + 4, last.back());  // the first request, after the second was sent
   expected.insert(expected.end(), last.begin(), last.end());
-  EXPECT_EQ(Told(ThreadId(), "[multiple]"), expected);
+  EXPECT_EQ(LoggedBy(ThreadId(), "[multiple]"), expected);
 }
 
 TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
@@ -139,13 +138,13 @@ TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
   const auto second = zo_sturdy::MakeSecondPass(failed, named, {{"a.test", many}, {"b", many}});
   EXPECT_EQ(second.urls.size(), 64U);
   EXPECT_EQ(log.With("[multiple]User http dns, ").size(), 1U + 22U) << "a host, and 22 addresses";
-  // Hosts that were not asked for, or have come without addresses, give no URL.
+  // Hosts that weren't asked for, or have no addresses, add no URL.
   EXPECT_TRUE(
       zo_sturdy::MakeSecondPass(failed, named, {{"a.test", {}}, {"x", {"10.0.0.1"}}}).urls.empty());
 }
 
-// The report begins on the thread "statistic", so its host query holds up nobody.
-TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
+// The report starts on the thread "statistic", so its host query blocks no other thread.
+TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopGoToTheStatisticsThread) {
   Outcome outcome;
   agent_->InvokeMultipleURLHttpRequest(Reported("http://s.test", {"http://10.0.0.1/"}, outcome));
   transport_->Answer("http://10.0.0.1/", 404);
@@ -154,7 +153,7 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopAreHandedOver) {
   AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
   transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
   EXPECT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
-  EXPECT_THAT(Told(zo_base::CurrentThreadId(), "[statistic]"), testing::IsEmpty());
+  EXPECT_THAT(LoggedBy(zo_base::CurrentThreadId(), "[statistic]"), testing::IsEmpty());
 }
 
 TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
@@ -201,7 +200,7 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
                   "[statistic]Statistic check code:204", answer, "[statistic]Statistic ret:false",
                   sent, "[statistic][count] Statistic count :2",
                   "[statistic]Statistic check code:200", answer, "[statistic]Statistic ret:true"));
-  EXPECT_THAT(Told(ThreadId(), "[statistic]", "LV_PRO"), ElementsAre(answer, answer));
+  EXPECT_THAT(LoggedBy(ThreadId(), "[statistic]", "LV_PRO"), ElementsAre(answer, answer));
   EXPECT_EQ(log.With("need statics").size(), 1U) << "no report's own failure is recorded";
 }
 

@@ -29,7 +29,7 @@ class HostQueryTest : public DnsTest {
       return manager_->Query(static_cast<net::AddressFamily>(family), hosts, results_);
     });
   }
-  // What a query for these hosts logs first.
+  // Returns the first log line of a query for these hosts.
   static std::string Begin(const std::vector<std::string>& hosts) {
     const std::string line = "-----------------------------";
     std::string text = "[http dns] DoQuery ip_family: 0\r\nhost list :\r\n" + line + "\r\n";
@@ -129,12 +129,12 @@ TEST_F(HostQueryTest, EachQuerySendsItsOwnRequestAndLearnsItsSuccess) {
   EXPECT_THAT(log.Tagged({"[http dns]"}), ElementsAre(Begin({"s"})));
 }
 
-TEST_F(HostQueryTest, WhatCannotBeServedIsAskedForEachTimeAndStaysAbsent) {
+TEST_F(HostQueryTest, AHostWithoutAddressesIsAskedForEachTimeAndStaysAbsent) {
   const struct {
     const char* host;
     int family, ttl_ms, age_ms, code;
     const char* body;
-    bool good = false;  // by the check alone
+    bool good = false;  // in the view of the check
   } cases[] = {
       {"unknown", 0, 0, 0, 0, ""},
       {"left out", 1, 0, 0, 200, R"({"code": 200, "data": {"other": {"ip": ["3.3.3.3"]}}})", true},
@@ -184,12 +184,12 @@ TEST_F(HostQueryTest, AnswersWithoutARequestWhereItCan) {
   EXPECT_EQ(Waiting(), 0U);
 }
 
-TEST_F(HostQueryTest, AnEndWakesWhoWaitsAndRefusesTheRest) {
+TEST_F(HostQueryTest, AnEndWakesTheWaitingQueriesAndRefusesOthers) {
   Know("cached", 1000000);
   auto query = Start({"cached", "a"});
   const auto request = Next();
   std::future<bool> update;
-  RunOn(*manager_, [&] {  // which comes to what it is told here when the end has come
+  RunOn(*manager_, [&] {  // M reaches the update that is posted here after the end
     update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
     manager_->EndQueries();
   });
@@ -204,7 +204,7 @@ TEST_F(HostQueryTest, AnEndWakesWhoWaitsAndRefusesTheRest) {
   EXPECT_THAT(results_, IsEmpty());
 }
 
-TEST_F(HostQueryTest, AnAnswerMayComeWhenTheManagerIsGone) {
+TEST_F(HostQueryTest, AnAnswerMayComeAfterTheManagerIsGone) {
   auto update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
   auto request = Next();
   manager_.reset();

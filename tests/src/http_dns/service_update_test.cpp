@@ -10,7 +10,7 @@ const std::string kLine = "\r\n-----------------------";
 
 class ServiceUpdateTest : public DnsTest {
  protected:
-  // A table that has this time left.
+  // Writes a table that expires after this time.
   void WriteTable(int64_t left_ms) {
     WriteCache("http_server_cache.data",
                R"({"host": "old", "ipv4": "[{\"host\": \"10.0.0.1\"}]", "ipv6": "[{\"host\": )"
@@ -62,13 +62,13 @@ TEST_F(ServiceUpdateTest, BuiltInEndpointsAreAskedAtOnce) {
   EXPECT_EQ(Next().heads, request.heads);
 }
 
-TEST_F(ServiceUpdateTest, ATableThatIsGoodFor2001MsWaits) {
+TEST_F(ServiceUpdateTest, ATableWith2001MsLeftWaits) {
   WriteTable(2001);
   manager_->Init();
   Settle(2000);
   EXPECT_EQ(Waiting(), 0U);
   clock.Advance(1);
-  const auto request = Next();  // dropped, it would have failed
+  const auto request = Next();  // kept: an update fails when its request is dropped
   EXPECT_THAT(UrlsOf(request),
               ElementsAre("https://old/httpdns/v2/s", "https://10.0.0.1:443/httpdns/v2/s",
                           "http://::7:80/httpdns/v2/s"));
@@ -180,7 +180,7 @@ TEST_F(ServiceUpdateTest, AnAnswerCannotMakeARequestOfAnySize) {
   EXPECT_EQ(request.urls[2].host, "");
 }
 
-TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestGoesNowhereHasFailed) {
+TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestIsLostHasFailed) {
   config->SetHttpRequestInvoker(nullptr);
   manager_->Init();
   ASSERT_TRUE(log.WaitFor("redo after :60000ms"));
@@ -188,11 +188,11 @@ TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestGoesNowhereHasFailed) {
   config->SetHttpRequestInvoker([&](const auto& request, bool) { kept = request; });
   Settle(60000);
   EXPECT_EQ(kept.urls.size(), 8U);
-  kept = {};  // as the queue of a thread that has stopped
+  kept = {};  // as the queue of a stopped thread drops it
   EXPECT_EQ(log.Texts().back(), "[http dns] Update fail redo after :120000ms");
 }
 
-TEST_F(ServiceUpdateTest, ALifetimeOfNothingReloadsAtOnceAndOneOfAgesWaits) {
+TEST_F(ServiceUpdateTest, ALifetimeOfZeroReloadsAtOnceAndAHugeOneWaits) {
   manager_->Init();
   for (int i = 0; i < 200; ++i) {
     EXPECT_TRUE(Answer(Next(), 200, R"({"host": "h", "ipv4": 1, "ttl": 0})"));
