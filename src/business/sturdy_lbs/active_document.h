@@ -19,7 +19,7 @@ struct LBSSettings;
 //
 // Threads: any may read. Load runs before all else; the service applies one document at a time.
 // Owner:   the LBS service, which also owns `settings`.
-// Errors:  none reach the caller but the result of Apply; see the log.
+// Errors:  Apply refuses a document without "common"; the log says so.
 class ActiveDocument {
  public:
   explicit ActiveDocument(const LBSSettings& settings);

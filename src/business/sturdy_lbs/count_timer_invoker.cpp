@@ -36,7 +36,7 @@ bool CountTimerInvoker::CountAsk(const std::function<void()>& asked_task) {
     reached = ++count >= count_threshold;
   }
   if (first) {
-    // The task takes locks that are held around posts, so it may not run inside the loop's walk
+    // The task takes locks that are held around posts, so it must not run inside the loop's walk
     // over its due tasks.
     timer.StartPosted(
         static_cast<uint32_t>(time_threshold), [this] { TimedOut(); }, 0);

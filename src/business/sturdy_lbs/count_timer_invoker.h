@@ -9,15 +9,14 @@
 
 namespace zo_sturdy {
 
-// Damps a task that is asked for again and again: it runs at the ask that reaches the count, or a
-// set time after the first ask, whichever is earlier. An immediate ask runs its own task and
-// drops the asks that were waiting.
+// Limits how often a task runs. A counted call runs its task if it reaches the count; otherwise a
+// timer runs the latest task a set time after the first call. An immediate call runs its own task
+// and drops the counted ones.
 //
-// Threads: any. The lock guards the fields alone: it isn't held while a task runs or while the
-//          timer starts, so a task may take any lock and ask again. Counted asks are to come one
-//          at a time. Where the asking thread has no task loop, as a client's thread hasn't, no
-//          timer is armed and the count alone runs the task.
-// Owner:   the LBS service. It must outlive the thread of the loop that a counted ask was made on.
+// Threads: any. The lock isn't held while a task runs or the timer starts, so a task may take any
+//          lock and invoke again. Counted calls must come one at a time. On a thread without a
+//          task loop, such as a client's, no timer starts and the count alone runs the task.
+// Owner:   the LBS service. It must outlive the threads whose loops made counted calls.
 // Errors:  none.
 class CountTimerInvoker {
  public:
@@ -28,7 +27,7 @@ class CountTimerInvoker {
   void Invoke(const std::function<void()>& asked_task, bool immediately);
 
  private:
-  // Counts the ask and arms the timer at the first; true if the count is reached.
+  // Counts the call and starts the timer at the first one. True if the count is reached.
   bool CountAsk(const std::function<void()>& asked_task);
   void TimedOut();
 

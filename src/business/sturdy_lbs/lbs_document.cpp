@@ -14,7 +14,7 @@ namespace {
 
 using zo_base::json11::Json;
 
-// Null if there is no such member of that type.
+// Returns null if there is no such member of that type.
 const Json* Find(const Json& object, const std::string& key, Json::Type type) {
   const Json& value = object[key];
   return value.type() == type ? &value : nullptr;

@@ -12,13 +12,14 @@ namespace zo_sturdy {
 
 struct LBSSettings;
 
-// What no transport could send counts as no URL, and isn't carried into records and reports.
+// No transport could send a longer URL. A longer one is ignored, so that records and reports stay
+// short.
 inline constexpr size_t kMaxLbsUrlBytes = 2048;
 
-// What an LBS document says, taken from its member "common". Every member is optional; one that
-// has another type than it should counts as missing. Texts are empty where the document has none.
+// The values of an LBS document, from its member "common". Every member is optional. One of a wrong
+// type counts as missing. A missing text is empty.
 struct LBSDocument {
-  std::optional<std::vector<std::string>> link;  // usable addresses; there only if it is an array
+  std::optional<std::vector<std::string>> link;  // usable addresses; set only for an array
   bool has_link_default = false;
   std::optional<std::vector<std::string>> link_default;  // as `link`
   std::string lbs;                                       // the URL to ask next time
@@ -29,22 +30,22 @@ struct LBSDocument {
   std::string name;
   std::string desc;
   std::optional<bool> msg_stat_enable;
-  StatisticSettings statistics;  // the defaults where "report" has nothing else
+  StatisticSettings statistics;  // the defaults where "report" lacks a value
 };
 
-// Reads a document. Nothing if the text is no JSON object or has no member "common"; a "common"
-// that is no object counts as an empty one.
+// Reads a document. Returns nothing if the text isn't a JSON object or has no member "common". A
+// "common" that isn't an object counts as an empty one.
 std::optional<LBSDocument> ReadLBSDocument(const std::string& text);
 
-// Whether a body has all that a server must answer: link servers, default ones and the next URL.
-// One that is longer than the bound of a body is as incomplete as a cut one.
+// True if a body has all that a server must send: link servers, default servers and the next URL.
+// A body longer than kMaxBodyBytes is incomplete.
 bool IsCompleteLBSDocument(const std::string& body);
 
-// The string values of the elements of a JSON array text, empty ones included. None for a text of
-// another form.
+// Returns the string value of each element of a JSON array text, empty ones included. Returns none
+// for any other text.
 std::vector<std::string> ReadTextList(const std::string& json_text);
 
-// What a server would have sent that knows no more than the settings and the built-in values.
+// Builds a document from the settings and the built-in values.
 std::string BuildDefaultLBSDocument(const LBSSettings& settings);
 
 }  // namespace zo_sturdy

@@ -19,9 +19,9 @@ struct LBSQuery {
 
 std::string LBSQueryText(const LBSQuery& query);
 
-// The request for a new document, without its check and callback. The first URL is the runtime
-// one: its host name is presented to servers that are given by address. Addresses of another
-// family than `family` are left out, unless that is kIPFamilyAny.
+// Builds the request for a new document, without its check and callback. The first URL is the
+// runtime one: a URL with an address presents its host name. Leaves out URLs with an address of
+// another family than `family`, unless that is kIPFamilyAny.
 MultipleURLHttpRequest BuildLBSRequest(const std::vector<std::string>& urls, const LBSQuery& query,
                                        net::AddressFamily family);
 

@@ -9,11 +9,7 @@
 
 namespace zo_sturdy {
 
-namespace {
-
 using zo_base::json11::Json;
-
-}  // namespace
 
 bool LBSResponse::LoadCache() {
   const auto config = GetEnvironmentConfig();

@@ -30,28 +30,28 @@ inline constexpr const char* kMsgStatInfo = "msg_stat_info";
 // The active LBS data of the process and its file "lbs/lbs.data", which lets the next
 // process connect before any server has answered.
 //
-// Threads: any; the store guards itself. Calls that set several keys aren't one step for readers.
-// Owner:   the LBS service.
-// Errors:  none are reported. A file that is absent, damaged or of other settings is told by the
-//          checks, and the service then resets the data to its defaults.
+// Threads: any; the store guards itself. A reader can see a part of the keys that one call sets.
+// Owner:   ActiveDocument.
+// Errors:  none are reported. The checks refuse a file that is absent, damaged or of other
+//          settings; the owner then resets the data to the defaults.
 class LBSResponse : public EnvironmentConfigGetterBase {
  public:
-  // Reads the file, and makes its folder if that is missing. True if it holds a usable entry.
+  // Reads the file. Creates its folder if that is missing. True if it holds a usable entry.
   bool LoadCache();
 
-  // Whether the cache was made for these settings: the same main URL and a family that serves.
+  // True if the cache was made for these settings: the same main URL and a matching family.
   bool CheckCache(const LBSSettings& settings);
 
-  // Whether a body is a complete document.
+  // True if a body is a complete document.
   bool CheckResponse(const std::string& body) const;
 
   std::vector<std::string> GetBackupLBS() const;
 
-  // Replaces all data by a document built from the settings. The file is emptied in any case, and
-  // filled again with `save`.
+  // Replaces all data by a document built from the settings. Empties the file; with `save` writes
+  // the new data to it.
   void ResetToDefault(const LBSSettings& settings, bool save);
 
-  // The three keys that every good document sets, in the order of the format.
+  // Sets the three keys of every good document, in the order of the format.
   void SetCore(const std::string& response, const std::string& root, const std::string& family);
   void SetRuntimeLBS(const std::string& url) { Set(lbs_key::kRuntimeAddress, url); }
   void SetBackupLBS(const std::vector<std::string>& urls);
@@ -63,13 +63,13 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   void SetDesc(const std::string& desc) { Set(lbs_key::kDesc, desc); }
   void SetMsgStatInfo(const std::string& json_text) { Set(lbs_key::kMsgStatInfo, json_text); }
 
-  // Empty for a key that isn't there.
+  // Returns an empty text for an absent key.
   std::string Get(const char* key) const { return store_.Get(key); }
   void Save() { store_.Save(); }
 
  private:
   void Set(const char* key, const std::string& value);
-  // The family that the cache was made for; IPv4 if the cache is from before families were kept.
+  // Returns the family that the cache was made for; IPv4 for a cache without that key.
   int CachedFamily() const;
 
   zo_base::KeyValueFile store_;

@@ -9,19 +9,19 @@
 
 namespace zo_sturdy {
 
-// An address that goes to a client's buffer of kLinkHostBufferSize bytes has at most this length.
-// A longer one is passed over wherever an empty one is.
+// The longest address that fits a client's buffer of kLinkHostBufferSize bytes. A longer one is
+// skipped like an empty one.
 inline constexpr size_t kMaxAddressBytes = 511;
 
 inline bool IsUsableAddress(const std::string& text) {
   return !text.empty() && text.size() <= kMaxAddressBytes;
 }
 
-// The LBS service's working copy of the client's record, with the built-in values until one with
+// The LBS service's copy of the client's record. Holds the built-in values until a record with
 // `enable` set is applied.
 //
-// Threads: the texts are written before the service's thread starts and only read from then on;
-//          `address_family` changes at any time with the client's network.
+// Threads: the texts are constant once the service's thread starts. `address_family` follows the
+//          client's network at any time.
 struct LBSSettings {
   bool enable = false;
   std::string lbs_url = kDefaultLbsUrl;
@@ -33,8 +33,8 @@ struct LBSSettings {
   std::atomic<net::AddressFamily> address_family{net::kIPFamilyV4};
 };
 
-// Takes the record over if its `enable` is set, and does nothing otherwise. The client's bytes
-// aren't trusted: a text ends with its array at the latest, a bool may hold any byte.
+// Copies the record if its `enable` is set; does nothing otherwise. The client's bytes aren't
+// trusted: a text may lack its NUL, a bool may hold any byte.
 void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings);
 
 }  // namespace zo_sturdy

@@ -56,12 +56,14 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   if (config == nullptr) {
     return;
   }
+  // Collect the URLs: the runtime one, then the backups.
   std::vector<std::string> urls = {active_.response().Get(lbs_key::kRuntimeAddress)};
   for (std::string& backup : active_.response().GetBackupLBS()) {
     if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
       urls.push_back(std::move(backup));
     }
   }
+  // Build the request.
   const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
                           settings_.address_family};
   MultipleURLHttpRequest request = BuildLBSRequest(urls, query, family);
@@ -76,6 +78,7 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
       [this, family, request_token](bool success, const std::string&, const std::string& body) {
         FinishUpdate(family, request_token, success, body);
       });
+  // Send it. Without a URL `updatting_lbs_` stays set: only a forced fetch can follow.
   if (request.urls.empty()) {
     ZO_LOG(LV_APP) << "[lbs] LBS addr url list empty!";
     return;
@@ -116,6 +119,7 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
   if (post_state_ == PostState::kStopped) {
     return;
   }
+  // Drop an answer to an outdated token.
   const std::string token = CurrentToken();
   ZO_LOG(LV_APP) << "[lbs] Update LBS complete current business token :" << token
                  << " request business token:" << request_token;
@@ -124,12 +128,14 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
     // clears it.
     return;
   }
+  // Apply the document.
   ZO_LOG(LV_APP) << "[lbs] Update LBS success = " << success;
   ZO_LOG(LV_APP) << "[lbs] Update LBS \r\n-----------------------\r\n"
                  << body << "\r\n-----------------------";
   if (success) {
     active_.Apply(body, std::to_string(static_cast<int32_t>(family)));
   }
+  // Call the client, and let the next fetch begin.
   if (update_callback_ != nullptr) {
     ZO_LOG(LV_APP) << "[lbs] Update LBS compare post task to lbs thread for callback";
     zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),

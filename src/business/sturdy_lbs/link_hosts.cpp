@@ -48,12 +48,14 @@ std::string LinkHosts::Reset(const LBSDocument& document) {
     host_choosers_[key] = std::make_shared<HostChooser>(
         settings_.default_link_v4, settings_.default_link_v6, HostChooserLimit(key));
   }
+  // Fill the chooser of the link servers.
   HostChooser& links = *host_choosers_[kLinkHosts];
   HostChooser& defaults = *host_choosers_[kDefaultHosts];
   if (document.link) {
     links.ResetHosts(*document.link);
   }
   link_host_count_ = static_cast<int32_t>(links.GetHostCount());
+  // Take one default server from the other chooser: it becomes the default of the first.
   if (!document.has_link_default) {
     return {};
   }

@@ -26,19 +26,18 @@ struct LinkAddress {
 
 // Chooses link servers from the lists of the active document.
 //
-// Threads: any. `hosts_mutex_` comes before the configuration's mutex. It is recursive:
-// `on_default`
-//          runs under it.
+// Threads: any. `on_default` runs under `hosts_mutex_`, which comes before the configuration's
+//          mutex.
 // Owner:   ActiveDocument.
-// Errors:  none. Requires: Reset, before any operation but count.
+// Errors:  none. Requires: a Reset before Next, Peek and Hold.
 class LinkHosts {
  public:
   explicit LinkHosts(const LBSSettings& settings) : settings_(settings) {}
   LinkHosts(const LinkHosts&) = delete;
   LinkHosts& operator=(const LinkHosts&) = delete;
 
-  // Replaces both lists by those of the document. Returns the address that is taken from the
-  // default servers, empty if the document has none.
+  // Replaces both lists by those of the document. Returns the address taken from the default
+  // servers, empty if there is none.
   std::string Reset(const LBSDocument& document);
 
   // Returns the next address and logs the choice. Calls `on_default` if it is a default.

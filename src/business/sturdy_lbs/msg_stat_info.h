@@ -7,7 +7,7 @@
 
 namespace zo_sturdy {
 
-// Whether and where the client is to report the messages that it receives. The service only hands
+// Says whether and where the client reports the messages that it receives. The service only passes
 // the values on.
 struct MsgStatInfo {
   bool enable = false;
@@ -19,11 +19,10 @@ struct MsgStatInfo {
 // The form of the record in the cache: one member "msg_stat_info" of four strings.
 std::string MsgStatInfoText(const MsgStatInfo& info);
 
-// Reads that form back. A text of another form leaves `info` as it is; a string that is missing
-// in the right form empties its field.
+// Reads that form. Any other text leaves `info` unchanged. A missing string empties its field.
 void ParseMsgStatInfoText(const std::string& text, MsgStatInfo& info);
 
-// The record that the client reads; texts that are too long are cut.
+// Returns the record that the client reads. Cuts texts that are too long.
 _ZOSturdyMsgStatInfo MsgStatInfoRecord(const MsgStatInfo& info);
 
 }  // namespace zo_sturdy

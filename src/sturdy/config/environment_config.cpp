@@ -30,7 +30,7 @@ void _EnvironmentConfig::ApplySettings(const _ZOSturdyEnvironmentSettings& setti
   if (data_path.empty() || data_path.back() != '/') {
     data_path += '/';
   }
-  // The digest keeps the files of two businesses apart, whatever bytes their names hold.
+  // The digest separates the files of two businesses and is a valid file name for any bytes.
   data_path += "sturdy_comp/" + zo_base::Md5Hex(business) + "/";
 }
 

@@ -16,25 +16,24 @@ namespace zo_sturdy {
 
 struct MultipleURLHttpRequest;
 
-// Rules of the failure statistics. A plain record; each good LBS document replaces the whole.
+// Rules of the failure statistics. Each good LBS document replaces the whole record.
 struct StatisticSettings {
   bool enable = true;
   std::string host = kDefaultStatisticsHost;  // scheme and host
-  int32_t count = 10;                         // failures after which a report goes out
+  int32_t count = 10;                         // failures that trigger a report
   int32_t time = 60000;                       // ms from the first failure to its report
-  int64_t min_delay = 10000;                  // ms that lie at least between two reports
+  int64_t min_delay = 10000;                  // ms, the least time between two reports
 };
 
-// Sends a request over several URLs; with `on_agent_thread` by a post to "http_agent_work".
+// Sends a request over several URLs. With `on_agent_thread` posts it to "http_agent_work" first.
 using HttpRequestInvoker =
     std::function<void(const MultipleURLHttpRequest& request, bool on_agent_thread)>;
 
 // The settings of an environment, in one object that every component reads.
-// Threads: any. What changes at run time is atomic, a snapshot, or guarded by `mutex`; the rest is
-//          written by ApplySettings, before any service exists.
-// Owner:   EnvironmentManager, alone; components hold it weakly through
-//          EnvironmentConfigGetterBase.
-// Errors:  none; a text of the record that lacks its NUL is read to the end of its array.
+// Threads: any. ApplySettings runs before any service exists. Fields that change later are atomic,
+//          snapshots, or guarded by `mutex`.
+// Owner:   EnvironmentManager. Components hold it weakly, through EnvironmentConfigGetterBase.
+// Errors:  none.
 class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
  public:
   _EnvironmentConfig();
@@ -42,17 +41,17 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   _EnvironmentConfig(const _EnvironmentConfig&) = delete;
   _EnvironmentConfig& operator=(const _EnvironmentConfig&) = delete;
 
-  // Takes over the settings of a start and works out the final `data_path`. Makes no folder.
+  // Copies the settings and computes the final `data_path`. Creates no folder.
   void ApplySettings(const _ZOSturdyEnvironmentSettings& settings);
 
   std::string GetBusinessToken();
 
-  // The invoker is installed by the agent and copied by every sender; empty before.
+  // Set by the agent when it starts, and copied by every sender. Empty before.
   void SetHttpRequestInvoker(HttpRequestInvoker invoker);
   HttpRequestInvoker GetHttpRequestInvoker() const;
 
-  // SIG_BusinessTokenChanged is emitted with `mutex` held, which is
-  // recursive because a slot may read the token again.
+  // SIG_BusinessTokenChanged is emitted with `mutex` held. The mutex is recursive because a slot
+  // may read the token.
   static inline zo_base::Signal<net::AddressFamily> SIG_NetworkChanged;
   static inline zo_base::Signal<const std::string&> SIG_BusinessTokenChanged;
 

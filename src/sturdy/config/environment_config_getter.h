@@ -9,15 +9,15 @@ namespace zo_sturdy {
 class _EnvironmentConfig;
 struct MultipleURLHttpRequest;
 
-// How a component reaches the configuration.
+// Gives a component access to the configuration.
 class IEnvironmentConfigGetter {
  public:
   virtual ~IEnvironmentConfigGetter() = default;
   virtual void SetEnvironmentConfig(const std::shared_ptr<_EnvironmentConfig>& config) = 0;
-  // Empty once the configuration is gone or if none was ever set.
+  // Returns an empty pointer if no configuration was set or it is gone.
   virtual std::shared_ptr<_EnvironmentConfig> GetEnvironmentConfig() = 0;
-  // Sends through the invoker of the configuration. Without a configuration or an invoker nothing
-  // happens: the request's callback isn't called.
+  // Sends through the invoker of the configuration. Without a configuration or an invoker it does
+  // nothing: the request's callback isn't called.
   virtual void SendMultipleURLRequest(const MultipleURLHttpRequest& request,
                                       bool on_agent_thread) = 0;
 };

@@ -7,11 +7,11 @@
 
 #include "sturdy/sturdy.h"
 
-// Fields of a client's record, read as the plain bytes that they are: a client can hand over
-// anything, and not every byte is a value of its field's type.
+// Reads fields of a client's record as bytes: a client can pass any byte, also one that isn't a
+// value of the field's type.
 namespace zo_sturdy {
 
-// A text that ends at its NUL, or at the end of its array.
+// Returns the text up to its NUL or the end of its array.
 template <size_t kSize>
 std::string FieldText(const char (&field)[kSize]) {
   const void* end = std::memchr(field, 0, kSize);

@@ -26,11 +26,11 @@ void ZOSturdyObjectImpl::Init() {
 void ZOSturdyObjectImpl::Stop() {
   const auto agent = Agent();
   if (agent) {
-    agent->EndQueries();  // the client's callback may be waiting for one on the service's thread
+    agent->EndQueries();  // the client's callback may wait for one on the service's thread
   }
-  // The service goes first, since its requests go through the agent.
-  StopLBSService(/*make_anew=*/false);
-  lbs_once.Call([] {});  // one that was never asked for doesn't come any more
+  // Stop the service first: its requests go through the agent.
+  StopLBSService(/*allow_new=*/false);
+  lbs_once.Call([] {});  // no service is created from here on
   if (agent) {
     agent->Stop();
     zo_base::MutexLock lock(agent_mutex);
@@ -66,29 +66,29 @@ void ZOSturdyObjectImpl::ReleaseLBSService() {
     ZO_LOG(LV_APP) << "[sturdy object] Release on a thread of the library, ignored";
     return;
   }
-  StopLBSService(/*make_anew=*/true);
+  StopLBSService(/*allow_new=*/true);
 }
 
-void ZOSturdyObjectImpl::StopLBSService(bool make_anew) {
+void ZOSturdyObjectImpl::StopLBSService(bool allow_new) {
   if (!lbs_service) {
     return;
   }
   const auto service = std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service);
   service->zo_base::BaseThread::Stop();
   lbs_service.reset();
-  if (make_anew) {
+  if (allow_new) {
     lbs_once.Reset();
   }
 }
 
 bool ZOSturdyObjectImpl::QueryHost(const char* host, int32_t ip_family, char* out) {
-  const auto agent = Agent();  // an exit in the middle of the query lets go of it
+  const auto agent = Agent();  // an exit releases the member during the query
   if (!agent || !host || !out) {
     return false;
   }
   std::string text;
   bool found = agent->QueryHost(host, ip_family, text);
-  // The client's buffer has no length: what it can't hold counts as not found.
+  // The client passes no length: an answer longer than its buffer counts as not found.
   if (!found || text.size() >= kQueryHostBufferSize) {
     found = false;
     text = "{\"code\":1}";
@@ -103,7 +103,7 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
     return;
   }
   const std::string text = token;
-  // The signal goes out under the lock, so that two changes reach the service in their order.
+  // Emit under the lock, so that two changes reach the service in order.
   zo_base::RecursiveMutexLock lock(config->mutex);
   if (text != config->business_token) {
     config->business_token = text;

@@ -12,12 +12,12 @@ namespace zo_sturdy {
 
 class HttpAgent;
 
-// What a client holds of an environment: the owner of the HTTP agent and of the LBS service.
-// Threads: the slots come from any thread; ReleaseLBSService and Stop not beside other calls, bar
-//          those from inside the client's callback, whose thread both of them join first, and bar
-//          QueryHost, which a client may be waiting in: Stop ends its wait.
+// The object of an environment that a client uses. Owns the HTTP agent and the LBS service.
+// Threads: any for the slots. ReleaseLBSService and Stop must not run during other calls, with two
+//          exceptions: calls in the client's callback, whose thread both join first, and QueryHost,
+//          whose wait Stop ends.
 // Owner:   the table of EnvironmentManager.
-// Errors:  Init throws what the start of a thread throws; the slots report by their results.
+// Errors:  Init throws if a thread can't be started. The slots report by their results.
 class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGetterBase {
  public:
   ZOSturdyObjectImpl();
@@ -25,7 +25,7 @@ class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGette
 
   // Starts the agent. Requires: SetEnvironmentConfig.
   void Init();
-  // Ends the service and the agent, and joins their threads; a second call finds nothing to do.
+  // Stops the service and the agent and joins their threads. A second call does nothing.
   void Stop();
 
   void NotifyNetworkChanged(net::AddressFamily family) override;
@@ -38,7 +38,7 @@ class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGette
 
  private:
   std::shared_ptr<HttpAgent> Agent() const;
-  void StopLBSService(bool make_anew);
+  void StopLBSService(bool allow_new);
 
   mutable zo_base::Mutex agent_mutex;  // a leaf, held for one copy of the pointer
   std::shared_ptr<HttpAgent> http_agent ZO_GUARDED_BY(agent_mutex);

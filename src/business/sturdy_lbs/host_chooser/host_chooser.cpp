@@ -14,7 +14,7 @@ namespace zo_sturdy {
 
 namespace {
 
-// A "host:port" text alone would be taken apart as scheme and host.
+// Without a scheme, "host:port" would parse as scheme and host.
 std::string HostOf(const std::string& address) {
   return url::GetURLHost("http://" + address, false);
 }
@@ -75,7 +75,7 @@ std::string HostChooser::DefaultHost(net::AddressFamily family) const {
 }
 
 void HostChooser::HoldHost(const std::string& ip, uint32_t port) {
-  // A client hands ports on in 16 signed bits: one above 32767 arrives negative and stays so.
+  // A client passes a port in 16 signed bits: one above 32767 arrives negative and stays so.
   const auto signed_port = static_cast<int32_t>(port);
   const auto found = std::find(hosts.begin(), hosts.end(), ip + ":" + std::to_string(signed_port));
   const bool in_list = found != hosts.end();

@@ -9,23 +9,23 @@
 
 namespace zo_sturdy {
 
-// The rotation through one list of "host:port" texts.
+// Rotates through one list of "host:port" texts.
 //
-// Each GetHost moves one on. Once the list is spent the answer is a default, which tells the
-// caller that the list has failed as a whole, and the next call begins the list again. There is
-// no count of failures per host: asking again is the failure, HoldHost is the success. A host
-// name serves every family; an address of the other family is passed over.
+// Each GetHost returns the next host. At the end of the list it returns a default, so the caller
+// knows that all hosts have failed, and the next call starts over. No failures are counted: another
+// GetHost reports a failure, HoldHost a success. A host name serves every family; an address of
+// another family is skipped.
 //
-// Threads: one at a time; the LBS service calls it with its `hosts_mutex_` held.
-// Owner:   the LBS service, which makes new ones for each document.
-// Errors:  none; with neither list nor defaults the answer is the empty text.
+// Threads: one at a time; LinkHosts calls it with its `hosts_mutex_` held.
+// Owner:   LinkHosts, which creates new ones for each document.
+// Errors:  none; without a list and defaults it returns an empty text.
 class HostChooser {
  public:
   HostChooser(std::string v4, std::string v6, int32_t limit_of_key);
   HostChooser(const HostChooser&) = delete;
   HostChooser& operator=(const HostChooser&) = delete;
 
-  // Writes the next address to `host`. True if it is a default: the list is spent.
+  // Writes the next address to `host`. Returns true if it is a default: the list is spent.
   bool GetHost(net::AddressFamily family, std::string& host);
 
   // Makes "ip:port" the next host, or the first one if it isn't in the list.
@@ -33,31 +33,31 @@ class HostChooser {
 
   void ResetHosts(const std::vector<std::string>& new_hosts);
 
-  // Sets both defaults for kIPFamilyAny, and none for a family that isn't known.
+  // Sets both defaults for kIPFamilyAny. Does nothing for an unknown family.
   void SetDefaultHost(net::AddressFamily family, const std::string& host);
 
-  // The host that GetHost would look at next, empty if the list is spent.
+  // Returns the host that GetHost would try next, empty if the list is spent.
   std::string GetCurrentHost() const;
 
   size_t GetHostCount() const { return hosts.size(); }
 
  private:
-  // One step of the walk: true if it gave an answer.
+  // Tries one host, or a default at the end of the list. True if it serves the family.
   bool Step(net::AddressFamily family, std::string& host, bool& is_default);
   std::string DefaultHost(net::AddressFamily family) const;
-  // Each host with a line end and the closing dashes, for the log.
+  // Returns all hosts, one a line, and a line of dashes, for the log.
   std::string HostLines() const;
 
   std::vector<std::string> hosts;
   std::string default_v4;
   std::string default_v6;
   int32_t index = 0;
-  // Kept with the list for a limit on failures, which no rule uses yet.
+  // Part of the fixed shape: a limit on failures that nothing reads.
   [[maybe_unused]] const int32_t limit;
 };
 
-// The limit of the chooser with this key: 0 the link servers, 1 the default ones.
-// Throws std::out_of_range for a key that has none.
+// Returns the limit of the chooser with this key: 0 the link servers, 1 the default ones.
+// Throws std::out_of_range for an unknown key.
 int32_t HostChooserLimit(int32_t key);
 
 }  // namespace zo_sturdy
