@@ -1,4 +1,4 @@
-// The road of a client from its start to its exit, against live servers.
+// A client's calls from its start to its exit, with live servers.
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -15,7 +15,7 @@ namespace {
 
 class ClientRoad : public ClientTest {
  protected:
-  // Starts the service, and waits until `action` has run in the first callback.
+  // Starts the service and waits until `action` has run in the first callback.
   void FetchAndDo(const std::function<void(const std::string& document)>& action) {
     std::promise<void> done;
     on_update_ = [&, first = true](int code, const std::string& document) mutable {
@@ -39,8 +39,8 @@ class ClientRoad : public ClientTest {
   static inline std::function<void(int, const std::string&)> on_update_;
 };
 
-// A client may call everything in its callback. Two calls only leave a line in the log.
-TEST_F(ClientRoad, EverySlotAndEveryExportFromInsideTheCallback) {
+// Two of the calls only write a line to the log.
+TEST_F(ClientRoad, AllCallsWorkInsideTheCallback) {
   FetchAndDo([this](const std::string& document) {
     EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings("/elsewhere")), 1);
     EXPECT_EQ(GetSturdyObject(1), &object_);
@@ -81,8 +81,8 @@ TEST_F(ClientRoad, EverySlotAndEveryExportFromInsideTheCallback) {
                                    "[sturdy object] Release on a thread of the library, ignored"));
 }
 
-// The exports from a callback while another thread exits: nobody waits for anybody. An exit by an
-// unknown id stops the object with the table of environments locked.
+// Calls the exports in a callback while another thread exits: no deadlock. An exit with an unknown
+// id stops the object with the table of environments locked.
 class ExitDuringACallback : public ClientRoad, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(Ids, ExitDuringACallback, testing::Values(1, 7));
 

@@ -29,7 +29,7 @@ TEST(EnvironmentConfig, TakesASettingsRecord) {
     EXPECT_EQ(config.data_path, c.final_path);
   }
   _ZOSturdyEnvironmentSettings settings;
-  std::memset(&settings, 'x', sizeof(settings));  // no NUL anywhere
+  std::memset(&settings, 'x', sizeof(settings));  // no NUL
   std::memset(settings.sdk_version_text, 'v', sizeof(settings.sdk_version_text));
   settings.sv = 1;
   settings.pv = 2;
@@ -39,7 +39,7 @@ TEST(EnvironmentConfig, TakesASettingsRecord) {
   EXPECT_EQ(config.GetBusinessToken(), std::string(128, 'x'));
   EXPECT_EQ(config.sdk_version_text, std::string(128, 'v'));
   EXPECT_EQ(std::tie(config.sv, config.pv, config.tp), std::make_tuple(1, 2, 3));
-  config.ApplySettings({});  // takes empty texts, too
+  config.ApplySettings({});  // copies empty texts too
   EXPECT_EQ(config.GetBusinessToken() + config.sdk_version_text, "");
   EXPECT_EQ(config.business, std::string(32, 'x'));
 }

@@ -36,7 +36,7 @@ void ExpectNothingStarted() {
   EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
 }
 
-TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
+TEST(EnvironmentLifecycle, SettingsApplyFromStartToExit) {
   const lab::TempFolder first;
   const lab::TempFolder second;
   const LogLines log(first.path());
@@ -49,13 +49,13 @@ TEST(EnvironmentLifecycle, SettingsCountFromStartToExit) {
   EXPECT_EQ(EnvironmentManager::Instance().GetConfig()->GetBusinessToken(), "token");
   EXPECT_FALSE(zo_base::FolderExists(second.File("sturdy_comp")));
 
-  ExitSturdyEnvironment(7);  // Ends everything, whatever the id.
+  ExitSturdyEnvironment(7);  // ends everything, whatever the id
   ExpectNothingStarted();
   const size_t heap = mallinfo2().uordblks;
   for (int id = 0; id < 1000; ++id) {
-    ExitSturdyEnvironment(id);  // leaves no line and no byte
+    ExitSturdyEnvironment(id);  // writes no line and keeps no memory
   }
-  // One block per exit would be 24 bytes times 1000; the rest is room for the process itself.
+  // One block per exit would be 24,000 bytes or more; less than that is noise of the process.
   EXPECT_LT(mallinfo2().uordblks, heap + 16000);
   const std::string banner = "\r\n" + std::string(53, '-') + " start " + std::string(53, '-');
   EXPECT_THAT(log.With("- start -"), ElementsAre(banner, banner));
@@ -82,8 +82,8 @@ TEST(EnvironmentLifecycle, RelativeDataPathIsTakenFromTheFolderOfTheStart) {
   EXPECT_FALSE(zo_base::FolderExists(elsewhere.File("data")));
 }
 
-// Each thread that a start makes is denied in turn, until a start needs no more of them.
-TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
+// Fails the creation of each thread in turn, until a start passes.
+TEST(EnvironmentLifecycle, ThrowingStartLeavesNothingStarted) {
   const lab::TempFolder folder;
   int failures = 0;
   for (bool passed = false; !passed; failures += !passed) {
@@ -102,7 +102,7 @@ TEST(EnvironmentLifecycle, AStartThatThrowsLeavesNothingBehind) {
   EXPECT_GE(failures, 15) << "twelve workers and the agent's three threads";
 }
 
-TEST(EnvironmentLifecycle, StartsAndExitsOfManyThreadsRunOneAfterTheOther) {
+TEST(EnvironmentLifecycle, ConcurrentStartsAndExitsRunOneByOne) {
   const lab::TempFolder folder;
   std::vector<std::thread> clients;
   for (const int exit_id : {7, 1, 7, 1}) {

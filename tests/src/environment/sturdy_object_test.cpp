@@ -13,7 +13,7 @@
 namespace zo_sturdy {
 namespace {
 
-// Pins the sizes of the out buffers. The description of the boundary shows a char* alone.
+// Holds the sizes of the out buffers: in the stored ABI each is only a char*.
 static_assert(kLinkHostBufferSize == 512 && kLBSResponseBufferSize == 1048577 &&
                   kVltDLBufferSize == 1048577 && kNameBufferSize == 1048577 &&
                   kVltDLListBufferSize == 6291457 && kVltListBufferSize == 6291457 &&
@@ -28,7 +28,7 @@ class SturdyObject : public ClientTest {};
 
 TEST_F(SturdyObject, ServiceComesAndGoes) {
   IZOSturdyObject& object = Start();
-  object.ReleaseLBSService();  // There is none.
+  object.ReleaseLBSService();  // there is none
   IZOSturdyLBSService* const service = object.GetLBSService();
   EXPECT_EQ(object.GetLBSService(), service);
   EXPECT_TRUE(service->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1")));
@@ -42,7 +42,7 @@ TEST_F(SturdyObject, ChangesReachTheConfigurationAndItsListeners) {
   const auto config = EnvironmentManager::Instance().GetConfig();
   std::vector<std::string> heard;
   config->Connect(_EnvironmentConfig::SIG_BusinessTokenChanged, [&](const std::string& token) {
-    // The lock is held, and a slot may take it again.
+    // The lock is held, and a slot can take it again.
     std::thread([&] {
       if (config->mutex.try_lock()) {
         config->mutex.unlock();

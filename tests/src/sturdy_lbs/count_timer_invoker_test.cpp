@@ -16,13 +16,13 @@ class CountTimerInvokerTest : public LbsTest {
   }
   ~CountTimerInvokerTest() override { thread->Stop(); }
 
-  // Asks once for each letter.
+  // Invokes once for each letter.
   void Ask(const std::string& names, bool immediately = false) {
     for (const char name : names) {
       invoker.Invoke([this, name] { ran += name; }, immediately);
     }
   }
-  // Asks on the thread, and gives what has run so far.
+  // Asks on the thread. Returns the tasks that have run so far.
   std::string AskOnThread(const std::string& names) {
     std::promise<std::string> result;
     zo_base::PostTo(*thread, [&] {
@@ -52,7 +52,7 @@ TEST_F(CountTimerInvokerTest, RunsTheLatestTaskByCountOrByTime) {
   EXPECT_EQ(RanAfter(199), "c");
   EXPECT_EQ(RanAfter(1), "ce");
   AskOnThread("fg");
-  Ask("h", true);  // on a foreign thread, as a change of the token
+  Ask("h", true);  // on a foreign thread, like a change of the token
   EXPECT_EQ(RanAfter(5000), "ceh");
   Ask("i");  // on a thread without a loop the count alone runs a task
   EXPECT_EQ(RanAfter(5000), "ceh");
@@ -61,7 +61,7 @@ TEST_F(CountTimerInvokerTest, RunsTheLatestTaskByCountOrByTime) {
                                    "[count timer invoker][time out] Invoke task", now, now}));
 }
 
-TEST_F(CountTimerInvokerTest, ATaskOfTheTimerMayWaitForPostsToItsLoop) {
+TEST_F(CountTimerInvokerTest, TaskOfTheTimerMayWaitForPostsToItsLoop) {
   zo_base::PostTo(*thread, [this] {
     invoker.Invoke([this] { std::thread([this] { thread->PostDelayedTask(1, [] {}); }).join(); },
                    false);

@@ -11,7 +11,7 @@ std::string Next(HostChooser& chooser, int family) {
   return host + (is_default ? "* " : " ");
 }
 
-TEST(HostChooser, GivesHostsThenADefaultThenHostsAgain) {
+TEST(HostChooser, ReturnsHostsThenADefaultThenHostsAgain) {
   const struct {
     std::vector<std::string> hosts;
     const char* v4;
@@ -35,12 +35,12 @@ TEST(HostChooser, GivesHostsThenADefaultThenHostsAgain) {
   }
 }
 
-TEST(HostChooser, HoldsWhatIsInTheListAndForgetsOnReset) {
+TEST(HostChooser, HoldsAHostOfTheListUntilReset) {
   HostChooser chooser("d:9", "e:9", HostChooserLimit(1));
   chooser.ResetHosts({"a:1", "b:40000"});
   chooser.HoldHost("b", 40000);
   EXPECT_EQ(Next(chooser, 0), "b:40000 ");
-  EXPECT_EQ(chooser.GetCurrentHost(), "");  // spent, and no default given yet
+  EXPECT_EQ(chooser.GetCurrentHost(), "");  // spent, before the default
   chooser.HoldHost("b", static_cast<uint32_t>(int32_t{static_cast<int16_t>(40000)}));
   EXPECT_EQ(chooser.GetCurrentHost(), "a:1");
   chooser.ResetHosts({});

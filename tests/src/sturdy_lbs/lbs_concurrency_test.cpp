@@ -17,7 +17,7 @@ class LBSConcurrencyTest : public LbsTest {
   }
 
   std::atomic<bool> over{false};
-  // Answers whatever has been asked, as the agent's thread does.
+  // Answers each request, like the agent's thread.
   std::thread answerer{[this] {
     for (size_t number = 0; !over; ++number, std::this_thread::yield()) {
       for (const MultipleURLHttpRequest& request : TakeAll()) {
@@ -36,7 +36,7 @@ void OnUpdate(int /*code*/, const char* /*text*/) {
   Response(*service, false);
 }
 
-TEST_F(LBSConcurrencyTest, ManyThreadsAskUpdateAndChangeWhileDocumentsArrive) {
+TEST_F(LBSConcurrencyTest, ThreadsAskAndChangeWhileDocumentsArrive) {
   service = MakeService();
   service->SetUpdateCallback(OnUpdate);
   const auto update = [](int) { service->Update(net::kIPFamilyAny); };
@@ -60,7 +60,7 @@ TEST_F(LBSConcurrencyTest, ManyThreadsAskUpdateAndChangeWhileDocumentsArrive) {
   std::vector<std::thread> threads;
   for (const auto& act : actions) {
     threads.emplace_back([&] {
-      ASSERT_TRUE(service->Start(Record()));  // all at once: one of them starts it
+      ASSERT_TRUE(service->Start(Record()));  // concurrently: one of them starts it
       for (int i = 0; i < 60; ++i) {
         EXPECT_NE(Link(*service), "-");
         EXPECT_GE(service->GetLinkHostCount(), 1);
@@ -71,7 +71,7 @@ TEST_F(LBSConcurrencyTest, ManyThreadsAskUpdateAndChangeWhileDocumentsArrive) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  // Whatever the threads did, a change of the token brings the service back to rest.
+  // A change of the token ends every fetch, also one that was left open.
   SetToken("last");
   EXPECT_THAT(Response(*service, false), testing::AnyOf(kDocuments[0], kDocuments[1]));
   service->Stop();

@@ -1,4 +1,4 @@
-// What the service works on: the client's settings, the document and its cache, the request.
+// The data of the service: the client's settings, the document, its cache, the request.
 #include <array>
 
 #include "base/json/json.h"
@@ -29,7 +29,7 @@ TEST(BuiltInValues, AreThoseOfTheBuild) {
   EXPECT_EQ(values, BUILT_IN_VALUES);
 }
 
-TEST(LBSSettings, ARecordCountsOnlyIfItIsEnabled) {
+TEST(LBSSettings, DisabledRecordIsIgnored) {
   LBSSettings settings;
   _ZOSturdyLBSSettings record = Record("http://other.example/");
   record.enable = false;
@@ -45,22 +45,22 @@ TEST(LBSSettings, ARecordCountsOnlyIfItIsEnabled) {
   EXPECT_THAT(settings.default_link_list, ElementsAre(kDefaultLink, kDefaultLink));
 }
 
-TEST(LBSSettings, BytesOfAClientArentTrusted) {
+TEST(LBSSettings, RecordOfArbitraryBytesIsReadSafely) {
   for (const int family : {-1, 0, 1, 2, 3}) {
     LBSSettings settings;
     _ZOSturdyLBSSettings record{};
-    std::memset(&record, 'x', sizeof(record));  // no NUL anywhere, and a bool of neither value
+    std::memset(&record, 'x', sizeof(record));  // no NUL, and a bool that is neither 0 nor 1
     std::memset(record.default_link_list, 0, sizeof(record.default_link_list));
     record.address_family = static_cast<net::AddressFamily>(family);
     ApplyLBSSettings(record, settings);
-    EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);  // 512 bytes are one too many
+    EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);  // 512 bytes: one too many
     EXPECT_EQ(settings.default_link_v4, std::string(128, 'x'));
     EXPECT_EQ(settings.address_family, family < 3 ? family : 1);
     EXPECT_THAT(settings.default_link_list, SizeIs(family < 0 ? 0 : family == 0 ? 2 : 1));
   }
 }
 
-TEST(LBSRequest, AddressesPresentTheRuntimeHostAndKeepToTheFamily) {
+TEST(LBSRequest, AddressesPresentTheRuntimeHostAndMatchTheFamily) {
   const auto urls = [](int family, const std::vector<std::string>& list) {
     const LBSQuery query = {family == 1 ? "key" : "", 1, -2, 3, net::AddressFamily{family}};
     std::string texts;
@@ -82,7 +82,7 @@ TEST(LBSRequest, AddressesPresentTheRuntimeHostAndKeepToTheFamily) {
   EXPECT_EQ(BuildLBSRequest(list, {}, net::kIPFamilyAny).type, 0) << "servers answer GET alone";
 }
 
-TEST(LBSDocument, ABodyIsCompleteOrNot) {
+TEST(LBSDocument, CompleteBodyHasLinksDefaultsAndNextUrl) {
   const std::string good = Document(R"("","a:1")", R"(1,"d:9")", "u");
   const auto padded = [&good](int size) { return good + std::string(size - good.size(), ' '); };
   const auto with_lbs = [](size_t n) {
@@ -126,14 +126,14 @@ class LBSResponseTest : public LbsTest {
   LBSResponse response;
 };
 
-TEST_F(LBSResponseTest, ACacheIsOfTheseSettingsOrNone) {
+TEST_F(LBSResponseTest, CacheOfOtherSettingsIsRefused) {
   EXPECT_FALSE(response.LoadCache());
   EXPECT_FALSE(LoadText(R"({"lbs_rsp":"r","root_lbs_addr":"","runntime_lbs":"n"})"));
   EXPECT_FALSE(LoadText(R"({"lbs_rsp":"r","root_lbs_addr":1,"runntime_lbs":"n"})"));
   const struct {
-    const char* version;  // a further member of the file
+    const char* version;  // another member of the file
     int family;
-    const char* cached;  // as the log has it if the families differ
+    const char* cached;  // logged if the families differ
   } cases[] = {{"", 1, nullptr},
                {"", 2, "1"},
                {R"(,"lbs_ip_version":"2")", 0, nullptr},
@@ -158,7 +158,7 @@ TEST_F(LBSResponseTest, ACacheIsOfTheseSettingsOrNone) {
   EXPECT_FALSE(response.CheckCache(settings));
 }
 
-TEST_F(LBSResponseTest, TheDefaultDocumentIsWhatAServerMightHaveSent) {
+TEST_F(LBSResponseTest, DefaultDocumentHasTheFormOfAServers) {
   settings.default_link_v6 = "six:6";
   settings.default_link_list = {"a:1", "b:2"};
   for (const auto family : {net::kIPFamilyAny, net::kIPFamilyV6}) {

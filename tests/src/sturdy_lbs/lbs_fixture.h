@@ -9,7 +9,7 @@
 
 namespace zo_sturdy {
 
-// A document: lists as JSON texts without their brackets, `more` further members.
+// Builds a document. Lists are JSON texts without their brackets; `more` is appended.
 inline std::string Document(const std::string& links, const std::string& defaults,
                             const std::string& lbs, const std::string& more = "") {
   return R"({"common":{"link":[)" + links + R"(],"link.default":[)" + defaults + R"(],"lbs":")" +
@@ -24,7 +24,7 @@ inline _ZOSturdyLBSSettings Record(const char* url = "http://root.example/lbs") 
   return record;
 }
 
-// "host:port/family" of a client's call; "-" for false.
+// Makes a client's call. Returns "host:port/family", "-" for false.
 using LinkCall = bool (IZOSturdyLBSService::*)(char*, uint16_t*, net::AddressFamily*);
 inline std::string Link(IZOSturdyLBSService& slots, net::AddressFamily family = {},
                         LinkCall call = &IZOSturdyLBSService::GetLinkAddress) {

@@ -24,12 +24,12 @@ const std::string kBusy = "[lbs]UpdateLBS updatting_lbs_ = true,return";
 const std::string kSet = "[lbs]UpdateLBS set updatting = true";
 const std::string kBegin = "[lbs] Begin update LBS";
 
-// The lines of a whole fetch are held where it meets servers.
+// The log of a whole fetch is tested with servers, in tests/system.
 class LBSServiceTest : public LbsTest {
  protected:
   ~LBSServiceTest() override { service->Stop(); }
 
-  // With a token, and the first fetch under way as request 0.
+  // Starts with a token. The first fetch is request 0.
   void StartWithToken() {
     SetToken("key");
     ASSERT_TRUE(service->Start(Record()));
@@ -42,12 +42,12 @@ class LBSServiceTest : public LbsTest {
   MultipleURLHttpRequest first;
 };
 
-TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
+TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   StartWithToken();
-  service->Update(net::kIPFamilyAny);  // dropped beside the running one
+  service->Update(net::kIPFamilyAny);  // dropped while one runs
   EXPECT_EQ(Lines(), (Messages{"[lbs]Call Update", kInvoke, kUnforced, kBusy}));
   bool need_statistic = false;
-  EXPECT_FALSE(first.check(0, 500, "", kNew, need_statistic));  // whatever its body
+  EXPECT_FALSE(first.check(0, 500, "", kNew, need_statistic));  // also with a good body
   EXPECT_TRUE(need_statistic);
   const std::string long_one = "http://h/" + std::string(kMaxLbsUrlBytes - 9, 'h');
   std::string backups = '"' + long_one + R"(","","http://1.1.1.1/b",")" + long_one + "h\"";
@@ -79,7 +79,7 @@ TEST_F(LBSServiceTest, AFetchMovesOnToTheUrlsOfItsDocumentThatCanBeSent) {
   }
 }
 
-TEST_F(LBSServiceTest, ChangesOfTokenAndFamilyAreForced) {
+TEST_F(LBSServiceTest, TokenAndFamilyChangesForceAFetch) {
   config->sv = 1;
   config->pv = 2;
   config->tp = 3;
@@ -95,7 +95,7 @@ TEST_F(LBSServiceTest, ChangesOfTokenAndFamilyAreForced) {
   second.callback(false, "", "");
   EXPECT_FALSE(service->IsUpdatingForTest());
   EXPECT_EQ(service->GetLinkHostCount(), 2);
-  NotifyNetwork(2);  // without a token: stored, and nothing fetched
+  NotifyNetwork(2);  // without a token: stored, not fetched
   const std::string tokens = " current business token : request business token:";
   EXPECT_EQ(Lines(),
             (Messages{kInvoke, kForced, kSet, kBegin, "[lbs] Check response" + tokens + "key",
@@ -134,7 +134,7 @@ TEST_F(LBSServiceTest, ServesTheFamilyOfItsSettings) {
               HasSubstr(R"("lbs_ip_version": "1")"));
 }
 
-TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
+TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchIsSent) {
   ASSERT_TRUE(service->Start(Record("http://[::1]/lbs")));
   service->Update(net::kIPFamilyV4);
   ASSERT_TRUE(log.WaitFor("[lbs] LBS addr url list empty!"));
@@ -145,13 +145,13 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchGoesOut) {
   EXPECT_FALSE(service->IsUpdatingForTest());
 }
 
-TEST_F(LBSServiceTest, LinksRotateAndTheThirdDefaultFetches) {
+TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
   ASSERT_TRUE(service->Start(Record()));
   ASSERT_TRUE(service->ParseLBSResponse(kNew, "0"));
   EXPECT_EQ(Link(*service), "a:1/0");
   EXPECT_EQ(Link(*service), "1.2.3.4:2/1");
   service->HoldLinkAddress("1.2.3.4", 2);
-  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3/2");  // passes over the held one
+  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3/2");  // skips the held one
   EXPECT_EQ(Peek(*service), "-");
   log.StartHere();
   EXPECT_EQ(Link(*service), "d:9/0");
@@ -175,7 +175,7 @@ TEST_F(LBSServiceTest, LinksRotateAndTheThirdDefaultFetches) {
   }
 }
 
-TEST_F(LBSServiceTest, ADocumentFillsGettersStatisticsAndCache) {
+TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   ASSERT_TRUE(service->Start(Record()));
   const auto values = [this] {
     std::string texts;
@@ -207,8 +207,8 @@ TEST_F(LBSServiceTest, ADocumentFillsGettersStatisticsAndCache) {
             std::make_tuple(false, "https://" + host, 3, 20, 30000));
   EXPECT_THAT(zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20),
               HasSubstr(R"("def_link_addr": "d:9")"));
-  // The rules of a document that lacks them are the defaults again, the values stay. What is too
-  // long for its buffer is passed over in a list, and isn't written elsewhere.
+  // Without rules in a document the defaults apply; the values stay. An address that is too long
+  // for the buffer is skipped; a value that is too long isn't written.
   ASSERT_TRUE(
       service->ParseLBSResponse(Document('"' + std::string(512, 'h') + R"(","a:1")", "", "u",
                                          R"("name":")" + std::string(kNameBufferSize, 'n') + '"'),
@@ -243,7 +243,7 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   service->GetMsgStatInfo(nullptr);
   EXPECT_EQ(log.Texts(), Messages{});
   EXPECT_EQ(Link(*service), "10.0.0.9:9/1");
-  // After the stop nothing waits for a fetch, none begins, and none is applied.
+  // After the stop no call waits for a fetch, no fetch begins, and none is applied.
   service->Stop();
   Response(*service, false);
   service->Update(net::kIPFamilyAny);
@@ -265,7 +265,7 @@ TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
   EXPECT_THAT(zo_base::ReadWholeFile(cache, 1 << 20), HasSubstr("1.2.3.4:2"));
 }
 
-TEST_F(LBSServiceTest, AStartThatFailsLeavesTheServiceAsNew) {
+TEST_F(LBSServiceTest, FailedStartCanBeRepeated) {
   EXPECT_FALSE(std::make_shared<ZOSturdyLBSServiceImpl>()->Start(Record()));
   SetToken("key");
   zo_base::FailThreadStartForTest(1);
