@@ -52,11 +52,9 @@ TEST_F(AgentTest, InvokerRunsOnTheAgentsThreadWhileThereIsOne) {
 // The first URL is long, so that in nearly every round the answer comes while the sender writes its
 // log line.
 TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
-  constexpr uint32_t kLogBytes = 64U << 20;
-  zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLogFile(folder.File("sturdy_comp.log"),
-                                                                    kLogBytes, 0);
+  zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLevel(zo_base::LV_APP);
   const std::vector<std::string> urls = {Url(0) + std::string(size_t{1} << 20, 'x'), Url(1)};
-  for (int round = 0; round < 5; ++round) {
+  for (int round = 0; round < 3; ++round) {
     Outcome outcome;
     std::thread answers([&] {
       transport_->Answer(urls[0], 0);
@@ -70,7 +68,7 @@ TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
   for (const std::string& line : log.Tagged({"[multiple]Start timer", "[multiple][rsp]Index:"})) {
     order += line.starts_with("[multiple]Start") ? 's' : 'a';
   }
-  EXPECT_EQ(order, "sasasasasasasasasasa");
+  EXPECT_EQ(order, "sasasasasasa");
   EXPECT_EQ(Live(), 0U);
 }
 
