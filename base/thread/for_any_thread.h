@@ -13,9 +13,9 @@ namespace zo_base {
 // Makes a weak closure of `self` that any thread may run. A foreign thread holds `self` for the
 // run, so `self` may die there. The thread of `own_loop` doesn't: `self` joins that thread in its
 // destructor, so it must not die on it. The closure doesn't keep `own_loop` alive, since answers
-// are delivered elsewhere once a loop is gone. Owner:  a shared pointer to `self`; without one,
-// foreign threads do nothing. Errors: once `self` is gone or has cancelled its closures, the
-// closure does nothing and returns
+// go elsewhere once a loop is gone.
+// Owner:  a shared pointer to `self`; without one, foreign threads do nothing.
+// Errors: once `self` is gone or has cancelled its closures, the closure does nothing and returns
 //         the default of its result.
 template <class F>
 auto ForAnyThread(ZOObjectIMPL& self, const std::shared_ptr<ITaskLoop>& own_loop, F function) {
