@@ -9,8 +9,11 @@
 #include "base/log/tqlog.h"
 #include "base/process/tags.h"
 
+// The operands follow the macro, so no parentheses can enclose it.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define ZO_LOG(level)                                                                    \
   !::zo_base::IsLogged<::zo_base::SturdyObject>(::zo_base::level)                        \
       ? void()                                                                           \
       : ::zo_base::DiscardLogHelper() & ::zo_base::TQLogHelper<::zo_base::SturdyObject>( \
                                             ::zo_base::level, ZO_SOURCE_LOCATION())
+// NOLINTEND(bugprone-macro-parentheses)
