@@ -8,7 +8,7 @@
 
 namespace bench {
 
-// Runs the benchmarks' client as a process of its own.
+// Runs the benchmarks' client in its own process.
 // Threads: any.
 // Errors:  Output throws std::runtime_error if the client couldn't be run or has failed.
 class ClientProcess {

@@ -3,7 +3,7 @@
 #include <cstddef>
 
 // While one exists, operator new fails for this many bytes or more, on all threads.
-// Has no effect under TSan, whose runtime has operators of its own that can't be replaced.
+// Has no effect under TSan, whose runtime has its own operators that can't be replaced.
 class ScopedAllocationLimit {
  public:
   explicit ScopedAllocationLimit(size_t size_bytes);
