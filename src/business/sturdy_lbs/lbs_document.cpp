@@ -1,8 +1,5 @@
 #include "src/business/sturdy_lbs/lbs_document.h"
 
-#include <algorithm>
-#include <utility>
-
 #include "base/json/json.h"
 #include "base/thread/clock.h"
 #include "net/url.h"
@@ -40,19 +37,14 @@ std::optional<std::vector<std::string>> UsableAddresses(const Json& list) {
   if (list.type() != Json::ARRAY) {
     return std::nullopt;
   }
-  std::vector<std::string> addresses;
-  for (const Json& element : list.array_items()) {
-    if (IsUsableAddress(element.string_value())) {
-      addresses.push_back(element.string_value());
-    }
-  }
+  std::vector<std::string> addresses = Texts(list);
+  std::erase_if(addresses, [](const std::string& text) { return !IsUsableAddress(text); });
   return addresses;
 }
 
 bool HasUsableAddress(const Json& list) {
-  const Json::array& elements = list.array_items();
-  return std::any_of(elements.begin(), elements.end(),
-                     [](const Json& element) { return IsUsableAddress(element.string_value()); });
+  const auto addresses = UsableAddresses(list);
+  return addresses && !addresses->empty();
 }
 
 void ReadThreshold(const Json& threshold, StatisticSettings& settings) {
