@@ -1,5 +1,5 @@
-// GetLinkAddress with its log lines, for lists of three lengths. Limit: its log lines alone. And
-// with 16 threads that ask at once, against one.
+// GetLinkAddress with lists of three lengths: with its log lines, with the log turned down, and the
+// log lines alone, which are the limit. Then 16 threads that ask at once, against one.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -116,8 +116,17 @@ void GetLinkAddress(benchmark::State& state) {
   }
 }
 
-// What a call writes to the log, and what it builds for it: the list goes into a line that the
-// level then drops.
+// With a log level that drops the lines of a call.
+void GetLinkAddressUnlogged(benchmark::State& state) {
+  ServiceWithHosts service(state.range(0));
+  zo_base::TQLogImpl<zo_base::SturdyObject>::Instance()->SetLevel(zo_base::LV_INT);
+  for (auto _ : state) {
+    service.Ask();
+  }
+}
+
+// Writes the lines of each call. The line that lists the hosts is of a level that is dropped, which
+// builds nothing.
 void LogLinesOfACall(benchmark::State& state) {
   const OpenLog log;
   const std::vector<std::string> hosts = Hosts(state.range(0));
@@ -126,16 +135,6 @@ void LogLinesOfACall(benchmark::State& state) {
     const bool is_default = index == hosts.size();
     const std::string& text = hosts[is_default ? 0 : index];
     ZO_LOG(LV_APP) << "[lbs] Get link address addr_family = " << 0;
-    {
-      std::string lines;
-      for (const std::string& host : hosts) {
-        lines += host;
-        lines += "\r\n";
-      }
-      ZO_LOG(LV_PRO) << "GetHost Hosts size :" << hosts.size() << " current index :" << index
-                     << "\r\n"
-                     << lines << "----------------------------------";
-    }
     ZO_LOG(LV_APP) << "[lbs] Get link address " << text << " use default:" << is_default;
     ZO_LOG(LV_APP) << "[lbs] Addr may be ipv4 " << text;
     if (is_default) {
@@ -146,6 +145,7 @@ void LogLinesOfACall(benchmark::State& state) {
 }
 
 BENCHMARK(GetLinkAddress)->Name("link/ours")->Arg(3)->Arg(100)->Arg(10000)->UseRealTime();
+BENCHMARK(GetLinkAddressUnlogged)->Name("link/unlogged")->Arg(3)->Arg(10000)->UseRealTime();
 BENCHMARK(LogLinesOfACall)->Name("link/log_lines")->Arg(3)->Arg(100)->Arg(10000)->UseRealTime();
 
 // The time of one call while this many threads ask for less than half a second. "least" is the
