@@ -29,15 +29,21 @@ inline zo_sturdy::_ZOSturdyLBSSettings LBSRecord(const std::string& url,
   return record;
 }
 
-// Calls GetLinkAddress. Returns "host:port", empty for false.
+using LinkCall = bool (zo_sturdy::IZOSturdyLBSService::*)(char*, uint16_t*, net::AddressFamily*);
+
+// Calls GetLinkAddress, or PeekLinkAddress. Returns "host:port", empty for false.
 inline std::string Link(zo_sturdy::IZOSturdyLBSService& service,
-                        net::AddressFamily family = net::kIPFamilyAny) {
+                        net::AddressFamily family = net::kIPFamilyAny,
+                        LinkCall call = &zo_sturdy::IZOSturdyLBSService::GetLinkAddress) {
   char host[zo_sturdy::kLinkHostBufferSize] = {};
   uint16_t port = 0;
-  if (!service.GetLinkAddress(host, &port, &family)) {
+  if (!(service.*call)(host, &port, &family)) {
     return "";
   }
   return host + (":" + std::to_string(port));
+}
+inline std::string Peek(zo_sturdy::IZOSturdyLBSService& service) {
+  return Link(service, net::kIPFamilyAny, &zo_sturdy::IZOSturdyLBSService::PeekLinkAddress);
 }
 
 // Returns the active document, unless `no_wait` only when no fetch is running.

@@ -14,6 +14,7 @@ class ConfiguredTest : public testing::Test, protected ServiceHarness {
   void SetToken(const std::string& token) {
     const zo_base::RecursiveMutexLock lock(config->mutex);
     config->business_token = token;
+    config->Emit(zo_sturdy::_EnvironmentConfig::SIG_BusinessTokenChanged, token);
   }
   static zo_base::json11::Json Parsed(const std::string& text) {
     std::string error;

@@ -65,10 +65,7 @@ TEST_F(ClientRoad, AllCallsWorkInsideTheCallback) {
     EXPECT_EQ(service_.GetLinkHostCount(), 2);
     EXPECT_EQ(Link(service_), "one.example:1");
     service_.HoldLinkAddress("one.example", 1);
-    uint16_t port = 0;
-    net::AddressFamily family = net::kIPFamilyAny;
-    EXPECT_TRUE(service_.PeekLinkAddress(out.data(), &port, &family));
-    EXPECT_EQ(port, 1);
+    EXPECT_EQ(Peek(service_), "one.example:1");
     EXPECT_TRUE(service_.Start(record_));
     service_.SetUpdateCallback(nullptr);
     service_.Update(net::kIPFamilyAny);

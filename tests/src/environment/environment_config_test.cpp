@@ -4,8 +4,6 @@
 
 #include <cstring>
 
-#include "src/sturdy/config/environment_config_getter.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/support/client_calls.h"
 
 namespace zo_sturdy {

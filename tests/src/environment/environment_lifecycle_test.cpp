@@ -1,23 +1,19 @@
 #include <gmock/gmock.h>
 #include <malloc.h>
-#include <sys/prctl.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <mutex>
 #include <system_error>
-#include <thread>
 
 #include "base/platform/file.h"
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
-#include "base/thread/base_thread.h"
 #include "lab/data_folder.h"
 #include "lab/temp_folder.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/support/client_calls.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/run_threads.h"
 
 namespace zo_sturdy {
 namespace {
@@ -104,19 +100,13 @@ TEST(EnvironmentLifecycle, ThrowingStartLeavesNothingStarted) {
 
 TEST(EnvironmentLifecycle, ConcurrentStartsAndExitsRunOneByOne) {
   const lab::TempFolder folder;
-  std::vector<std::thread> clients;
-  for (const int exit_id : {7, 1, 7, 1}) {
-    clients.emplace_back([&folder, exit_id] {
-      for (int round = 0; round < 10; ++round) {
-        EXPECT_EQ(Start(folder), 1);
-        GetSturdyObject(1);
-        ExitSturdyEnvironment(exit_id);
-      }
-    });
-  }
-  for (auto& client : clients) {
-    client.join();
-  }
+  zo_base::RunThreads(4, [&folder](int number) {
+    for (int round = 0; round < 10; ++round) {
+      EXPECT_EQ(Start(folder), 1);
+      GetSturdyObject(1);
+      ExitSturdyEnvironment(number % 2 == 0 ? 7 : 1);
+    }
+  });
   ExpectNothingStarted();
 }
 

@@ -1,14 +1,13 @@
 #include "src/business/sturdy_lbs/count_timer_invoker.h"
 
-#include <future>
+#include <thread>
 
-#include "base/thread/post_task.h"
-#include "tests/src/sturdy_lbs/lbs_fixture.h"
+#include "tests/support/configured_test.h"
 
 namespace zo_sturdy {
 namespace {
 
-class CountTimerInvokerTest : public LbsTest {
+class CountTimerInvokerTest : public ConfiguredTest {
  protected:
   CountTimerInvokerTest() {
     log.StartHere();
@@ -22,16 +21,9 @@ class CountTimerInvokerTest : public LbsTest {
       invoker.Invoke([this, name] { ran += name; }, immediately);
     }
   }
-  // Asks on the thread. Returns the tasks that have run so far.
-  std::string AskOnThread(const std::string& names) {
-    std::promise<std::string> result;
-    zo_base::PostTo(*thread, [&] {
-      Ask(names);
-      result.set_value(ran);
-    });
-    return result.get_future().get();
-  }
-  std::string RanAfter(int64_t ms) {
+  // Asks on the thread. Returns the tasks that have run `ms` later.
+  std::string AskOnThread(const std::string& names, int64_t ms = 0) {
+    RunOn(*thread, [&] { Ask(names); });
     Settle(*thread, ms);
     return ran;
   }
@@ -45,29 +37,26 @@ class CountTimerInvokerTest : public LbsTest {
 TEST_F(CountTimerInvokerTest, RunsTheLatestTaskByCountOrByTime) {
   EXPECT_EQ(AskOnThread("ab"), "");
   EXPECT_EQ(AskOnThread("c"), "c");
-  EXPECT_EQ(RanAfter(5000), "c");
-  AskOnThread("d");
-  EXPECT_EQ(RanAfter(1000), "c");
-  AskOnThread("e");
-  EXPECT_EQ(RanAfter(199), "c");
-  EXPECT_EQ(RanAfter(1), "ce");
+  EXPECT_EQ(AskOnThread("", 5000), "c");
+  AskOnThread("d", 1000);
+  EXPECT_EQ(AskOnThread("e", 199), "c");
+  EXPECT_EQ(AskOnThread("", 1), "ce");
   AskOnThread("fg");
   Ask("h", true);  // on a foreign thread, like a change of the token
-  EXPECT_EQ(RanAfter(5000), "ceh");
+  EXPECT_EQ(AskOnThread("", 5000), "ceh");
   Ask("i");  // on a thread without a loop the count alone runs a task
-  EXPECT_EQ(RanAfter(5000), "ceh");
+  EXPECT_EQ(AskOnThread("", 5000), "ceh");
   const std::string now = "[count timer invoker] Invoke immediately";
   EXPECT_EQ(log.Texts(), (Messages{"[count timer invoker][times] Invoke task", now,
                                    "[count timer invoker][time out] Invoke task", now, now}));
 }
 
 TEST_F(CountTimerInvokerTest, TaskOfTheTimerMayWaitForPostsToItsLoop) {
-  zo_base::PostTo(*thread, [this] {
+  RunOn(*thread, [this] {
     invoker.Invoke([this] { std::thread([this] { thread->PostDelayedTask(1, [] {}); }).join(); },
                    false);
   });
-  AskOnThread("");
-  RanAfter(1200);
+  AskOnThread("", 1200);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The data of the service: the client's settings, the document, its cache, the request.
 #include <array>
+#include <cstring>
 
-#include "base/json/json.h"
 #include "base/platform/file.h"
 #include "src/business/sturdy_lbs/lbs_document.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
@@ -83,35 +83,31 @@ TEST(LBSRequest, AddressesPresentTheRuntimeHostAndMatchTheFamily) {
 }
 
 TEST(LBSDocument, CompleteBodyHasLinksDefaultsAndNextUrl) {
-  const std::string good = Document(R"("","a:1")", R"(1,"d:9")", "u");
-  const auto padded = [&good](int size) { return good + std::string(size - good.size(), ' '); };
+  const auto good = TestDocument({"", "a:1"}, {"u"}).Set("link.default", R"([1,"d:9"])");
+  const auto padded = [text = good.Text()](int size) {
+    return text + std::string(size - text.size(), ' ');
+  };
   const auto with_lbs = [](size_t n) {
-    return Document(R"("a:1")", R"("d:9")", std::string(n, 'u'));
+    return TestDocument({"a:1"}, {std::string(n, 'u')}).Text();
   };
-  const auto with_link = [](size_t n) {
-    return Document('"' + std::string(n, 'h') + '"', R"("d:9")", "u");
-  };
-  const std::pair<std::string, bool> bodies[] = {{good, true},
-                                                 {padded(kMaxBodyBytes), true},
+  const auto with_link = [](size_t n) { return TestDocument({std::string(n, 'h')}).Text(); };
+  const std::pair<std::string, bool> bodies[] = {{padded(kMaxBodyBytes), true},
                                                  {padded(kMaxBodyBytes + 1), false},
                                                  {with_lbs(0), false},
                                                  {with_lbs(kMaxLbsUrlBytes), true},
                                                  {with_lbs(kMaxLbsUrlBytes + 1), false},
                                                  {with_link(kMaxAddressBytes), true},
                                                  {with_link(kMaxAddressBytes + 1), false},
-                                                 {Document(R"("a:1")", R"("")", "u"), false},
-                                                 {Document("1", R"("d:9")", "u"), false},
-                                                 {"[" + good + "]", false},
+                                                 {TestDocument().LinkDefault({""}).Text(), false},
+                                                 {TestDocument().Set("link", "[1]").Text(), false},
+                                                 {"[" + good.Text() + "]", false},
                                                  {std::string(300, '['), false}};
   for (const auto& [body, complete] : bodies) {
     EXPECT_EQ(IsCompleteLBSDocument(body), complete) << body.substr(0, 80);
   }
-  for (size_t cut = 0; cut < good.size(); ++cut) {
-    EXPECT_FALSE(IsCompleteLBSDocument(good.substr(0, cut))) << cut;
-  }
 }
 
-class LBSResponseTest : public LbsTest {
+class LBSResponseTest : public ConfiguredTest {
  protected:
   LBSResponseTest() { response.SetEnvironmentConfig(config); }
 
@@ -133,25 +129,23 @@ TEST_F(LBSResponseTest, CacheOfOtherSettingsIsRefused) {
   const struct {
     const char* version;  // another member of the file
     int family;
-    const char* cached;  // logged if the families differ
-  } cases[] = {{"", 1, nullptr},
+    std::string cached;  // logged if the families differ
+  } cases[] = {{"", 1, ""},
                {"", 2, "1"},
-               {R"(,"lbs_ip_version":"2")", 0, nullptr},
+               {R"(,"lbs_ip_version":"2")", 0, ""},
                {R"(,"lbs_ip_version":"2x")", 1, "2"},
                {R"(,"lbs_ip_version":"")", 1, "0"},
                {R"(,"lbs_ip_version":"99999999999")", 1, "2147483647"}};
+  const std::string refusal = "[lbs] Load lbs cache address family changed check fail cache :";
   for (const auto& [version, family, cached] : cases) {
     log.StartHere();
     ASSERT_TRUE(LoadText(R"({"lbs_rsp":"r","runntime_lbs":"n","root_lbs_addr":")" +
                          settings.lbs_url + "\"" + version + "}"));
     settings.address_family = static_cast<net::AddressFamily>(family);
-    Messages lines;
-    if (cached != nullptr) {
-      lines = {"[lbs] Load lbs cache address family changed check fail cache :" +
-               std::string(cached) + "  setting :" + std::to_string(family)};
-    }
-    EXPECT_EQ(response.CheckCache(settings), lines.empty()) << version << family;
-    EXPECT_EQ(log.Texts(), lines);
+    EXPECT_EQ(response.CheckCache(settings), cached.empty()) << version << family;
+    EXPECT_EQ(log.Texts(),
+              cached.empty() ? Messages{}
+                             : Messages{refusal + cached + "  setting :" + std::to_string(family)});
   }
   settings.address_family = net::kIPFamilyAny;
   settings.lbs_url += "x";
@@ -167,9 +161,7 @@ TEST_F(LBSResponseTest, DefaultDocumentHasTheFormOfAServers) {
     response.SetName("old");
     response.ResetToDefault(settings, true);
     EXPECT_EQ(response.Get(lbs_key::kName), "");
-    std::string error;
-    const auto common =
-        zo_base::json11::Json::parse(response.Get(lbs_key::kResponse), error)["common"];
+    const auto common = Parsed(response.Get(lbs_key::kResponse))["common"];
     EXPECT_EQ(common["link.default"][0].string_value(), family == 2 ? "six:6" : kDefaultLink);
     EXPECT_EQ(common["link"].dump(), R"(["a:1", "b:2"])");
     EXPECT_EQ(common["vltdls"][0], common["vltdl"]);

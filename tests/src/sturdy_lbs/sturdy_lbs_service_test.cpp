@@ -16,13 +16,11 @@ namespace {
 using testing::HasSubstr;
 using testing::SizeIs;
 
-const std::string kNew = Document(R"("a:1","1.2.3.4:2","[::1]:3")", R"("d:9")", "http://n/");
+const std::string kNew = TestDocument({"a:1", "1.2.3.4:2", "[::1]:3"}, {"http://n/"}).Text();
 const std::string kInvoke = "[count timer invoker] Invoke immediately";
 const std::string kForced = "[lbs]UpdateLBS force = true";
 const std::string kUnforced = "[lbs]UpdateLBS force = false";
 const std::string kBusy = "[lbs]UpdateLBS updatting_lbs_ = true,return";
-const std::string kSet = "[lbs]UpdateLBS set updatting = true";
-const std::string kBegin = "[lbs] Begin update LBS";
 
 // The log of a whole fetch is tested with servers, in tests/system.
 class LBSServiceTest : public LbsTest {
@@ -30,14 +28,19 @@ class LBSServiceTest : public LbsTest {
   ~LBSServiceTest() override { service->Stop(); }
 
   // Starts with a token. The first fetch is request 0.
-  void StartWithToken() {
+  void StartWithToken(const _ZOSturdyLBSSettings& record = Record()) {
     SetToken("key");
-    ASSERT_TRUE(service->Start(Record()));
+    ASSERT_TRUE(service->Start(record));
     first = Request(0);
     log.StartHere();
   }
+  bool Apply(const lab::LbsDocument& document) {
+    return service->ParseLBSResponse(document.Text(), "0");
+  }
   Messages Lines() const { return log.Tagged({"[lbs]", "[count timer invoker]"}); }
+  std::string CacheText() const { return zo_base::ReadWholeFile(cache, 1 << 20); }
 
+  const std::string cache = folder.path() + "/lbs/lbs.data";
   std::shared_ptr<ZOSturdyLBSServiceImpl> service = MakeService();
   MultipleURLHttpRequest first;
 };
@@ -46,32 +49,27 @@ TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   StartWithToken();
   service->Update(net::kIPFamilyAny);  // dropped while one runs
   EXPECT_EQ(Lines(), (Messages{"[lbs]Call Update", kInvoke, kUnforced, kBusy}));
-  bool need_statistic = false;
-  EXPECT_FALSE(first.check(0, 500, "", kNew, need_statistic));  // also with a good body
-  EXPECT_TRUE(need_statistic);
+  EXPECT_FALSE(Answer(first, 500, kNew)) << "the body is good, the status isn't";
+  service->Update(net::kIPFamilyAny);
   const std::string long_one = "http://h/" + std::string(kMaxLbsUrlBytes - 9, 'h');
-  std::string backups = '"' + long_one + R"(","","http://1.1.1.1/b",")" + long_one + "h\"";
-  for (int i = 0; i < 1000; ++i) {
-    backups += ",\"http://1.1.1.1/c\"";
-  }
-  const std::string document =
-      Document(R"("a:1")", R"("d:9")", "http://next.example/", "\"lbs.backup\":[" + backups + "]");
-  EXPECT_TRUE(first.check(0, 200, "", document, need_statistic));
-  const auto answer = std::async(std::launch::async, [&] { first.callback(true, "", document); });
-  EXPECT_EQ(Response(*service, false), document);  // waits for it
+  std::vector<std::string> urls = {"http://next/", long_one, "", "http://1.1.1.1/", long_one + "h"};
+  urls.resize(1000, "http://2.2.2.2/");
+  const std::string document = TestDocument({"a:1"}, urls).Text();
+  const auto answer = std::async(std::launch::async, [&] { Answer(Request(1), 200, document); });
+  EXPECT_EQ(Document(*service, false), document);  // waits for it
   service->Update(net::kIPFamilyAny);
-  const std::vector<URLItem> urls = Request(1).urls;
-  EXPECT_THAT(urls, SizeIs(64));
-  EXPECT_EQ(urls[0].host + " " + urls[1].host + " " + urls[3].host, "next.example h next.example");
-  EXPECT_THAT(urls[4].url, HasSubstr("http://1.1.1.1/c?"));
+  const std::vector<URLItem> asked = Request(2).urls;
+  EXPECT_THAT(asked, SizeIs(64));
+  EXPECT_EQ(asked[0].host + " " + asked[1].host + " " + asked[3].host, "next h next");
+  EXPECT_THAT(asked[4].url, HasSubstr("http://2.2.2.2/?"));
   // A document without backups keeps those of the last one.
-  Request(1).callback(true, "", Document(R"("a:1")", R"("d:9")", "http://last.example/"));
+  Answer(Request(2), 200, TestDocument({"a:1"}, {"http://last/"}).Text());
   service->Update(net::kIPFamilyAny);
-  EXPECT_THAT(Request(2).urls, SizeIs(64));
+  EXPECT_THAT(Request(3).urls, SizeIs(64));
 
   // The next run serves from the cache, until its settings change.
   for (const auto& [record, link] :
-       {std::pair(Record(), "a:1/0"), {Record("http://changed.example/"), "10.0.0.9:9/1"}}) {
+       {std::pair(Record(), "a:1"), {Record("http://changed.example/"), kDefaultV4}}) {
     service->Stop();
     service = MakeService();
     ASSERT_TRUE(service->Start(record));
@@ -80,58 +78,44 @@ TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
 }
 
 TEST_F(LBSServiceTest, TokenAndFamilyChangesForceAFetch) {
-  config->sv = 1;
-  config->pv = 2;
-  config->tp = 3;
+  std::tie(config->sv, config->pv, config->tp) = std::tuple(1, 2, 3);
   StartWithToken();
   SetToken("");
-  const MultipleURLHttpRequest second = Request(1);
-  EXPECT_THAT(second.urls[0].url, HasSubstr("lbs?sv=1&pv=2&tp=3&"));
-  bool need_statistic = false;
-  EXPECT_TRUE(first.check(0, 500, "", "", need_statistic));
-  EXPECT_FALSE(need_statistic);
-  first.callback(true, "", kNew);
+  EXPECT_THAT(Request(1).urls[0].url, HasSubstr("lbs?sv=1&pv=2&tp=3&"));
+  EXPECT_TRUE(Answer(first, 500, kNew)) << "the token has changed, so the answer isn't judged";
   EXPECT_TRUE(service->IsUpdatingForTest());
-  second.callback(false, "", "");
+  EXPECT_FALSE(Answer(Request(1), 500, ""));
   EXPECT_FALSE(service->IsUpdatingForTest());
-  EXPECT_EQ(service->GetLinkHostCount(), 2);
+  EXPECT_EQ(service->GetLinkHostCount(), 2) << "neither answer is applied";
   NotifyNetwork(2);  // without a token: stored, not fetched
-  const std::string tokens = " current business token : request business token:";
-  EXPECT_EQ(Lines(),
-            (Messages{kInvoke, kForced, kSet, kBegin, "[lbs] Check response" + tokens + "key",
-                      "[lbs] Update LBS complete" + tokens + "key",
-                      "[lbs] Update LBS complete" + tokens, "[lbs] Update LBS success = false",
-                      "[lbs] Update LBS \r\n-----------------------\r\n\r\n-----------------------",
-                      "[lbs]UpdateLBS set updatting = false"}));
+  EXPECT_FALSE(service->IsUpdatingForTest());
   SetToken("next");
   EXPECT_THAT(Request(2).urls[0].url, HasSubstr("networkType=1"));
   log.StartHere();
   NotifyNetwork(2);
   NotifyNetwork(1);
   EXPECT_EQ(Request(3).ip_family, 1);
-  EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced, kSet, kBegin}));
+  EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced,
+                               "[lbs]UpdateLBS set updatting = true", "[lbs] Begin update LBS"}));
 }
 
 TEST_F(LBSServiceTest, ServesTheFamilyOfItsSettings) {
-  SetToken("key");
   auto record = Record();
   record.address_family = net::kIPFamilyV6;
-  std::strcpy(record.default_link_v6, "[::9]:9");
-  ASSERT_TRUE(service->Start(record));
+  Fill(record.default_link_v6, "[::9]:9");
+  StartWithToken(record);
   EXPECT_EQ(config->address_family, net::kIPFamilyV6);
-  EXPECT_EQ(Link(*service), "[::9]:9/2");
-  first = Request(0);
+  EXPECT_EQ(Link(*service), "[::9]:9");
   EXPECT_EQ(first.ip_family, 2);
-  first.callback(true, "", Document(R"("a:1")", R"("1.2.3.4:5","[::8]:8")", "http://n/"));
-  EXPECT_EQ(Link(*service), "a:1/0");
-  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::8]:8/2");
+  Answer(first, 200,
+         TestDocument({"a:1"}, {"http://n/"}).LinkDefault({"1.2.3.4:5", "[::8]:8"}).Text());
+  EXPECT_EQ(Link(*service), "a:1");
+  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::8]:8");
   service->Update(net::kIPFamilyV4);
-  const MultipleURLHttpRequest second = Request(1);
-  EXPECT_EQ(second.ip_family, 1);
-  EXPECT_THAT(second.urls[0].url, HasSubstr("&networkType=1")) << "not that of the call";
-  second.callback(true, "", kNew);
-  EXPECT_THAT(zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20),
-              HasSubstr(R"("lbs_ip_version": "1")"));
+  EXPECT_EQ(Request(1).ip_family, 1);
+  EXPECT_THAT(Request(1).urls[0].url, HasSubstr("&networkType=1")) << "not that of the call";
+  Answer(Request(1), 200, kNew);
+  EXPECT_THAT(CacheText(), HasSubstr(R"("lbs_ip_version": "1")"));
 }
 
 TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchIsSent) {
@@ -141,35 +125,34 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchIsSent) {
   service->Update(net::kIPFamilyAny);
   ASSERT_TRUE(log.WaitFor(kBusy));
   SetToken("key");
-  Request(0).callback(false, "", "");
+  Answer(Request(0), 500, "");
   EXPECT_FALSE(service->IsUpdatingForTest());
 }
 
 TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
   ASSERT_TRUE(service->Start(Record()));
-  ASSERT_TRUE(service->ParseLBSResponse(kNew, "0"));
-  EXPECT_EQ(Link(*service), "a:1/0");
-  EXPECT_EQ(Link(*service), "1.2.3.4:2/1");
+  ASSERT_TRUE(Apply(TestDocument({"a:1", "1.2.3.4:2", "[::1]:3"})));
+  EXPECT_EQ(Link(*service) + " " + Link(*service), "a:1 1.2.3.4:2");
   service->HoldLinkAddress("1.2.3.4", 2);
-  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3/2");  // skips the held one
-  EXPECT_EQ(Peek(*service), "-");
+  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3");  // skips the held one
+  EXPECT_EQ(Peek(*service), "");
   log.StartHere();
-  EXPECT_EQ(Link(*service), "d:9/0");
-  EXPECT_EQ(Peek(*service), "a:1/0");
-  EXPECT_EQ(Lines(),
-            (Messages{"[lbs] Get link address addr_family = 0",
-                      "[lbs] Get link address d:9 use default:true", "[lbs] Addr may be domain d:9",
-                      "[lbs] Use default link addr,need update lbs "}));
+  EXPECT_EQ(Link(*service), "spare.example:9");
+  EXPECT_EQ(Peek(*service), "a:1");
+  EXPECT_EQ(Lines(), (Messages{"[lbs] Get link address addr_family = 0",
+                               "[lbs] Get link address spare.example:9 use default:true",
+                               "[lbs] Addr may be domain spare.example:9",
+                               "[lbs] Use default link addr,need update lbs "}));
   for (int i = 0; i < 8; ++i) {
     EXPECT_EQ(log.With("[times]"), Messages{});
     Link(*service);
   }
   EXPECT_EQ(Request(0).ip_family, 0);
-  const char* const odd[][3] = {{"[fe80::1]:70000", "[fe80::1]:4464/2", "ipv6 [fe80::1]:4464"},
-                                {":80", ":80/0", "domain empty string !:80"},
-                                {"1.2.3.4", "1.2.3.4:0/1", "ipv4 1.2.3.4:0"}};
+  const char* const odd[][3] = {{"[fe80::1]:70000", "[fe80::1]:4464", "ipv6 [fe80::1]:4464"},
+                                {":80", ":80", "domain empty string !:80"},
+                                {"1.2.3.4", "1.2.3.4:0", "ipv4 1.2.3.4:0"}};
   for (const auto& [text, link, line] : odd) {
-    ASSERT_TRUE(service->ParseLBSResponse(Document('"' + std::string(text) + '"', "", "u"), "0"));
+    ASSERT_TRUE(Apply(TestDocument({text})));
     EXPECT_EQ(Link(*service), link);
     EXPECT_EQ(log.With("Addr may be").back(), "[lbs] Addr may be " + std::string(line));
   }
@@ -190,36 +173,36 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
     service->GetMsgStatInfo(reinterpret_cast<char*>(&info));
     return texts + std::to_string(info.enable) + info.host + info.api + "|" + info.desc;
   };
+  const auto rules = [this] {
+    const StatisticSettings now = *config->statistic_settings.Get();
+    return std::tuple(now.enable, now.host, now.count, now.time, now.min_delay);
+  };
   const std::string api = "/statics/report/im/sdk/msgreceived|";
   EXPECT_THAT(values(), testing::EndsWith("|0" + std::string(kDefaultStatisticsHost) + api));
   const std::string host(600, 'h');
-  ASSERT_TRUE(service->ParseLBSResponse(
-      Document(R"("a:1")", R"("d:9")", "http://n/",
-               R"("vltdl":"v","vltdls":[1,{"b":0.5}],"vlt":null,"name":"n","desc":"what",)"
-               R"("msg.stat.enable":true,"report":{"apierror":{"on":false,"threshold":)"
-               R"({"count":3,"time":20,"min_delay":30}},"host":")" +
-                   host + R"("})"),
-      "1"));
+  ASSERT_TRUE(
+      Apply(TestDocument()
+                .Download("v")
+                .Set("vltdls", R"([1,{"b":0.5}])")
+                .Set("vlt", "null")
+                .Name("n")
+                .Desc("what")
+                .MsgStatEnable(true)
+                .Report({.host = host, .on = false, .count = 3, .time = 20, .min_delay_s = 30})));
   EXPECT_EQ(values(),
             R"(v|[1, {"b": 0.5}]|null|n|what|1https://)" + std::string(503, 'h') + api + "what");
-  const StatisticSettings rules = *config->statistic_settings.Get();
-  EXPECT_EQ(std::tie(rules.enable, rules.host, rules.count, rules.time, rules.min_delay),
-            std::make_tuple(false, "https://" + host, 3, 20, 30000));
-  EXPECT_THAT(zo_base::ReadWholeFile(config->data_path + "lbs/lbs.data", 1 << 20),
-              HasSubstr(R"("def_link_addr": "d:9")"));
+  EXPECT_EQ(rules(), std::tuple(false, "https://" + host, 3, 20, 30000));
+  EXPECT_THAT(CacheText(), HasSubstr(R"("def_link_addr": "spare.example:9")"));
   // Without rules in a document the defaults apply; the values stay. An address that is too long
   // for the buffer is skipped; a value that is too long isn't written.
   ASSERT_TRUE(
-      service->ParseLBSResponse(Document('"' + std::string(512, 'h') + R"(","a:1")", "", "u",
-                                         R"("name":")" + std::string(kNameBufferSize, 'n') + '"'),
-                                "0"));
-  const StatisticSettings usual = *config->statistic_settings.Get();
-  EXPECT_EQ(std::tie(usual.count, usual.time, usual.min_delay), std::make_tuple(10, 60000, 10000));
+      Apply(TestDocument({std::string(512, 'h'), "a:1"}).Name(std::string(kNameBufferSize, 'n'))));
+  EXPECT_EQ(rules(), std::tuple(true, kDefaultStatisticsHost, 10, 60000, 10000));
   EXPECT_THAT(values(), HasSubstr("|null||what|"));
   EXPECT_EQ(service->GetLinkHostCount(), 1);
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
   EXPECT_FALSE(service->ParseLBSResponse(R"({"other":{}})", "1"));
-  EXPECT_EQ(Response(*service), R"({"common":1})");
+  EXPECT_EQ(Document(*service), R"({"common":1})");
 }
 
 TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
@@ -229,7 +212,7 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   service->GetMsgStatInfo(out.data());
   service->HoldLinkAddress("a", 1);
   EXPECT_THAT(out, testing::Each('x'));
-  EXPECT_EQ(Link(*service) + Peek(*service), "--");
+  EXPECT_EQ(Link(*service) + Peek(*service), "");
   EXPECT_EQ(service->GetLinkHostCount(), 0);
   service->Update(net::kIPFamilyAny);
   EXPECT_FALSE(service->IsUpdatingForTest());
@@ -242,27 +225,27 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   service->GetLBSResponse(false, nullptr);
   service->GetMsgStatInfo(nullptr);
   EXPECT_EQ(log.Texts(), Messages{});
-  EXPECT_EQ(Link(*service), "10.0.0.9:9/1");
+  EXPECT_TRUE(service->GetLinkAddress(out.data(), &port, &family));
+  EXPECT_EQ(family, net::kIPFamilyV4);
   // After the stop no call waits for a fetch, no fetch begins, and none is applied.
   service->Stop();
-  Response(*service, false);
+  Document(*service, false);
   service->Update(net::kIPFamilyAny);
   EXPECT_FALSE(service->IsUpdatingForTest());
-  first.callback(true, "", kNew);
+  Answer(first, 200, kNew);
   EXPECT_EQ(service->GetLinkHostCount(), 2);
 }
 
 // The next service must not read a cache file that this one is still writing.
 TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
   StartWithToken();
-  const std::string cache = config->data_path + "lbs/lbs.data";
   std::filesystem::remove(cache);
   ASSERT_EQ(mkfifo(cache.c_str(), 0600), 0);  // a save blocks until the file is read
-  const auto answer = std::async(std::launch::async, [&] { first.callback(true, "", kNew); });
+  const auto answer = std::async(std::launch::async, [&] { Answer(first, 200, kNew); });
   ASSERT_TRUE(log.WaitFor("[lbs]ParseLBSResponse parsel result = true,update active lbs"));
   const auto stop = std::async(std::launch::async, [&] { service->Stop(); });
   EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-  EXPECT_THAT(zo_base::ReadWholeFile(cache, 1 << 20), HasSubstr("1.2.3.4:2"));
+  EXPECT_THAT(CacheText(), HasSubstr("1.2.3.4:2"));
 }
 
 TEST_F(LBSServiceTest, FailedStartCanBeRepeated) {
@@ -270,7 +253,7 @@ TEST_F(LBSServiceTest, FailedStartCanBeRepeated) {
   SetToken("key");
   zo_base::FailThreadStartForTest(1);
   EXPECT_THROW(service->Start(Record()), std::system_error);
-  EXPECT_EQ(Link(*service), "-");
+  EXPECT_EQ(Link(*service), "");
   NotifyNetwork(2);
   ASSERT_TRUE(service->Start(Record()));
   EXPECT_EQ(Request(0).ip_family, 0);
