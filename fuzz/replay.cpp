@@ -1,11 +1,13 @@
 // Runs a fuzz target over its corpus without libFuzzer, as a test:
-//   NAME_replay FOLDER [--seeds-only]
+//   NAME_replay FOLDER [--seeds-only | PART PARTS]
 // Each seed of the folder runs as it is, cut at each byte, and with one bit of each byte flipped.
+// With PARTS only each PARTS-th of these inputs runs, PART from 0 says which.
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,12 +23,18 @@ extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int*, char***);
 namespace {
 
 char current_input[512];
+int inputs = 0;
+int part = 0;
+int parts = 1;
 
 void PrintCurrentInput(int) {
   ::write(STDERR_FILENO, current_input, std::strlen(current_input));
 }
 
 void Run(const std::string& label, const std::string& bytes) {
+  if (inputs++ % parts != part) {
+    return;
+  }
   std::snprintf(current_input, sizeof current_input, "input: %s\n", label.c_str());
   LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
@@ -45,9 +53,13 @@ void RunDamaged(const std::string& name, const std::string& seed) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool seeds_only = argc > 2 && std::strcmp(argv[2], "--seeds-only") == 0;
   if (argc < 2) {
     return 2;
+  }
+  const bool seeds_only = argc == 3 && std::strcmp(argv[2], "--seeds-only") == 0;
+  if (argc == 4) {
+    part = std::atoi(argv[2]);
+    parts = std::atoi(argv[3]);
   }
   // An unmet expectation aborts.
   std::signal(SIGABRT, PrintCurrentInput);
