@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "base/log/log_format.h"
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
 #include "base/process/tags.h"
@@ -18,10 +19,7 @@ namespace {
 constexpr uint32_t kBuffer = 256;
 constexpr uint32_t kLargeBuffer = 4096;
 constexpr uint32_t kSmallLog = 1024;
-constexpr size_t kHeader = 4;
 constexpr size_t kLimit = size_t{1} << 24;
-constexpr char kEnd[] =
-    "\r\n -----------------------load from mmap file end-----------------------\r\n";
 
 struct Plan {
   explicit Plan(uint8_t byte)
@@ -42,12 +40,12 @@ struct Plan {
 
 // What a start must find in a buffer file.
 std::string TextOf(const std::string& bytes) {
-  if (bytes.size() < kHeader) {
+  if (bytes.size() < zo_base::kLogBufferHeaderBytes) {
     return {};
   }
   int32_t count = 0;
   std::memcpy(&count, bytes.data(), sizeof count);
-  return bytes.substr(kHeader, static_cast<size_t>(std::max(count, 0)));
+  return bytes.substr(zo_base::kLogBufferHeaderBytes, static_cast<size_t>(std::max(count, 0)));
 }
 
 bool EndsWith(const std::string& text, const std::string& end) {
@@ -62,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   static const auto* const folder = new lab::TempFolder;
   static const std::string path = folder->File("x.log");
-  static const std::string buffer_path = path + ".qel_mmap";
+  static const std::string buffer_path = path + std::string(zo_base::kLogBufferSuffix);
   const Plan plan(data[size - 2]);
   std::string left(reinterpret_cast<const char*>(data), size - 2);
   const size_t log_bytes = left.size() * data[size - 1] / 256;
@@ -91,10 +89,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
   logger.SetLogFile(path, plan.small ? kSmallLog : 0, plan.buffer);
-  const std::string taken_over = zo_base::ReadWholeFile(path, kLimit);
+  const std::string taken_over = zo_base::ReadFilePrefix(path, kLimit);
   const std::string text = TextOf(left);
   if (!plan.folder_for_buffer && !plan.folder_for_log) {
-    const std::string expected = text.empty() ? std::string() : text + kEnd;
+    const std::string expected =
+        text.empty() ? std::string() : text + std::string(zo_base::kOldTextEnd);
     // A log past its limit has lost its older part, which can reach into the new text.
     Expect(EndsWith(taken_over, expected) || (plan.small && EndsWith(expected, taken_over)),
            "the buffer's text is in the log", taken_over);
@@ -106,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     logger.Write(zo_base::LV_KER, "line " + std::to_string(i) + " of forty\n");
   }
   logger.Flush();
-  const std::string log = zo_base::ReadWholeFile(path, kLimit);
+  const std::string log = zo_base::ReadFilePrefix(path, kLimit);
   Expect(plan.folder_for_buffer || plan.folder_for_log || EndsWith(log, "\nline 39 of forty\n"),
          "what is written arrives", log);
   // A cut takes away half the limit, so an old log that was longer comes down by and by.

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "base/log/log_format.h"
 #include "base/platform/file.h"
 
 namespace zo_base {
@@ -25,7 +26,7 @@ bool CopyRest(File& from, const std::string& to_path) {
   }
 }
 
-// Throws away the oldest part of a log that has reached its limit. The cut may fall inside a line.
+// Drops the older half of a log that has reached its limit. The cut may fall inside a line.
 void CutIfTooLong(const std::string& path, uint32_t max_size) {
   const std::string temporary = path + ".tmp";
   {
@@ -38,7 +39,7 @@ void CutIfTooLong(const std::string& path, uint32_t max_size) {
       return;
     }
   }
-  RemoveFile(temporary);  // the log stays as it was, and the next flush tries again
+  RemoveFile(temporary);  // the log is unchanged, and the next flush tries again
 }
 
 }  // namespace
@@ -53,7 +54,8 @@ bool LogFile::Init(const std::string& path, uint32_t max_size, uint32_t buffer_s
   if (buffer_.load() == nullptr) {
     auto buffer = std::make_unique<MappedLogBuffer>();
     buffer->on_full = [this](const std::string& text) { return WriteToFile(text); };
-    if (!buffer->Open(path + ".qel_mmap", buffer_size != 0 ? buffer_size : kDefaultBufferBytes)) {
+    if (!buffer->Open(path + std::string(kLogBufferSuffix),
+                      buffer_size != 0 ? buffer_size : kDefaultBufferBytes)) {
       return false;
     }
     buffers_.push_back(std::move(buffer));

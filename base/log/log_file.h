@@ -13,40 +13,42 @@
 
 namespace zo_base {
 
-// The log file with its size limit and a mapped buffer in front of it: lines collect in the buffer
-// file beside it (path + ".qel_mmap") and are appended to the log when that is full. A log that has
-// reached its limit loses its older half: it is cut, not rotated, by way of a temporary file
-// (path + ".tmp") that is renamed over it, so that a kill at any point leaves a whole log.
+// The log file with its size limit and its buffer. Lines collect in the buffer file next to the log
+// (path + kLogBufferSuffix) and are appended to the log when the buffer is full. A log that has
+// reached its limit loses its older half. It is cut, not rotated: the newer half is copied to a
+// temporary file (path + ".tmp") that is renamed over the log, so a kill at any point leaves a
+// whole log.
 //
 // Threads: any.
 // Owner:   the logger.
 // Errors:  Init returns false if the buffer can't be made; lines are dropped then. A log that
-//          can't be opened loses the buffer's content. Nothing is shown to anyone.
+//          can't be opened loses the buffer's content. No error is reported elsewhere.
 class LogFile {
  public:
   LogFile() = default;
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
 
-  // 0 selects the default of either size. A later call changes path and limit of the log and keeps
-  // the buffer. Throws what MappedLogBuffer::Open throws.
+  // A size of 0 selects its default. A later call changes the log's path and limit and keeps the
+  // buffer. Throws what MappedLogBuffer::Open throws.
   bool Init(const std::string& path, uint32_t max_size, uint32_t buffer_size);
   void Write(std::string_view text);
   bool Flush();
-  // Forgets the buffer once its text is in the log. A Write that is under way stays safe: the
-  // buffer object lives as long as this one.
+  // Flushes the buffer and stops using it. A Write in progress stays safe: the buffer object lives
+  // as long as this one.
   bool Close();
-  // Appends to the log and cuts it if it has reached its limit. Always true: a log that can't be
-  // written costs the text, not the buffer.
+  // Appends to the log and cuts it if it has reached its limit. Always returns true: a log that
+  // can't be written loses the text, so that the buffer stays usable.
   bool WriteToFile(const std::string& text);
 
  private:
   Mutex mutex_;
   std::string path_ ZO_GUARDED_BY(mutex_);
   uint32_t max_size_ ZO_GUARDED_BY(mutex_) = 0;
-  Mutex init_mutex_;  // one Init or Close at a time; taken before the buffer's and mutex_
+  // Serializes Init and Close. Taken before the buffer's mutex and before mutex_.
+  Mutex init_mutex_;
   std::vector<std::unique_ptr<MappedLogBuffer>> buffers_ ZO_GUARDED_BY(init_mutex_);
-  std::atomic<MappedLogBuffer*> buffer_{nullptr};  // the last of `buffers_`, null when closed
+  std::atomic<MappedLogBuffer*> buffer_{nullptr};  // the last of `buffers_`; null if closed
 };
 
 }  // namespace zo_base

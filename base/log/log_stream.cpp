@@ -9,7 +9,7 @@ namespace {
 
 // Most lines fit, so that a line costs one allocation.
 constexpr size_t kUsualLineBytes = 256;
-// A stream's default: six significant digits, trailing zeros cut.
+// A stream's default: six significant digits without trailing zeros.
 constexpr int kFloatDigits = 6;
 // The longest number: a sign, six digits, a point and an exponent, or 20 digits of an integer.
 constexpr size_t kNumberBytes = 40;
@@ -26,7 +26,7 @@ LogStream::LogStream() {
   try {
     text_.reserve(kUsualLineBytes);
   } catch (const std::exception&) {
-    // No memory: what finds some later still gets in.
+    // No memory yet; later operands may still find some.
     return;
   }
 }
@@ -35,7 +35,7 @@ void LogStream::Append(std::string_view text) noexcept {
   try {
     text_.append(text);
   } catch (const std::exception&) {
-    // No memory, or a length past all bounds: the line goes on without this operand.
+    // No memory, or the text is too long: the line continues without this operand.
     return;
   }
 }

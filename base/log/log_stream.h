@@ -6,26 +6,26 @@
 
 namespace zo_base {
 
-// Numbers that a stream prints as such, and the narrow characters; enumerations without a class go
-// as their number.
+// Numbers that a std::ostream prints as numbers, narrow characters, and unscoped enumerations,
+// which print as their number.
 template <typename T>
 concept LogNumber = (std::is_arithmetic_v<T> && !std::is_same_v<T, bool> &&
                      !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char8_t> &&
                      !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>) ||
                     (std::is_enum_v<T> && std::is_convertible_v<T, long long>);
 
-// The text of one log line as it grows. It prints each operand as a std::stringstream with the
-// classic locale would, without that class's price: a locale, a buffer and a lock per line.
+// Builds the text of one log line. Prints each operand as a std::stringstream with the classic
+// locale does, but without that class's locale, buffer and lock per line.
 // Threads: one.
 // Owner:   the log statement.
-// Errors:  none; text that finds no memory is left out.
+// Errors:  none; text for which there is no memory is left out.
 class LogStream {
  public:
   LogStream();
 
   void Append(std::string_view text) noexcept;
   void AppendBool(bool value) noexcept { Append(value ? "true" : "false"); }
-  // Null and empty leave a trace of themselves, so that a reader sees what was passed.
+  // Replaces null and empty texts by a note, so that a reader sees what was passed.
   void AppendText(const char* text) noexcept;
 
   template <LogNumber T>

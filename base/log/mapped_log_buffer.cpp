@@ -5,17 +5,13 @@
 #include <cstring>
 #include <limits>
 
+#include "base/log/log_format.h"
 #include "base/platform/file.h"
 
 namespace zo_base {
 namespace {
 
-// How a reader of the log tells what came from the run before.
-constexpr char kOldTextBegin[] =
-    "\r\n -----------------------load from mmap file begin-----------------------\r\n";
-constexpr char kOldTextEnd[] =
-    "\r\n -----------------------load from mmap file end-----------------------\r\n";
-// Of a buffer of another size no more than this is taken over: twice the log's usual limit.
+// The most that is taken over from a buffer of another size: twice the log's default limit.
 constexpr size_t kMaxOldBytes = size_t{16} << 20;
 
 static_assert(std::endian::native == std::endian::little,
@@ -26,7 +22,7 @@ static_assert(std::endian::native == std::endian::little,
 bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
   const RecursiveMutexLock lock(mutex_);
   path_ = path;
-  if (!DealWithOtherSize(size) || size < kHeaderBytes ||
+  if (!RecoverBufferOfOtherSize(size) || size < kLogBufferHeaderBytes ||
       size > uint32_t{std::numeric_limits<int32_t>::max()} || !mapping_.Map(path, size)) {
     return false;
   }
@@ -38,9 +34,9 @@ bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
   return LoadOldContentLocked();
 }
 
-// A buffer file of another size holds the text of a run that was set up otherwise. Its text goes to
-// the consumer and the file is created again; one that can't be deleted is used at the size it has.
-bool MappedLogBuffer::DealWithOtherSize(uint32_t& size) {
+// A buffer file of another size holds the text of a run with other settings. Passes its text to the
+// consumer and deletes it; one that can't be deleted is used at the size that it has.
+bool MappedLogBuffer::RecoverBufferOfOtherSize(uint32_t& size) {
   const auto length = FileSize(path_);
   if (!length) {
     return true;
@@ -56,12 +52,12 @@ bool MappedLogBuffer::DealWithOtherSize(uint32_t& size) {
     size = static_cast<uint32_t>(std::min<uint64_t>(*length, std::numeric_limits<uint32_t>::max()));
     return true;
   }
-  std::string text = old.substr(kHeaderBytes);  // throws if there is no whole header
+  std::string text = old.substr(kLogBufferHeaderBytes);  // throws if there is no whole header
   int32_t header = 0;
   std::memcpy(&header, old.data(), sizeof header);
   text.resize(std::min(text.size(), static_cast<size_t>(std::max(header, 0))));
   if (!text.empty() && on_full) {
-    on_full(kOldTextBegin + text + kOldTextEnd);
+    on_full(std::string(kOldTextBegin).append(text).append(kOldTextEnd));
   }
   return true;
 }
@@ -79,9 +75,9 @@ bool MappedLogBuffer::LoadOldContentLocked() {
     return false;
   }
   used_ = ReadHeader();
-  write_pos_ = view_ + kHeaderBytes + used_;
+  write_pos_ = view_ + kLogBufferHeaderBytes + used_;
   if (used_ > 0 && on_full) {
-    std::string text = kOldTextBegin;
+    std::string text(kOldTextBegin);
     text += TextLocked();
     if (ReadHeader() == used_) {
       text += kOldTextEnd;
@@ -100,10 +96,10 @@ void MappedLogBuffer::Append(std::string_view text) {
   }
   const RecursiveMutexLock lock(mutex_);
   if (view_ == nullptr) {
-    return;  // closed in between
+    return;  // closed meanwhile
   }
   const int64_t total = used_ + static_cast<int64_t>(text.size());
-  if (total + int64_t{kHeaderBytes} < int64_t{size_}) {
+  if (total + int64_t{kLogBufferHeaderBytes} < int64_t{size_}) {
     std::memcpy(write_pos_, text.data(), text.size());
     used_ = static_cast<int32_t>(total);
     WriteHeader(used_);
@@ -160,29 +156,29 @@ void MappedLogBuffer::ClearLocked() {
   if (view_ == nullptr) {
     return;
   }
-  write_pos_ = view_ + kHeaderBytes;
+  write_pos_ = view_ + kLogBufferHeaderBytes;
   used_ = 0;
   std::memset(view_, 0, size_);
   WriteHeader(0);
   mapping_.FlushToDisk();
 }
 
-// A count that the buffer can't hold is damage. The nearer bound counts, so that of a text with a
-// broken header as much as can be is kept.
+// Clamps a damaged count to what the buffer can hold, so that a broken header loses as little text
+// as possible.
 int32_t MappedLogBuffer::ReadHeader() const {
   const int32_t header =
       std::atomic_ref(*reinterpret_cast<int32_t*>(view_)).load(std::memory_order_relaxed);
-  return std::clamp(header, 0, static_cast<int32_t>(size_ - kHeaderBytes));
+  return std::clamp(header, 0, static_cast<int32_t>(size_ - kLogBufferHeaderBytes));
 }
 
-// Released, so that neither compiler nor processor moves it before the copy of the text: whoever
-// finds the count in the file finds the text with it.
+// Stores with release order, so that neither compiler nor processor moves the count before the copy
+// of the text: a reader that sees the count in the file sees the text too.
 void MappedLogBuffer::WriteHeader(int32_t text_bytes) {
   std::atomic_ref(*reinterpret_cast<int32_t*>(view_)).store(text_bytes, std::memory_order_release);
 }
 
 std::string_view MappedLogBuffer::TextLocked() const {
-  return {view_ + kHeaderBytes, static_cast<size_t>(used_)};
+  return {view_ + kLogBufferHeaderBytes, static_cast<size_t>(used_)};
 }
 
 }  // namespace zo_base

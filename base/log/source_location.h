@@ -7,15 +7,14 @@
 
 namespace zo_base {
 
-// The place of a log statement. Built on the stack, once per statement; the texts are literals of
-// the compiler's.
+// The place of a log statement. Built on the stack, once per statement; the texts are literals.
 struct SourceLocation {
   std::string_view file;  // base name
   int32_t line = -1;
   std::string_view function;
 };
 
-// Where the base name begins in a compiler's file path: after its last slash or backslash.
+// Returns where the base name begins in a path: after its last slash or backslash.
 constexpr size_t BaseNameOffset(const char* path) {
   size_t offset = 0;
   for (size_t i = 0; path[i] != '\0'; ++i) {
@@ -28,7 +27,7 @@ constexpr size_t BaseNameOffset(const char* path) {
 
 }  // namespace zo_base
 
-// The offset is worked out by the compiler, so a statement pays nothing for it.
+// The compiler computes the offset, so that a statement pays nothing for it.
 #define ZO_SOURCE_LOCATION()                                                           \
   (::zo_base::SourceLocation{                                                          \
       &__FILE__[::std::integral_constant<::std::size_t,                                \

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
 
 namespace {

@@ -4,13 +4,15 @@
 #include <array>
 #include <cstdio>
 
+#include "base/log/log_format.h"
+
 namespace log_reader {
 
 namespace {
 
 constexpr size_t kTimeBytes = sizeof "03-14 15:09:26.535" - 1;
 
-// The number of bytes of a line's prefix, 0 if it has none.
+// Returns the length of the line's prefix in bytes, 0 if it has none.
 size_t ParsePrefix(const std::string& line, LogMessage& message) {
   std::array<char, 8> level{};
   int bytes = 0;
@@ -26,7 +28,7 @@ bool HasLocationLine(const std::string& level) {
   return level == "LV_KER" || level == "LV_ASS" || level == "LV_ERR" || level == "LV_WAR";
 }
 
-// `text` has no marker in it.
+// Requires: `text` has no marker in it.
 void ParseLines(std::string_view text, std::vector<LogMessage>& out) {
   bool text_comes_next = false;  // after the line with the location
   while (!text.empty()) {
@@ -80,14 +82,14 @@ bool LogMessage::HasTag(std::string_view tag) const {
 std::vector<LogMessage> ParseMessages(std::string_view text) {
   std::vector<LogMessage> messages;
   for (;;) {
-    const size_t begin = text.find(kOldTextBegin);
-    const size_t end = text.find(kOldTextEnd);
+    const size_t begin = text.find(zo_base::kOldTextBegin);
+    const size_t end = text.find(zo_base::kOldTextEnd);
     const size_t first = std::min(begin, end);
     ParseLines(text.substr(0, first), messages);
     if (first == std::string_view::npos) {
       return messages;
     }
-    const std::string_view marker = begin < end ? kOldTextBegin : kOldTextEnd;
+    const std::string_view marker = begin < end ? zo_base::kOldTextBegin : zo_base::kOldTextEnd;
     messages.push_back(Marker(marker));
     text.remove_prefix(first + marker.size());
   }

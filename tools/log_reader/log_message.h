@@ -7,31 +7,25 @@
 
 namespace log_reader {
 
-// The lines that frame what a start took over from the run before.
-inline constexpr std::string_view kOldTextBegin =
-    "\r\n -----------------------load from mmap file begin-----------------------\r\n";
-inline constexpr std::string_view kOldTextEnd =
-    "\r\n -----------------------load from mmap file end-----------------------\r\n";
-
-// One message of the log, taken apart. A plain value.
+// One message of the log in its parts. A plain value.
 struct LogMessage {
   std::string time;  // "03-14 15:09:26.535"; empty for a marker and for the rest of a cut line
   uint32_t process_id = 0;
   uint32_t thread_id = 0;
   std::string level;     // "LV_APP"; empty for a marker, "cut" for the rest of a cut line
   std::string location;  // "file.cpp:12" of a severe level
-  // Without the prefix and the line end; a message of several lines keeps the ends between them. A
-  // marker is the middle of its line: "load from mmap file begin".
+  // Without the prefix and the last line end; a message of several lines keeps the others. The text
+  // of a marker is the middle of its line: "load from mmap file begin".
   std::string text;
-  std::string bytes;  // the whole message, as the log has it
+  std::string bytes;  // the whole message as the log has it
 
   [[nodiscard]] bool IsMarker() const { return level.empty(); }
-  // Whether the text begins with this tag or has it directly after another one: "[http dns][init]
-  // ..." has "http dns" and "init".
+  // Returns whether this tag is among those at the begin of the text: "[http dns][init] ..." has
+  // "http dns" and "init".
   [[nodiscard]] bool HasTag(std::string_view tag) const;
 };
 
-// The messages of a text of whole messages. Their bytes in sequence are the text.
+// Splits a text of whole messages. Their bytes, joined, are the text.
 std::vector<LogMessage> ParseMessages(std::string_view text);
 
 }  // namespace log_reader

@@ -2,25 +2,23 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/log_reader/log_message.h"
 
 namespace log_reader {
 
-// Reads a log as one text: the log file, then what the buffer beside it (`<log>.qel_mmap`: four
-// bytes of length, little-endian, then lines) holds after it. It may follow the log of a process
-// that runs, and reads that of one that has died. The writer's steps, of which any can be met:
-//   1. a line is copied after the text of the buffer, and then counted;
-//   2. one that finds no room: the buffer's text and the line are appended to the log,
-//   3. of a log that is too long, the newer half is copied and renamed over it,
-//   4. and the buffer is cleared.
-// Between 2 and 4 the same text is in both files, and in 2 a part of it. There is no lock to
-// ask, so what is in both is found by comparing: lines carry their time, and so differ.
+// Reads a log as one text: the log file, then what its buffer file (base/log/log_format.h) has in
+// addition. The writer's process may be running or dead. The reader can meet any of its steps:
+//   1. It copies a line to the end of the buffer's text, and then counts it.
+//   2. If a line has no room, it appends the buffer's text and the line to the log.
+//   3. If the log is too long, it copies the newer half and renames that over the log.
+//   4. It clears the buffer.
+// From 2 to 4 both files have the same text, and during 2 the log has a part of it. The files have
+// no lock, so the reader compares them: lines differ, since each has its time.
 //
 // Threads: one at a time.
-// Owner:   anyone. It opens the files for reading, for the length of a call, and maps nothing.
+// Owner:   anyone. Opens the files for reading during a call, and maps nothing.
 // Errors:  files that are missing or not readable count as empty.
 class LogReader {
  public:
@@ -28,10 +26,11 @@ class LogReader {
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  // What has come since the last call, and all that there is at the first. A log that was cut
-  // meanwhile gives nothing twice; one that was replaced gives all of it.
+  // Returns the text since the last call; the first call returns all of it. Returns nothing twice
+  // if the log was cut meanwhile, and all of a log that was replaced.
   std::string ReadNewText();
-  // The rest of a line that a cut has gone through is left out, if the log is being followed.
+  // Returns the same as messages. From the second call on, leaves out the rest of a line that was
+  // cut in two.
   std::vector<LogMessage> ReadNewMessages();
   // Skips what the log has now.
   void SkipToEnd() { ReadNewText(); }
@@ -40,22 +39,15 @@ class LogReader {
   struct Look;
 
   [[nodiscard]] Look LookAtFiles() const;
-  // The number of bytes of the look's text that have been given out before.
+  // Returns how many bytes of the look's text earlier calls have returned.
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;
 
   const std::string path_;
-  bool follows_ = false;  // not the first look
+  bool follows_ = false;  // after the first look
   uint64_t inode_ = 0;
-  uint64_t offset_ = 0;  // in the log file; all before it has been given out
-  std::string before_;   // the last of what stood before `offset_`
-  std::string given_;    // what has been returned of the bytes after it, buffer included
+  uint64_t offset_ = 0;  // in the log file; earlier calls have returned all before it
+  std::string before_;   // the last bytes before `offset_`
+  std::string given_;    // the bytes after it that earlier calls have returned, buffer included
 };
-
-// The first of a log's two files that is there but may not be opened; empty if there is none.
-std::string FindRefusedFile(const std::string& log_path);
-
-// The logs of a client's data folder, or of a folder nearer to one, in order of their names. Until
-// the first flush of a log there is a buffer alone; it counts.
-std::vector<std::string> FindLogs(const std::string& folder);
 
 }  // namespace log_reader

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <regex>
 
+#include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/interrupt.h"

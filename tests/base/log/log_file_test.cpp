@@ -7,7 +7,9 @@
 
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 
+#include "base/log/log_format.h"
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
@@ -17,7 +19,7 @@ namespace zo_base {
 namespace {
 
 constexpr uint32_t kBuffer = 64;
-constexpr uint32_t kRoom = kBuffer - MappedLogBuffer::kHeaderBytes;
+constexpr uint32_t kRoom = kBuffer - kLogBufferHeaderBytes;
 constexpr uint32_t kNoLimit = 1 << 20;
 
 std::string Framed(const std::string& text) {
@@ -34,10 +36,10 @@ std::string BufferBytes(int32_t header, const std::string& text, size_t size) {
 
 class LogFileTest : public testing::Test {
  protected:
-  std::string Log() const { return ReadWholeFile(path_, kNoLimit); }
+  std::string Log() const { return ReadFilePrefix(path_, kNoLimit); }
   // The begin of the file. Bytes after the text are never read.
   std::string Buffer(size_t text_bytes) const {
-    return ReadFilePrefix(buffer_path_, MappedLogBuffer::kHeaderBytes + text_bytes);
+    return ReadFilePrefix(buffer_path_, kLogBufferHeaderBytes + text_bytes);
   }
   void SetBuffer(const std::string& bytes) const {
     RemoveFile(path_);
@@ -154,7 +156,7 @@ TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
     }
     const std::string before = fired ? text : text.substr(kLimit / 2);
     EXPECT_EQ(Log(), before);
-    EXPECT_FALSE(FileExists(path_ + ".tmp"));
+    EXPECT_FALSE(std::filesystem::exists(path_ + ".tmp"));
     EXPECT_TRUE(log.WriteToFile("new"));
     EXPECT_EQ(Log(), (before + "new").substr(kLimit / 2));
   }
@@ -163,7 +165,7 @@ TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
 
 TEST_F(LogFileTest, AStartThatFailedCanBeTriedAgain) {
   LogFile log;
-  EXPECT_FALSE(log.Init(path_, 0, MappedLogBuffer::kHeaderBytes - 1));
+  EXPECT_FALSE(log.Init(path_, 0, kLogBufferHeaderBytes - 1));
   log.Write("lost");
   EXPECT_FALSE(log.Flush() || log.Close());
   EXPECT_TRUE(log.Init(path_, 0, kBuffer));

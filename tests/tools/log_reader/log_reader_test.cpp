@@ -10,8 +10,10 @@
 #include <fstream>
 #include <thread>
 
+#include "base/log/log_format.h"
 #include "base/log/tqlog.h"
 #include "lab/temp_folder.h"
+#include "tools/log_reader/find_logs.h"
 
 namespace log_reader {
 namespace {
@@ -19,8 +21,8 @@ namespace {
 using testing::ElementsAre;
 
 constexpr size_t kCapacity = 400;
-const std::string kBegin(kOldTextBegin);
-const std::string kEnd(kOldTextEnd);
+const std::string kBegin(zo_base::kOldTextBegin);
+const std::string kEnd(zo_base::kOldTextEnd);
 
 // A line as the log has it; the number is in its time too, so that lines differ from the first.
 std::string Line(int number) {
