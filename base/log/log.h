@@ -1,8 +1,8 @@
 // The log statement:
 //   ZO_LOG(LV_APP) << "[lbs] update, force: " << force;
-// It ends the line by itself. Any thread may log at any time, also with no environment: the line is
-// dropped then. Operands: std::string, const char*, bool, integers, floating types. The level is
-// one of the names of LogLevel. The operands of a dropped line are not evaluated.
+// Ends the line itself. Any thread may log at any time; without an environment the line is dropped.
+// Operands: std::string, const char*, bool, integers, floating types, Framed. The level is one of
+// the names of LogLevel. The operands of a dropped line are not evaluated.
 #pragma once
 
 #include "base/log/source_location.h"

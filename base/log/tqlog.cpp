@@ -23,7 +23,7 @@ void PutTwoDigits(char* out, int value) {
   out[1] = static_cast<char>('0' + value % 10);
 }
 
-// The calendar is asked once per second and thread: that takes a lock of the C library.
+// Asks the calendar only once per second and thread, since it takes a lock of the C library.
 struct SecondText {
   int64_t second;
   std::array<char, kSecondTextBytes> text;
@@ -60,8 +60,8 @@ char* PutTime(char* out) {
   return out + 2;
 }
 
-// Ids cost a system call each, so they are asked for once. A forked child's lines go on to show
-// those of its parent.
+// An id costs a system call, so each is read once. The lines of a forked child show its parent's
+// ids.
 uint32_t LoggingThreadId() {
   const ThreadInfo* const info = CurrentThreadInfo();
   if (info != nullptr && info->thread_id != 0) {
@@ -115,6 +115,15 @@ TQLogHelperBase::TQLogHelperBase(int level, const SourceLocation& location) : le
     AppendLocation(location);
     stream_.Append("\n");
   }
+}
+
+void TQLogHelperBase::AppendFramed(const Framed& framed) {
+  constexpr std::string_view kDashes = "\r\n-----------------------";
+  stream_.Append(kDashes);
+  stream_.Append("\r\n");
+  stream_.Append(framed.caption);
+  stream_.Append(framed.text);
+  stream_.Append(kDashes);
 }
 
 void TQLogHelperBase::AppendLocation(const SourceLocation& location) {

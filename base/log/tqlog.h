@@ -16,15 +16,15 @@
 
 namespace zo_base {
 
-// Where finished lines go.
+// Writes finished lines.
 // Threads: any.
-// Errors:  none are reported: logging can't report on itself.
+// Errors:  none are reported, since logging can't report on itself.
 class ITQlogWriter {
  public:
-  // Drops the text if its level is above the one set.
+  // Drops the text if its level is above the current one.
   virtual void Write(int level, const std::string& text) = 0;
   virtual ~ITQlogWriter() = default;
-  // Makes the log's folder and takes over what a former run left. 0 selects a default size.
+  // Creates the log's folder and takes over what an earlier run left. 0 selects a default size.
   virtual void SetLogFile(const std::string& path, uint32_t max_size, uint32_t buffer_size) = 0;
   virtual std::string GetLogFile() = 0;
   virtual void SetLevel(int level) = 0;
@@ -33,8 +33,8 @@ class ITQlogWriter {
   virtual void Close() = 0;
 };
 
-// The logger. `T` is a tag that gives a component a logger of its own.
-// Threads: any; path and level may be set while others log.
+// The logger. The tag `T` gives each component its own logger.
+// Threads: any; path and level may change while other threads log.
 // Owner:   the singleton below, or a test.
 template <typename T>
 class TQLogImplBase : public ITQlogWriter {
@@ -44,10 +44,15 @@ class TQLogImplBase : public ITQlogWriter {
   TQLogImplBase& operator=(const TQLogImplBase&) = delete;
 
   void Write(int level, const std::string& text) override {
-    if (level <= level_.load(std::memory_order_relaxed) &&
-        has_path_.load(std::memory_order_relaxed)) {
+    if (Takes(level)) {
       log_file_.Write(text);
     }
+  }
+
+  // Returns whether Write writes a text of this level.
+  [[nodiscard]] bool Takes(int level) const {
+    return level <= level_.load(std::memory_order_relaxed) &&
+           has_path_.load(std::memory_order_relaxed);
   }
 
   void SetLogFile(const std::string& path, uint32_t max_size, uint32_t buffer_size) override;
@@ -65,14 +70,14 @@ class TQLogImplBase : public ITQlogWriter {
  private:
   LogFile log_file_;
   Mutex mutex_;
-  std::string path_ ZO_GUARDED_BY(mutex_);  // the one given last
+  std::string path_ ZO_GUARDED_BY(mutex_);  // of the last SetLogFile
   std::atomic<bool> has_path_{false};       // path_ isn't empty
   std::atomic<int32_t> level_{LV_KER};
 };
 
-// The folder of a log path with its last separator; empty if the path names none.
+// Returns the folder of a log's path with its last separator; empty if the path has none.
 std::string LogFolder(const std::string& path);
-// LogFolder, made if it is absent.
+// Creates that folder if it is absent.
 void MakeLogFolder(const std::string& path);
 
 template <typename T>
@@ -87,7 +92,7 @@ void TQLogImplBase<T>::SetLogFile(const std::string& path, uint32_t max_size,
   try {
     log_file_.Init(path, max_size, buffer_size);
   } catch (const std::out_of_range&) {
-    // A buffer file too short for its header. It is deleted, so this try makes a new one.
+    // The buffer file was too short for its header and is deleted by now: this try makes a new one.
     log_file_.Init(path, max_size, buffer_size);
   }
 }
@@ -99,8 +104,8 @@ class TQLogImpl : public TQLogImplBase<T>, public Singleton<TQLogImpl<T>, T, 1> 
 // Returns false if the component has no logger now, or if its logger drops this level.
 template <typename T>
 bool IsLogged(int level) {
-  TQLogImpl<T>* const logger = TQLogImpl<T>::Current();
-  return logger != nullptr && level <= logger->GetLevel();
+  const TQLogImpl<T>* const logger = TQLogImpl<T>::Current();
+  return logger != nullptr && logger->Takes(level);
 }
 
 // Makes a log statement an expression of type void, so that ZO_LOG can leave it out.
@@ -110,8 +115,14 @@ struct DiscardLogHelper {
   void operator&(const Helper& /*helper*/) const {}
 };
 
+// A text between lines of dashes: a body in the log. Refers to its texts.
+struct Framed {
+  std::string_view text;
+  std::string_view caption{};  // before the text, with its line end
+};
+
 // One log statement: the constructor writes the line's prefix, operator<< the message, and the
-// destructor ends the line and hands it to the logger.
+// destructor ends the line and passes it to the logger.
 // Threads: one.
 // Owner:   a temporary of the statement.
 class TQLogHelperBase {
@@ -123,8 +134,9 @@ class TQLogHelperBase {
   TQLogHelperBase(int level, const SourceLocation& location);
   ~TQLogHelperBase() = default;
 
-  // "file:line", or nothing for a location that isn't one.
+  // Appends "file:line", or nothing without a function or a line.
   void AppendLocation(const SourceLocation& location);
+  void AppendFramed(const Framed& framed);
 
   LogStream stream_;
   const int32_t level_;
@@ -133,7 +145,7 @@ class TQLogHelperBase {
 template <typename T>
 class TQLogHelper : private TQLogHelperBase {
  public:
-  // Null selects the component's logger; without a logger the line is dropped.
+  // A null writer selects the component's logger; without a logger the line is dropped.
   TQLogHelper(int level, const SourceLocation& location, ITQlogWriter* writer = nullptr)
       : TQLogHelperBase(level, location), writer_(writer) {}
 
@@ -145,7 +157,7 @@ class TQLogHelper : private TQLogHelperBase {
         writer->Write(level_, stream_.text());
       }
     } catch (const std::exception&) {
-      // No memory for it: the line is lost, the statement's caller isn't.
+      // No memory: the line is lost, but the statement's caller continues.
       return;
     }
   }
@@ -160,6 +172,10 @@ class TQLogHelper : private TQLogHelperBase {
   }
   TQLogHelper& operator<<(bool value) {
     stream_.AppendBool(value);
+    return *this;
+  }
+  TQLogHelper& operator<<(const Framed& framed) {
+    AppendFramed(framed);
     return *this;
   }
   template <LogNumber N>

@@ -103,8 +103,7 @@ bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int
   }
   if (code == kStatusOk) {
     ZO_LOG(LV_APP) << "[lbs] Check response res = false for body error"
-                   << "\r\n-----------------------\r\nbody:\r\n"
-                   << body << "\r\n-----------------------";
+                   << zo_base::Framed{body, "body:\r\n"};
   } else {
     ZO_LOG(LV_APP) << "[lbs] Check response res = false";
   }
@@ -130,8 +129,7 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
   }
   // Apply the document.
   ZO_LOG(LV_APP) << "[lbs] Update LBS success = " << success;
-  ZO_LOG(LV_APP) << "[lbs] Update LBS \r\n-----------------------\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_APP) << "[lbs] Update LBS " << zo_base::Framed{body};
   if (success) {
     active_.Apply(body, std::to_string(static_cast<int32_t>(family)));
   }

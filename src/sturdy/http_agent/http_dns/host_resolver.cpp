@@ -53,9 +53,8 @@ bool JudgeHostResponse(int32_t code, const std::string& body, bool& need_statist
   if (IsGoodAnswer(Json::parse(body, error))) {
     return true;
   }
-  ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip response res = false for body error\r\n"
-                    "-----------------------\r\nbody:\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip response res = false for body error"
+                 << zo_base::Framed{body, "body:\r\n"};
   need_statistic = true;
   return false;
 }
@@ -207,9 +206,7 @@ void HostResolver::BuildHostQueryURLs(const std::vector<std::string>& hosts,
 
 void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
                                      const std::string& body, std::promise<bool>& promise) {
-  ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success = " << success
-                 << "\r\n-----------------------\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success = " << success << zo_base::Framed{body};
   try {
     if (success) {
       ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success";

@@ -218,9 +218,8 @@ bool ServiceDirectory::JudgeServiceResponse(int32_t index, int32_t code, const s
     ZO_LOG(LV_APP) << "[http dns] Check response res = true";
     return true;
   }
-  ZO_LOG(LV_APP) << "[http dns] Check response res = false for body error\r\n"
-                    "-----------------------\r\nbody:\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_APP) << "[http dns] Check response res = false for body error"
+                 << zo_base::Framed{body, "body:\r\n"};
   need_statistic = true;
   return false;
 }
@@ -235,8 +234,7 @@ bool ServiceDirectory::CheckServiceResponseBody(const Json& json) {
 // after a lifetime of 0, would find an update in flight and be the last one.
 void ServiceDirectory::CompleteServiceUpdate(bool success, const std::string& body) {
   ZO_LOG(LV_APP) << "[http dns] Service update complete success = " << success;
-  ZO_LOG(LV_PRO) << "[http dns] Service update complete \r\n-----------------------\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_PRO) << "[http dns] Service update complete " << zo_base::Framed{body};
   if (success) {
     update_fail_count_ = 0;
     const Json json = Parse(body);

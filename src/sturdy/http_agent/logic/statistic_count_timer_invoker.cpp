@@ -52,8 +52,7 @@ std::string ReportBody(const std::list<StatisticRecord>& batch) {
 // Never asks to record a report's own failure: reports would cause reports.
 bool CheckReport(int32_t code, const std::string& body, bool& need_statistic) {
   ZO_LOG(LV_APP) << "[statistic]Statistic check code:" << code;
-  ZO_LOG(LV_PRO) << "[statistic]Statistic check \r\n-----------------------\r\n"
-                 << body << "\r\n-----------------------";
+  ZO_LOG(LV_PRO) << "[statistic]Statistic check " << zo_base::Framed{body};
   need_statistic = false;
   return code == KRBASE::network::kStatusOk;
 }
