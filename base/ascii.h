@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <string_view>
 
-// Letter case of ASCII, in any locale.
+// ASCII characters, in any locale.
 namespace zo_base {
+
+constexpr bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 constexpr char LowerAscii(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

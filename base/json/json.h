@@ -13,28 +13,29 @@ class JsonReader;
 class JsonValue;
 struct SharedValues;
 
-// What Json::parse does about comments: a syntax error, or the same as a blank.
+// Says whether Json::parse takes a comment as a syntax error or as a blank.
 enum class JsonParse { kStandard = 0, kComments = 1 };
 
-// An immutable JSON value, handed around by pointer: a copy costs one atomic increment.
+// An immutable JSON value. A handle holds it by pointer: a copy costs one atomic increment.
 //
-// Numbers have three forms, and the form decides what the accessors give. Code that makes a value
-// chooses between int and long long; the parser makes a long long of a whole number of up to nine
+// Numbers have three forms, and the form decides what the accessors return. Code that makes a value
+// chooses between int and long long. The parser makes a long long of a whole number of up to nine
 // characters (the sign counts) and a double of every other number, and never an int. So a time in
-// milliseconds comes back as a double: read it with number_value(), which answers for all three.
+// milliseconds comes back as a double: read it with number_value(), which works for all three.
 //
 //                    made of int    made of long long     parsed to a double
 //   number_value()   the value      the value, converted  the value
 //   int_value()      the value      its low 32 bits       cut towards zero, held within an int
 //   int64_value()    0              the value             0
 //
-// Threads: any; a value never changes. To build a document, fill an array or an object and wrap it.
-//          Assigning to one and the same handle is the caller's to guard.
-// Owner:   the handles of a value share it. References that an accessor returns live as long as
-//          the value does; those of a failed lookup for ever.
-// Errors:  none are raised. An accessor of the wrong type gives its default: 0, false, the empty
-//          text, array or object, or null. A handle that was moved from may only be assigned to
-//          or destroyed.
+// Threads: any, since a value never changes. The caller guards assignments to one handle. To build
+// a
+//          document, fill an array or an object and wrap it.
+// Owner:   the handles of a value share it. A reference that an accessor returns lives as long as
+//          the value; that of a failed lookup lives for ever.
+// Errors:  none are thrown. An accessor of the wrong type returns its default: 0, false, the empty
+//          text, array or object, or null. A moved-from handle may only be assigned to or
+//          destroyed.
 class Json final {
  public:
   enum Type { NUL = 0, NUMBER = 1, BOOL = 2, STRING = 3, ARRAY = 4, OBJECT = 5 };
@@ -50,7 +51,7 @@ class Json final {
   Json(int value);
   Json(long long value);
   Json(long value) : Json(static_cast<long long>(value)) {}  // int64_t is a long here
-  Json(const char* value);                                   // null gives the empty text
+  Json(const char* value);                                   // null makes the empty text
   Json(const std::string& value);
   Json(std::string&& value);
   Json(const array& values);
@@ -62,15 +63,15 @@ class Json final {
   Json(const T* pointer) = delete;
   // NOLINTEND(google-explicit-constructor)
 
-  // Reads one value that fills all of `in`, but for blanks (and comments, if `strategy` says so).
-  // On failure the result is null and `err` tells the first fault found; otherwise `err` is left
-  // empty. The text "null" gives null too, so look at `err`. Of members with one name the first
-  // counts. Values may be nested 200 deep. No text is checked to be UTF-8.
+  // Reads one value that is all of `in` except for blanks (and comments, if `strategy` allows
+  // them). On failure returns null and sets `err` to the first fault; otherwise empties `err`. The
+  // text "null" returns null too, so test `err`. Of members with one name the first counts. Values
+  // may be nested 200 deep. Texts are not checked to be UTF-8.
   static Json parse(const std::string& in, std::string& err,
                     JsonParse strategy = JsonParse::kStandard);
 
-  // Appends the value's text to `out`: blanks after ':' and ',' only, members in the order of
-  // their keys. A number that JSON can't write (one too large to be finite) comes out as null.
+  // Appends the value's text to `out`, with blanks only after ':' and ',', and members in the order
+  // of their keys. Writes a number that isn't finite as null.
   void dump(std::string& out) const;
   [[nodiscard]] std::string dump() const;
 
@@ -82,12 +83,12 @@ class Json final {
   [[nodiscard]] const std::string& string_value() const;
   [[nodiscard]] const array& array_items() const;
   [[nodiscard]] const object& object_items() const;
-  // Null where there is no such member or element.
+  // Returns null if there is no such member or element.
   const Json& operator[](const std::string& key) const;
   const Json& operator[](size_t index) const;
 
-  // Values of two types compare by their types, in the order of the enumeration; numbers of all
-  // forms as doubles; arrays and objects element by element.
+  // Compares values of two types by their types, in the order of the enumeration, numbers of all
+  // forms as doubles, and arrays and objects element by element.
   bool operator==(const Json& other) const;
   bool operator<(const Json& other) const;
 

@@ -12,13 +12,13 @@
 namespace zo_base::json11 {
 namespace {
 
-// The UTF-8 of U+2028 and U+2029 is this lead, 0x80 and one of the two last bytes.
+// U+2028 and U+2029 in UTF-8: this lead, the middle byte and one of the two last bytes.
 constexpr char kSeparatorLead = '\xe2';
 constexpr char kSeparatorMiddle = '\x80';
 constexpr char kLineSeparatorEnd = '\xa8';
 constexpr char kParagraphSeparatorEnd = '\xa9';
 
-// Bytes that are copied without a second look.
+// Bytes that need no escape. The separators' lead needs a look at the bytes after it.
 constexpr std::array<bool, 256> kPlainBytes = [] {
   std::array<bool, 256> plain{};
   for (size_t byte = 0; byte < plain.size(); ++byte) {
@@ -51,12 +51,13 @@ void AppendEscapedControl(std::string& out, char byte) {
   }
 }
 
-// Returns the value of a number that is too large or too small for a double. from_chars reports
-// overflow and underflow alike; the power of ten of the first non-zero digit tells which it was.
+// Returns infinity or zero for a number that a double can't hold. from_chars reports overflow and
+// underflow alike; the power of ten of the first non-zero digit tells which it was.
 double OutOfRangeValue(const char* first, const char* last) {
   constexpr int64_t kFarExponent = int64_t{1} << 40;  // past any number of digits in memory
   const bool negative = *first == '-';
-  int64_t place = 0;  // the number is below 10 to this power, and at least a tenth of it
+  // Find the power of ten of the digits before the exponent: the number is below 10 to `place`.
+  int64_t place = 0;
   bool in_fraction = false;
   bool leading = true;
   const char* p = negative ? first + 1 : first;
@@ -72,6 +73,7 @@ double OutOfRangeValue(const char* first, const char* last) {
       place += in_fraction ? 0 : 1;
     }
   }
+  // Read the exponent.
   int64_t exponent = 0;
   bool exponent_negative = false;
   for (p = std::min(p + 1, last); p < last; ++p) {
@@ -97,6 +99,7 @@ void AppendQuoted(std::string& out, const std::string& text) {
       ++p;
       continue;
     }
+    // Append the plain bytes before this one, and then its escape.
     const char* const odd = p++;
     if (*odd == kSeparatorLead) {
       if (end - odd < 3 || odd[1] != kSeparatorMiddle ||

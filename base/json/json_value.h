@@ -9,11 +9,11 @@
 #include "base/json/json.h"
 #include "base/json/json_text.h"
 
-// The values that the handles of json.h refer to; for base/json alone.
+// The values that the handles of json.h point to. Only base/json uses them.
 namespace zo_base::json11 {
 
-// What a handle points to. A class overrides what its type can answer; the rest gives defaults.
-// Requires: `other` of equals and less is of the same type().
+// A value. Each class overrides the accessors of its type; the others return defaults.
+// Requires: `other` of equals and less has the same type().
 class JsonValue {
  public:
   [[nodiscard]] virtual Json::Type type() const = 0;
@@ -37,9 +37,9 @@ struct NullStruct {
   bool operator<(const NullStruct&) const { return false; }
 };
 
-// Order of two values. Of containers it is that of the first pair of elements that isn't equal:
-// two tests with `<` per pair, as the standard's comparison makes them, would double the work at
-// every level of nesting.
+// Returns whether `a` comes before `b`. Containers compare by the first pair of elements that isn't
+// equal. The standard's comparison tests each pair twice with `<`, which would double the work at
+// each level of nesting.
 template <typename T>
 bool Precedes(const T& a, const T& b) {
   return a < b;
@@ -132,7 +132,7 @@ class JsonDouble final : public Value<Json::NUMBER, double> {
  public:
   using Value::Value;
   [[nodiscard]] double number_value() const override { return value_; }
-  // A conversion of what an int can't hold would be undefined.
+  // Clamps, since converting what an int can't hold is undefined.
   [[nodiscard]] int int_value() const override {
     constexpr int kLeast = std::numeric_limits<int>::min();
     constexpr int kMost = std::numeric_limits<int>::max();
