@@ -1,5 +1,5 @@
-// The one name for the file system library: `zo_base::fs`, ghc::filesystem where it is
-// installed and the standard library's otherwise. Callers use the forms that take an error code.
+// Names the file system library: `zo_base::fs` is ghc::filesystem where that is installed,
+// otherwise the standard library's. Call the forms that take an error code.
 #pragma once
 
 #if __has_include(<ghc/filesystem.hpp>)

@@ -10,10 +10,11 @@ namespace {
 using json11::Json;
 
 constexpr size_t kFirstBuckets = 8;
-// No cache of ours comes near it; a file past it is damaged, and reading it would cost the host.
+// Larger files are damaged, since no cache of ours comes near this; reading one would cost the host
+// its memory.
 constexpr size_t kMaxFileBytes = zo_sturdy::kMaxCacheFileBytes;
 
-// A null Json for what isn't one.
+// Returns null for a text that is no JSON.
 Json ParseFile(const std::string& text) {
   if (text.size() > kMaxFileBytes) {
     return {};

@@ -11,14 +11,13 @@
 
 namespace zo_base {
 
-// A table of strings that mirrors itself in one flat JSON object in a file. Memory leads, the file
-// follows at each Save.
-// Threads: any. Two locks inside, never held together.
+// A table of strings with a copy in a file: one flat JSON object. Changes reach the file at the
+// next Save.
+// Threads: any. Never holds its two locks together.
 // Owner:   the service whose cache it is.
-// Errors:  none are reported. An absent or unreadable file leaves the items, a damaged one or one
-//          past 16 MiB empties them, and a failed Save leaves them right in memory.
-// Crash:   Save writes in place, since a cache is no more than a guess; a file cut short loads as
-//          empty.
+// Errors:  none are reported. An absent or unreadable file leaves the items, and a damaged one or
+//          one over 16 MiB empties them. A failed Save leaves them correct in memory.
+// Crash:   Save writes in place, since a cache may be lost; a file that was cut loads as empty.
 class KeyValueFile {
  public:
   using Value = std::tuple<SVT, ZOAny>;
@@ -33,13 +32,13 @@ class KeyValueFile {
   // Throws BadZOAnyCast if a value holds no std::string. Does nothing before the first Load.
   void Save();
 
-  // Empty if the key is absent or its value holds no string.
+  // Returns the value; empty if the key is absent or its value is no string.
   [[nodiscard]] std::string Get(const std::string& key) const;
   void Set(const std::string& key, const ZOAny& value, SVT tag);
-  // Drops all items and their table; the file follows at the next Save.
+  // Drops all items and their table. The file keeps them until the next Save.
   void Clear();
-  // In no particular order. `fn` runs with the items locked: it may neither read nor write this
-  // store, since a read inside a read waits for ever if a writer waits between the two.
+  // Calls `fn` for each item, in any order, with the items locked. `fn` must neither read nor write
+  // this object: a nested read waits for ever if a writer has come between the two.
   void ForEach(const std::function<void(const std::string&, const Value&)>& fn) const;
 
  private:

@@ -1,7 +1,7 @@
 #include "base/md5.h"
 
-// The one-shot call needs no set-up of the crypto library, so neither its configuration file nor
-// its handler at process exit comes into play, and a host in FIPS mode still gets its folder name.
+// The one-shot call doesn't initialize the crypto library: it reads no configuration file,
+// registers no exit handler, and works in a host in FIPS mode too.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/md5.h>
 

@@ -1,11 +1,11 @@
-// MD5 as text, for names of folders; it protects nothing.
+// MD5 for names of folders. It protects nothing.
 #pragma once
 
 #include <string>
 
 namespace zo_base {
 
-// 32 lower-case hexadecimal digits. Any thread.
+// Returns 32 lower-case hexadecimal digits. Any thread.
 std::string Md5Hex(const std::string& text);
 
 }  // namespace zo_base

@@ -15,10 +15,10 @@ namespace {
 
 constexpr mode_t kFileMode = 0600;
 constexpr mode_t kFolderMode = 0700;
-// Files are read in pieces of this size: few calls for a cache file, no great buffer for a log.
+// Files are read in pieces of this size: few calls for a cache file, a small buffer for a log.
 constexpr size_t kReadPieceBytes = 65536;
 
-// Repeats a call that a signal of the host has interrupted.
+// Repeats a call that a signal has interrupted.
 template <typename Call>
 auto Uninterrupted(Call call) {
   auto result = call();
@@ -44,18 +44,13 @@ int OpenFlags(File::Mode mode) {
 
 }  // namespace
 
-bool FileExists(const std::string& path) {
-  std::error_code error;
-  return fs::exists(fs::path(path), error);
-}
-
 bool FolderExists(const std::string& path) {
   std::error_code error;
   return fs::is_directory(fs::path(path), error);
 }
 
-// Folder by folder rather than by create_directories, which can't be told the mode: a folder would
-// be open to others until its mode is changed.
+// Creates folder by folder, since create_directories takes no mode: a folder would be open to
+// others until its mode is changed.
 bool CreateFolders(const std::string& path) {
   for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
     if (FileCallFails()) {
@@ -94,11 +89,6 @@ bool RenameFile(const std::string& from, const std::string& to) {
   }
   fs::rename(fs::path(from), fs::path(to), error);
   return !error;
-}
-
-std::string ReadWholeFile(const std::string& path, size_t limit_bytes) {
-  std::string text = ReadFilePrefix(path, limit_bytes + 1);
-  return text.size() > limit_bytes ? std::string() : text;
 }
 
 std::string ReadFilePrefix(const std::string& path, size_t limit_bytes) {

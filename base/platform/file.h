@@ -1,7 +1,7 @@
-// Every file call of the library. Paths are UTF-8.
-// Threads: any; a File belongs to one thread at a time.
-// Errors:  reported by the result, never by an exception.
-// Access:  files are made 0600, folders 0700, descriptors close-on-exec.
+// All file calls of the library. Paths are UTF-8.
+// Threads: any; one thread at a time uses a File.
+// Errors:  by result, never by an exception.
+// Access:  new files have the mode 0600, new folders 0700, and descriptors are close-on-exec.
 #pragma once
 
 #include <cstddef>
@@ -12,32 +12,29 @@
 
 namespace zo_base {
 
-[[nodiscard]] bool FileExists(const std::string& path);
 [[nodiscard]] bool FolderExists(const std::string& path);
-// Makes the folder with all its parents; true if it is there afterwards.
+// Creates the folder with all its parents. Returns true if it exists afterwards.
 bool CreateFolders(const std::string& path);
-// Empty if there is no such file.
+// Returns the size in bytes; empty if there is no such file.
 [[nodiscard]] std::optional<uint64_t> FileSize(const std::string& path);
 bool RemoveFile(const std::string& path);
-// Replaces `to` if it exists; at no instant is there no `to`.
+// Replaces `to` if it exists. `to` exists at every moment.
 bool RenameFile(const std::string& from, const std::string& to);
 
-// The whole text; empty if the file is absent, unreadable or longer than the limit.
-[[nodiscard]] std::string ReadWholeFile(const std::string& path, size_t limit_bytes);
-// The first bytes of the file, at most the limit; empty if it is absent or unreadable.
+// Returns at most `limit_bytes` from the file's begin; empty if it is absent or unreadable.
 [[nodiscard]] std::string ReadFilePrefix(const std::string& path, size_t limit_bytes);
-// Writes in place: a failure in between leaves the file cut short.
+// Writes in place: after a failure a part of the text is missing.
 bool WriteWholeFile(const std::string& path, std::string_view text);
 bool AppendToFile(const std::string& path, std::string_view text);
 
-// An open file, for what the functions above don't cover.
+// An open file, for the cases that the functions above don't cover.
 class File {
  public:
   enum class Mode {
     kRead,       // the file must exist
-    kWriteNew,   // made, or emptied
-    kAppend,     // made if absent
-    kReadWrite,  // made if absent, kept otherwise
+    kWriteNew,   // creates or empties the file
+    kAppend,     // creates the file if absent
+    kReadWrite,  // creates the file if absent
   };
 
   File() = default;
@@ -49,11 +46,11 @@ class File {
   [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
   [[nodiscard]] std::optional<uint64_t> Size() const;
   bool SeekTo(uint64_t offset_bytes);
-  // The number of bytes read, 0 at the end of the file; empty on failure.
+  // Returns the number of bytes read, 0 at the end of the file; empty on failure.
   [[nodiscard]] std::optional<size_t> Read(char* out, size_t limit_bytes);
-  // True once all of it is written; a failure can leave a part of it in the file.
+  // Returns true if it has written all of it; a failure can leave a part in the file.
   bool Write(std::string_view text);
-  // Extends the file to at least this size and gives all of that its blocks on the disk.
+  // Extends the file to at least this size and reserves its blocks on the disk.
   bool ReserveBlocks(uint64_t size_bytes);
   [[nodiscard]] int descriptor() const { return descriptor_; }
 

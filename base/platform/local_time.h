@@ -5,9 +5,8 @@
 
 namespace zo_base {
 
-// Broken-down local time of seconds since the epoch; all zero where the calendar ends. The time
-// zone is the one that the process had at its first look.
-// Threads: any.
+// Returns the broken-down local time of seconds since the epoch; all zero beyond the calendar's
+// end. Keeps the time zone that the process had at the first call. Threads: any.
 std::tm LocalTime(int64_t seconds);
 
 }  // namespace zo_base

@@ -22,7 +22,7 @@ bool MappedFile::Map(const std::string& path, uint32_t size_bytes) {
   }
   if (view == MAP_FAILED) {
     if (was_empty_) {
-      RemoveFile(path);  // on a full disk the blocks it got would be missed elsewhere
+      RemoveFile(path);  // frees the blocks that it got on a full disk
     }
     return false;
   }

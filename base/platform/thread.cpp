@@ -17,10 +17,10 @@ thread_local bool is_library_thread = false;
 std::atomic<int> live_threads{0};
 std::atomic<int> starts_to_failure{0};
 
-// Linux keeps 16 bytes with the closing zero.
+// Linux keeps 16 bytes with the final zero.
 constexpr size_t kThreadNameLimit = 15;
 
-// Counts a thread from before its making, so that no instant is left in which it runs uncounted.
+// Counts a thread before it exists, so that it never runs uncounted.
 class LiveCount {
  public:
   LiveCount() { ++live_threads; }
@@ -32,14 +32,14 @@ class LiveCount {
   LiveCount(const LiveCount&) = delete;
   LiveCount& operator=(const LiveCount&) = delete;
 
-  void HandToThread() { counts_ = false; }
+  void LeaveToThread() { counts_ = false; }
 
  private:
   bool counts_ = true;
 };
 
-// A new thread inherits its maker's mask, so the mask is set around the making: the new thread
-// is at no time open to a signal that it shouldn't take.
+// Blocks signals while a thread is created. The thread inherits the mask, so it never accepts a
+// signal that it shouldn't.
 class ScopedSignalBlock {
  public:
   ScopedSignalBlock() {
@@ -76,11 +76,11 @@ std::thread StartThread(std::function<void()> body) {
   std::thread thread([body = std::move(body)]() mutable {
     is_library_thread = true;
     body();
-    // What the body holds goes while the thread still counts as alive.
+    // Destroy what the body holds while the thread still counts as alive.
     body = nullptr;
     --live_threads;
   });
-  count.HandToThread();
+  count.LeaveToThread();
   return thread;
 }
 

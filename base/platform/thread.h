@@ -7,22 +7,22 @@
 
 namespace zo_base {
 
-// The system's threads. Every thread of the library is made here.
+// The system's threads. StartThread makes all threads of the library.
 
-// Starts a thread that blocks all signals but the synchronous ones, so that the host's handlers
-// run on the host's own threads while its crash reporter still sees a crash of ours.
-// Errors: the standard system error if no thread can be started; nothing is left over.
+// Starts a thread that blocks all signals except the synchronous ones: the host's handlers run on
+// the host's own threads, but its crash reporter still sees a crash of ours.
+// Throws std::system_error if there is no thread, and leaves nothing behind then.
 std::thread StartThread(std::function<void()> body);
 
-// The name that debuggers show, cut at the system's limit.
+// Sets the name that debuggers show, cut at the system's limit.
 void SetCurrentThreadName(const std::string& name);
 
 uint32_t CurrentThreadId();
 uint32_t CurrentProcessId();
 
-// The calling thread was made by StartThread.
+// Returns whether StartThread has made the calling thread.
 bool IsLibraryThread();
-// Threads made by StartThread whose body hasn't returned yet.
+// Returns the number of StartThread's threads whose body hasn't returned yet.
 int LiveLibraryThreads();
 
 }  // namespace zo_base

@@ -2,8 +2,8 @@
 
 namespace zo_base {
 
-// The n-th start of a thread from now on fails once, as on a system that is out of threads.
-// 0 takes the order back.
+// Makes the n-th start of a thread from now on fail once, as on a system without free threads.
+// 0 cancels that.
 void FailThreadStartForTest(int n);
 
 }  // namespace zo_base

@@ -73,7 +73,7 @@ class LeftFiles {
 
  private:
   [[nodiscard]] std::string Read(const std::string& name) const {
-    return zo_base::ReadWholeFile(folder_ + name, size_t{16} << 20);
+    return zo_base::ReadFilePrefix(folder_ + name, size_t{16} << 20);
   }
   static bool IsJson(const std::string& text) {
     std::string error;

@@ -38,7 +38,7 @@ class DnsTest : public ConfiguredTest {
     zo_base::WriteWholeFile(File(name), text);
   }
   std::string ReadCache(const std::string& name) const {
-    return zo_base::ReadWholeFile(File(name), size_t{1} << 24);
+    return zo_base::ReadFilePrefix(File(name), size_t{1} << 24);
   }
   // Lists "host:port", or "!host:port" for http.
   std::vector<std::string> Table(int family = net::kIPFamilyAny) {

@@ -38,7 +38,7 @@ class LBSServiceTest : public LbsTest {
     return service->ParseLBSResponse(document.Text(), "0");
   }
   Messages Lines() const { return log.Tagged({"[lbs]", "[count timer invoker]"}); }
-  std::string CacheText() const { return zo_base::ReadWholeFile(cache, 1 << 20); }
+  std::string CacheText() const { return zo_base::ReadFilePrefix(cache, 1 << 20); }
 
   const std::string cache = folder.path() + "/lbs/lbs.data";
   std::shared_ptr<ZOSturdyLBSServiceImpl> service = MakeService();
