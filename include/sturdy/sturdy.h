@@ -47,8 +47,8 @@
 
 namespace net {
 
-// A family of addresses, stored in 32 bits. The library accepts every value; the comment of an
-// operation says what a value does that isn't named here.
+// A family of addresses, stored in 32 bits. The library accepts every value. A comment says what a
+// value without a name does where that matters.
 enum AddressFamily : int32_t {
   kIPFamilyAny = 0,  // unspecified, or both
   kIPFamilyV4 = 1,
@@ -97,14 +97,16 @@ struct _ZOSturdyEnvironmentSettings {
   int32_t tp;                  // sent to the LBS servers as "tp"
   // Folder (UTF-8) under which all files live: cache and log, in "sturdy_comp/<32 digits>/". It is
   // created if it is missing. The files contain the token; only the user that runs the process may
-  // read them. A relative path is taken from the working directory at the start.
+  // read them. A relative path is taken from the working directory at the start. If the folder
+  // can't be written, the library works without a cache and a log.
   char data_path[1024];
 };
 
 // The settings of the LBS service. An empty default link selects the built-in one. An empty list
-// is filled with the defaults of the wanted family.
+// is filled with the defaults of the wanted family. A URL of 512 bytes, so without a NUL, counts as
+// empty.
 struct _ZOSturdyLBSSettings {
-  bool enable;                        // false: everything but address_family is ignored
+  bool enable;                        // false: the built-in values apply, the record's don't
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
   char lbs_backup_urls[5][512];       // further LBS URLs; they replace all built-in ones
   char default_link_v4[128];          // "host:port" of the default IPv4 link server
@@ -151,14 +153,16 @@ class IZOSturdyLBSService {
   // reads the cache of the last run or builds a document from the defaults, so GetLinkAddress has
   // an answer at once. Then, if a token is set, it fetches a new document in the background.
   // Returns false if the environment has been exited.
-  // `settings.address_family`: a value above 2 is sent to the servers, but the service uses IPv4.
+  // `settings.address_family`: a value above 2 counts as IPv4.
   // Throws std::exception if there is no memory or no thread left. The service isn't started then,
   // and another Start tries again.
   // Blocks: while it reads and writes one cache file and starts a thread.
   virtual bool Start(const _ZOSturdyLBSSettings& settings) = 0;
 
-  // Fetches a new document from URLs of this family. Does nothing while a fetch is under way. The
-  // update callback reports the outcome.
+  // Fetches a new document in the background; the update callback reports the outcome. Does nothing
+  // while a fetch is under way. `family`: URLs whose host is an address of another family are left
+  // out; kIPFamilyAny leaves out none, a value without a name all of them. If no URL is left, the
+  // fetch stays under way until the token or the network changes.
   virtual void Update(net::AddressFamily family) = 0;
 
   // Sets the function to call after each fetch; null for none. `code` is 200 if `lbs_response` is
@@ -171,23 +175,25 @@ class IZOSturdyLBSService {
   // ReleaseLBSService or ExitSturdyEnvironment has returned.
   virtual void SetUpdateCallback(void (*callback)(int code, const char* lbs_response)) = 0;
 
-  // Writes the active document. `out`: kLBSResponseBufferSize bytes, zeroed.
+  // Writes the active document, which is JSON text. `out`: kLBSResponseBufferSize bytes, zeroed.
   // Blocks: with `no_wait` false, until the fetch under way ends or the service stops. With dead
-  // servers a fetch takes some time for each URL. With `no_wait` true it doesn't block.
+  // servers a fetch takes some seconds for each URL. With `no_wait` true it doesn't block.
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
   // Writes the next address to connect to: the servers of the document in turn, then a default,
-  // then the first server again. The third default causes a fetch. `*family`: in, the family
-  // wanted; out, the family of the address, kIPFamilyAny for a host name. `host`:
-  // kLinkHostBufferSize bytes, zeroed; an IPv6 address is in brackets. `*port`: in host order.
+  // then the first server again. Every third default causes a fetch, unless one is under way.
+  // `host`: kLinkHostBufferSize bytes, zeroed; a host name, or an address, IPv6 in brackets.
+  // `*port`: in host byte order; 0 if the list gives none.
+  // `*family`: in, the wanted family: servers that are addresses of another family are skipped,
+  // none with kIPFamilyAny. Out, the family of the address, kIPFamilyAny for a host name.
   // Returns true, except before Start or with a null pointer. The host is empty if neither the list
-  // nor the defaults have an address.
+  // nor the defaults have an address for the family.
   virtual bool GetLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
 
-  // Write the download addresses, the address list, the name and the description of the document.
-  // Write nothing if the document lacks the value. The lists are JSON text. `out`:
-  // kVltDLBufferSize, kVltDLListBufferSize, kVltListBufferSize, kNameBufferSize or
-  // kDescBufferSize bytes, zeroed.
+  // Write values of the document: the download address "vltdl", the lists "vltdls" and "vlt" as
+  // JSON text, "name" and "desc". A value that the document lacks is that of an earlier document;
+  // if none had it, nothing is written. `out`: kVltDLBufferSize, kVltDLListBufferSize,
+  // kVltListBufferSize, kNameBufferSize or kDescBufferSize bytes, zeroed.
   virtual void GetVltDL(char* out) = 0;
   virtual void GetVltDLList(char* out) = 0;
   virtual void GetVltList(char* out) = 0;
@@ -220,7 +226,8 @@ class IZOSturdyLBSService {
 class IZOSturdyObject {
  public:
   // Reports the family of the client's network. With a token set, the service fetches a new
-  // document; if the family has changed, also while a fetch is under way.
+  // document; if the family has changed, also while a fetch is under way. Before the service's
+  // Start it has no effect.
   virtual void NotifyNetworkChanged(net::AddressFamily family) = 0;
 
   // Returns the LBS service. The first call creates it, not started; later calls return the same.
