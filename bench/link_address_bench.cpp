@@ -61,7 +61,7 @@ class OpenLog {
       zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
 };
 
-// A service with a list of this length, which its first fetch brought. Further ones stay open.
+// A service whose first fetch brings a list of this length. Later fetches get no answer.
 class ServiceWithHosts {
  public:
   explicit ServiceWithHosts(int64_t host_count) {
@@ -148,8 +148,8 @@ BENCHMARK(GetLinkAddress)->Name("link/ours")->Arg(3)->Arg(100)->Arg(10000)->UseR
 BENCHMARK(GetLinkAddressUnlogged)->Name("link/unlogged")->Arg(3)->Arg(10000)->UseRealTime();
 BENCHMARK(LogLinesOfACall)->Name("link/log_lines")->Arg(3)->Arg(100)->Arg(10000)->UseRealTime();
 
-// The time of one call while this many threads ask for less than half a second. "least" is the
-// share of the thread that was served least, 1 being as many calls as the others.
+// Measures one call while this many threads ask for 400 ms. "least" is the share of the thread with
+// the fewest calls; 1 is an even share.
 void AskAtOnce(benchmark::State& state) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kLength(400);

@@ -14,7 +14,7 @@ ActiveDocument::ActiveDocument(const LBSSettings& settings)
 
 void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
   response_.SetEnvironmentConfig(config);
-  Choose();
+  LoadOrReset();
   if (!ApplyStored()) {
     // The defaults were lost on their way through the file, for example on a full disk.
     response_.ResetToDefault(settings_, false);
@@ -22,7 +22,7 @@ void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
   }
 }
 
-void ActiveDocument::Choose() {
+void ActiveDocument::LoadOrReset() {
   if (!response_.LoadCache()) {
     response_.ResetToDefault(settings_, true);
   } else if (!response_.CheckCache(settings_)) {
@@ -60,8 +60,9 @@ bool ActiveDocument::Apply(const std::string& rsp, const std::string& family_tex
 
 void ActiveDocument::Save(const LBSDocument& document, const std::string& rsp,
                           const std::string& family_text, const std::string& default_link) {
+  // The keys that every document sets.
   response_.SetCore(rsp, settings_.lbs_url, family_text);
-  // A value that the document lacks stays as it was.
+  // The others: a value that the document lacks stays as it was.
   if (!document.lbs.empty()) {
     response_.SetRuntimeLBS(document.lbs);
   }
@@ -84,7 +85,7 @@ void ActiveDocument::Save(const LBSDocument& document, const std::string& rsp,
   if (!document.desc.empty()) {
     response_.SetDesc(document.desc);
   }
-  // The stored text is the source of the record.
+  // The record of the message statistics, read back from its stored text.
   if (document.msg_stat_enable) {
     MsgStatInfo info;
     info.enable = *document.msg_stat_enable;

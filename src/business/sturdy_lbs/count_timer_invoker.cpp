@@ -7,9 +7,9 @@ namespace zo_sturdy {
 CountTimerInvoker::CountTimerInvoker(int32_t count_to_run, int32_t time_to_run_ms)
     : count_threshold(count_to_run), time_threshold(time_to_run_ms) {}
 
-void CountTimerInvoker::Invoke(const std::function<void()>& asked_task, bool immediately) {
+void CountTimerInvoker::Invoke(const std::function<void()>& new_task, bool immediately) {
   if (!immediately) {
-    if (!CountAsk(asked_task)) {
+    if (!CountCall(new_task)) {
       return;
     }
     ZO_LOG(LV_APP) << "[count timer invoker][times] Invoke task";
@@ -22,11 +22,11 @@ void CountTimerInvoker::Invoke(const std::function<void()>& asked_task, bool imm
     count = 0;
   }
   ZO_LOG(LV_APP) << "[count timer invoker] Invoke immediately";
-  asked_task();
+  new_task();
 }
 
-bool CountTimerInvoker::CountAsk(const std::function<void()>& asked_task) {
-  std::function<void()> latest = asked_task;
+bool CountTimerInvoker::CountCall(const std::function<void()>& new_task) {
+  std::function<void()> latest = new_task;
   bool first = false;
   bool reached = false;
   {

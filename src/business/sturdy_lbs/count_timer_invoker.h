@@ -24,11 +24,11 @@ class CountTimerInvoker {
   CountTimerInvoker(const CountTimerInvoker&) = delete;
   CountTimerInvoker& operator=(const CountTimerInvoker&) = delete;
 
-  void Invoke(const std::function<void()>& asked_task, bool immediately);
+  void Invoke(const std::function<void()>& new_task, bool immediately);
 
  private:
   // Counts the call and starts the timer at the first one. True if the count is reached.
-  bool CountAsk(const std::function<void()>& asked_task);
+  bool CountCall(const std::function<void()>& new_task);
   void TimedOut();
 
   const int32_t count_threshold;

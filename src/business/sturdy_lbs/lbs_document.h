@@ -18,6 +18,7 @@ inline constexpr size_t kMaxLbsUrlBytes = 2048;
 
 // The values of an LBS document, from its member "common". Every member is optional. One of a wrong
 // type counts as missing. A missing text is empty.
+// A plain value; the functions below keep no state, so any thread may call them.
 struct LBSDocument {
   std::optional<std::vector<std::string>> link;  // usable addresses; set only for an array
   bool has_link_default = false;

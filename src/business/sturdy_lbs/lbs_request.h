@@ -8,7 +8,8 @@
 
 namespace zo_sturdy {
 
-// The values that a fetch sends to an LBS server in its query.
+// The values that a fetch sends to an LBS server in its query. A plain value; the functions below
+// keep no state, so any thread may call them.
 struct LBSQuery {
   std::string token;  // left out if empty
   int32_t sv = 0;

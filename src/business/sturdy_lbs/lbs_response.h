@@ -51,7 +51,8 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   // the new data to it.
   void ResetToDefault(const LBSSettings& settings, bool save);
 
-  // Sets the three keys of every good document, in the order of the format.
+  // One setter for each key; they don't save. SetCore sets the three keys of every good document,
+  // in the order of the format.
   void SetCore(const std::string& response, const std::string& root, const std::string& family);
   void SetRuntimeLBS(const std::string& url) { Set(lbs_key::kRuntimeAddress, url); }
   void SetBackupLBS(const std::vector<std::string>& urls);

@@ -8,7 +8,7 @@
 namespace zo_sturdy {
 
 // Says whether and where the client reports the messages that it receives. The service only passes
-// the values on.
+// the values on. A plain value; the functions below keep no state, so any thread may call them.
 struct MsgStatInfo {
   bool enable = false;
   std::string host = kDefaultStatisticsHost;
