@@ -21,7 +21,9 @@ size_t ParsePrefix(const std::string& line, LogMessage& message) {
   message.level = level.data();
   message.time = line.substr(0, kTimeBytes);
   const auto length = static_cast<size_t>(bytes);
-  return bytes > 0 && length < line.size() && line[length] == ' ' ? length + 1 : 0;
+  // sscanf also reads "3-14", the date of a line whose first byte a cut has removed.
+  const bool is_whole = bytes > 0 && line[2] == '-';
+  return is_whole && length < line.size() && line[length] == ' ' ? length + 1 : 0;
 }
 
 bool HasLocationLine(const std::string& level) {

@@ -207,8 +207,10 @@ TEST_F(LogReaderTest, GivesNothingTwiceOrTornBesideABusyWriter) {
 
 TEST(LogMessageTest, TakesMessagesApart) {
   const std::string text =
-      "of a cut line\n03-14 15:09:26.535 4321-8765 [LV_ERR] a.cpp:12\nsevere\n" + kBegin +
-      "torn\n" + kEnd + "03-14 15:09:26.536 4321-8765 [LV_APP] [lbs][a b]more\r\nlines\r\n";
+      "3-14 15:09:26.534 4-8 [LV_APP] cut\n03-14 15:09:26.535 4321-8765 [LV_ERR] "
+      "a.cpp:12\nsevere\n" +
+      kBegin + "torn\n" + kEnd +
+      "03-14 15:09:26.536 4321-8765 [LV_APP] [lbs][a b]more\r\nlines\r\n";
   std::vector<std::string> texts;
   std::string bytes;
   for (const LogMessage& one : ParseMessages(text)) {
@@ -216,9 +218,9 @@ TEST(LogMessageTest, TakesMessagesApart) {
     bytes += one.bytes;
   }
   EXPECT_EQ(bytes, text);
-  EXPECT_THAT(texts, ElementsAre("cut:of a cut line", "LV_ERR:severe", ":load from mmap file begin",
-                                 "cut:torn", ":load from mmap file end",
-                                 "LV_APP:[lbs][a b]more\r\nlines\r"));
+  EXPECT_THAT(texts, ElementsAre("cut:3-14 15:09:26.534 4-8 [LV_APP] cut", "LV_ERR:severe",
+                                 ":load from mmap file begin", "cut:torn",
+                                 ":load from mmap file end", "LV_APP:[lbs][a b]more\r\nlines\r"));
   EXPECT_EQ(ParseMessages(text)[1].location, "a.cpp:12");
   LogMessage last = ParseMessages(text).back();
   EXPECT_EQ(last.time, "03-14 15:09:26.536");
