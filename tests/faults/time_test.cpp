@@ -75,7 +75,8 @@ TEST_P(ClockFault, MovesNoTimerAndEndsALease) {
   // A silent URL has its two seconds, no more.
   service_->Update(net::kIPFamilyAny);
   ASSERT_TRUE(WaitUntil([&] { return lab_.RequestsOf("lbs").size() == 4; }));
-  EXPECT_EQ(AdvanceToUpdate().first, 200);
+  AdvanceAgent(2000);
+  EXPECT_EQ(AwaitUpdate().first, 200);
   for (int i = 0; i < 2; ++i) {
     EXPECT_THAT(Query("a.test"), HasSubstr(kAddress));
     EXPECT_THAT(lab_.RequestsFor(lab::kHostQueryPath), SizeIs(2)) << "asked once more, and kept";

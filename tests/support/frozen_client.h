@@ -1,9 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <future>
 
+#include "base/thread/base_thread.h"
 #include "base/thread/clock.h"
 #include "base/thread/clock_for_test.h"
+#include "base/thread/thread_info.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
@@ -12,8 +15,23 @@
 // time limit would block for ever.
 class FrozenClient : public ClientTest {
  protected:
-  ~FrozenClient() override { Exit(); }
+  FrozenClient() { zo_base::BaseThread::SetStepHookForTest(&watch_); }
+  ~FrozenClient() override {
+    Exit();
+    zo_base::BaseThread::SetStepHookForTest(nullptr);
+  }
 
+  // Advances the clock once the agent's thread has nothing left to do, so that its timers are
+  // armed, and lets it run what is due then.
+  void AdvanceAgent(int64_t ms) {
+    ASSERT_TRUE(WaitUntil([this] { return AgentWaits(agent_steps_); }));
+    const int before = agent_steps_;
+    clock_.Advance(ms);
+    ASSERT_TRUE(WaitUntil([&] {
+      const int now = agent_steps_;
+      return now > before && AgentWaits(now);
+    }));
+  }
   // Advances the clock until `done` holds; `done` takes a little true time.
   template <class Done>
   void AdvanceUntil(const Done& done) {
@@ -28,13 +46,6 @@ class FrozenClient : public ClientTest {
     AdvanceUntil([&] { return result.wait_for(kGlance) == std::future_status::ready; });
     return result.get();
   }
-  // Returns the next update, advancing the clock until it comes. The next fetch can begin then.
-  Update AdvanceToUpdate() {
-    std::optional<Update> update;
-    AdvanceUntil([&] { return (update = TryUpdate(kGlance)).has_value(); });
-    Await([this] { AwaitFetchEnd(*service_); });
-    return *update;
-  }
   void Exit() {
     Await([] { zo_sturdy::ExitSturdyEnvironment(1); });
   }
@@ -43,4 +54,18 @@ class FrozenClient : public ClientTest {
 
   zo_base::ScopedTestClock clock_;
   const LogLines log_{folder_.path()};
+
+ private:
+  static bool AgentWaits(int steps) { return steps % 2 == 1; }
+
+  // Counts the begins and ends of the agent's waits.
+  std::atomic<int> agent_steps_{0};
+  const zo_base::BaseThread::StepHook watch_ = [this](zo_base::BaseThread&,
+                                                      zo_base::LoopStep step) {
+    const zo_base::ThreadInfo* const thread = zo_base::CurrentThreadInfo();
+    if ((step == zo_base::LoopStep::kWaitComputed || step == zo_base::LoopStep::kWaited) &&
+        thread != nullptr && thread->name == "http_agent_work") {
+      ++agent_steps_;
+    }
+  };
 };
