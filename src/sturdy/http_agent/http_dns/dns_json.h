@@ -5,10 +5,15 @@
 #include <vector>
 
 #include "base/json/json.h"
+#include "base/thread/clock.h"
+#include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
 
-// The keys that the service's answers and the cache files share.
+// How HTTP DNS reads JSON: the service's answers and its two cache files. Nothing here fails: a
+// value of another type reads as an empty one.
+
+// The keys that answers and files share.
 namespace dns_key {
 inline constexpr char kHost[] = "host";
 inline constexpr char kIPv4[] = "ipv4";
@@ -16,8 +21,20 @@ inline constexpr char kIPv6[] = "ipv6";
 inline constexpr char kTtl[] = "ttl";
 }  // namespace dns_key
 
-// The lifetime of an answer that doesn't state one.
-inline constexpr int32_t kUnstatedTtlMs = 3600000;
+// Returns null for a text that isn't JSON.
+inline zo_base::json11::Json ParseJson(const std::string& text) {
+  std::string error;
+  return zo_base::json11::Json::parse(text, error);
+}
+
+// Returns the lifetime that an answer states in seconds; an hour if it states none.
+template <class Whole>
+Whole TtlMs(const zo_base::json11::Json& answer) {
+  constexpr Whole kUnstatedMs = 3600000;
+  return answer.object_items().count(dns_key::kTtl) == 0
+             ? kUnstatedMs
+             : SaturatingWhole<Whole>(answer[dns_key::kTtl].number_value() * zo_base::kMsPerSecond);
+}
 
 // Returns the strings of a JSON array. Skips elements of other types.
 inline std::vector<std::string> TextsOf(const zo_base::json11::Json& array) {

@@ -49,8 +49,7 @@ bool JudgeHostResponse(int32_t code, const std::string& body, bool& need_statist
     need_statistic = true;
     return false;
   }
-  std::string error;
-  if (IsGoodAnswer(Json::parse(body, error))) {
+  if (IsGoodAnswer(ParseJson(body))) {
     return true;
   }
   ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip response res = false for body error"
@@ -94,6 +93,7 @@ bool HostResolver::DoQuery(net::AddressFamily ip_family, const std::vector<std::
                            HostIPMap& results, bool is_retry) {
   LogQuery(ip_family, hosts);
   results.clear();
+  // Refuse a query of M, which would wait for itself, and any query after the end.
   const zo_base::ThreadInfo* caller = zo_base::CurrentThreadInfo();
   if (caller != nullptr && caller->task_loop == manager_.GetTaskLoop()) {
     ZO_LOG(LV_APP) << "[http dns] DoQuery on the manager's own thread,return";
@@ -199,9 +199,7 @@ void HostResolver::BuildHostQueryURLs(const std::vector<std::string>& hosts,
   if (!hosts.empty()) {
     path.append("=").append(Joined(hosts, ','));
   }
-  for (const ServiceAddress& address : addresses) {
-    urls.push_back({ServiceUrl(address, path), endpoints_.GetServiceDomain()});
-  }
+  AppendServiceUrls(addresses, endpoints_.GetServiceDomain(), path, urls);
 }
 
 void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
@@ -223,8 +221,7 @@ void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
 }
 
 bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::string& body) {
-  std::string error;
-  const Json json = Json::parse(body, error);
+  const Json json = ParseJson(body);
   if (!IsGoodAnswer(json) || json.object_items().count("data") == 0) {
     return false;
   }
@@ -236,11 +233,7 @@ bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::
     for (std::string& address : ipv6) {
       address = net::InBrackets(address);
     }
-    int32_t ttl_ms = kUnstatedTtlMs;
-    if (value.object_items().count(kTtl) != 0) {
-      ttl_ms = SaturatingWhole<int32_t>(value[kTtl].number_value() * zo_base::kMsPerSecond);
-    }
-    host_cache_.UpdateHost(host, now, ttl_ms, ipv4, ipv6, false);
+    host_cache_.UpdateHost(host, now, TtlMs<int32_t>(value), ipv4, ipv6, false);
     result = !ipv4.empty() || !ipv6.empty();
   }
   SaveHostCache();
@@ -249,8 +242,7 @@ bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::
 
 // --- The cache's file ---
 
-bool HostResolver::LoadHostCache() {
-  const std::string folder = manager_.CacheFolder();
+bool HostResolver::LoadHostCache(const std::string& folder) {
   if (folder.empty()) {
     return true;
   }
@@ -263,8 +255,7 @@ bool HostResolver::LoadHostCache() {
 }
 
 void HostResolver::LoadHostItem(const std::string& host, const std::string& text) {
-  std::string error;
-  const Json item = Json::parse(text, error);
+  const Json item = ParseJson(text);
   const int64_t now = zo_base::Clock::WallMs();
   int64_t expired_ms = now;
   if (item.object_items().count(kCacheExpiredTime) != 0) {

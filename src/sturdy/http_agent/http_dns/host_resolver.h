@@ -18,9 +18,9 @@ namespace zo_sturdy {
 class HttpDNSManager;
 class ServiceAddressTable;
 
-// Resolves host names: from the cache where it can, by one request that the caller waits for where
-// it must, and by one in the background for entries that are about to expire. The cache has a file,
-// http_dns_cache.data, which is read once and follows from then on.
+// Answers host queries. It serves a host from the cache, refreshes an entry that is about to expire
+// in the background, and sends a request that the caller waits for if a host isn't in the cache.
+// The cache has a file, http_dns_cache.data, which is read once and written after each answer.
 //
 // Threads: any thread may query, except M, the manager's thread, which would wait for itself. M
 //          sends the requests; the thread that delivers an answer applies it.
@@ -34,8 +34,9 @@ class HostResolver {
   HostResolver(const HostResolver&) = delete;
   HostResolver& operator=(const HostResolver&) = delete;
 
-  // Gives each entry of the file a new and short lease. Returns true.
-  bool LoadHostCache();
+  // Reads the file and gives each of its entries a new and short lease. Without a folder there is
+  // no file. Returns true.
+  bool LoadHostCache(const std::string& folder);
   void SaveHostCache();
 
   // Replaces `results`; returns whether any host has an address. Blocks for one request, up to 21 s

@@ -13,8 +13,8 @@
 namespace zo_sturdy {
 
 // Resolves host names by asking an HTTP service, whose endpoints are data themselves. It is the
-// thread "http dns manager" (M) and owns what works on it: the directory of the service's endpoints
-// and the resolver of host names.
+// thread "http dns manager" (M) and owns the two parts that work on it: the directory of the
+// service's endpoints and the resolver of host names. Each part has its own data and locks.
 //
 // Threads: the owner's thread calls Init and Stop. Any thread but M may query; M would wait for
 //          itself. Each part says which thread runs what.
@@ -35,11 +35,8 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
   // BaseThread: also ends the queries.
   void RequestStop() override;
 
-  // Returns the folder of both files, created if missing; empty without a configuration.
-  std::string CacheFolder();
-
-  // --- ServiceDirectory ---
-  void LoadServerCache() { directory_.LoadServerCache(); }
+  // Fixed operations, forwarded to the directory of endpoints; see ServiceDirectory.
+  void LoadServerCache() { directory_.LoadServerCache(CacheFolder()); }
   void ResetServerCache(bool save) { directory_.ResetServerCache(save); }
   bool InitInterfaceAddress() { return directory_.InitInterfaceAddress(); }
   bool DoReload(net::AddressFamily ip_family) { return directory_.DoReload(ip_family); }
@@ -50,8 +47,8 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
     return directory_.UpdateServerCache(json);
   }
 
-  // --- HostResolver ---
-  bool LoadHostCache() { return resolver_.LoadHostCache(); }
+  // Fixed operations, forwarded to the resolver of host names; see HostResolver.
+  bool LoadHostCache() { return resolver_.LoadHostCache(CacheFolder()); }
   void SaveHostCache() { resolver_.SaveHostCache(); }
   bool Query(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
              HostIPMap& results) {
@@ -73,12 +70,17 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
   bool ApplyHostResponse(const std::string& headers, const std::string& body) {
     return resolver_.ApplyHostResponse(headers, body);
   }
+
+  // Wakes the queries that wait and refuses new ones: all of them return false.
   void EndQueries() { resolver_.EndQueries(); }
 
   ServiceAddressTable& TableForTest() { return directory_.table(); }
   HostCache& HostsForTest() { return resolver_.cache(); }
 
  private:
+  // Returns the folder of both files, created if missing; empty without a configuration.
+  std::string CacheFolder();
+
   ServiceDirectory directory_{*this};
   HostResolver resolver_{*this, directory_.table()};
 };

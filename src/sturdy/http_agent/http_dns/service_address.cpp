@@ -29,9 +29,12 @@ std::string EndpointText(const ServiceAddress& address) {
   return address.host + ":" + std::to_string(port);
 }
 
-std::string ServiceUrl(const ServiceAddress& address, const std::string& path) {
-  std::string url = address.https != 0 ? "https://" : "http://";
-  return url.append(EndpointText(address)).append(path);
+void AppendServiceUrls(const std::vector<ServiceAddress>& endpoints, const std::string& domain,
+                       const std::string& path, std::vector<URLItem>& urls) {
+  for (const ServiceAddress& endpoint : endpoints) {
+    std::string url = endpoint.https != 0 ? "https://" : "http://";
+    urls.push_back({url.append(EndpointText(endpoint)).append(path), domain});
+  }
 }
 
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/json/json.h"
+#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 namespace zo_sturdy {
 
@@ -33,8 +34,10 @@ std::string UsableName(const std::string& text);
 // none; a name gets no port.
 std::string EndpointText(const ServiceAddress& address);
 
-// Returns the URL of a path, with its query if it has one, at an endpoint.
-std::string ServiceUrl(const ServiceAddress& address, const std::string& path);
+// Appends the URL of a path, with its query if it has one, at each endpoint. All of them present
+// the service's domain, so that an endpoint that is an address knows which service is meant.
+void AppendServiceUrls(const std::vector<ServiceAddress>& endpoints, const std::string& domain,
+                       const std::string& path, std::vector<URLItem>& urls);
 
 // Returns an endpoint for each element of a JSON array, of whatever type, up to kMaxEndpoints.
 // Skips a host longer than kMaxHostBytes. A missing key leaves the field as `missing` has it.

@@ -50,11 +50,6 @@ std::string DefaultEndpoints(const char* const (&hosts)[kCount]) {
   return endpoints.empty() ? "" : Json(endpoints).dump();
 }
 
-Json Parse(const std::string& text) {
-  std::string error;
-  return Json::parse(text, error);
-}
-
 // A timer waits for 24 days at most. A negative delay has passed already.
 uint32_t TimerDelayMs(int64_t delay_ms) {
   return static_cast<uint32_t>(
@@ -80,8 +75,7 @@ void ServiceDirectory::BuildRequestHeaders() {
 
 // --- The table and its file ---
 
-void ServiceDirectory::LoadServerCache() {
-  const std::string folder = manager_.CacheFolder();
+void ServiceDirectory::LoadServerCache(const std::string& folder) {
   if (folder.empty()) {
     ResetServerCache(false);
     return;
@@ -116,8 +110,9 @@ void ServiceDirectory::SetServerValue(const char* key, const std::string& value)
 bool ServiceDirectory::InitInterfaceAddress() {
   const ServiceAddress missing{1, 0, ""};
   service_table_.ReplaceServiceAddresses(
-      server_cache_file_.Get(kHost), ReadEndpoints(Parse(server_cache_file_.Get(kIPv4)), missing),
-      ReadEndpoints(Parse(server_cache_file_.Get(kIPv6)), missing));
+      server_cache_file_.Get(kHost),
+      ReadEndpoints(ParseJson(server_cache_file_.Get(kIPv4)), missing),
+      ReadEndpoints(ParseJson(server_cache_file_.Get(kIPv6)), missing));
   // Post on the thread object, whose queue keeps the task until the thread runs.
   zo_base::PostTo(manager_, manager_.ToWeakClosure([this] { BeginUpdateCycle(); }));
   return true;
@@ -126,10 +121,7 @@ bool ServiceDirectory::InitInterfaceAddress() {
 bool ServiceDirectory::UpdateServerCache(const Json& json) {
   // Read the answer.
   const std::string domain = json[kHost].string_value();
-  int64_t ttl_ms = kUnstatedTtlMs;
-  if (json.object_items().count(kTtl) != 0) {
-    ttl_ms = SaturatingWhole<int64_t>(json[kTtl].number_value() * zo_base::kMsPerSecond);
-  }
+  const auto ttl_ms = TtlMs<int64_t>(json);
   const ServiceAddress missing{0, 0, ""};
   const std::vector<ServiceAddress> ipv4 = ReadEndpoints(json[kIPv4], missing);
   std::vector<ServiceAddress> ipv6 = ReadEndpoints(json[kIPv6], missing);
@@ -183,10 +175,8 @@ bool ServiceDirectory::DoReload(net::AddressFamily ip_family) {
   request.use_http_dns = false;
   request.heads = request_headers_;
   request.ip_family = ip_family;
-  const std::string domain = service_table_.GetServiceDomain();
-  for (const ServiceAddress& address : service_table_.GetServiceAddresses(ip_family)) {
-    request.urls.push_back({ServiceUrl(address, "/httpdns/v2/s"), domain});
-  }
+  AppendServiceUrls(service_table_.GetServiceAddresses(ip_family),
+                    service_table_.GetServiceDomain(), "/httpdns/v2/s", request.urls);
   // Bind the answer, and send.
   request.check =
       zo_base::ForAnyThread(manager_, loop,
@@ -214,7 +204,7 @@ bool ServiceDirectory::JudgeServiceResponse(int32_t index, int32_t code, const s
     need_statistic = true;
     return false;
   }
-  if (CheckServiceResponseBody(Parse(body))) {
+  if (CheckServiceResponseBody(ParseJson(body))) {
     ZO_LOG(LV_APP) << "[http dns] Check response res = true";
     return true;
   }
@@ -237,7 +227,7 @@ void ServiceDirectory::CompleteServiceUpdate(bool success, const std::string& bo
   ZO_LOG(LV_PRO) << "[http dns] Service update complete " << zo_base::Framed{body};
   if (success) {
     update_fail_count_ = 0;
-    const Json json = Parse(body);
+    const Json json = ParseJson(body);
     updatting_interface_ = false;
     zo_base::PostTo(manager_, manager_.ToWeakClosure([this, json] { ApplyServiceResponse(json); }));
     return;

@@ -20,9 +20,10 @@ class HttpDNSManager;
 // The endpoints of the HTTP DNS service: the table in memory, its file http_server_cache.data, and
 // the update cycle that keeps both current.
 //
-//   waiting (timer_ armed) --fires--> updating (updatting_interface_) --good--> applying -->
-//   waiting
-//                                         '--failed--> waiting, 1 to 5 minutes
+//   waiting    timer_ is armed; when it fires: updating
+//   updating   updatting_interface_ is set; a good answer: applying; a failure: waiting, for one to
+//              five minutes
+//   applying   a task of M; when it has run: waiting, for the answer's lifetime
 //
 // Threads: M is the manager's thread. Loading comes before M runs. M sends an update and applies
 //          its answer; "http_agent_work", or another thread that delivers the answer, judges and
@@ -38,7 +39,8 @@ class ServiceDirectory {
 
   // Requires: the configuration is set, and M doesn't run yet.
   void BuildRequestHeaders();
-  void LoadServerCache();
+  // Reads the file, or falls back on the built-in endpoints. Without a folder there is no file.
+  void LoadServerCache(const std::string& folder);
   // Puts the built-in endpoints into the file's store, and with `save` into the file.
   void ResetServerCache(bool save);
   // Fills the table from the store and posts the start of the update cycle to M. Returns true.
