@@ -44,10 +44,12 @@ static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
 // The addresses of host names, in memory. Nothing removes an entry.
 //
 // An entry with a lifetime of T is fresh for three quarters of T, and isn't served after nine
-// tenths. Neither is an entry from the future, after the clock was set back. Threads: any; the
-// mutex is held for a single operation. Owner:   HostResolver. Errors:  none. Skips an address that
-// is empty, longer than kMaxIPTextBytes or not of visible ASCII,
-//          the rest of a list that reaches kMaxAddressListBytes, a new host beyond
+// tenths. An entry from the future, after the clock was set back, isn't served either.
+//
+// Threads: any; the mutex is held for a single operation.
+// Owner:   HostResolver.
+// Errors:  none are reported. Skips an address that is empty, longer than kMaxIPTextBytes or not of
+//          visible ASCII, the rest of a list that reaches kMaxAddressListBytes, a new host beyond
 //          kMaxNewHostsBytes, and what a known host would add beyond kMaxCacheBytes.
 class HostCache {
  public:

@@ -16,9 +16,8 @@ namespace zo_sturdy {
 class HttpDNSManager;
 
 // The interface of HTTP DNS to the rest of the system: creates the manager and forwards to it.
-// Threads: the owner's thread calls Start and Stop. Any thread but "http dns manager" may call
-// Query
-//          and EndQueries.
+// Threads: the owner's thread calls Start and Stop. Any thread may call Query and EndQueries, but
+//          "http dns manager" would wait for itself in Query.
 // Owner:   HttpAgent, by a shared pointer.
 // Errors:  Start throws what a failed thread start throws; stop the service then. A query before
 //          Start or after Stop returns false.

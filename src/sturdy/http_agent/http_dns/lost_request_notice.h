@@ -5,10 +5,11 @@
 
 namespace zo_sturdy {
 
-// Part of a request's callback. Calls `on_lost` when the last copy of the callback goes without
-// having run: the request is lost then, and nothing else would report it.
-// Threads: the one that drops the last copy calls `on_lost`.
+// Part of a request's callback. Calls `on_lost` when the last copy of the callback is destroyed and
+// none has run: the request is lost then, and nothing else would report it.
+// Threads: the one that destroys the last copy calls `on_lost`.
 // Owner:   the copies of the callback, by a shared pointer.
+// Errors:  drops an exception of `on_lost`.
 class LostRequestNotice {
  public:
   explicit LostRequestNotice(std::function<void()> on_lost) : on_lost_(std::move(on_lost)) {}

@@ -182,6 +182,7 @@ void HttpAgent::CompleteRequest(MultipleURLHttpRequestHelper* helper, bool succe
   }
   const char* const kFailed = "[multiple]Request return false, use http dns if fail:";
   ZO_LOG(LV_APP) << kFailed << request.use_http_dns;
+  // Readers of the log know a request without a second pass by the repeated line.
   if (!request.use_http_dns) {
     ZO_LOG(LV_APP) << kFailed << request.use_http_dns;
   }

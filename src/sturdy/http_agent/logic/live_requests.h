@@ -9,8 +9,8 @@ namespace zo_sturdy {
 
 class MultipleURLHttpRequestHelper;
 
-// The requests that are alive. Each owns itself until it has ended; this keeps those reachable that
-// nobody will end, and frees them when the library is unloaded.
+// Lists the live requests. A request owns itself until it has ended. A request whose agent went
+// away first never ends: it stays listed here, and is freed when the library is unloaded.
 // Threads: any.
 // Owner:   the process.
 // Errors:  none.

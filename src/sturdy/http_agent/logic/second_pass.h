@@ -8,10 +8,13 @@
 #include "src/sturdy/http_agent/http_dns/http_dns_service.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
+// What follows a request that has failed on all its URLs: the same request, sent to the addresses
+// that HTTP DNS has for the hosts of those URLs.
+// Threads: any; these functions share nothing.
 namespace zo_sturdy {
 
 // The named hosts of a request's URLs, in order of first occurrence, and the URLs of each. A URL
-// with an address in the host's place takes no part in a second pass.
+// whose host is an address is left out: it has no second pass.
 struct NamedHosts {
   std::vector<std::string> hosts;
   std::map<std::string, std::vector<std::string>> urls;

@@ -138,13 +138,13 @@ void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failure
 
 void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
   const auto settings = ReadSettings();
-  // Read it before the clock: a report that completes meanwhile, without `lock`, may set it later
-  // than `now_ms`.
+  // Compute how long ago the last good report was. Read its time before the clock: a report that
+  // completes meanwhile, without `lock`, may set it later than `now_ms`.
   const uint64_t last_ms = last_report_time;
   const int64_t now_ms = zo_base::Clock::WallMs();
-  // If the clock was set back, the delay counts as over.
   const bool is_set_back = now_ms < static_cast<int64_t>(last_ms);
   const uint64_t passed_ms = static_cast<uint64_t>(now_ms) - last_ms;
+  // If that is too recent, wait. If the clock was set back, the delay counts as over.
   if (!is_set_back && settings->min_delay > 0 &&
       passed_ms < static_cast<uint64_t>(settings->min_delay)) {
     const int64_t rest_ms = settings->min_delay - static_cast<int64_t>(passed_ms);

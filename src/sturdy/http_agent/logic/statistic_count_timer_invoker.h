@@ -20,11 +20,9 @@ namespace zo_sturdy {
 //   Collecting  count above 0, timer armed for the setting `time`
 //   Delayed     count 0, timer armed for the rest of the setting `min_delay`
 //
-// Threads: Invoke needs a thread with a task loop; any thread may call PostInvoke. A report is
-// sent,
-//          with `lock` held, on the thread that completed the batch, and completes there through
-//          the loop. On a thread without a loop it could complete, with its host query, while it is
-//          still being sent.
+// Threads: Invoke needs a thread with a task loop; any thread may call PostInvoke. The thread that
+//          completes a batch sends the report, with `lock` held, and its loop runs the completion.
+//          Without a loop the report could complete, with its host query, while it is being sent.
 // Locks:   `lock` before a loop's `delayed_mutex`; the timer therefore posts its work. The timer is
 //          used with `lock` held only.
 // Owner:   the agent, by a shared pointer. It stops the thread before it releases it.
@@ -37,7 +35,7 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   StatisticCountTimerInvoker(const StatisticCountTimerInvoker&) = delete;
   StatisticCountTimerInvoker& operator=(const StatisticCountTimerInvoker&) = delete;
 
-  // Takes the failures of one request. Those of a failed report go to the front.
+  // Adds the failures of one request. `at_front` puts those of a failed report before all others.
   void Invoke(const std::list<StatisticRecord>& failures, bool at_front);
   // Does the same on the thread "statistic".
   void PostInvoke(const std::list<StatisticRecord>& failures);
