@@ -59,7 +59,7 @@ struct Outcome {
   bool success = false;
   std::string headers, body;
 
-  [[nodiscard]] auto Told() const { return std::make_tuple(calls.load(), success, body); }
+  [[nodiscard]] auto Result() const { return std::make_tuple(calls.load(), success, body); }
 };
 
 // An agent over that transport, and a thread that starts requests.

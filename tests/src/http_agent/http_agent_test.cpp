@@ -11,7 +11,7 @@ TEST_F(AgentTest, EveryRequestIsReleased) {
   Outcome outcome;
   StartRequest(Request({}, outcome));
   StartRequest(MultipleURLHttpRequest());  // without URLs and callback
-  EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, ""));
+  EXPECT_EQ(outcome.Result(), std::make_tuple(1, false, ""));
   EXPECT_EQ(log.With("[multiple] Request url list empty").size(), 2U);
   EXPECT_EQ(Live(), 0U);
   MultipleURLHttpRequest request = Request(Urls(1), outcome);
@@ -62,7 +62,7 @@ TEST_F(AgentTest, AnswersWithoutALoopWaitForTheSender) {
     });
     agent_->InvokeMultipleURLHttpRequest(Request(urls, outcome));
     answers.join();
-    EXPECT_EQ(outcome.Told(), std::make_tuple(1, true, ""));
+    EXPECT_EQ(outcome.Result(), std::make_tuple(1, true, ""));
   }
   std::string order;  // of the sendings and the answers
   for (const std::string& line : log.Tagged({"[multiple]Start timer", "[multiple][rsp]Index:"})) {

@@ -51,7 +51,7 @@ TEST_F(AgentTest, FailOverFollowsTheSteps) {
       }
       Settle(step == "t" ? 2000 : 0);
     }
-    EXPECT_EQ(outcome.Told(), std::make_tuple(1, c.success, c.body));
+    EXPECT_EQ(outcome.Result(), std::make_tuple(1, c.success, c.body));
     EXPECT_EQ(outcome.headers, "A:1\r\nB:2");
     EXPECT_EQ(log.Tagged({"[multiple]"}), RequestLines(request, c.log));
     EXPECT_EQ(Live(), 0U);
@@ -59,7 +59,7 @@ TEST_F(AgentTest, FailOverFollowsTheSteps) {
 }
 
 // Nothing else wakes the loop here, so an answer that the time-out hides would be lost.
-TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
+TEST_F(AgentTest, AnswerThatMeetsTheTimeOutIsNotLost) {
   constexpr int kRounds = 1000;
   std::barrier together(2);
   std::thread time([&] {
@@ -84,7 +84,7 @@ TEST_F(AgentTest, AnswerAndTimeOutFallTogether) {
   time.join();
 }
 
-TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
+TEST_F(AgentTest, NothingIsSentAfterTheLoopHasEnded) {
   config->statistic_settings.Set({true, "http://10.0.0.9", 1, 60000, 0});
   const std::vector<std::string> urls = {"http://10.0.0.1/", Url(1), Url(2), Url(3)};
   Outcome outcome;
@@ -104,13 +104,13 @@ TEST_F(AgentTest, NothingIsSentOnceTheLoopHasEnded) {
     EXPECT_EQ(outcome.calls, 0);
     transport_->Answer(Url(i), 500, std::to_string(i));
   }
-  EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, "1"));
+  EXPECT_EQ(outcome.Result(), std::make_tuple(1, false, "1"));
   EXPECT_EQ(transport_->sent, 3) << "no further URL, host query or report";
   EXPECT_TRUE(log.With("need statics").empty());
   EXPECT_EQ(Live(), 0U);
 }
 
-TEST_F(AgentTest, LoopEndsWithThreeAnswersInFlight) {
+TEST_F(AgentTest, AtMostOneAnswerCountsWhenTheLoopEnds) {
   constexpr int kRounds = 100;
   size_t told = 0;
   for (int round = 0; round < kRounds; ++round) {

@@ -16,7 +16,8 @@ using zo_sturdy::MultipleURLHttpRequest;
 
 class SecondPassTest : public AgentTest {
  protected:
-  static MultipleURLHttpRequest Asking(const std::vector<std::string>& urls, Outcome& outcome) {
+  static MultipleURLHttpRequest WithSecondPass(const std::vector<std::string>& urls,
+                                               Outcome& outcome) {
     MultipleURLHttpRequest request = Request(urls, outcome);
     request.use_http_dns = true;
     return request;
@@ -29,7 +30,7 @@ class SecondPassTest : public AgentTest {
   MultipleURLHttpRequest Reported(const std::string& endpoint, const std::vector<std::string>& urls,
                                   Outcome& outcome) {
     config->statistic_settings.Set({true, endpoint, 1, 60000, 10000});
-    MultipleURLHttpRequest request = Asking(urls, outcome);
+    MultipleURLHttpRequest request = WithSecondPass(urls, outcome);
     request.check = [](int32_t, int32_t code, const auto&, const auto&, bool& need_statistic) {
       need_statistic = code != 403;
       return code == 200;
@@ -56,8 +57,8 @@ class SecondPassTest : public AgentTest {
 
 TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   Outcome outcome;
-  MultipleURLHttpRequest request =
-      Asking({"http://b.test/x", "https://a.test:8/b?h=a.test", "http://127.0.0.1:9/"}, outcome);
+  MultipleURLHttpRequest request = WithSecondPass(
+      {"http://b.test/x", "https://a.test:8/b?h=a.test", "http://127.0.0.1:9/"}, outcome);
   request.time_out = 6000;
   request.multiple_time_out = 1500;
   request.type = 1;
@@ -83,7 +84,7 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
     transport_->Answer(url, 500, "second " + url);
   }
   Settle();
-  EXPECT_EQ(outcome.Told(), std::make_tuple(1, false, "second http://10.0.0.3/x"));
+  EXPECT_EQ(outcome.Result(), std::make_tuple(1, false, "second http://10.0.0.3/x"));
   EXPECT_EQ(transport_->sent, 8);
   const auto in_vain = [](int i, const std::string& is_last) {
     const std::string n = std::to_string(i);
@@ -111,7 +112,7 @@ TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
   const std::string data = R"("a.test":{"ip":["10.0.0.1"],"ipv6":["::1","::2"]})";
   for (const std::string host : {"a.test", "b.test"}) {
     Outcome outcome;
-    MultipleURLHttpRequest request = Asking({"http://" + host}, outcome);
+    MultipleURLHttpRequest request = WithSecondPass({"http://" + host}, outcome);
     request.ip_family = net::kIPFamilyV6;
     StartRequest(request);
     transport_->Answer("http://" + host, 500, "first");
@@ -121,8 +122,8 @@ TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
       transport_->Answer("http://[::2]", 200, "second");
     }
     Settle();
-    EXPECT_EQ(outcome.Told(), host == "a.test" ? std::make_tuple(1, true, "second")
-                                               : std::make_tuple(1, false, "first"));
+    EXPECT_EQ(outcome.Result(), host == "a.test" ? std::make_tuple(1, true, "second")
+                                                 : std::make_tuple(1, false, "first"));
   }
   EXPECT_EQ(log.With("[multiple]User http dns,query host fail").size(), 1U);
   EXPECT_TRUE(log.WaitForCount("[multiple]Request return,release request object", 5))

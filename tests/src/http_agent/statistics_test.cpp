@@ -176,7 +176,7 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
 // so does the empty one after a delay. Each failure goes out once, and no time-out outlives the
 // batch by count. The request that comes then has so many failures that the time-out finds the lock
 // taken.
-TEST_F(StatisticsTest, ATimeOutMeetsFailures) {
+TEST_F(StatisticsTest, AFailureThatMeetsTheTimeOutIsReportedOnce) {
   constexpr int kRounds = 200;
   const std::string last =
       Run("=1,1000,0 f2-1000").substr(std::string("f2-1000 =1,1000,0 ").size());

@@ -41,7 +41,7 @@ class HostQueryTest : public DnsTest {
   HostIPMap results_{{"old", {"content"}}};
 };
 
-TEST_F(HostQueryTest, OneQueryServesAsksInTheBackgroundAndWaits) {
+TEST_F(HostQueryTest, OneQueryServesRefreshesAndWaits) {
   Know("f", 100000);
   Know("s", 100000, true);
   Know("t", 100000, true);

@@ -143,7 +143,7 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   EXPECT_THAT(Table(2), ElementsAre(":443", "![fe::1]:8443", "[fe::2]:0"));
 }
 
-TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysAndCountsAsItIs) {
+TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysOfWhateverType) {
   for (const auto& [text, good] : {std::pair(R"({"host": 1, "ipv6": 1, "ttl": 1})", true),
                                    {R"({"host": 1, "ipv4": 1, "ttl": null})", true},
                                    {R"({"ipv4": 1, "ttl": 1})", false},
