@@ -100,10 +100,8 @@ TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {
     std::string member;
     int ttl, refresh_ms, expires_ms;
   } cases[] = {{expires(600000), 300000, 225000, 270000},
-               {expires(300001), 300000, 225000, 270000},
                {expires(3000), 3000, 2250, 2700},
                {expires(2999), 3000, 0, 2700},
-               {expires(-999999), 3000, 0, 2700},
                {R"(\"unstated\": 1)", 3000, 0, 2700},
                {R"(\"cache_expired_time\": -1e300)", 3000, 0, 2700},
                {R"(\"cache_expired_time\": 1e999)", 300000, 225000, 270000}};
