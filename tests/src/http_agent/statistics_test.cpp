@@ -172,10 +172,10 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
   }
 }
 
-// A batch by time meets a failure that is the first of the next batch or the last of its own, and
-// so does the empty one after a delay. Each failure goes out once, and no time-out outlives the
-// batch by count. The request that comes then has so many failures that the time-out finds the lock
-// taken.
+// The time-out falls together with a failure: the one that completes the batch, the first one of
+// the next batch, or the first one after a delay. Each failure is reported once, and no time-out
+// outlives a batch that goes out by count. The request has so many failures that the time-out finds
+// the lock taken.
 TEST_F(StatisticsTest, AFailureThatMeetsTheTimeOutIsReportedOnce) {
   constexpr int kRounds = 200;
   const std::string last =
