@@ -11,6 +11,8 @@
 #include "lab/scenario_node.h"
 #include "lab/service_table.h"
 
+// Parses the JSON form of a scenario (docs/lab-scenario.md). Each function reads one kind of object
+// and throws ScenarioError if that has an unknown key or a value of the wrong kind.
 namespace lab {
 namespace {
 
@@ -49,20 +51,20 @@ std::vector<std::string> ReadTexts(const Node& node) {
   return texts;
 }
 
-ServiceTable::Entries ReadEndpoints(const Node& node) {
-  ServiceTable::Entries entries;
+ServiceTable::Texts ReadEndpoints(const Node& node) {
+  ServiceTable::Texts endpoints;
   for (const Node& item : node.Items()) {
     if (item.IsText()) {
-      entries.emplace_back(item.Text());
+      endpoints.push_back("${endpoint:" + item.Text() + "}");
       continue;
     }
     item.ExpectKeys({"host", "port", "https"}, "an endpoint");
     DnsEndpoint endpoint{item.At("host").Text()};
     item.Read("port", endpoint.port);
     item.Read("https", endpoint.https);
-    entries.emplace_back(endpoint);
+    endpoints.push_back(EndpointText(endpoint));
   }
-  return entries;
+  return endpoints;
 }
 
 std::string ReadServiceTable(const Node& node) {
@@ -228,6 +230,7 @@ Server ReadServer(const Node& node) {
   node.ExpectKeys(
       {"name", "scheme", "address", "port", "port_of", "certificate", "listening", "routes"},
       "a server");
+  // Where it listens.
   Server server = HttpServer(node.At("name").Text());
   node.Read("scheme", server.https, {{"http", false}, {"https", true}});
   node.Read("address", server.address);
@@ -236,6 +239,7 @@ Server ReadServer(const Node& node) {
   if (node.Has("port_of") && server.port_of.empty()) {
     node.At("port_of").Fail("must not be empty.");
   }
+  // What it does below HTTP.
   node.Read("listening", server.listening,
             {{"serve", Listening::kServe},
              {"refuse", Listening::kRefuse},
@@ -251,6 +255,7 @@ Server ReadServer(const Node& node) {
             {{"self_signed", Certificate::kSelfSigned},
              {"wrong_name", Certificate::kWrongName},
              {"expired", Certificate::kExpired}});
+  // What it answers.
   if (node.Has("routes")) {
     for (const Node& item : node.At("routes").Items()) {
       server.routes.push_back(ReadRoute(item));

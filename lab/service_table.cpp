@@ -7,30 +7,30 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string List(const ServiceTable::Entries& entries) {
+std::string List(const ServiceTable::Texts& items) {
   std::string text;
-  for (const ServiceTable::Entry& entry : entries) {
-    text.append(text.empty() ? "" : ",").append(entry.text);
+  for (const std::string& item : items) {
+    text.append(text.empty() ? "" : ",").append(item);
   }
   return "[" + text + "]";
 }
 
 }  // namespace
 
-ServiceTable::Entry::Entry(const DnsEndpoint& endpoint)
-    : text(Json{{"host", endpoint.host}, {"port", endpoint.port}, {"https", endpoint.https}}
-               .dump()) {}
+std::string EndpointText(const DnsEndpoint& endpoint) {
+  return Json{{"host", endpoint.host}, {"port", endpoint.port}, {"https", endpoint.https}}.dump();
+}
 
 ServiceTable& ServiceTable::Domain(const std::string& name) {
   return Set("host", Json(name).dump());
 }
 
-ServiceTable& ServiceTable::V4(const Entries& entries) {
-  return Set("ipv4", List(entries));
+ServiceTable& ServiceTable::V4(const Texts& endpoints) {
+  return Set("ipv4", List(endpoints));
 }
 
-ServiceTable& ServiceTable::V6(const Entries& entries) {
-  return Set("ipv6", List(entries));
+ServiceTable& ServiceTable::V6(const Texts& endpoints) {
+  return Set("ipv6", List(endpoints));
 }
 
 ServiceTable& ServiceTable::Ttl(int64_t seconds) {

@@ -13,24 +13,19 @@ struct DnsEndpoint {
   bool https = true;
 };
 
+// Returns the endpoint as a JSON object.
+std::string EndpointText(const DnsEndpoint& endpoint);
+
 // Builds the JSON text of an HTTP DNS service's endpoints, its keys in the order of the calls:
-//   Answer(ServiceTable().Domain("localhost").V4({"dns"}).V6({{"[::1]", 443, true}}).Text())
-// An endpoint is the name of a server of the scenario, or its parts. A plain value.
+//   Answer(ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Ttl(60).Text())
+// An endpoint is a placeholder for a server of the scenario, or a JSON object. A plain value.
 class ServiceTable {
  public:
-  struct Entry {
-    Entry(const char* server) : Entry(std::string(server)) {}
-    Entry(const std::string& server) : text("${endpoint:" + server + "}") {}
-    Entry(const DnsEndpoint& endpoint);
-    Entry(const std::string& host, int port, bool https) : Entry(DnsEndpoint{host, port, https}) {}
-
-    std::string text;
-  };
-  using Entries = std::vector<Entry>;
+  using Texts = std::vector<std::string>;
 
   ServiceTable& Domain(const std::string& name);  // "host"
-  ServiceTable& V4(const Entries& entries);       // "ipv4"
-  ServiceTable& V6(const Entries& entries);       // "ipv6"
+  ServiceTable& V4(const Texts& endpoints);       // "ipv4"
+  ServiceTable& V6(const Texts& endpoints);       // "ipv6"
   ServiceTable& Ttl(int64_t seconds);             // "ttl"
 
   std::string Text() const;

@@ -43,7 +43,8 @@ lab::Scenario Servers() {
            lab::HttpServer("dns")
                .On(lab::kHostQueryPath, lab::Answer(book))
                .On(lab::kServiceTablePath,
-                   lab::Answer(lab::ServiceTable().Domain("localhost").V4({"dns"}).Text()))}};
+                   lab::Answer(
+                       lab::ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Text()))}};
 }
 
 class Killed : public testing::Test {

@@ -87,7 +87,8 @@ class BusyHour : public FrozenClient {
     for (const std::string& host : hosts_) {
       book.hosts[host] = {.ip = {{"192.0.2.7"}}, .ttl_s = static_cast<int64_t>(Pick(300))};
     }
-    const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(90).Text();
+    const auto table =
+        lab::ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Ttl(90).Text();
     lab_.SetBehaviours("dns", lab::kHostQueryPath, {Whim(lab::Answer(book))});
     lab_.SetBehaviours("dns", lab::kServiceTablePath, {Whim(lab::Answer(table))});
     lab_.SetBehaviours("statistics", lab::kReportPath, {Whim(lab::Answer(""))});

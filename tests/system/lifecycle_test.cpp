@@ -99,7 +99,8 @@ TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
 TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
   const lab::Lab lab({lab::HttpServer("dns").On(
       lab::kServiceTablePath,
-      lab::Answer(lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(3600).Text()))});
+      lab::Answer(
+          lab::ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Ttl(3600).Text()))});
   for (size_t start = 1; start <= (kSanitized ? 50 : 200); ++start) {
     const lab::TempFolder folder;
     lab::WriteServerCache(lab::DataFolder(folder.path()),

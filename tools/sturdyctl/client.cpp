@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/sturdyctl/output.h"
+
 namespace sturdyctl {
 
 namespace {
@@ -39,7 +41,10 @@ const char* FamilyName(net::AddressFamily family) {
 
 std::vector<std::string> LinkList(const std::string& document) {
   std::vector<std::string> list;
-  const auto json = nlohmann::json::parse(document, nullptr, false);
+  // The library accepts texts that aren't UTF-8, but this parser doesn't. Writing the document as a
+  // JSON string replaces their odd bytes.
+  const auto utf8 = nlohmann::json::parse(JsonText(nlohmann::json(document))).get<std::string>();
+  const auto json = nlohmann::json::parse(utf8, nullptr, false);
   if (json.is_object() && json.contains("common") && json["common"].is_object()) {
     for (const auto& link : json["common"].value("link", nlohmann::json::array())) {
       list.push_back(link.is_string() ? link.get<std::string>() : link.dump());

@@ -40,6 +40,22 @@ class SturdyctlTest : public testing::Test {
     return command;
   }
 
+  // A command that fetches from the server "lbs".
+  std::vector<std::string> Fetching(const std::string& name, const lab::Lab& lab,
+                                    std::vector<std::string> more = {}) const {
+    more.insert(more.end(), {"--token", "t", "--lbs", lab.Url("lbs", kLbsPath)});
+    return Command(name, more);
+  }
+
+  // Runs a command to its end. Returns the JSON that it printed; its exit code must be `code`.
+  json JsonOf(const std::string& name, std::vector<std::string> arguments, int code = 0) const {
+    arguments.push_back("--json");
+    lab::Child child(Command(name, arguments));
+    json output = json::parse(child.ReadRest(), nullptr, false);
+    EXPECT_EQ(child.Wait(), code);
+    return output;
+  }
+
   // Reads events until one of this name.
   static json WaitForEvent(lab::Child& watch, const std::string& name) {
     for (std::string line = watch.ReadLine(); !line.empty(); line = watch.ReadLine()) {
@@ -58,7 +74,7 @@ class SturdyctlTest : public testing::Test {
 TEST_F(SturdyctlTest, CtrlCExitsCleanly) {
   for (const int signal : {SIGINT, SIGTERM}) {
     lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, Document().HeldAt("gate"))});
-    lab::Child watch(Command("watch", {"--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
+    lab::Child watch(Fetching("watch", lab));
     EXPECT_THAT(watch.ReadLine(),
                 testing::AllOf(HasSubstr("log: " + folder_.path()), HasSubstr("sturdy_comp.log")));
     EXPECT_EQ(watch.ReadLine(), "Press Ctrl-C to exit.");
@@ -80,7 +96,7 @@ TEST_F(SturdyctlTest, CtrlCExitsCleanly) {
 // a failure to report.
 TEST_F(SturdyctlTest, WatchShowsReportsAndServiceUpdates) {
   const lab::LbsReport each{"${url:reports}", true, 1, 60000, 0};
-  const auto table = lab::ServiceTable().Domain("localhost").V4({"dns"}).Ttl(1).Text();
+  const auto table = lab::ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Ttl(1).Text();
   lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, Document(each)),
                 lab::HttpServer("dns").On(lab::kServiceTablePath, lab::Answer(table)),
                 lab::HttpServer("reports").On(
@@ -88,8 +104,7 @@ TEST_F(SturdyctlTest, WatchShowsReportsAndServiceUpdates) {
   lab::WriteServerCache(lab::DataFolder(folder_.path()),
                         {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}},
                          .expires_in = std::chrono::milliseconds(0)});
-  lab::Child watch(Command("watch", {"--json", "--sdk-version", "v7", "--token", "t", "--lbs",
-                                     lab.Url("lbs", kLbsPath)}));
+  lab::Child watch(Fetching("watch", lab, {"--json", "--sdk-version", "v7"}));
   WaitForEvent(watch, "service_update_begun");
   const json records = WaitForEvent(watch, "report_sent").at("records");
   EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
@@ -124,12 +139,8 @@ TEST_F(SturdyctlTest, QueryHostFailsIfANameHasNoAddress) {
        R"([{"code":200,"host":"a.test","ipv4":[],"ipv6":["[2001:db8::1]"]},)"
        R"({"code":1,"host":"b.test","ipv4":[],"ipv6":[]},{"code":1,"host":"::1","ipv4":[],"ipv6":[]}])"},
   };
-  for (const auto& query : cases) {
-    std::vector<std::string> arguments = query.arguments;
-    arguments.push_back("--json");
-    lab::Child child(Command("query-host", arguments));
-    EXPECT_EQ(json::parse(child.ReadRest()).at("hosts").dump(), query.hosts);
-    EXPECT_EQ(child.Wait(), query.code);
+  for (const auto& [arguments, code, hosts] : cases) {
+    EXPECT_EQ(JsonOf("query-host", arguments, code).at("hosts").dump(), hosts);
   }
   lab::Child text(Command("query-host", {"a.test", "b.test"}));
   EXPECT_THAT(text.ReadRest(),
@@ -139,31 +150,32 @@ TEST_F(SturdyctlTest, QueryHostFailsIfANameHasNoAddress) {
 }
 
 TEST_F(SturdyctlTest, LinkOptionsReachTheSettings) {
-  const struct {
-    std::vector<std::string> arguments;
-    std::vector<std::string> links;
-  } cases[] = {
+  const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
       {{"--default-link", "a:1", "--default-link", "b:2", "--count", "2"}, {"a:1", "b:2"}},
       {{"--default-v4", "192.0.2.1:4", "--default-v6", "[::1]:6", "--family", "v6"}, {"[::1]:6"}},
   };
-  for (const auto& link : cases) {
-    std::vector<std::string> arguments = link.arguments;
-    arguments.push_back("--json");
-    lab::Child child(Command("link", arguments));
-    const json output = json::parse(child.ReadRest());
+  for (const auto& [arguments, expected] : cases) {
+    const json output = JsonOf("link", arguments);
     std::vector<std::string> links;
-    for (const json& answer : output.at("links")) {
-      links.push_back(answer.at("host").get<std::string>() + ":" + answer.at("port").dump());
+    for (const json& link : output.at("links")) {
+      links.push_back(link.at("host").get<std::string>() + ":" + link.at("port").dump());
     }
-    EXPECT_EQ(links, link.links);
+    EXPECT_EQ(links, expected);
   }
+}
+
+TEST_F(SturdyctlTest, BytesThatAreNotUtf8ShowAsReplacementCharacters) {
+  const auto document = TestDocument().Set("link", "[\"\xff:1\"]").Text();
+  const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Answer(document))});
+  lab::Child watch(Fetching("watch", lab, {"--json"}));
+  WaitForEvent(watch, "update");
+  EXPECT_EQ(WaitForEvent(watch, "list").at("links"), json::array({"\ufffd:1"}));
 }
 
 TEST_F(SturdyctlTest, TlsKeysGoToTheKeyLogOfTheEnvironment) {
   const lab::Lab lab({lab::HttpsServer("lbs").On(kLbsPath, Document())});
   const std::string keys = folder_.File("keys");
-  std::vector<std::string> link =
-      Command("link", {"--wait", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)});
+  std::vector<std::string> link = Fetching("link", lab, {"--wait"});
   link.insert(link.begin(), {"/usr/bin/env", "SSLKEYLOGFILE=" + keys});
   lab::Child child(link);
   EXPECT_THAT(child.ReadRest(), HasSubstr("192.0.2.1:1"));
@@ -174,7 +186,7 @@ TEST_F(SturdyctlTest, TlsKeysGoToTheKeyLogOfTheEnvironment) {
 // The endless answer keeps the exit waiting.
 TEST_F(SturdyctlTest, SecondCtrlCEndsAtOnce) {
   const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Endless(500))});
-  lab::Child watch(Command("watch", {"--json", "--token", "t", "--lbs", lab.Url("lbs", kLbsPath)}));
+  lab::Child watch(Fetching("watch", lab, {"--json"}));
   ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
   kill(watch.id(), SIGINT);
   WaitForEvent(watch, "exiting");
