@@ -1,8 +1,8 @@
 #include "tools/log_reader/log_message.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <charconv>
+#include <system_error>
 
 #include "base/log/log_format.h"
 
@@ -10,20 +10,48 @@ namespace log_reader {
 
 namespace {
 
-constexpr size_t kTimeBytes = sizeof "03-14 15:09:26.535" - 1;
+// What a line begins with; "0" is any digit.
+constexpr std::string_view kTimeShape = "00-00 00:00:00.000 ";
 
-// Returns the length of the line's prefix in bytes, 0 if it has none.
+bool BeginsWithTime(std::string_view line) {
+  return line.size() >= kTimeShape.size() &&
+         std::equal(kTimeShape.begin(), kTimeShape.end(), line.begin(), [](char shape, char c) {
+           return shape == '0' ? c >= '0' && c <= '9' : c == shape;
+         });
+}
+
+// Removes a number and the text after it from the front of `rest`. Returns false if that doesn't
+// begin with them.
+bool TakeNumber(std::string_view& rest, uint32_t& number, std::string_view after) {
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  const auto digits = static_cast<size_t>(end - rest.data());
+  if (error != std::errc() || rest.substr(digits, after.size()) != after) {
+    return false;
+  }
+  rest.remove_prefix(digits + after.size());
+  return true;
+}
+
+// Parses a prefix such as "03-14 15:09:26.535 4-8 [LV_APP] ". Returns its length, 0 if the line has
+// none.
 size_t ParsePrefix(const std::string& line, LogMessage& message) {
-  std::array<char, 8> level{};
-  int bytes = 0;
-  std::sscanf(line.c_str(), "%*2d-%*2d %*2d:%*2d:%*2d.%*3d %u-%u [%7[A-Z_]]%n", &message.process_id,
-              &message.thread_id, level.data(), &bytes);
-  message.level = level.data();
-  message.time = line.substr(0, kTimeBytes);
-  const auto length = static_cast<size_t>(bytes);
-  // sscanf also reads "3-14", the date of a line whose first byte a cut has removed.
-  const bool is_whole = bytes > 0 && line[2] == '-';
-  return is_whole && length < line.size() && line[length] == ' ' ? length + 1 : 0;
+  if (!BeginsWithTime(line)) {
+    return 0;
+  }
+  message.time = line.substr(0, kTimeShape.size() - 1);
+  std::string_view rest = line;
+  rest.remove_prefix(kTimeShape.size());
+  if (!TakeNumber(rest, message.process_id, "-") || !TakeNumber(rest, message.thread_id, " [")) {
+    return 0;
+  }
+  const size_t end = rest.find("] ");
+  if (end == 0 || end == std::string_view::npos) {
+    return 0;
+  }
+  message.level = rest.substr(0, end);
+  const bool is_level =
+      message.level.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_") == std::string::npos;
+  return is_level ? line.size() - rest.size() + end + 2 : 0;
 }
 
 bool HasLocationLine(const std::string& level) {
