@@ -8,7 +8,7 @@
 
 namespace bench {
 
-// Runs the benchmarks' client in its own process.
+// Runs the benchmarks' client as a separate process.
 // Threads: any.
 // Errors:  Output throws std::runtime_error if the client couldn't be run or has failed.
 class ClientProcess {
@@ -17,7 +17,7 @@ class ClientProcess {
 
   // Blocks until the client has ended, and returns what it wrote.
   std::string Output() {
-    const std::string text = child_.ReadRest();
+    std::string text = child_.ReadRest();
     if (child_.Wait() != 0) {
       throw std::runtime_error("the client has failed: " + text);
     }

@@ -1,5 +1,5 @@
-// One transfer on loopback, http and https, from Send to `done`, and twelve at once. Peer: a bare
-// libcurl easy handle with the same options, created for each transfer.
+// Measures one transfer on loopback, http and https, from Send to `done`, and twelve at once. Peer:
+// a bare libcurl easy handle with the same options, created for each transfer.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
@@ -35,9 +35,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kAtOnce = 12;
 constexpr int kTransfersEach = 5;
+constexpr int kTransfers = kAtOnce * kTransfersEach;
 constexpr int kOk = 200;
 
-// The servers of all transfers; an answer is as long as a small LBS document.
+// Returns the servers of all transfers. Their answers are as long as a small LBS document.
 lab::Lab& Servers() {
   constexpr size_t kBodyBytes = 2048;
   static auto* const servers = new lab::Lab(
@@ -96,7 +97,7 @@ size_t AppendTo(char* data, size_t size, size_t count, void* text) {
   return size * count;
 }
 
-// The options are the library's own; the headers are those that it sends by default.
+// Sets the options as the library does, and sends the headers that it sends by default.
 bool TransferBare(const TransferPlan& plan) {
   CurlLists lists;
   const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(),
@@ -144,22 +145,22 @@ void TransferCurl(benchmark::State& state) {
 BENCHMARK(TransferOurs)->Name("transfer/ours")->Arg(0)->Arg(1)->UseManualTime();
 BENCHMARK(TransferCurl)->Name("transfer/libcurl")->Arg(0)->Arg(1)->UseRealTime();
 
-// Twelve under way at any time, until sixty are done.
+// Sends sixty transfers, of which twelve are under way at any time.
 void AtOnceOurs(benchmark::State& state) {
   const std::string url = UrlOf(state);
   OurTransport transport;
   for (auto _ : state) {
-    std::latch over(kAtOnce * kTransfersEach);  // wakes us once, as the peer does
-    for (int i = 0; i < kAtOnce * kTransfersEach; ++i) {
+    std::latch over(kTransfers);  // wakes us once, as the peer does
+    for (int i = 0; i < kTransfers; ++i) {
       transport.Send(url, [&over](bool) { over.count_down(); });
     }
     over.wait();
   }
-  state.SetItemsProcessed(state.iterations() * kAtOnce * kTransfersEach);
+  state.SetItemsProcessed(state.iterations() * kTransfers);
   Servers().ForgetRequests();
 }
 
-// Its threads stand ready when the clock starts, as those of our pool do.
+// Starts the threads before the clock, as those of our pool are.
 void AtOnceCurl(benchmark::State& state) {
   const TransferPlan plan = PlanOf(UrlOf(state));
   for (auto _ : state) {
@@ -184,7 +185,7 @@ void AtOnceCurl(benchmark::State& state) {
       thread.join();
     }
   }
-  state.SetItemsProcessed(state.iterations() * kAtOnce * kTransfersEach);
+  state.SetItemsProcessed(state.iterations() * kTransfers);
   Servers().ForgetRequests();
 }
 

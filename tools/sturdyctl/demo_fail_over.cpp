@@ -18,9 +18,14 @@ constexpr char kDefaultLink[] = "localhost:7000";
 // How long a URL may stay silent before the client tries the next one.
 constexpr double kSilenceMs = 2000;
 
-// Addresses reserved for documentation. The demo never connects to them.
-const List kFirstList = {"192.0.2.1:8001", "192.0.2.2:8002", "192.0.2.3:8003"};
-const List kSecondList = {"198.51.100.1:9001", "198.51.100.2:9002"};
+// The link servers have addresses reserved for documentation. The demo never connects to them.
+List FirstList() {
+  return {"192.0.2.1:8001", "192.0.2.2:8002", "192.0.2.3:8003"};
+}
+
+List SecondList() {
+  return {"198.51.100.1:9001", "198.51.100.2:9002"};
+}
 
 std::string Document(const List& links) {
   return lab::LbsDocument()
@@ -36,7 +41,7 @@ class FailOverScene {
   FailOverScene()
       : lab_({lab::HttpServer("dead").Listens(lab::Listening::kRefuse),
               lab::HttpsServer("silent").Listens(lab::Listening::kNoHandshake),
-              lab::HttpServer("good").On(kLbsPath, lab::Answer(Document(kFirstList)))}) {
+              lab::HttpServer("good").On(kLbsPath, lab::Answer(Document(FirstList())))}) {
     stage_.options().token = "first-key";
     stage_.options().default_v4 = kDefaultLink;
     for (const char* server : {"dead", "silent", "good"}) {
@@ -80,7 +85,7 @@ class FailOverScene {
     const std::chrono::duration<double, std::milli> passed =
         std::chrono::steady_clock::now() - started_;
     Expect("the code of the update", "200", std::to_string(update.code));
-    Expect("the new list", Join(kFirstList), Join(update.links));
+    Expect("the new list", Join(FirstList()), Join(update.links));
     Expect("the silent URL is tried once", lab_.Accepted("silent") == 1);
     Expect("the good URL is tried once", lab_.RequestsOf("good").size() == 1);
     Expect("the silent URL gets its 2 s", passed.count() >= kSilenceMs);
@@ -92,11 +97,11 @@ class FailOverScene {
   }
 
   std::string Rotation() {
-    for (const std::string& link : kFirstList) {
+    for (const std::string& link : FirstList()) {
       ExpectNext(link, false);
     }
     ExpectNext("192.0.2.99:8099", true);
-    ExpectNext(kFirstList[0], false);
+    ExpectNext(FirstList()[0], false);
     return "The client gets the servers of the list in turn.\n"
            "Then it gets the document's default, and then the first server again.";
   }
@@ -104,8 +109,8 @@ class FailOverScene {
   std::string Hold() {
     // Hold a server whose turn it isn't.
     stage_.client().service().HoldLinkAddress("192.0.2.3", 8003);
-    ExpectNext(kFirstList[2], false);
-    return "The client holds the server that worked: " + kFirstList[2] +
+    ExpectNext(FirstList()[2], false);
+    return "The client holds the server that worked: " + FirstList()[2] +
            ".\nIt is the next address.";
   }
 
@@ -115,7 +120,7 @@ class FailOverScene {
     ExpectNext("192.0.2.99:8099", true);
     Expect("two defaults cause no fetch", lab_.RequestsOf("good").size() == requests);
     // The third one does.
-    for (const std::string& link : kFirstList) {
+    for (const std::string& link : FirstList()) {
       ExpectNext(link, false);
     }
     ExpectNext("192.0.2.99:8099", true);
@@ -129,13 +134,13 @@ class FailOverScene {
     // Hold the answer of a fetch, and change the token meanwhile.
     lab_.SetBehaviours(
         "good", kLbsPath,
-        {lab::Answer(Document(kFirstList)).HeldAt("late"), lab::Answer(Document(kSecondList))});
+        {lab::Answer(Document(FirstList())).HeldAt("late"), lab::Answer(Document(SecondList()))});
     stage_.client().service().Update(net::kIPFamilyAny);
     Expect("a fetch is running", lab_.WaitForHeld("late", 1, kStepLimit));
     stage_.client().object().SetBusinessToken("second-key");
     // The new token is fetched with at once.
     const Updates::Update update = stage_.WaitForUpdate(3);
-    Expect("the new list", Join(kSecondList), Join(update.links));
+    Expect("the new list", Join(SecondList()), Join(update.links));
     const std::string query = lab_.RequestsOf("good").back().query;
     Expect("the token of the new request", "k=second-key", query.substr(0, query.find('&')));
     // The held answer comes late and is ignored.
@@ -143,7 +148,7 @@ class FailOverScene {
     lab_.Release("late");
     stage_.WaitForLog("business token :second-key request business token:first-key");
     Expect("the old answer causes no update", stage_.updates().Count() == 3);
-    ExpectNext(kSecondList[0], false);
+    ExpectNext(SecondList()[0], false);
     return "The client changes its token during a fetch.\n"
            "It fetches again at once: " +
            Join(update.links) + ".\nThe late answer to the old token is ignored.";
@@ -159,14 +164,14 @@ class FailOverScene {
     }
     const nlohmann::json output = stage_.RunAnother(arguments);
     const auto& link = output.at("links").at(0);
-    Expect("the new process's address", kSecondList[0],
+    Expect("the new process's address", SecondList()[0],
            link.at("host").get<std::string>() + ":" + std::to_string(link.at("port").get<int>()));
     Expect("its source", "list", link.at("source").get<std::string>());
     std::array<char, 128> text = {};
     std::snprintf(text.data(), text.size(),
                   "All servers are gone, and a new process starts.\n"
                   "It gets %s from the cache after %.1f ms.",
-                  kSecondList[0].c_str(), link.at("after_ms").get<double>());
+                  SecondList()[0].c_str(), link.at("after_ms").get<double>());
     return text.data();
   }
 

@@ -17,9 +17,14 @@ constexpr char kName[] = "localhost";  // the only name that needs no network
 constexpr char kFailing[] = "127.0.0.3";
 constexpr char kGood[] = "127.0.0.2";
 
-// Addresses reserved for documentation. The demo never connects to them.
-const List kListByHttp = {"203.0.113.1:8001"};
-const List kListByHttps = {"203.0.113.2:8002", "203.0.113.3:8003"};
+// The link servers have addresses reserved for documentation. The demo never connects to them.
+List ListByHttp() {
+  return {"203.0.113.1:8001"};
+}
+
+List ListByHttps() {
+  return {"203.0.113.2:8002", "203.0.113.3:8003"};
+}
 
 // A document whose LBS servers have the name at which they are dead. It asks for a report of each
 // failure after it.
@@ -50,11 +55,11 @@ lab::Scenario Servers() {
           HttpServer("failing").At(kFailing).OnPortOf("dead").On(kLbsPath, failing),
           HttpsServer("failing_tls").At(kFailing).OnPortOf("dead_tls").On(kLbsPath, failing),
           HttpServer("good").At(kGood).OnPortOf("dead").On(
-              kLbsPath, {Answer(Document(kListByHttp)), failing}),
+              kLbsPath, {Answer(Document(ListByHttp())), failing}),
           HttpsServer("good_tls")
               .At(kGood)
               .OnPortOf("dead_tls")
-              .On(kLbsPath, Answer(Document(kListByHttps))),
+              .On(kLbsPath, Answer(Document(ListByHttps()))),
           HttpServer("dns").On(lab::kHostQueryPath,
                                Answer(lab::HostBook{{{kName, {{{kFailing, kGood}}, {}, 3600}}}})),
           HttpServer("reports").On(lab::kReportPath, Answer(200))};
@@ -106,7 +111,7 @@ class HttpDnsScene {
     stage_.StartClient();
     const Updates::Update update = stage_.WaitForUpdate(1);
     Expect("the code of the update", "200", std::to_string(update.code));
-    Expect("the new list", Join(kListByHttp), Join(update.links));
+    Expect("the new list", Join(ListByHttp()), Join(update.links));
     const std::vector<lab::Request> queries = lab_.RequestsFor(lab::kHostQueryPath);
     Expect("HTTP DNS is asked once", queries.size() == 1);
     Expect("the query of HTTP DNS", std::string("domain=") + kName, queries[0].query);
@@ -122,7 +127,7 @@ class HttpDnsScene {
     stage_.client().service().Update(net::kIPFamilyV4);
     const Updates::Update update = stage_.WaitForUpdate(2);
     Expect("the code of the update", "200", std::to_string(update.code));
-    Expect("the new list", Join(kListByHttps), Join(update.links));
+    Expect("the new list", Join(ListByHttps()), Join(update.links));
     Expect("the servers asked by address, in order", "failing, failing_tls, good, good_tls",
            Join(ServersAsked()));
     Expect("HTTP DNS isn't asked again", lab_.RequestsFor(lab::kHostQueryPath).size() == 1);
@@ -163,9 +168,9 @@ class HttpDnsScene {
     const auto addresses = found->value("host_ip", std::vector<std::string>());
     Expect("the host_ip of " + url + " with " + address + ", got " + Join(addresses),
            std::count(addresses.begin(), addresses.end(), address) == 1);
+    const std::string is_number = " of " + url + " is a number";
     for (const char* key : {"timestamp", "send_time"}) {
-      Expect(std::string("the ") + key + " of " + url + " is a number",
-             found->value(key, nlohmann::json()).is_number_integer());
+      Expect(key + is_number, found->value(key, nlohmann::json()).is_number_integer());
     }
   }
 
