@@ -1,8 +1,9 @@
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <ctime>
 #include <filesystem>
 #include <iterator>
@@ -10,13 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "lab/port.h"
 #include "tests/lab/client.h"
 #include "tests/support/sanitizers.h"
 
 namespace lab {
 namespace {
 
+using boost::asio::ip::tcp;
 using testing::AnyOf;
 
 struct Fetched {
@@ -138,15 +139,12 @@ TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
   const Lab lab({HttpServer("it")});
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const Descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  boost::asio::io_context io;
+  tcp::socket client(io, tcp::v4());
   rlimit none_left = before;
-  none_left.rlim_cur = static_cast<rlim_t>(client.get()) + 1;
+  none_left.rlim_cur = static_cast<rlim_t>(client.native_handle()) + 1;
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none_left), 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(lab.Port("it")));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  client.connect({boost::asio::ip::address_v4::loopback(), static_cast<uint16_t>(lab.Port("it"))});
   const std::clock_t begin = std::clock();
   EXPECT_FALSE(lab.WaitForAccepted("it", 1, Lab::Limit(300)));
   const std::clock_t busy = std::clock() - begin;

@@ -131,12 +131,9 @@ TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
 
 TEST(LabTest, TakenPortIsRefusedByKey) {
   const Lab one({HttpServer("a")});
-  try {
-    const Lab taken({HttpServer("c").OnPort(one.Port("a"))});
-    FAIL();
-  } catch (const ScenarioError& error) {
-    EXPECT_THAT(error.what(), StartsWith("servers[0].port: cannot listen on 127.0.0.1 port "));
-  }
+  EXPECT_THAT([&] { Lab({HttpServer("c").OnPort(one.Port("a"))}); },
+              testing::ThrowsMessage<ScenarioError>(
+                  StartsWith("servers[0].port: cannot listen on 127.0.0.1 port ")));
 }
 
 }  // namespace
