@@ -1,9 +1,9 @@
-// A client of the shared library, run by the benchmarks as a process of its own:
-//   client start FOLDER BEGIN         from the start of the process to the first link address
-//   client fetch FOLDER URL...        from setting the key to the document, after dead URLs
-//   client footprint FOLDER URL       what an environment takes of the system, as JSON
-// BEGIN is the monotonic clock in nanoseconds when the parent made the process. Times are printed
-// in nanoseconds.
+// A client of the shared library, which the benchmarks run as a separate process:
+//   client start FOLDER BEGIN     prints the times from BEGIN to the first link address and to main
+//   client fetch FOLDER URL...    prints the time from setting the key to the document
+//   client footprint FOLDER URL   prints what an environment takes of the system, as JSON
+// BEGIN is the monotonic clock when the parent started the process. All times are in nanoseconds.
+// A failure is printed and ends the process with an exit code other than 0.
 #include <dirent.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@
 
 namespace {
 
-// Timers that a fetch has armed and cancelled still wake their loop once, within two seconds.
+// The timers of a fetch still wake their loop once, within two seconds, after they are cancelled.
 constexpr std::chrono::seconds kSettling(5);
 constexpr std::chrono::seconds kIdleLength(10);
 constexpr int kFetches = 10;
@@ -98,8 +98,8 @@ int StartAndAsk(const char* folder, const char* begin) {
   return 0;
 }
 
-// What a fetch costs begins when the client's key comes.
-int FetchBehind(const char* folder, const std::vector<const char*>& urls) {
+// A fetch begins when the client sets its key.
+int Fetch(const char* folder, const std::vector<const char*>& urls) {
   const Client client = Start(folder, urls);
   const int64_t begin_ns = NowNs();
   client.object->SetBusinessToken("token");
@@ -110,7 +110,7 @@ int FetchBehind(const char* folder, const std::vector<const char*>& urls) {
 
 // --- Footprint ---
 
-// The sum of a field of a file of the kernel's, "name: number ...".
+// Returns the number in the line "name: number ..." of a file of the kernel, 0 if it has none.
 int64_t Field(const std::string& path, const std::string& name) {
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) {
@@ -133,8 +133,8 @@ std::vector<std::string> Entries(const char* folder) {
   return names;
 }
 
-// All threads but the one that measures.
-int64_t Switches() {
+// Counts the context switches of all threads except this one.
+int64_t CountSwitches() {
   int64_t sum = 0;
   const std::string self = std::to_string(getpid());
   for (const std::string& thread : Entries("/proc/self/task")) {
@@ -146,7 +146,8 @@ int64_t Switches() {
   return sum;
 }
 
-int Measure(const char* folder, const char* url) {
+int MeasureFootprint(const char* folder, const char* url) {
+  // Start the environment.
   const char* const status = "/proc/self/status";
   const auto resident = [&] { return Field(status, "VmRSS"); };
   const int64_t resident_before = resident();
@@ -157,6 +158,7 @@ int Measure(const char* folder, const char* url) {
       static_cast<int64_t>(Entries("/proc/self/fd").size()) - descriptors_before;
   const int64_t threads = Field(status, "Threads") - 1;
 
+  // Fetch some documents.
   const char* const io = "/proc/self/io";
   int64_t disk = -Field(io, "write_bytes");
   for (int i = 0; i < kFetches; ++i) {
@@ -167,10 +169,11 @@ int Measure(const char* folder, const char* url) {
   disk += Field(io, "write_bytes");
   const int64_t resident_added = resident() - resident_before;  // with libcurl, for the fetches
 
+  // Stay idle.
   std::this_thread::sleep_for(kSettling);
-  const int64_t switches_before = Switches();
+  const int64_t switches_before = CountSwitches();
   std::this_thread::sleep_for(kIdleLength);
-  const int64_t wake_ups = Switches() - switches_before;
+  const int64_t wake_ups = CountSwitches() - switches_before;
   std::cout << "{\"resident_kib\": " << resident_added << ", \"threads\": " << threads
             << ", \"descriptors\": " << descriptors_added << ", \"wake_ups\": " << wake_ups
             << ", \"fetch_bytes\": " << disk / kFetches << "}" << std::endl;
@@ -185,10 +188,10 @@ int main(int argc, char** argv) {
   if (arguments.size() == 3 && std::strcmp(arguments[0], "start") == 0) {
     result = StartAndAsk(arguments[1], arguments[2]);
   } else if (arguments.size() >= 3 && std::strcmp(arguments[0], "fetch") == 0) {
-    result = FetchBehind(arguments[1], {arguments.begin() + 2, arguments.end()});
+    result = Fetch(arguments[1], {arguments.begin() + 2, arguments.end()});
   } else if (arguments.size() == 3 && std::strcmp(arguments[0], "footprint") == 0) {
-    result = Measure(arguments[1], arguments[2]);
+    result = MeasureFootprint(arguments[1], arguments[2]);
   }
-  // What a run ends with isn't measured: transfers to silent servers would be waited for.
+  // Skip the exit of the environment, which would wait for transfers to silent servers.
   _exit(result);
 }

@@ -1,6 +1,6 @@
-// A good list after one to five URLs that refuse, stay silent or answer 500. Limit: 2000 ms for
-// each silent one and nothing for the others. The time is what the worst of the five takes beyond
-// that.
+// Measures a fetch whose first one to five URLs refuse, stay silent or answer 500, and whose last
+// one is good. Limit: 2000 ms for each silent URL, nothing for the others. The time of a run is
+// what the worst of its five fetches takes beyond that.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr size_t kMostUrls = 5;
 constexpr double kNsPerSecond = 1e9;
 constexpr double kSilentUrlNs = 2e9;
 
-lab::Scenario ServersBehind(const std::string& kind) {
+lab::Scenario ServersOf(const std::string& kind) {
   lab::Scenario scenario{
       lab::HttpServer("good").On("/lbs", lab::Answer(lab::LbsDocument()
                                                          .Link({"10.0.0.1:80"})
@@ -40,14 +40,15 @@ lab::Scenario ServersBehind(const std::string& kind) {
   return scenario;
 }
 
-// Silent ones run beside each other, as most of their time is waiting; the others one by one.
-void FetchBehind(benchmark::State& state, const std::string& kind) {
+// Runs the fetches with silent URLs at once, since they mostly wait, and the others one by one.
+void FailOver(benchmark::State& state, const std::string& kind) {
   const double rule_ns = kind == "silent" ? kSilentUrlNs : 0;
-  const lab::Lab lab(ServersBehind(kind));
+  const lab::Lab lab(ServersOf(kind));
   for (auto _ : state) {
     std::vector<std::unique_ptr<bench::ClientFolder>> folders;
     std::vector<std::unique_ptr<bench::ClientProcess>> clients;
-    std::vector<double> took;  // 0 while it runs
+    // Start a client for each number of bad URLs.
+    std::vector<double> took;  // nanoseconds; 0 while the client runs
     for (size_t bad_count = 1; bad_count <= kMostUrls; ++bad_count) {
       folders.push_back(std::make_unique<bench::ClientFolder>());
       std::vector<std::string> arguments = {"fetch", folders.back()->path()};
@@ -58,6 +59,7 @@ void FetchBehind(benchmark::State& state, const std::string& kind) {
       clients.push_back(std::make_unique<bench::ClientProcess>(arguments));
       took.push_back(kind == "silent" ? 0 : std::stod(clients.back()->Output()));
     }
+    // Find the worst.
     double worst_ns = 0;
     for (size_t i = 0; i < kMostUrls; ++i) {
       const double took_ns = took[i] > 0 ? took[i] : std::stod(clients[i]->Output());
@@ -67,17 +69,14 @@ void FetchBehind(benchmark::State& state, const std::string& kind) {
   }
 }
 
-BENCHMARK_CAPTURE(FetchBehind, refuse, "refuse")
+BENCHMARK_CAPTURE(FailOver, refuse, "refuse")
     ->Name("fail-over/refuse")
     ->UseManualTime()
     ->Iterations(1);
-BENCHMARK_CAPTURE(FetchBehind, silent, "silent")
+BENCHMARK_CAPTURE(FailOver, silent, "silent")
     ->Name("fail-over/silent")
     ->UseManualTime()
     ->Iterations(1);
-BENCHMARK_CAPTURE(FetchBehind, status, "500")
-    ->Name("fail-over/500")
-    ->UseManualTime()
-    ->Iterations(1);
+BENCHMARK_CAPTURE(FailOver, status, "500")->Name("fail-over/500")->UseManualTime()->Iterations(1);
 
 }  // namespace

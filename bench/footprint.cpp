@@ -1,7 +1,7 @@
-// What the library takes of a system, written as JSON:
+// Measures what the library takes of a system, and prints it as JSON:
 //   sturdy_footprint STRIPPED_LIBRARY
-// System calls are counted by tracing a child that logs a thousand lines; the rest is told by a
-// client that runs as a process of its own.
+// Counts system calls by tracing a child that logs a thousand lines. A client in a separate process
+// reports the rest.
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -27,10 +27,11 @@
 namespace {
 
 constexpr int kLines = 1000;
-// A buffer that has room for all of them.
+// Holds all of them, so that none causes a flush.
 constexpr uint32_t kBufferBytes = 1 << 20;
 
-// A call that does nothing else here, by which the parent sees where the lines begin and end.
+// Makes a system call that nothing else here makes. It shows the parent where the lines begin and
+// end.
 void Mark() {
   syscall(SYS_getppid);
 }
@@ -51,19 +52,22 @@ void Mark() {
   _exit(0);
 }
 
-// The calls between the two marks; -1 if the system lets nobody trace.
-int64_t CallsOfLines() {
+// Returns the number of system calls between the two marks, -1 if the system forbids tracing.
+int64_t CountCallsOfLines() {
   const lab::TempFolder folder(bench::DiskFolder());
   const pid_t child = fork();
   if (child == 0) {
     LogTraced(folder.File("sturdy_comp.log"));
   }
+  // Wait until the child stops itself, ready to be traced.
   int status = 0;
   waitpid(child, &status, 0);
   if (!WIFSTOPPED(status)) {
     return -1;
   }
   ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD);
+  // Stop it at each entry into a call and at each return, and count the entries after the first
+  // mark.
   int marks = 0;
   int64_t calls = 0;
   bool is_entry = true;
@@ -86,7 +90,7 @@ int64_t CallsOfLines() {
   return marks == 2 ? calls : -1;
 }
 
-nlohmann::json ClientsFootprint() {
+nlohmann::json MeasureClient() {
   const bench::ClientFolder folder;
   const lab::Lab lab({lab::HttpServer("good").On(
       "/lbs", lab::Answer(lab::LbsDocument()
@@ -106,9 +110,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    // First, since a child is forked with one thread only.
-    const int64_t calls = CallsOfLines();
-    nlohmann::json footprint = ClientsFootprint();
+    // Count first: a process may fork only while it has one thread.
+    const int64_t calls = CountCallsOfLines();
+    nlohmann::json footprint = MeasureClient();
     footprint["calls_per_1000_lines"] = calls;
     footprint["library_bytes"] = std::filesystem::file_size(argv[1]);
     std::cout << footprint.dump(2) << '\n';

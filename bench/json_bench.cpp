@@ -1,5 +1,5 @@
-// Parsing and dumping LBS documents of three sizes. Peers: nlohmann-json, and RapidJSON's DOM as
-// the limit of what can be had.
+// Measures parsing and dumping LBS documents of three sizes. Peers: nlohmann-json, and RapidJSON's
+// DOM as the limit of what is possible.
 #include <benchmark/benchmark.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr int64_t kKibibyte = 1024;
 
-// A document as servers send it, filled up with link servers to about `size_bytes`.
+// Returns a document as servers send it, with link servers up to about `size_bytes`.
 std::string DocumentOf(int64_t size_bytes) {
   const auto make = [](int hosts) {
     lab::LbsDocument::List links;

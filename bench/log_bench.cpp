@@ -1,6 +1,6 @@
-// One log line, through as many flushes of the buffer and cuts of the file as come with it. Peer:
-// spdlog's basic_file_sink_mt, flushed at each line, which is what a line needs there to survive a
-// SIGKILL, and unflushed.
+// Measures one log line, with its share of the buffer's flushes and of the file's cuts. Peer:
+// spdlog's basic_file_sink_mt, unflushed, and flushed at each line, as its lines need it to survive
+// a SIGKILL.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
@@ -17,14 +17,14 @@ namespace {
 
 const std::string kHost = "link-17.example.com";
 
-// On disk (0) or in memory (1): the difference is what waiting for the disk takes.
+// Returns a folder on the disk (0) or in memory (1). The difference is the wait for the disk.
 lab::TempFolder FolderOf(const benchmark::State& state) {
   return lab::TempFolder(state.range(0) == 0 ? bench::DiskFolder() : "/dev/shm");
 }
 
 void LogOurs(benchmark::State& state) {
   const lab::TempFolder folder = FolderOf(state);
-  // As an environment holds it, so that the logger is one and the same.
+  // Keeps the logger alive, as an environment does.
   const auto at_exit = zo_base::IAtExitManager<zo_base::SturdyObject>::Get();
   auto* const logger = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
   logger->Close();

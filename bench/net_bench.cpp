@@ -1,5 +1,5 @@
-// Taking URLs apart, testing and printing addresses. Peers: libcurl's URL interface, inet_pton and
-// inet_ntop.
+// Measures taking URLs apart, and testing and printing addresses. Peers: libcurl's URL interface,
+// inet_pton and inet_ntop.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
@@ -43,7 +43,7 @@ std::string Part(CURLU* handle, CURLUPart part) {
   return copy;
 }
 
-// The handle is kept, which saves the peer an allocation.
+// Keeps the handle, which saves the peer an allocation.
 void TakeApartCurl(benchmark::State& state) {
   const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle(curl_url(), &curl_url_cleanup);
   for (auto _ : state) {
@@ -62,7 +62,7 @@ void TakeApartCurl(benchmark::State& state) {
 BENCHMARK(TakeApartOurs)->Name("url/ours");
 BENCHMARK(TakeApartCurl)->Name("url/libcurl");
 
-// What is tested is mostly a name, an IPv4 or an IPv6 address.
+// A name, an IPv4 and an IPv6 address, as the library tests them most.
 const std::array<std::string, 3> kHosts = {"link-server-17.example.com", "192.168.117.204",
                                            "2001:db8:85a3::8a2e:370:7334"};
 
@@ -74,7 +74,7 @@ void TestOurs(benchmark::State& state) {
   }
 }
 
-// The peer is asked for one family, and for both only where that is the question.
+// Asks the peer for both families only for the name, which could be of either.
 void TestSystem(benchmark::State& state) {
   std::string text = kHosts.at(static_cast<size_t>(state.range(0)));
   std::array<unsigned char, sizeof(in6_addr)> bytes;
@@ -102,7 +102,7 @@ void PrintOurs(benchmark::State& state) {
   }
 }
 
-// Into a buffer: the peer makes no string.
+// Prints into a buffer: the peer makes no string.
 void PrintSystem(benchmark::State& state) {
   net::IPBytes address;
   net::ParseIPLiteral(kHosts.at(static_cast<size_t>(state.range(0))), address);

@@ -1,5 +1,5 @@
-// Posting a task and seeing it run, one at a time and a thousand at once. Peer: boost::asio::post
-// on an io_context that one thread runs.
+// Measures posting a task and seeing it run, one at a time and a thousand at once. Peer:
+// boost::asio::post on an io_context that one thread runs.
 #include <benchmark/benchmark.h>
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -32,7 +32,7 @@ class OurLoop {
   const std::shared_ptr<zo_base::ITaskLoop> loop_ = thread_->GetTaskLoop();
 };
 
-// Told that one thread runs it, as its documentation advises.
+// The 1 says that one thread runs it, as the peer's documentation advises.
 class AsioLoop {
  public:
   AsioLoop() : thread_([this] { context_.run(); }) {}

@@ -1,4 +1,4 @@
-// Emitting a signal with no, one and three slots. Peer: Boost.Signals2.
+// Measures emitting a signal with no, one and three slots. Peer: Boost.Signals2.
 #include <benchmark/benchmark.h>
 
 #include <boost/signals2/signal.hpp>
@@ -7,7 +7,7 @@
 
 namespace {
 
-// Ours is an object with a table of signals; this one it has.
+// Our signals belong to an object, which finds their slots in a table.
 class Emitter : public zo_base::ConnectAble {
  public:
   static inline zo_base::Signal<int> SIG_Changed;
