@@ -1,5 +1,5 @@
-// client LIBRARY LBS_URL DATA_FOLDER: loads the library, asks it once and unloads it again, as a
-// plug-in would. The three functions go by the names that a C++ compiler gives them.
+// client LIBRARY LBS_URL DATA_FOLDER: loads the library, asks it once where to connect, and unloads
+// it, as a plug-in would. dlsym finds the three functions by their mangled names.
 #include <dlfcn.h>
 #include <sturdy/sturdy.h>
 
@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s\n", dlerror());
     return 1;
   }
-  // The header's declarations give the types; nothing is linked.
+  // The header provides the types. Nothing is linked.
   namespace zo = zo_sturdy;
   auto start = Find<decltype(&zo::StartSturdyEnvironment)>(
       library, "_ZN9zo_sturdy22StartSturdyEnvironmentERKNS_28_ZOSturdyEnvironmentSettingsE");
@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   zo::IZOSturdyLBSService* service = get(id)->GetLBSService();
   service->Start(lbs);
   std::vector<char> document(zo::kLBSResponseBufferSize);
-  service->GetLBSResponse(false, document.data());  // waits for the first fetch
+  service->GetLBSResponse(false, document.data());  // blocks until the first fetch has ended
   char host[zo::kLinkHostBufferSize] = {};
   uint16_t port = 0;
   net::AddressFamily family = net::kIPFamilyAny;

@@ -1,5 +1,5 @@
-// client LBS_URL DATA_FOLDER: waits for the list, connects to the first link server that lives, and
-// tells the library which one that was.
+// client LBS_URL DATA_FOLDER: waits for the list, connects to the first link server that accepts,
+// and tells the library to hold it.
 #include <netdb.h>
 #include <sturdy/sturdy.h>
 #include <sys/socket.h>
@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   zo_sturdy::IZOSturdyLBSService* service = zo_sturdy::GetSturdyObject(id)->GetLBSService();
   service->Start(lbs);
   std::vector<char> document(zo_sturdy::kLBSResponseBufferSize);
-  service->GetLBSResponse(false, document.data());  // waits for the first fetch
+  service->GetLBSResponse(false, document.data());  // blocks until the first fetch has ended
 
   bool connected = false;
   for (int i = service->GetLinkHostCount(); i >= 0 && !connected; --i) {

@@ -1,5 +1,5 @@
-// client LBS_URL DATA_FOLDER: asks for an address before any server has answered, and prints the
-// list when it has come.
+// client LBS_URL DATA_FOLDER: asks for an address before any server has answered, waits for the
+// first fetch, and prints the list.
 #include <sturdy/sturdy.h>
 
 #include <cstdio>
@@ -9,10 +9,10 @@
 static std::promise<int>* first_update = nullptr;
 
 static void OnUpdate(int code, const char*) {
-  static bool told = false;  // the callback has one thread
-  if (!told)
+  static bool is_first = true;  // needs no lock: the library calls back on one thread
+  if (is_first)
     first_update->set_value(code);
-  told = true;
+  is_first = false;
 }
 
 static void PrintNext(zo_sturdy::IZOSturdyLBSService* service) {
