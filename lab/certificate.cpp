@@ -54,9 +54,11 @@ std::string ToPem(Write write) {
 CertificateFiles MakeCertificate(Certificate kind, const std::string& address) {
   const bool wrong_name = kind == Certificate::kWrongName;
   const bool expired = kind == Certificate::kExpired;
+  // Make the key and an empty certificate.
   const KeyPtr key(EVP_EC_gen("P-256"));
   const CertPtr certificate(X509_new());
   Expect(key != nullptr && certificate != nullptr, "key");
+  // Fill in its validity and its names.
   X509* x509 = certificate.get();
   X509_set_version(x509, X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(x509), 1);
@@ -71,6 +73,7 @@ CertificateFiles MakeCertificate(Certificate kind, const std::string& address) {
   AddExtension(x509, NID_basic_constraints, "critical,CA:TRUE");
   AddExtension(x509, NID_subject_alt_name,
                wrong_name ? "DNS:" + name : "DNS:localhost,IP:" + address);
+  // Sign it and write both as text.
   Expect(X509_sign(x509, key.get(), EVP_sha256()) > 0, "signature");
   return {ToPem([&](BIO* bio) { return PEM_write_bio_X509(bio, x509); }), ToPem([&](BIO* bio) {
             return PEM_write_bio_PrivateKey(bio, key.get(), nullptr, nullptr, 0, nullptr, nullptr);

@@ -11,6 +11,7 @@
 namespace lab {
 
 Child::Child(std::vector<std::string> command) {
+  // Make the pipes. All ends are closed in other children.
   std::array<int, 2> output{};
   std::array<int, 2> input{};
   if (pipe2(output.data(), O_CLOEXEC) != 0) {
@@ -22,6 +23,7 @@ Child::Child(std::vector<std::string> command) {
     return;
   }
   input_ = input[1];
+  // Start the program.
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (std::string& argument : command) {
@@ -37,6 +39,7 @@ Child::Child(std::vector<std::string> command) {
     id_ = -1;
   }
   posix_spawn_file_actions_destroy(&actions);
+  // Close the child's ends here, so that the output ends with the child.
   close(output[1]);
   close(input[0]);
 }

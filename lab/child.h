@@ -11,6 +11,7 @@ namespace lab {
 // Runs a program as another process. One pipe carries its output and its errors, another its input.
 // The destructor kills and reaps a process that still runs.
 // Threads: one.
+// Owner:   the caller.
 // Errors:  a program that can't be started has no output, and Wait returns -1.
 class Child {
  public:

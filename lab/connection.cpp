@@ -24,6 +24,8 @@ using boost::system::error_code;
 // How long a TLS shutdown waits for the peer's own before the TCP shutdown follows.
 constexpr std::chrono::milliseconds kTlsShutdownLimit{200};
 
+// Takes one request at a time: waits at the gate of its plan, plays the steps of the plan, and ends
+// as the plan says. Meanwhile it keeps reading, so that it sees the peer's end at once.
 class ConnectionImpl : public Connection, public std::enable_shared_from_this<ConnectionImpl> {
  public:
   ConnectionImpl(tcp::socket socket, ServerContext& context)
@@ -89,9 +91,9 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   RequestReader reader_;
   std::string sni_;
   Plan plan_;
-  size_t step_ = 0;
-  std::chrono::steady_clock::time_point due_;
-  const Plan::Step* current_ = nullptr;
+  size_t step_ = 0;                            // number of the next step
+  const Plan::Step* current_ = nullptr;        // the step that is being played
+  std::chrono::steady_clock::time_point due_;  // when it is due
   uint64_t ticket_ = 0;  // at the gate of the plan; 0 if it doesn't wait there
 };
 
@@ -135,7 +137,7 @@ void ConnectionImpl::Stay() {
   Read();
 }
 
-// Keeps one read pending in every state, to see the peer's end.
+// Starts a read. One is pending in every state.
 void ConnectionImpl::Read() {
   if (tls_.has_value()) {
     tls_->async_read_some(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));

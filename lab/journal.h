@@ -15,6 +15,8 @@ namespace lab {
 
 // Records what happens in the lab: requests, connections, and which connections wait at a gate.
 // Threads: any. One mutex, and one condition that every change notifies.
+// Owner:   the Lab. Outlives all connections.
+// Errors:  a wait returns false at its limit.
 class Journal {
  public:
   using Limit = std::chrono::milliseconds;

@@ -43,6 +43,8 @@ class AllSignalsBlocked {
 
 }  // namespace
 
+// The servers and the thread that runs them. The io_context holds the connections, and they use the
+// servers, the journal and the script, so it ends first.
 class Lab::Impl {
  public:
   Impl(const Scenario& scenario, Observer observer) : observer_(std::move(observer)) {

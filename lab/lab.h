@@ -18,9 +18,8 @@ namespace lab {
 //   ASSERT_TRUE(lab.WaitForRequests(1, std::chrono::seconds(5)));
 // Threads: its own thread serves all connections. All methods may be called on any other thread.
 // Owner:   the caller. The destructor returns promptly, whatever state the connections are in.
-// Errors:  the constructor throws ScenarioError (bad scenario, port taken). An unknown server's
-// name
-//          throws std::invalid_argument. A wait returns false at its limit.
+// Errors:  the constructor throws ScenarioError (bad scenario, port taken). The name of an unknown
+//          server throws std::invalid_argument. A wait returns false at its limit.
 class Lab {
  public:
   using Limit = std::chrono::milliseconds;

@@ -46,11 +46,13 @@ std::string Expand(const std::string& text, const std::string& key,
   std::string out;
   size_t at = 0;
   for (size_t found = text.find("${"); found != std::string::npos; found = text.find("${", at)) {
+    // "$${" is a plain "${". Its first '$' is copied with the text before.
     if (found > at && text[found - 1] == '$') {
-      out.append(text, at, found - at).append("{");  // "$${": the first '$' is already in
+      out.append(text, at, found - at).append("{");
       at = found + 2;
       continue;
     }
+    // Copy the text before the placeholder, and take the placeholder apart.
     out.append(text, at, found - at);
     const size_t end = text.find('}', found);
     if (end == std::string::npos) {
@@ -60,6 +62,7 @@ std::string Expand(const std::string& text, const std::string& key,
     const size_t colon = std::min(name.find(':'), name.size());
     const std::string form = colon < name.size() ? name.substr(0, colon + 1) : "";
     name.erase(0, form.size());
+    // Write what it stands for.
     const auto endpoint = std::find_if(endpoints.begin(), endpoints.end(),
                                        [&](const Endpoint& e) { return e.name == name; });
     if (endpoint == endpoints.end()) {

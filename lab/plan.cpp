@@ -126,6 +126,7 @@ Behaviour WithBody(Behaviour b, const std::string& query) {
 }  // namespace
 
 Plan MakePlan(const Behaviour& behaviour, const PlanInput& request) {
+  // The bytes and the end.
   Plan plan;
   plan.gate = behaviour.hold;
   switch (behaviour.kind) {
@@ -151,6 +152,7 @@ Plan MakePlan(const Behaviour& behaviour, const PlanInput& request) {
       AddAnswer(behaviour, request, plan);
       break;
   }
+  // The delay before the first of them.
   if (behaviour.delay_ms > 0) {
     plan.steps.insert(plan.steps.begin(), Plan::Step{behaviour.delay_ms, ""});
   }

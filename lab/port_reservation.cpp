@@ -24,8 +24,8 @@ size_t PortOwner(const std::vector<Server>& servers, size_t index) {
 }  // namespace
 
 std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
-  std::vector<std::vector<LoopbackPort>>
-      useless;  // kept, so that the system doesn't choose them again
+  // The ports of failed attempts stay reserved, so that the system doesn't choose them again.
+  std::vector<std::vector<LoopbackPort>> failed_attempts;
   for (int attempt = 1;; ++attempt) {
     std::vector<LoopbackPort> ports;
     try {
@@ -42,7 +42,7 @@ std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
         throw PortTaken(servers[failed], failed, error);
       }
     }
-    useless.push_back(std::move(ports));
+    failed_attempts.push_back(std::move(ports));
   }
 }
 

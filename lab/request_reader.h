@@ -12,6 +12,8 @@ namespace lab {
 
 // Parses the requests of one connection from its bytes.
 // Threads: one.
+// Owner:   the connection.
+// Errors:  Next returns kMalformed for bytes that are no request.
 class RequestReader {
  public:
   enum class Result { kIncomplete, kRequest, kMalformed };

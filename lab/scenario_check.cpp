@@ -174,6 +174,7 @@ void Scenario::Check() const {
   if (servers.empty()) {
     Fail("servers", "must have at least one entry.");
   }
+  // The names first, since any server may name any other.
   std::vector<Endpoint> endpoints;
   for (size_t i = 0; i < servers.size(); ++i) {
     const std::string& name = servers[i].name;
@@ -188,6 +189,7 @@ void Scenario::Check() const {
     }
     endpoints.push_back({name, "", "", "", 0, false});
   }
+  // Then all that a server does.
   for (size_t i = 0; i < servers.size(); ++i) {
     const std::string key = "servers[" + std::to_string(i) + "]";
     CheckServer(servers[i], key, endpoints);

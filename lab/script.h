@@ -12,6 +12,7 @@ namespace lab {
 
 // Holds what each route does next. Its texts have no placeholders left.
 // Threads: any; one mutex.
+// Owner:   the Lab. Outlives all connections.
 class Script {
  public:
   Script() = default;
