@@ -26,7 +26,7 @@ static_assert(offsetof(_ZOSturdyMsgStatInfo, host) == 1 &&
 
 class SturdyObject : public ClientTest {};
 
-TEST_F(SturdyObject, ServiceComesAndGoes) {
+TEST_F(SturdyObject, ReleasedServiceIsReplaced) {
   IZOSturdyObject& object = Start();
   object.ReleaseLBSService();  // there is none
   IZOSturdyLBSService* const service = object.GetLBSService();

@@ -1,4 +1,4 @@
-// A client's calls from its start to its exit, with live servers.
+// Calls from inside the client's update callback, also while another thread exits.
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -13,7 +13,7 @@
 namespace zo_sturdy {
 namespace {
 
-class ClientRoad : public ClientTest {
+class UpdateCallback : public ClientTest {
  protected:
   // Starts the service and waits until `action` has run in the first callback.
   void FetchAndDo(const std::function<void(const std::string& document)>& action) {
@@ -39,8 +39,8 @@ class ClientRoad : public ClientTest {
   static inline std::function<void(int, const std::string&)> on_update_;
 };
 
-// Two of the calls only write a line to the log.
-TEST_F(ClientRoad, AllCallsWorkInsideTheCallback) {
+// The exit and the release only write a line to the log.
+TEST_F(UpdateCallback, MayMakeAllCalls) {
   FetchAndDo([this](const std::string& document) {
     EXPECT_EQ(StartSturdyEnvironment(EnvironmentSettings("/elsewhere")), 1);
     EXPECT_EQ(GetSturdyObject(1), &object_);
@@ -80,7 +80,7 @@ TEST_F(ClientRoad, AllCallsWorkInsideTheCallback) {
 
 // Calls the exports in a callback while another thread exits: no deadlock. An exit with an unknown
 // id stops the object with the table of environments locked.
-class ExitDuringACallback : public ClientRoad, public testing::WithParamInterface<int> {};
+class ExitDuringACallback : public UpdateCallback, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(Ids, ExitDuringACallback, testing::Values(1, 7));
 
 TEST_P(ExitDuringACallback, ExportsAnswer) {
