@@ -20,7 +20,7 @@ namespace {
 
 constexpr uint32_t kBuffer = 64;
 constexpr uint32_t kRoom = kBuffer - kLogBufferHeaderBytes;
-constexpr uint32_t kNoLimit = 1 << 20;
+constexpr uint32_t kNoLimit = 16 << 20;
 
 std::string Framed(const std::string& text) {
   const std::string dashes(23, '-');
@@ -51,9 +51,9 @@ class LogFileTest : public testing::Test {
   const std::string buffer_path_ = path_ + ".qel_mmap";
 };
 
-TEST_F(LogFileTest, ABufferOfAnotherSizeThatCanNotBeReadIsTakenOverAllTheSame) {
-  const std::string text(100000, 't');   // more than one read brings
-  for (const int call : {2, 3, 4, 5}) {  // after the look at its size: the open and three reads
+TEST_F(LogFileTest, FailedReadOfABufferOfOtherSizeLosesNoText) {
+  const std::string text(100000, 't');   // takes more than one read
+  for (const int call : {2, 3, 4, 5}) {  // after the size: the open and three reads
     SetBuffer(BufferBytes(100000, text, 100000 + 4));
     LogFile log;
     const ScopedFileFault failing(call, FileFault::kFailOnce);
@@ -62,33 +62,44 @@ TEST_F(LogFileTest, ABufferOfAnotherSizeThatCanNotBeReadIsTakenOverAllTheSame) {
   }
 }
 
-TEST_F(LogFileTest, AProcessCanDieInAnyFileCallAsItTakesOverWhatAFormerOneLeft) {
-  int calls = 0;
-  for (bool killed = true; killed;) {
-    SCOPED_TRACE(++calls);
-    SetBuffer(BufferBytes(3, "old", kBuffer));
-    const auto is_killed_or_done = [&](int status) {
-      killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-      return killed || status == 0;
-    };
-    EXPECT_EXIT(
-        {
-          const ScopedFileFault fault(calls, FileFault::kKill);
-          LogFile().Init(path_, kNoLimit, kBuffer);
-          ::_exit(0);
-        },
-        is_killed_or_done, "");
-    LogFile next;
-    EXPECT_TRUE(next.Init(path_, kNoLimit, kBuffer));
-    EXPECT_THAT(Log(), testing::HasSubstr("old\r\n"));
-    next.Write("new");
-    EXPECT_EQ(Buffer(3), BufferBytes(3, "new", 7));
+// The process is killed in one file call after another: while a start takes over the buffer, or
+// while a flush empties it. Both also cut the log.
+TEST_F(LogFileTest, DeathInAnyFileCallLosesNoLine) {
+  constexpr uint32_t kLimit = 64;
+  for (const bool in_flush : {false, true}) {
+    int calls = 0;
+    for (bool killed = true; killed;) {
+      SCOPED_TRACE((in_flush ? "flush " : "start ") + std::to_string(++calls));
+      SetBuffer(in_flush ? "" : BufferBytes(3, "old", kBuffer));
+      ASSERT_TRUE(WriteWholeFile(path_, std::string(kLimit - 2, '.')));
+      const auto is_killed_or_done = [&](int status) {
+        killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+        return killed || status == 0;
+      };
+      EXPECT_EXIT(
+          {
+            LogFile log;
+            if (in_flush) {
+              log.Init(path_, kLimit, kBuffer);
+              log.Write("old");
+            }
+            const ScopedFileFault fault(calls, FileFault::kKill);
+            ::_exit((in_flush ? log.Flush() : log.Init(path_, kLimit, kBuffer)) ? 0 : 1);
+          },
+          is_killed_or_done, "");
+      LogFile next;
+      EXPECT_TRUE(next.Init(path_, kNoLimit, kBuffer));
+      EXPECT_THAT(Log(), testing::AllOf(testing::StartsWith(std::string(kLimit / 2 - 2, '.')),
+                                        testing::HasSubstr("old")));
+      next.Write("new");
+      EXPECT_EQ(Buffer(3), BufferBytes(3, "new", 7));
+    }
+    EXPECT_GT(calls, 10) << "too few";
   }
-  EXPECT_GT(calls, 10) << "too few for a start";
 }
 
-// It dies in the copy of a line that can't be read.
-TEST_F(LogFileTest, ALineCountsOnceAllOfItIsInTheBuffer) {
+// The process dies while it copies a line that can't be read.
+TEST_F(LogFileTest, UnfinishedLineIsNotCounted) {
   LogFile log;
   ASSERT_TRUE(log.Init(path_, kNoLimit, kBuffer));
   log.Write("whole\n");
@@ -102,7 +113,7 @@ TEST_F(LogFileTest, ALineCountsOnceAllOfItIsInTheBuffer) {
   EXPECT_EQ(Buffer(6), BufferBytes(6, "whole\n", 10));
 }
 
-TEST_F(LogFileTest, AFullBufferGoesToTheLogWithTheNewLineLast) {
+TEST_F(LogFileTest, FullBufferMovesToTheLogBeforeTheNewLine) {
   LogFile log;
   ASSERT_TRUE(log.Init(path_, 0, kBuffer));
   const std::string most(kRoom - 1, 'm');
@@ -124,23 +135,24 @@ TEST_F(LogFileTest, AFullBufferGoesToTheLogWithTheNewLineLast) {
   EXPECT_EQ(Log(), most + "12" + longer + "34");
 }
 
-TEST_F(LogFileTest, ALogAtItsLimitLosesItsOlderHalf) {
-  for (const uint32_t limit : {16385U, 20000U, 3U, 1U}) {
+TEST_F(LogFileTest, LogAtItsLimitLosesItsOlderHalf) {
+  for (const uint32_t setting : {16385U, 20000U, 3U, 1U, 0U}) {
+    const uint32_t limit = setting != 0 ? setting : 8 << 20;
     std::string text;
     for (uint32_t i = 0; i + 1 < limit; ++i) {
       text += static_cast<char>('a' + i % 26);
     }
     RemoveFile(path_);
     LogFile log;
-    ASSERT_TRUE(log.Init(path_, limit, kBuffer));
+    ASSERT_TRUE(log.Init(path_, setting, kBuffer));
     EXPECT_TRUE(log.WriteToFile(text));
-    EXPECT_EQ(Log(), text) << limit;
+    EXPECT_TRUE(Log() == text) << limit;
     EXPECT_TRUE(log.WriteToFile("!"));
-    EXPECT_EQ(Log(), (text + "!").substr(limit / 2)) << limit;
+    EXPECT_TRUE(Log() == (text + "!").substr(limit / 2)) << limit;
   }
 }
 
-TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
+TEST_F(LogFileTest, FailedCutLeavesTheLogWholeAndIsRepeated) {
   constexpr uint32_t kLimit = 8;
   const std::string text = std::string(20000, '.') + "!";
   int calls = 2;  // those of the appending
@@ -163,7 +175,7 @@ TEST_F(LogFileTest, ACutThatFailsLeavesTheLogWholeAndTheNextOneMakesUpForIt) {
   EXPECT_GT(calls, 12) << "too few for the whole of a cut";
 }
 
-TEST_F(LogFileTest, AStartThatFailedCanBeTriedAgain) {
+TEST_F(LogFileTest, FailedStartCanBeRepeated) {
   LogFile log;
   EXPECT_FALSE(log.Init(path_, 0, kLogBufferHeaderBytes - 1));
   log.Write("lost");
