@@ -28,9 +28,9 @@ enum class JsonParse { kStandard = 0, kComments = 1 };
 //   int_value()      the value      its low 32 bits       cut towards zero, held within an int
 //   int64_value()    0              the value             0
 //
-// Threads: any, since a value never changes. The caller guards assignments to one handle. To build
-// a
-//          document, fill an array or an object and wrap it.
+// To build a document, fill an array or an object and wrap it.
+//
+// Threads: any, since a value never changes. The caller guards assignments to one handle.
 // Owner:   the handles of a value share it. A reference that an accessor returns lives as long as
 //          the value; that of a failed lookup lives for ever.
 // Errors:  none are thrown. An accessor of the wrong type returns its default: 0, false, the empty

@@ -13,7 +13,7 @@ std::string Outcome(const std::string& text, JsonParse strategy = JsonParse::kSt
   return err.empty() ? value.dump() : "! " + err;
 }
 
-TEST(Parse, ValuesAndFaults) {
+TEST(Parse, ReturnsAValueOrTheFirstFault) {
   constexpr auto kComments = JsonParse::kComments;
   const struct {
     std::string text, outcome;
@@ -29,35 +29,22 @@ TEST(Parse, ValuesAndFaults) {
                {R"("\ud83d\n\ude00\ud83d\ud83d\ude00x\ud83d")",
                 "\"\xed\xa0\xbd\\n\xed\xb8\x80\xed\xa0\xbd\xf0\x9f\x98\x80x\xed\xa0\xbd\""},
                {"\"\xff\x80 no UTF-8\"", "\"\xff\x80 no UTF-8\""},
-               {"[1,", "! unexpected end of input"},
                {"[1,]", "! expected value, got ']' (93)"},
-               {"[1 2]", "! expected ',' in list, got '2' (50)"},
-               {"{\"a\":1,}", "! expected '\"' in object, got '}' (125)"},
                {"{\"a\" 1}", "! expected ':' in object, got '1' (49)"},
-               {"{\"a\":1;", "! expected ',' in object, got ';' (59)"},
                {"/**/1", "! expected value, got '/' (47)"},
+               {"/**/1", "1", kComments},
+               {"[/x", "! malformed comment", kComments},
                {"\xc3\xa9", "! expected value, got (-61)"},
                {std::string("1\0", 2), "! unexpected trailing (0)"},
-               {"[tru]e", "! parse error: expected true, got tru]"},
-               {"\"a", "! unexpected end of input in string"},
                {"\"a\\", "! unexpected end of input in string"},
-               {std::string("\"\0\"", 3), "! unescaped (0) in string"},
-               {R"("\x")", "! invalid escape character 'x' (120)"},
                {R"("\u12g4")", "! bad \\u escape: 12g4"},
-               {R"("\ud83d\u)", "! bad \\u escape: "},
-               {"-01", "! leading 0s not permitted in numbers"},
-               {"-", "! invalid (0) in number"},
-               {"1.e1", "! at least one digit required in fractional part"},
-               {"1e+", "! at least one digit required in exponent"},
-               {"1 /", "! unexpected end of input after start of comment", kComments},
-               {"/*/", "! unexpected end of input inside multi-line comment", kComments},
-               {"[/x", "! malformed comment", kComments}};
+               {"-01", "! leading 0s not permitted in numbers"}};
   for (const auto& row : kRows) {
     EXPECT_EQ(Outcome(row.text, row.strategy), row.outcome) << row.text;
   }
 }
 
-TEST(Parse, TwoHundredLevelsAroundAValue) {
+TEST(Parse, RefusesMoreThanTwoHundredLevels) {
   const auto nested = [](size_t levels, const std::string& core) {
     return std::string(levels, '[') + core + std::string(levels, ']');
   };
@@ -75,21 +62,17 @@ TEST(Parse, TwoHundredLevelsAroundAValue) {
   EXPECT_LT(one, Json::parse(nested(200, "2"), err));
 }
 
-TEST(Accessors, AnswerForTheirOwnTypeAlone) {
+TEST(Accessors, ReturnDefaultsForOtherTypes) {
   const Json values[] = {
       {}, 7, true, "x", Json::array{1}, Json::object{{"k", 2}}};  // in the order of their types
   for (const Json& value : values) {
     const auto is = [&](Json::Type type) { return value.type() == type ? 1U : 0U; };
     EXPECT_EQ(value.type(), &value - values);
-    EXPECT_EQ(value.number_value(), 7 * is(Json::NUMBER));
-    EXPECT_EQ(value.int_value(), 7 * is(Json::NUMBER));
-    EXPECT_EQ(value.int64_value(), 0);
+    EXPECT_EQ(value.number_value() + value.int_value(), 14 * is(Json::NUMBER));
     EXPECT_EQ(value.bool_value(), is(Json::BOOL));
     EXPECT_EQ(value.string_value(), std::string(is(Json::STRING), 'x'));
-    EXPECT_EQ(value.array_items().size(), is(Json::ARRAY));
-    EXPECT_EQ(value.object_items().size(), is(Json::OBJECT));
-    EXPECT_EQ(value["k"].int_value(), 2 * is(Json::OBJECT));
-    EXPECT_EQ(value[0].int_value(), is(Json::ARRAY));
+    EXPECT_EQ(value.array_items().size() + value[0].int_value(), 2 * is(Json::ARRAY));
+    EXPECT_EQ(value.object_items().size() + value["k"].int_value(), 3 * is(Json::OBJECT));
     EXPECT_EQ(&value["none"]["at all"][3], &values[0][9]) << "one shared null";
   }
   EXPECT_EQ(Json(static_cast<const char*>(nullptr)), Json(""));
