@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-// ASCII characters, in any locale.
+// Classifies and compares ASCII characters, in any locale.
+// Threads: any. Errors: none.
 namespace zo_base {
 
 constexpr bool IsDigit(char c) {

@@ -11,8 +11,8 @@
 // Threads: any.
 namespace zo_base {
 
-// Returns the number that all of `text` is, without a sign for an unsigned type; empty if it is
-// none, or one that the type can't hold.
+// Returns the number if all of `text` is one and the type can hold it; otherwise empty. Accepts a
+// minus for a signed type only.
 template <class Number>
 std::optional<Number> WholeNumber(std::string_view text) {
   Number number = 0;
@@ -23,8 +23,8 @@ std::optional<Number> WholeNumber(std::string_view text) {
   return number;
 }
 
-// Returns the number that the first digits of `text` are, 0 if there are none, and the largest if
-// the type can't hold it.
+// Returns the number of the digits at the begin of `text`; 0 if there are none. Returns the largest
+// number if the type can't hold it.
 template <class Number>
 Number LeadingDigits(std::string_view text) {
   Number number = 0;
@@ -37,8 +37,8 @@ Number LeadingDigits(std::string_view text) {
   return number;
 }
 
-// Returns the number that `text` begins with, after blanks and with a sign, as atoi does; 0 if
-// there is none, and the nearest that the type can hold.
+// Returns the number at the begin of `text`, after blanks and with a sign, as atoi does; 0 if there
+// is none. Clamps it to the type.
 template <class Number>
 Number LeadingNumber(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));

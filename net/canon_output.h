@@ -5,10 +5,10 @@
 
 namespace url {
 
-// A growing buffer that text is written to byte by byte; where the bytes lie is the derived
-// class's. Written for the short texts of this layer.
-// Threads: one at a time. Owner: lives on the stack of who prints.
-// Errors:  a byte that would let the capacity reach 1 GiB is dropped without a word.
+// A growing buffer for short texts, written byte by byte. The derived class owns the bytes.
+// Threads: one at a time.
+// Owner:   the stack of the printing function.
+// Errors:  none are reported. A byte that would make the capacity reach 1 GiB is dropped.
 template <typename T>
 class CanonOutputT {
  public:
@@ -17,7 +17,7 @@ class CanonOutputT {
   CanonOutputT& operator=(const CanonOutputT&) = delete;
   virtual ~CanonOutputT() = default;
 
-  // Gives the buffer a capacity of `new_len`, keeping its bytes, and sets both fields.
+  // Sets the capacity to `new_len`, keeps the bytes, and sets `buffer` and `buffer_len`.
   virtual void Resize(int32_t new_len) = 0;
 
   void Append(T byte) {
@@ -54,16 +54,15 @@ class CanonOutputT {
   }
 };
 
-// Appends to the text of a string, which lives longer than this object. While this object
-// works, the string's size is the capacity: Complete() cuts it to what was written, and nobody
-// else may touch the string before that.
+// Appends to a string, which must outlive this object. Until Complete() the string's size is the
+// capacity, and no other code may use the string.
 class StdStringCanonOutput : public CanonOutputT<char> {
  public:
   explicit StdStringCanonOutput(std::string& text);
 
   void Resize(int32_t new_len) override;
 
-  // Ends the writing. Requires: called once, after the last Append.
+  // Cuts the string to the written bytes. Requires: called once, after the last Append.
   void Complete();
 
  private:

@@ -17,7 +17,7 @@ constexpr size_t kV6Groups = 8;
 constexpr size_t kV6TextBytes = 39;
 constexpr uint64_t kPast32Bits = uint64_t{1} << 32;
 
-// Values of hexadecimal digits; kNoDigit, which is past every base, for all other bytes.
+// The values of hexadecimal digits. All other bytes have kNoDigit, which is larger than any base.
 constexpr uint8_t kNoDigit = 0xff;
 constexpr std::array<uint8_t, 256> kDigitValues = [] {
   std::array<uint8_t, 256> values{};
@@ -36,14 +36,14 @@ uint8_t DigitValue(char c) {
   return kDigitValues[static_cast<unsigned char>(c)];
 }
 
-// An address of either family on the stack: the tests need no memory.
+// An address of either family, without an allocation.
 struct Literal {
   uint8_t bytes[kV6Bytes];
-  AddressFamily family = kIPFamilyAny;  // "any" when the text was no address
+  AddressFamily family = kIPFamilyAny;  // "any" if the text is no address
 };
 
-// Reads one number of an IPv4 text up to the next dot or the end. Numbers past 32 bits come out as
-// kPast32Bits. False for an empty number and for a character that isn't a digit of its base.
+// Reads one number of an IPv4 text up to the next dot or the end. Clamps numbers of more than 32
+// bits to kPast32Bits. Returns false for an empty number and for a digit outside its base.
 bool ReadV4Number(const char*& p, const char* end, uint64_t& number) {
   if (p == end || *p == '.') {
     return false;
@@ -76,9 +76,9 @@ IPv4ParseResult ParseV4(const char* p, const char* end, uint8_t (&address)[kV4By
       return IPv4ParseResult::kNotAddress;
     }
     ++read;
-    p += p != end ? 1 : 0;  // the dot; one at the very end means nothing
+    p += p != end ? 1 : 0;  // the dot; a last one is ignored
   }
-  // The last number fills all bytes that the others leave.
+  // The last number fills the remaining bytes.
   const size_t last = read - 1;
   uint64_t value = numbers[last];
   if (value >= kPast32Bits >> (8 * last)) {
@@ -97,8 +97,8 @@ IPv4ParseResult ParseV4(const char* p, const char* end, uint8_t (&address)[kV4By
   return IPv4ParseResult::kValid;
 }
 
-// Reads one group, or the IPv4 tail that takes the place of the last groups, after the
-// `written` bytes that precede it.
+// Reads one group, or an IPv4 tail in place of the last groups, and appends it to the `written`
+// bytes.
 bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], size_t& written) {
   constexpr ptrdiff_t kMaxGroupDigits = 4;
   const char* const start = p;
@@ -110,6 +110,7 @@ bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], si
     }
     group = group << 4 | digit;
   }
+  // A group.
   if (p == end || *p == ':') {
     if (p == start || p - start > kMaxGroupDigits || written == kV6Bytes) {
       return false;
@@ -118,6 +119,7 @@ bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], si
     bytes[written++] = static_cast<uint8_t>(group);
     return true;
   }
+  // An IPv4 tail.
   uint8_t tail[kV4Bytes];
   int count = 0;
   if (written + kV4Bytes > kV6Bytes ||
@@ -130,11 +132,11 @@ bool ReadV6Group(const char*& p, const char* end, uint8_t (&bytes)[kV6Bytes], si
   return true;
 }
 
-// The text between the brackets. `bytes` is written to on a failure too.
+// Parses the text between the brackets. Writes to `bytes` on failure too.
 bool ParseV6(const char* p, const char* end, uint8_t (&bytes)[kV6Bytes]) {
   constexpr size_t kNone = kV6Bytes + 1;
   size_t written = 0;
-  size_t contraction = kNone;  // the bytes that stand before it
+  size_t contraction = kNone;  // the number of bytes before "::"
   if (end - p < 2) {
     return false;
   }
@@ -142,6 +144,7 @@ bool ParseV6(const char* p, const char* end, uint8_t (&bytes)[kV6Bytes]) {
     contraction = 0;
     p += 2;
   }
+  // Read the groups and note the contraction.
   while (p != end) {
     if (!ReadV6Group(p, end, bytes, written)) {
       return false;
@@ -161,6 +164,7 @@ bool ParseV6(const char* p, const char* end, uint8_t (&bytes)[kV6Bytes]) {
       ++p;
     }
   }
+  // Fill the contraction with zeros.
   if (contraction == kNone) {
     return written == kV6Bytes;
   }
@@ -172,8 +176,8 @@ bool ParseV6(const char* p, const char* end, uint8_t (&bytes)[kV6Bytes]) {
   return true;
 }
 
-// The short way for the form that nearly all addresses have: four decimal numbers without leading
-// zeros. False leaves the text to the parsers above.
+// Reads the form of nearly all addresses quickly: four decimal numbers without leading zeros. After
+// false, try the parsers above.
 bool ReadDottedQuad(const char* p, const char* end, uint8_t* address) {
   constexpr ptrdiff_t kMaxDigits = 3;
   for (size_t i = 0; i < kV4Bytes; ++i) {

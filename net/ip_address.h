@@ -8,14 +8,15 @@
 #include "net/url.h"
 #include "sturdy/sturdy.h"
 
-// IP addresses as texts and as bytes. The parsers take all numeric forms that hosts are written
-// in, of IPv4 also 127.1, 0x7f.0.0.1, 0177.1, 2130706433 and "1.2.3.4.", and so decide the same as
-// a system's resolver does about what needs no look-up.
+// Converts IP addresses between text and bytes. The parsers accept all numeric forms of a host, for
+// IPv4 also 127.1, 0x7f.0.0.1, 0177.1, 2130706433 and "1.2.3.4.". So they agree with the system's
+// resolver about which hosts need no look-up.
 // Threads: any, all functions are pure.
-// Errors:  a text that doesn't parse answers false; outputs are changed on success only.
+// Errors:  a function returns false for a text that doesn't parse, and leaves its outputs
+// unchanged.
 namespace net {
 
-// An address in network order. Valid with 4 bytes (IPv4) or 16 (IPv6); empty at first.
+// An address in network order: 4 bytes (IPv4) or 16 (IPv6). Any other size is invalid.
 using IPBytes = std::vector<uint8_t>;
 
 struct IPEndpoint {
@@ -25,40 +26,43 @@ struct IPEndpoint {
 
 enum class IPv4ParseResult {
   kNotAddress = 0,
-  kBroken = 1,  // of the form of an address, but a number in it is too large
+  kBroken = 1,  // has the form of an address, but a number is too large
   kValid = 2,
 };
 
-// Whether `text` is an address of either family. Brackets go with IPv6 only, and needn't be there.
+// Returns whether `text` is an address of either family. IPv6 may have brackets.
 bool IsIPLiteral(std::string_view text);
 
-// Sets `family` to that of the address.
+// Sets `family` to the address's family.
 bool GetIPFamily(std::string_view text, AddressFamily& family);
 
-// Sets `family` as GetIPFamily does, and returns false in every case: callers preset `family` and
-// read it alone.
+// Sets `family` as GetIPFamily does, but always returns false: callers preset `family` and ignore
+// the result.
 bool FillIPFamily(std::string_view text, AddressFamily& family);
 
-// Takes a text with a colon as IPv6, with any missing bracket added, and every other as IPv4.
+// Reads a text with a colon as IPv6, with or without brackets, and any other text as IPv4.
 bool ParseIPLiteral(std::string_view text, IPBytes& address);
 
-// The range of `text`, split at dots. `component_count` counts the numbers that were written.
+// The two parsers of ParseIPLiteral, for a range of a URL's text.
+
+// Sets `component_count` to how many numbers the text has.
 IPv4ParseResult ParseIPv4Text(const char* text, const url::URLRange& range, uint8_t (&address)[4],
                               int& component_count);
 
-// The range of `text`, which must be in brackets. An IPv4 tail may have any form of ParseIPv4Text.
+// Requires brackets. An IPv4 tail may have any form of ParseIPv4Text.
 bool ParseIPv6Text(const char* text, const url::URLRange& range, uint8_t (&address)[16]);
 
+// Returns kIPFamilyAny for an invalid address.
 AddressFamily AddressFamilyOf(const IPBytes& address);
 
-// Four decimal numbers, or eight groups in lower case with the first of the longest runs of zero
-// groups (two or more) written as "::". Empty for bytes that are no valid address.
+// Returns four decimal numbers, or eight groups in lower case with the first of the longest runs of
+// zero groups (two or more) written as "::". Returns an empty text for an invalid address.
 std::string IPBytesToText(const IPBytes& address);
 
-// "[address]", with each bracket that isn't there yet.
+// Returns "[address]": adds each missing bracket.
 std::string InBrackets(const std::string& address);
 
-// "[address]:port" for IPv6, otherwise "address:port".
+// Returns "[address]:port" for IPv6, otherwise "address:port".
 std::string EndpointToText(const IPEndpoint& endpoint);
 
 }  // namespace net

@@ -11,7 +11,7 @@ namespace url {
 namespace {
 
 static_assert(std::is_sorted(kKnownSchemes.begin(), kKnownSchemes.end()),
-              "the table is searched by halves");
+              "GetURLScheme searches it by halves");
 
 // Blanks, control characters and, since characters are signed here, every byte from 0x80 up.
 bool IsDroppedAtEnds(char c) {
@@ -24,7 +24,7 @@ bool EndsAuthority(char c) {
   return IsSlash(c) || c == '?' || c == '#';
 }
 
-// The last `wanted` in [first, last), or null.
+// Returns the last `wanted` in [first, last), or null.
 const char* FindLast(const char* first, const char* last, char wanted) {
   while (last != first) {
     if (*--last == wanted) {
@@ -38,7 +38,7 @@ const char* FindFirst(const char* first, const char* last, char wanted) {
   return static_cast<const char*>(std::memchr(first, wanted, static_cast<size_t>(last - first)));
 }
 
-// Writes ranges of one text. Requires: all pointers lie in that text.
+// Writes the ranges of one URL. Requires: all pointers lie in its text.
 class Splitter {
  public:
   Splitter(const char* text, URLParts& parts) : text_(text), parts_(parts) {}
@@ -79,6 +79,7 @@ class Splitter {
     if (begin == end) {
       return;
     }
+    // A colon inside the brackets of an IPv6 address begins no port.
     const char* const colon = FindLast(begin, end, ':');
     const char* bracket = FindLast(begin, end, ']');
     if (bracket == nullptr && *begin == '[') {

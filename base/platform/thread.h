@@ -7,11 +7,11 @@
 
 namespace zo_base {
 
-// The system's threads. StartThread makes all threads of the library.
+// The system's threads. StartThread makes all threads of the library. Any thread may call these.
 
 // Starts a thread that blocks all signals except the synchronous ones: the host's handlers run on
-// the host's own threads, but its crash reporter still sees a crash of ours.
-// Throws std::system_error if there is no thread, and leaves nothing behind then.
+// the host's own threads, but its crash reporter still sees a crash of ours. The caller joins it.
+// Throws std::system_error if the system has no thread left; nothing has changed then.
 std::thread StartThread(std::function<void()> body);
 
 // Sets the name that debuggers show, cut at the system's limit.

@@ -29,11 +29,11 @@ int SystemFamily(AddressFamily family) {
   }
 }
 
-// Asks the system. The result is 0 or the system's code, never 0 on a failure.
+// Asks the system. Returns 0 or the system's code, which is never 0 on failure.
 int Ask(const std::string& host, int flags, int system_family, AddrInfoList& list) {
   list.reset();
   if (host.find('\0') != std::string::npos) {
-    return EAI_NONAME;  // the system would look up the text before it
+    return EAI_NONAME;  // the system would look up only the text before the NUL
   }
   addrinfo hints{};
   hints.ai_family = system_family;

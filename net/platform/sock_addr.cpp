@@ -9,7 +9,7 @@ namespace {
 
 static_assert(sizeof(sockaddr_in) == 16 && sizeof(sockaddr_in6) == 28);
 
-// Callers' buffers needn't be aligned for the structure, so it is copied in and out.
+// Copy the structures, since a caller's buffer may be unaligned.
 template <typename T>
 bool CopyTo(const T& from, sockaddr* address, socklen_t& length) {
   if (length < sizeof(from)) {

@@ -4,15 +4,16 @@
 
 #include "net/ip_address.h"
 
-// Endpoints as the system's socket addresses. Threads: any.
+// Converts endpoints to the system's socket addresses and back.
+// Threads: any, both functions are pure.
+// Errors:  by result; a failure leaves the outputs unchanged.
 namespace net {
 
-// Fills `address`, whose size is given in `length`; `length` becomes the size used. False, with
-// both left alone, if the address is invalid or the buffer is shorter than 16 bytes for IPv4 or 28
-// for IPv6.
+// Fills `address`, a buffer of `length` bytes, and sets `length` to the used size. Fails if the
+// endpoint's address is invalid or the buffer is shorter than 16 bytes for IPv4 or 28 for IPv6.
 bool EndpointToSockAddr(const IPEndpoint& endpoint, sockaddr* address, socklen_t& length);
 
-// The way back. False for families other than the two, and for a length that is too short.
+// Fails for other families than IPv4 and IPv6, and for a length that is too short.
 bool SockAddrToEndpoint(const sockaddr* address, socklen_t length, IPEndpoint& endpoint);
 
 }  // namespace net
