@@ -1,21 +1,12 @@
 #!/bin/bash
 # install_test.sh BUILD CMAKE CXX   installs a build to a new prefix, moves the prefix, and builds and
 # runs the examples against it. The installed sturdyctl plays their servers.
-set -euo pipefail
+[ $# -eq 3 ] || { echo "install_test.sh: the arguments must be BUILD CMAKE CXX." >&2; exit 2; }
+# shellcheck source=tests/support/servers.sh
+. "$(dirname "$0")/../support/servers.sh"
 build=$1 cmake=$2
 export CXX=$3
 unset CMAKE_CXX_COMPILER_LAUNCHER LD_LIBRARY_PATH PKG_CONFIG_PATH
-source=$(cd "$(dirname "$0")/../.." && pwd)
-work=$(mktemp -d)
-server=
-trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
-cd "$work"
-
-fail() {
-  echo "install: $1" >&2
-  [ ! -s output ] || cat output >&2
-  exit 1
-}
 quietly() {
   "$@" >output 2>&1 || fail "failed: $*"
 }
@@ -33,17 +24,12 @@ pc=$(find "$prefix" -name pkgconfig)
 [ "$(readlink "$library")" = libsturdy_comp.so.0 ] || fail "the library has no soname"
 examples=$(find "$prefix" -name examples)
 
-"$prefix/bin/sturdyctl" serve --scenario "$examples/lab.json" >serve.txt &
-server=$!
-until grep -q 'Ctrl-C' serve.txt; do
-  kill -0 "$server" || fail "sturdyctl serve ended"
-  read -rt 0.05 <> <(:) || true
-done
-url=$(sed -nE 's/^lbs +//p' serve.txt)/lbs/conf.jsp
+serve "$examples/lab.json" "$prefix/bin/sturdyctl"
+document=$(url lbs)/lbs/conf.jsp
 
 quietly "$cmake" -S "$examples/find_package" -B found "-DCMAKE_PREFIX_PATH=$prefix"
 quietly "$cmake" --build found
-quietly found/client "$url" "$work/data"
+quietly found/client "$document" "$work/data"
 expect <<<'127.0.0.1:N refused
 127.0.0.1:N connected'
 
@@ -58,20 +44,21 @@ done
 
 cp -r "$examples/pkg_config" "$examples/dlopen" .
 quietly make -C pkg_config "PKG_CONFIG_PATH=$pc"
-quietly pkg_config/client "$url" "$work/data2"
+quietly pkg_config/client "$document" "$work/data2"
 expect <<<'192.0.2.1:N
 code 200
 127.0.0.1:N
 127.0.0.1:N'
 
 quietly make -C dlopen "PKG_CONFIG_PATH=$pc"
-quietly dlopen/client "$library" "$url" "$work/data3"
+quietly dlopen/client "$library" "$document" "$work/data3"
 expect <<<'127.0.0.1:N'
 
 quietly "$cmake" -S "$source/tests/install/sub_project" -B inside "-DSTURDY=$source"
 
 # The page and the completion know each command of --help, and the completion an option's values.
 page=$(find "$prefix" -name sturdyctl.1)
+# shellcheck source=/dev/null # generated
 . "$(find "$prefix" -path '*completions/sturdyctl')"
 commands=$("$prefix/bin/sturdyctl" --help | sed '1,/^Subcommands/d' | sed -nE 's/^  ([a-z-]+) .*/\1/p')
 COMP_WORDS=(sturdyctl '') COMP_CWORD=1
