@@ -32,9 +32,9 @@ enum class LoopStep {
   kTaskRan,
   kWalked,
   kPassEnds,
-  // On the posting thread: before its task is stored, and after it has marked a wake-up as pending.
+  // On the posting thread: before its task is stored, and before it looks whether the loop waits.
   kPosterAppends,
-  kPosterMarked,
+  kNotifies,
 };
 
 // One system thread with a task loop, started at most once. It waits for a post or the earliest
@@ -71,8 +71,6 @@ class BaseThread : public IThread, public ITaskDelegate {
   void PostDelayedTask(int delay_ms, const std::function<void()>& task) override;
   void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) override;
 
-  // A post that ends a wait needs no more. Otherwise one pending wake-up serves all posts that come
-  // before it runs.
   void PostAndWake(const std::function<void()>& task) override;
 
   // Permanent. The running task finishes, and no further one begins. A Start that hasn't emitted
@@ -106,13 +104,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   };
   using TaskQueue = std::deque<std::function<void()>>;
   enum class Wake { kNotified, kTimedOut };
-  struct WalkResult {
-    bool stopped;
-    bool ran;
-  };
 
-  // Returns true if the thread was waiting: the pass that then begins runs what was stored before.
-  bool Notify();
+  void Notify();
   // Require the lane's mutex.
   static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
                            const std::function<void()>& task);
@@ -120,7 +113,6 @@ class BaseThread : public IThread, public ITaskDelegate {
                                  std::atomic<bool>& filled);
   void AppendPriority(const std::function<void()>& task);
   void PostDelayed(int delay_ms, const std::function<void()>& task, long long times);
-  void AppendDelayed(int delay_ms, const std::function<void()>& task, long long times);
 
   bool RunPass();
   Wake WaitForWork();
@@ -132,7 +124,7 @@ class BaseThread : public IThread, public ITaskDelegate {
   bool TakePriorityIncoming();
   bool TakeNormalIncoming();
   bool RunDueDelayedTasks();
-  WalkResult WalkDueTasksLocked(std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
+  bool WalkDueTasksLocked(std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
   bool RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) ZO_REQUIRES(delayed_mutex);
   void MirrorEarliestDueLocked() ZO_REQUIRES(delayed_mutex);
   void Step(LoopStep step);
@@ -155,7 +147,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::map<uint64_t, DueTasks> delayed_tasks ZO_GUARDED_BY(delayed_mutex);
   // Mirrors the first key of the map for the loop's wait; the largest value if it is empty.
   std::atomic<uint64_t> earliest_due_ms;
-  std::atomic<bool> wake_up_pending{false};
+  // A task was posted that a drain may not have run yet, so the loop doesn't wait.
+  std::atomic<bool> wake_requested{false};
   // The thread waits, or is about to, and hasn't been notified.
   std::atomic<bool> waiting{false};
   Condition wake_condition;

@@ -55,22 +55,22 @@ void BaseThread::Step(LoopStep step) {
 
 // Call after storing the task, due time or stop. If `waiting` is still false here, the loop will
 // see what was stored before it sleeps, so it need not be notified.
-bool BaseThread::Notify() {
+void BaseThread::Notify() {
+  Step(LoopStep::kNotifies);
   if (!waiting) {
-    return false;
+    return;
   }
   {
     RecursiveMutexLock lock(wake_mutex);
-    // The thread holds the mutex from setting `waiting` to its wait, so it is in its wait now.
+    // The loop holds the mutex from setting `waiting` to its wait, so it is in its wait now.
     if (!waiting) {
-      return false;
+      return;
     }
     waiting = false;
   }
   // Notify without the mutex, which the waking thread takes. If the loop has timed out and waits
   // again, it makes one extra pass.
   wake_condition.notify_all();
-  return true;
 }
 
 void BaseThread::AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
@@ -112,42 +112,30 @@ void BaseThread::PostRepeatedTask(int delay_ms, const std::function<void()>& tas
 // The thread itself may post in a walk over due tasks and then notifies with `delayed_mutex` held,
 // so `wake_mutex` comes last in the lock order.
 void BaseThread::PostDelayed(int delay_ms, const std::function<void()>& task, long long times) {
-  AppendDelayed(delay_ms, task, times);
+  {
+    RecursiveMutexLock lock(delayed_mutex);
+    const uint64_t now_ms = NowMs();
+    const auto length_ms = static_cast<uint64_t>(std::abs(static_cast<int64_t>(delay_ms)));
+    const uint64_t due_ms =
+        delay_ms >= 0 ? now_ms + length_ms : now_ms - std::min(now_ms, length_ms);
+    DueTasks& entry = delayed_tasks.try_emplace(due_ms, DueTasks{due_ms, {}}).first->second;
+    entry.tasks.push_back({delay_ms,
+                           times < 0 ? std::numeric_limits<int64_t>::max() : int64_t{times}, task,
+                           [this](int delay, const std::function<void()>& again, long long left) {
+                             PostDelayed(delay, again, left);
+                           }});
+    MirrorEarliestDueLocked();
+  }
   Notify();
 }
 
-void BaseThread::AppendDelayed(int delay_ms, const std::function<void()>& task, long long times) {
-  RecursiveMutexLock lock(delayed_mutex);
-  const uint64_t now_ms = NowMs();
-  const auto length_ms = static_cast<uint64_t>(std::abs(static_cast<int64_t>(delay_ms)));
-  const uint64_t due_ms = delay_ms >= 0 ? now_ms + length_ms : now_ms - std::min(now_ms, length_ms);
-  DueTasks& entry = delayed_tasks.try_emplace(due_ms, DueTasks{due_ms, {}}).first->second;
-  entry.tasks.push_back({delay_ms, times < 0 ? std::numeric_limits<int64_t>::max() : int64_t{times},
-                         task,
-                         [this](int delay, const std::function<void()>& again, long long left) {
-                           PostDelayed(delay, again, left);
-                         }});
-  MirrorEarliestDueLocked();
-}
-
-// If the loop is waiting, one notification is enough: every pass starts by draining the
-// high-priority lane. Otherwise also post an empty delayed task, unless one is pending: the loop
-// drains that lane again after each walk that ran a task.
+// Sets the request after the task is stored: the loop clears it before it drains the lane, so it
+// either runs the task or finds the request when it computes its next wait.
 void BaseThread::PostAndWake(const std::function<void()>& task) {
   AppendPriority(task);
-  if (!IsCurrentThread() && Notify()) {
-    return;
-  }
-  if (!wake_up_pending && !wake_up_pending.exchange(true)) {
-    Step(LoopStep::kPosterMarked);
-    try {
-      AppendDelayed(
-          0, [this] { wake_up_pending = false; }, 0);
-    } catch (...) {
-      // A mark without its task would keep every later post from waking the loop.
-      wake_up_pending = false;
-      throw;
-    }
+  // Read first: the loop's processor keeps the flag's cache line while the flag stays set.
+  if (!wake_requested) {
+    wake_requested = true;
   }
   Notify();
 }
@@ -195,31 +183,39 @@ bool BaseThread::RunPass() {
   return goes_on;
 }
 
+// The wait has no predicate: a plain post that comes between the drain and the wait isn't seen
+// until the next event. A stop, a due task and a post with a wake-up are.
 BaseThread::Wake BaseThread::WaitForWork() {
   RecursiveMutexLock lock(wake_mutex);
   Step(LoopStep::kWaitMutexHeld);
+  // Set `waiting` before computing the wait. Other threads store first and then read `waiting`, so
+  // either the wait is computed from what they stored, or they notify.
   waiting = true;
   Step(LoopStep::kMarkedWaiting);
-  // A stop that was requested before `waiting` was set hasn't notified this thread.
-  const int64_t wait_ms = stop_requested != 0 ? 0 : WaitMs();
+  const int64_t wait_ms = WaitMs();
   Step(LoopStep::kWaitComputed);
-  if (wait_ms < 1) {
-    waiting = false;
-    return Wake::kTimedOut;
-  }
+  Wake wake = Wake::kTimedOut;
   // Wait for a duration, not until a time, so that setting the system's clock delays no timer.
-  const auto status = wake_condition.wait_for(wake_mutex, std::chrono::milliseconds(wait_ms));
+  if (wait_ms > 0 && wake_condition.wait_for(wake_mutex, std::chrono::milliseconds(wait_ms)) ==
+                         std::cv_status::no_timeout) {
+    wake = Wake::kNotified;
+  }
   waiting = false;
-  return status == std::cv_status::timeout ? Wake::kTimedOut : Wake::kNotified;
+  // Every path from here begins with a drain of the high-priority lane.
+  wake_requested = false;
+  return wake;
 }
 
 int64_t BaseThread::WaitMs() const {
+  if (stop_requested != 0) {
+    return 0;
+  }
   if (first_pass != 0) {
     return kFirstWaitMs;
   }
   const uint64_t due_ms = earliest_due_ms;
   const uint64_t now_ms = NowMs();
-  if (due_ms <= now_ms) {
+  if (wake_requested || due_ms <= now_ms) {
     return 0;
   }
   return static_cast<int64_t>(std::min<uint64_t>(due_ms - now_ms, kIdleWaitMs));
@@ -316,46 +312,38 @@ bool BaseThread::RunDueDelayedTasks() {
     return false;
   }
   Step(LoopStep::kDrainedBeforeWalk);
-  WalkResult walk;
+  bool goes_on = true;
   std::list<DelayTask> done;
   {
     RecursiveMutexLock lock(delayed_mutex);
     Step(LoopStep::kDelayedMutexHeld);
-    walk = WalkDueTasksLocked(done);
+    goes_on = WalkDueTasksLocked(done);
     MirrorEarliestDueLocked();
   }
   // Free the closures without the mutex, since they may own objects with any destructor.
   done.clear();
   Step(LoopStep::kWalked);
-  if (walk.stopped) {
-    return false;
-  }
-  // The walk may have consumed the wake-up of a post that was stored after the drain above.
-  return !walk.ran || DrainPriorityQueue();
+  return goes_on;
 }
 
-BaseThread::WalkResult BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done) {
-  WalkResult result{false, false};
+bool BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done) {
   auto entry = delayed_tasks.begin();
   while (entry != delayed_tasks.end() && done.size() < kMostTasksPerWalk) {
     if (entry->first > NowMs()) {
       ++entry;
       continue;
     }
-    result.ran = true;
     if (!RunDueEntryLocked(entry->second, done)) {
-      result.stopped = true;
-      break;
+      return false;
     }
     if (entry->second.tasks.empty()) {
       entry = delayed_tasks.erase(entry);
     }
     if (stop_requested != 0) {
-      result.stopped = true;
-      break;
+      return false;
     }
   }
-  return result;
+  return true;
 }
 
 // Runs the tasks of a due entry and moves them to `done`. A task may append to the entry's list.

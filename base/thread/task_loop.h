@@ -22,12 +22,8 @@ class ITaskDelegate {
   // Runs once for 0 times, until the thread stops for a negative number. Each delay counts from the
   // start of the run before.
   virtual void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) = 0;
-  // A high-priority task, and then an empty delayed one that is due at once, so that the loop is
-  // sure to see the first.
-  virtual void PostAndWake(const std::function<void()>& task) {
-    PostHighPriorityTask(task);
-    PostDelayedTask(0, [] {});
-  }
+  // A high-priority task that the loop is sure to run before it waits again.
+  virtual void PostAndWake(const std::function<void()>& task) = 0;
 
  protected:
   ~ITaskDelegate() = default;
@@ -49,10 +45,7 @@ class ITaskLoop : public ITaskPostor {
  public:
   virtual void AttachDelegate(const std::shared_ptr<ITaskDelegate>& delegate) = 0;
   // As the delegate's.
-  virtual void PostAndWake(const std::function<void()>& task) {
-    PostHighPriorityTask(task);
-    PostDelayedTask(0, [] {});
-  }
+  virtual void PostAndWake(const std::function<void()>& task) = 0;
 };
 
 }  // namespace zo_base

@@ -10,10 +10,10 @@
 namespace zo_base {
 namespace {
 
-constexpr int kPeriodMs = 1'000'000;
+constexpr int kDelayMs = 1'000'000;
 
-// The loop is held at one of its steps, and there a post or a stop comes in. Nothing follows that
-// could make up for a lost one: the clock doesn't move and the loop's wait is long.
+// A post or a stop comes in at a given step of the loop. Nothing follows that could make up for a
+// lost one: the clock doesn't move, and the loop's wait is long.
 class HeldLoop : public LoopFixture {
  protected:
   using Work = std::function<void()>;
@@ -23,65 +23,72 @@ class HeldLoop : public LoopFixture {
     thread->Stop();  // it may still be inside the hook
   }
 
-  // Does each piece of work on the loop's thread, when that comes by its step, one after the other.
+  // Runs each piece of work on the loop's thread when it passes the step, one after the other.
   void RunAt(std::vector<std::pair<LoopStep, Work>> what) {
     script = std::move(what);
-    thread->PostRepeatedTask(
-        kPeriodMs, [] {}, -1);
-    BaseThread::SetStepHookForTest(&hook);
-    // One move makes one task due and wakes the loop if it waits. A loop that was under way may
-    // pass by another road: then it is moved again.
-    auto there = came.get_future();
-    do {
-      clock.Advance(kPeriodMs);
-    } while (there.wait_for(std::chrono::milliseconds(200)) != std::future_status::ready &&
-             next == 0);
-    EXPECT_TRUE(Arrives(std::move(there)));
+    OnLoop([&] {
+      thread->PostDelayedTask(kDelayMs, nothing);
+      BaseThread::SetStepHookForTest(&hook);
+    });
+    // Move the clock while the loop waits: it is notified, and passes all steps.
+    EXPECT_TRUE(Arrives(waits.get_future()));
+    clock.Advance(kDelayMs);
+    EXPECT_TRUE(Arrives(came.get_future()));
     BaseThread::SetStepHookForTest(nullptr);
   }
 
   void OnStep(LoopStep step) {
     if (!thread->IsCurrentThread()) {
       LoopStep expected = step;
-      if (poster_held_at.compare_exchange_strong(expected, LoopStep::kPassEnds)) {
-        held.set_value();
+      if (foreign_step.compare_exchange_strong(expected, LoopStep::kPassEnds)) {
+        reached.set_value();
         go_on.get_future().wait();
       }
+    } else if (!is_armed) {
+      if (step == LoopStep::kWaitComputed) {
+        is_armed = true;
+        waits.set_value();
+      }
     } else if (next < script.size() && step == script[next].first) {
-      script[next++].second();
+      const Work work = script[next++].second;
+      work();
       if (next == script.size()) {
         came.set_value();
       }
     }
   }
 
-  // Runs to its end, or until it waits for a lock that the step holds.
+  // Runs to its end, except in a step that holds the mutex of the wait: there it runs until it
+  // looks whether the loop waits.
   void RunForeign(const Work& work) {
-    auto done = std::make_shared<std::promise<void>>();
-    others.emplace_back([work, done] {
-      work();
-      done->set_value();
-    });
-    (void)done->get_future().wait_for(std::chrono::milliseconds(100));
+    const LoopStep step = script[next - 1].first;
+    if (step == LoopStep::kMarkedWaiting || step == LoopStep::kWaitComputed) {
+      go_on.set_value();
+      RunForeignUntil(LoopStep::kNotifies, work);
+    } else {
+      std::thread(work).join();
+    }
   }
-  // Runs until it comes by the step, and stays there until `go_on`.
+  // Runs until it comes to the step, and stays there until `go_on`.
   void RunForeignUntil(LoopStep step, const Work& work) {
-    poster_held_at = step;
-    others.emplace_back(work);
-    EXPECT_TRUE(Arrives(held.get_future()));
+    foreign_step = step;
+    other = std::jthread(work);
+    EXPECT_TRUE(Arrives(reached.get_future()));
   }
 
   const Work nothing = [] {};
   const Work arrival = [this] { arrived.set_value(); };
   const BaseThread::StepHook hook = [this](BaseThread&, LoopStep step) { OnStep(step); };
   std::vector<std::pair<LoopStep, Work>> script;
-  std::atomic<size_t> next{0};
-  std::atomic<LoopStep> poster_held_at{LoopStep::kPassEnds};
+  size_t next = 0;  // of the script; only the loop's thread uses it
+  bool is_armed = false;
+  std::atomic<LoopStep> foreign_step{LoopStep::kPassEnds};
+  std::promise<void> waits;
   std::promise<void> came;
   std::promise<void> arrived;
-  std::promise<void> held;
+  std::promise<void> reached;
   std::promise<void> go_on;
-  std::vector<std::jthread> others;
+  std::jthread other;
 };
 
 class AtStep : public HeldLoop, public testing::WithParamInterface<LoopStep> {};
@@ -111,33 +118,19 @@ const auto kTaskSteps = testing::Values(
     LoopStep::kWalked, LoopStep::kPassEnds);
 INSTANTIATE_TEST_SUITE_P(EachStep, AtStepThatRunsTasks, kTaskSteps);
 INSTANTIATE_TEST_SUITE_P(EachStep, AtStep, kTaskSteps);
-INSTANTIATE_TEST_SUITE_P(Reckoned, AtStep, testing::Values(LoopStep::kWaitComputed));
+INSTANTIATE_TEST_SUITE_P(WaitComputed, AtStep, testing::Values(LoopStep::kWaitComputed));
 
-TEST_F(HeldLoop, AWalkMayUseUpTheWakeUpOfAPostAfterItsDrain) {
-  RunAt({{LoopStep::kBeforeWalk, [&] { PostTo(loop, nothing); }},
-         {LoopStep::kDrainedBeforeWalk, [&] { RunForeign([&] { PostTo(loop, arrival); }); }}});
-  EXPECT_TRUE(Arrives(arrived.get_future()));
-}
-
-TEST_F(HeldLoop, APosterMayStoreItsTaskAfterTheWakeUpThatWasPendingHasRun) {
+TEST_F(HeldLoop, TaskStoredAfterTheRequestOfAnEarlierPostIsClearedArrives) {
   RunAt({{LoopStep::kBeforeWalk,
           [&] {
             PostTo(loop, nothing);
             RunForeignUntil(LoopStep::kPosterAppends, [&] { PostTo(loop, arrival); });
           }},
+         {LoopStep::kWaited, nothing},
          {LoopStep::kWaitMutexHeld, [&] {
             go_on.set_value();
-            others.pop_back();
+            other.join();
           }}});
-  EXPECT_TRUE(Arrives(arrived.get_future()));
-}
-
-TEST_F(HeldLoop, AMarkWhoseWakeUpComesLateServesTheOthersToo) {
-  RunAt({{LoopStep::kWaitMutexHeld, [&] {
-            RunForeignUntil(LoopStep::kPosterMarked, [&] { PostTo(loop, nothing); });
-            RunForeign([&] { PostTo(loop, arrival); });
-          }}});
-  go_on.set_value();
   EXPECT_TRUE(Arrives(arrived.get_future()));
 }
 
