@@ -7,8 +7,6 @@ if(STURDY_SANITIZER STREQUAL "address")
   add_link_options(-fsanitize=address,undefined)
 elseif(STURDY_SANITIZER STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
-  # TSan learns no lock order from try_lock, so spinning is off under it.
-  add_compile_definitions(STURDY_NO_SPIN)
   add_link_options(-fsanitize=thread)
 elseif(STURDY_SANITIZER STREQUAL "fuzzer")
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined,float-cast-overflow

@@ -6,29 +6,8 @@
 
 namespace zo_base {
 
-// Our locks are held for less time than a sleep and a wake-up cost, so try this often (a few
-// microseconds) before blocking.
-#ifdef STURDY_NO_SPIN
-inline constexpr int kSpinTries = 0;
-#else
-inline constexpr int kSpinTries = 200;
-#endif
-
-template <typename StdMutex>
-void SpinThenLock(StdMutex& mutex) {
-  for (int tried = 0; tried < kSpinTries; ++tried) {
-    if (mutex.try_lock()) {
-      return;
-    }
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#endif
-  }
-  mutex.lock();
-}
-
 // The standard mutexes in a wrapper that lets clang check what they guard.
-// Both work with a Condition, and need no destructor.
+// Both work with std::condition_variable_any. Neither needs a destructor call.
 // Threads: any. Errors: the standard system errors of the wrapped mutex.
 class ZO_CAPABILITY("mutex") Mutex {
  public:
@@ -36,7 +15,7 @@ class ZO_CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { SpinThenLock(mutex_); }
+  void lock() ZO_ACQUIRE() { mutex_.lock(); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
@@ -50,7 +29,7 @@ class ZO_CAPABILITY("mutex") RecursiveMutex {
   RecursiveMutex(const RecursiveMutex&) = delete;
   RecursiveMutex& operator=(const RecursiveMutex&) = delete;
 
-  void lock() ZO_ACQUIRE() { SpinThenLock(mutex_); }
+  void lock() ZO_ACQUIRE() { mutex_.lock(); }
   void unlock() ZO_RELEASE() { mutex_.unlock(); }
   bool try_lock() ZO_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
