@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -7,7 +8,6 @@
 
 #include "base/process/singleton.h"
 #include "base/process/tags.h"
-#include "base/sync/condition.h"
 #include "base/sync/mutex.h"
 #include "network/http_request.h"
 #include "network/http_requestor.h"
@@ -77,7 +77,7 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
 
   // Wakes the dispatcher. Notify with wake_mutex held, after the change.
   zo_base::RecursiveMutex wake_mutex;
-  zo_base::Condition wake_up;
+  std::condition_variable_any wake_up;
 };
 
 }  // namespace KRBASE::network

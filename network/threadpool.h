@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -12,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/sync/condition.h"
 #include "base/sync/mutex.h"
 
 namespace KRBASE::network {
@@ -59,7 +59,7 @@ class threadpool {
   std::vector<std::thread> pool;  // only the constructor and the destructor use it
   std::deque<std::function<void()>> tasks ZO_GUARDED_BY(mutex);
   zo_base::Mutex mutex;
-  zo_base::Condition task_cv;
+  std::condition_variable_any task_cv;
   std::atomic<bool> run{true};   // changed with the mutex held, so that no worker misses it
   std::atomic<int32_t> idle{0};  // workers without a task
 };

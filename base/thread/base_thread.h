@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -10,7 +11,6 @@
 #include <string>
 #include <thread>
 
-#include "base/sync/condition.h"
 #include "base/sync/mutex.h"
 #include "base/thread/task_loop.h"
 #include "base/thread/thread.h"
@@ -151,14 +151,14 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<bool> wake_requested{false};
   // The thread waits, or is about to, and hasn't been notified.
   std::atomic<bool> waiting{false};
-  Condition wake_condition;
+  std::condition_variable_any wake_condition;
   std::atomic<uint8_t> stop_requested{0};
   std::atomic<uint8_t> first_pass{1};
   std::atomic<uint8_t> running{0};
   // Set with `running` and not cleared at the end, so that Start also sees a thread that has ended.
   std::atomic<uint8_t> begun{0};
   std::unique_ptr<std::thread> thread;
-  Condition begin_condition;
+  std::condition_variable begin_condition;
   const std::string name;
   std::atomic<uint32_t> thread_id{0};
   const std::shared_ptr<ThreadTaskLoop> task_loop;
