@@ -11,6 +11,7 @@
 
 #include "base/process/unload_hook.h"
 #include "base/sync/once_flag.h"
+#include "base/thread/clock.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
@@ -29,19 +30,12 @@ std::atomic<pid_t> prepared_in{0};
 
 zo_base::OnceFlag prepared_once;
 
-// Real time, not zo_base::Clock: an exiting process waits for running threads, and a test may have
-// set the clock.
-int64_t SteadyMs() {
-  const auto now = std::chrono::steady_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-}
-
 bool HasPassedSinceClosing(int64_t ms) {
-  return SteadyMs() >= closed_at_ms.load() + ms;
+  return zo_base::Clock::MonotonicMs() >= closed_at_ms.load() + ms;
 }
 
 void MarkClosed() {
-  closed_at_ms.store(SteadyMs());
+  closed_at_ms.store(zo_base::Clock::MonotonicMs());
   is_closed.store(true);
 }
 
