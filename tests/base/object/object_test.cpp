@@ -19,9 +19,6 @@ class Object : public ZOObjectIMPL {
   static inline Signal<const std::string&> SIG_Text;
   static inline Signal<int> SIG_Number;
 };
-struct LeftPath : virtual Object {};
-struct RightPath : virtual Object {};
-struct BothPaths : LeftPath, RightPath {};
 
 TEST(ForAnyThread, HoldsItsOwnerOnForeignThreadsOnly) {
   auto owner = std::make_shared<Object>();
@@ -46,17 +43,14 @@ TEST(ForAnyThread, HoldsItsOwnerOnForeignThreadsOnly) {
 
 TEST(WeakClosure, ExpiresWithCancelAndOwner) {
   auto owner = std::make_shared<Object>();
-  EXPECT_FALSE(owner->HasUsedFlag());
-  std::function<bool(int)> old_one = owner->ToWeakClosure([](int n) { return n == 7; });
-  EXPECT_TRUE(owner->HasUsedFlag());
-  EXPECT_TRUE(old_one(7));
+  std::function<bool()> earlier = owner->ToWeakClosure([] { return true; });
+  EXPECT_TRUE(earlier() && owner->HasUsedFlag());
   owner->Cancel();
-  EXPECT_FALSE(owner->HasUsedFlag());
-  std::function<bool(int)> new_one = owner->ToWeakClosure([](int n) { return n == 7; });
-  EXPECT_FALSE(old_one(7));
-  EXPECT_TRUE(new_one(7));
+  EXPECT_FALSE(earlier() || owner->HasUsedFlag());
+  std::function<bool()> later = owner->ToWeakClosure([] { return true; });
+  EXPECT_TRUE(later() && !earlier());
   owner.reset();
-  EXPECT_FALSE(new_one(7));
+  EXPECT_FALSE(later());
 }
 
 TEST(WeakClosure, CanBeCancelledFromAnotherThread) {
@@ -102,34 +96,22 @@ TEST_F(Signals, CallSlotsInOrderOfConnection) {
   EXPECT_THAT(calls, ElementsAre("c3"));
 }
 
-TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyDuringAnEmission) {
-  zo_sigslot::connection itself;
+TEST_F(Signals, SlotsMayConnectDisconnectAndDestroyTheEmitter) {
   zo_sigslot::connection later;
-  itself = emitter->Connect(Object::SIG_Text, [&](const std::string& text) {
+  auto self = emitter->Connect(Object::SIG_Text, [&](const std::string& text) {
     calls.push_back("self" + text);
-    itself.disconnect();
     later.disconnect();
     emitter->Connect(Object::SIG_Text, Note("new"));
+    if (text == "2") {
+      emitter.reset();
+    }
   });
   later = emitter->Connect(Object::SIG_Text, Note("later"));
   Emit("1");
   EXPECT_THAT(calls, ElementsAre("self1", "later1"));
-  EXPECT_FALSE(later.connected());
   Emit("2");
-  EXPECT_THAT(calls, ElementsAre("new2"));
-  emitter->Connect(Object::SIG_Text, [&](const std::string&) { emitter.reset(); });
-  emitter->Connect(Object::SIG_Text, Note("last"));
-  Emit("3");
-  EXPECT_THAT(calls, ElementsAre("new3", "last3"));
-  itself.disconnect();
-}
-
-TEST_F(Signals, AnExceptionOfASlotEndsTheEmission) {
-  emitter->Connect(Object::SIG_Text, Note("a"));
-  emitter->Connect(Object::SIG_Text, [](const std::string&) { throw 5; });
-  emitter->Connect(Object::SIG_Text, Note("after"));
-  EXPECT_THROW(Emit("1"), int);
-  EXPECT_THAT(calls, ElementsAre("a1"));
+  EXPECT_THAT(calls, ElementsAre("self2", "new2"));
+  self.disconnect();
 }
 
 TEST_F(Signals, AnyThreadMayConnectEmitAndDisconnect) {

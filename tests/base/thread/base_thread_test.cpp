@@ -16,9 +16,9 @@ namespace {
 
 using testing::ElementsAre;
 
-class Delayed : public LoopFixture {};
+class TaskLoop : public LoopFixture {};
 
-TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
+TEST(BaseThread, KeepsPostsBeforeStartAndItsLoopDropsThem) {
   auto thread = std::make_shared<BaseThread>("early");
   const auto loop = thread->GetTaskLoop();
   const auto dropped = [] { ADD_FAILURE(); };
@@ -32,7 +32,7 @@ TEST(BaseThread, KeepsEarlyPostsAndItsLoopDropsThem) {
   PostTo(nullptr, dropped);
 }
 
-TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
+TEST_F(TaskLoop, RunsDelayedTasksByDueTimeAlsoIfTheWallClockIsSet) {
   std::string order;
   const auto note = [&](char name) { return [&order, name] { order += name; }; };
   OnLoop([&] {
@@ -52,8 +52,8 @@ TEST_F(Delayed, RunByDueTimeWhateverTheWallClockSays) {
   EXPECT_EQ(order, "abcde");
 }
 
-// A task is freed where it may wait for another thread's post, and before an endless walk ends.
-TEST_F(Delayed, AreFreedOutsideTheWalkAlsoWhileTheyRepeatWithoutEnd) {
+// The destructor of a task may wait for another thread's post. A repeat of 0 ms is always due.
+TEST_F(TaskLoop, FreesFinishedTasksWithoutTheMutexAlsoDuringAnEndlessRepeat) {
   std::promise<void> freed;
   std::shared_ptr<int> last(new int, [&](int* gone) {
     delete gone;
@@ -68,7 +68,7 @@ TEST_F(Delayed, AreFreedOutsideTheWalkAlsoWhileTheyRepeatWithoutEnd) {
   EXPECT_TRUE(Arrives(freed.get_future()));
 }
 
-TEST_F(Delayed, AStopFromWithinFailsAndDropsTheRest) {
+TEST_F(TaskLoop, StopOnTheThreadItselfThrowsAndDropsDelayedTasks) {
   std::promise<void> tried;
   auto held = std::make_shared<int>();
   thread->PostDelayedTask(0, [&, held] {
@@ -83,7 +83,7 @@ TEST_F(Delayed, AStopFromWithinFailsAndDropsTheRest) {
   EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST_F(Delayed, AStopDropsWhatStandsBehindInTheQueues) {
+TEST_F(TaskLoop, StopDropsQueuedTasks) {
   std::promise<void> stopped;
   PostTo(loop, [&] {
     PostTo(loop, [] { ADD_FAILURE(); });
@@ -95,7 +95,7 @@ TEST_F(Delayed, AStopDropsWhatStandsBehindInTheQueues) {
   thread->Join();
 }
 
-TEST_F(Delayed, PostsOfOneThreadKeepTheirOrderInEachLane) {
+TEST_F(TaskLoop, PostsOfOneThreadKeepTheirOrderInEachLane) {
   std::vector<std::vector<int>> seen(4);
   RunThreads(4, [&](int p) {
     for (int n = 0; n < 500; ++n) {

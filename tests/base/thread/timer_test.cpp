@@ -17,9 +17,9 @@ class TimerTest : public LoopFixture {
   // Also waits for the work that a timer has posted.
   std::string FiredAfter(int64_t ms) {
     Pass(ms);
-    std::promise<void> handed;
-    PostTo(loop, [&] { handed.set_value(); });
-    EXPECT_TRUE(Arrives(handed.get_future()));
+    std::promise<void> ran;
+    PostTo(loop, [&] { ran.set_value(); });
+    EXPECT_TRUE(Arrives(ran.get_future()));
     return fired;
   }
 
@@ -27,7 +27,7 @@ class TimerTest : public LoopFixture {
   Timer timer{loop};
 };
 
-TEST_F(TimerTest, StartingAgainCancelsTheLastArmingAndADelayPastTheLimitIsCutToIt) {
+TEST_F(TimerTest, StartCancelsTheLastArmingAndCapsTheDelay) {
   EXPECT_FALSE(timer.HasUsedFlag());
   timer.Start(1000, Note("f"), 0);
   Pass(500);
@@ -40,23 +40,20 @@ TEST_F(TimerTest, StartingAgainCancelsTheLastArmingAndADelayPastTheLimitIsCutToI
   EXPECT_EQ(FiredAfter(1), "glate");
 }
 
-TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelled) {
-  Timer three(loop);
-  Timer endless(loop);
-  timer.Start(100, Note("1"), 1);
-  three.Start(100, Note("3"), 3);
-  endless.StartPosted(100, Note("e"), 0xffffffff);
-  for (const char* expected : {"13e", "13e3e", "13e3e3e", "13e3e3ee"}) {
+TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelledOrDestroyed) {
+  Timer twice(loop);
+  timer.StartPosted(100, Note("e"), 0xffffffff);
+  twice.Start(100, Note("2"), 2);
+  Timer(loop).Start(100, Note("x"), 0);
+  for (const char* expected : {"2e", "2e2e", "2e2ee"}) {
     EXPECT_EQ(FiredAfter(100), expected);
   }
-  endless.Cancel();
-  EXPECT_FALSE(endless.HasUsedFlag());
-  EXPECT_EQ(FiredAfter(1000), "13e3e3ee");
-  Timer(loop).Start(100, Note("x"), 0);
-  EXPECT_EQ(FiredAfter(100), "13e3e3ee");
+  timer.Cancel();
+  EXPECT_FALSE(timer.HasUsedFlag());
+  EXPECT_EQ(FiredAfter(1000), "2e2ee");
 }
 
-TEST_F(TimerTest, WithoutALoopOfItsOwnUsesTheCallingThreads) {
+TEST_F(TimerTest, WithoutALoopUsesThatOfTheCallingThread) {
   Timer orphan{std::make_shared<BaseThread>("gone")->GetTaskLoop()};
   Timer own;
   OnLoop([&] {
@@ -64,7 +61,7 @@ TEST_F(TimerTest, WithoutALoopOfItsOwnUsesTheCallingThreads) {
     orphan.StartPosted(10, Note("o"), 0);
   });
   EXPECT_EQ(FiredAfter(10), "ao");
-  // No loop here: nothing but the cancel of what was due.
+  // This thread has no loop: a start only cancels.
   OnLoop([&] { own.Start(10, Note("b"), 0); });
   own.Start(10, Note("c"), 0);
   orphan.StartPosted(10, Note("c"), 0);
@@ -72,9 +69,9 @@ TEST_F(TimerTest, WithoutALoopOfItsOwnUsesTheCallingThreads) {
   EXPECT_EQ(FiredAfter(10), "ao");
 }
 
-// The callback takes a lock that is held around posts: run in the walk it would close a circle
-// with the loop's mutex.
-TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
+// The callback takes a lock that is held around posts. Called with the loop's mutex held, it would
+// deadlock.
+TEST_F(TimerTest, StartPostedCallsWithoutTheLoopsMutexAndNotAfterACancel) {
   Mutex mutex;
   std::promise<void> begun;
   std::promise<void> posted;
@@ -96,7 +93,7 @@ TEST_F(TimerTest, HandedOnWorkRunsOutsideTheWalkAndEndsWithItsArming) {
     EXPECT_TRUE(Arrives(posted.get_future()));
   }
   EXPECT_EQ(FiredAfter(0), "w");
-  // Cancelled between the due task and the work that it has posted.
+  // Cancel between the due task and the callback that it has posted.
   OnLoop([&] {
     thread->PostDelayedTask(10, [] {});
     timer.StartPosted(10, work, 0);
