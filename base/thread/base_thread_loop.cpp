@@ -8,6 +8,9 @@
 #include "base/thread/clock.h"
 
 namespace zo_base {
+
+// The loop of a thread, and the posts to it. docs/architecture.md ("Posts") says why none is lost.
+
 namespace {
 
 // Long enough for Start's caller to post before the begin signals.

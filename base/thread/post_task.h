@@ -7,11 +7,11 @@
 
 namespace zo_base {
 
-// Posts a task to the high-priority lane so that the loop is sure to run it. Product code posts
-// only with these. A plain post can be missed: the loop waits without a predicate, so a
-// notification between the end of a drain and the start of the next wait has no effect. Threads:
-// any, including the loop's own. Errors:  silently drops the task if the loop is null or its thread
-// doesn't run.
+// Posts a task to the high-priority lane and makes sure that the loop sees it. Product code posts
+// only with these two: a plain post between a drain and the next wait goes unnoticed until another
+// event. docs/architecture.md ("Posts") says why these aren't lost.
+// Threads: any, including the loop's own.
+// Errors:  silently drops the task if the loop is null or its thread doesn't run.
 void PostTo(const std::shared_ptr<ITaskLoop>& loop, const std::function<void()>& task);
 
 // Posts on the thread object, whose queues keep the task if the thread doesn't run yet.

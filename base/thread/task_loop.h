@@ -5,9 +5,8 @@
 
 namespace zo_base {
 
-// Work crosses threads as closures on task loops. Product code posts only through
-// base/thread/post_task.h, since a single post through these interfaces can go unnoticed until the
-// next one.
+// Work crosses threads as closures on task loops. Product code posts with
+// base/thread/post_task.h only, since a plain post can go unnoticed until the next event.
 
 // The thread object as its loop uses it. Its queues keep tasks that are posted before it runs.
 // Lanes: high-priority tasks run before normal ones and between any two of them; normal tasks run
@@ -38,7 +37,7 @@ class ITaskPostor {
   virtual void PostRepeatedTask(int delay_ms, const std::function<void()>& task, int times) = 0;
 };
 
-// Gives access to a thread's queues without owning the thread.
+// Access to a thread's queues that doesn't own the thread.
 // Threads: any may post.
 // Errors:  silently drops a post to a thread that doesn't run yet or is gone.
 class ITaskLoop : public ITaskPostor {

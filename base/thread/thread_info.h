@@ -8,7 +8,8 @@
 
 namespace zo_base {
 
-// Describes a running thread that has a task loop.
+// Describes a running thread that has a task loop. Each thread has a record of its own, which the
+// functions below create, return and free; none of them touches that of another thread.
 struct ThreadInfo {
   std::string name;
   std::shared_ptr<ITaskLoop> task_loop;
