@@ -5,29 +5,6 @@
 #include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
 
-namespace {
-
-using std::chrono::milliseconds;
-
-constexpr size_t kMostPrinted = 200;
-
-testing::AssertionResult Failure(const std::string& wanted, const Messages& came) {
-  auto result = testing::AssertionFailure() << wanted << "; the log has:";
-  const size_t first = came.size() > kMostPrinted ? came.size() - kMostPrinted : 0;
-  for (size_t i = first; i < came.size(); ++i) {
-    result << "\n  " << came[i];
-  }
-  return result;
-}
-
-size_t CountWith(const Messages& messages, std::string_view part) {
-  return static_cast<size_t>(
-      std::count_if(messages.begin(), messages.end(),
-                    [&](const std::string& text) { return text.find(part) != text.npos; }));
-}
-
-}  // namespace
-
 LogLines::LogLines(std::string log_path_or_folder) : path_(std::move(log_path_or_folder)) {}
 
 std::string LogLines::Text() const {
@@ -43,27 +20,24 @@ std::vector<LogMessage> LogLines::All() const {
 }
 
 Messages LogLines::Texts() const {
-  return With("");
-}
-
-Messages LogLines::With(std::string_view part) const {
   Messages texts;
-  for (const LogMessage& message : All()) {
-    if (message.text.find(part) != std::string::npos) {
-      texts.push_back(message.text);
-    }
+  for (LogMessage& message : All()) {
+    texts.push_back(std::move(message.text));
   }
   return texts;
 }
 
+Messages LogLines::With(std::string_view part) const {
+  Messages texts = Texts();
+  std::erase_if(texts, [&](const std::string& text) { return text.find(part) == text.npos; });
+  return texts;
+}
+
 Messages LogLines::Tagged(std::initializer_list<std::string_view> tags) const {
-  Messages texts;
-  for (const LogMessage& message : All()) {
-    if (std::any_of(tags.begin(), tags.end(),
-                    [&](std::string_view tag) { return message.text.starts_with(tag); })) {
-      texts.push_back(message.text);
-    }
-  }
+  Messages texts = Texts();
+  std::erase_if(texts, [&](const std::string& text) {
+    return std::ranges::none_of(tags, [&](std::string_view tag) { return text.starts_with(tag); });
+  });
   return texts;
 }
 
@@ -71,22 +45,20 @@ void LogLines::StartHere() {
   skipped_ += All().size();
 }
 
-testing::AssertionResult LogLines::WaitFor(std::string_view part, milliseconds limit) const {
-  return WaitForCount(part, 1, limit);
+testing::AssertionResult LogLines::WaitFor(std::string_view part) const {
+  return WaitForCount(part, 1);
 }
 
-testing::AssertionResult LogLines::WaitForCount(std::string_view part, size_t count,
-                                                milliseconds limit) const {
-  const auto result =
-      WaitUntil([&](const Messages& texts) { return CountWith(texts, part) >= count; }, limit);
-  return result ? result
-                : Failure("no " + std::to_string(count) + " messages with \"" + std::string(part) +
-                              "\"",
-                          Texts());
-}
-
-testing::AssertionResult LogLines::WaitUntil(const std::function<bool(const Messages&)>& done,
-                                             milliseconds limit) const {
-  const auto result = ::WaitUntil([&] { return done(Texts()); }, limit);
-  return result ? result : Failure("the log doesn't get there", Texts());
+testing::AssertionResult LogLines::WaitForCount(std::string_view part, size_t count) const {
+  if (WaitUntil([&] { return With(part).size() >= count; })) {
+    return testing::AssertionSuccess();
+  }
+  constexpr size_t kMostPrinted = 200;
+  const Messages came = Texts();
+  auto result = testing::AssertionFailure()
+                << "no " << count << " messages with \"" << part << "\"; the log has:";
+  for (size_t i = came.size() - std::min(came.size(), kMostPrinted); i < came.size(); ++i) {
+    result << "\n  " << came[i];
+  }
+  return result;
 }

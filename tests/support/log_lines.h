@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -17,7 +15,8 @@ using Messages = std::vector<std::string>;
 
 // Reads the log of a process from its files, and waits for lines. The process may be this one,
 // another one, or dead.
-// Errors: a log that isn't there reads as empty.
+// Threads: one at a time.
+// Errors:  a log that isn't there reads as empty. A wait fails at its limit.
 class LogLines {
  public:
   // Takes the log's path, or a data folder below which there is, or will be, one "sturdy_comp.log".
@@ -34,15 +33,10 @@ class LogLines {
   // Ignores the messages up to now from here on.
   void StartHere();
 
-  // Wait until a message contains `part`, `count` messages do, or `done` holds for the texts. A
-  // failure prints the log.
-  [[nodiscard]] testing::AssertionResult WaitFor(std::string_view part,
-                                                 std::chrono::milliseconds limit = kPatience) const;
-  [[nodiscard]] testing::AssertionResult WaitForCount(
-      std::string_view part, size_t count, std::chrono::milliseconds limit = kPatience) const;
-  [[nodiscard]] testing::AssertionResult WaitUntil(
-      const std::function<bool(const Messages&)>& done,
-      std::chrono::milliseconds limit = kPatience) const;
+  // Wait until a message contains `part`, or `count` messages do, up to kPatience. A failure prints
+  // the log.
+  [[nodiscard]] testing::AssertionResult WaitFor(std::string_view part) const;
+  [[nodiscard]] testing::AssertionResult WaitForCount(std::string_view part, size_t count) const;
 
  private:
   const std::string path_;
