@@ -19,8 +19,12 @@
 #include "tests/support/test_document.h"
 #include "tests/support/wait_until.h"
 
-// One environment with its own data folder, and its LBS service with the update callbacks in order.
-// Exits the environment at the end, which must find the host's own state unchanged.
+// One client: an environment with its own data folder, and its LBS service. Exits the environment
+// at the end, which must find the host's own state unchanged.
+// Threads: the test's. Updates come on a thread of the library and wait here, in order, until the
+//          test takes them.
+// Owner:   gtest; one at a time in a process.
+// Errors:  an update that doesn't come within kPatience fails the test.
 class ClientTest : public testing::Test {
  protected:
   using Update = std::pair<int, std::string>;  // code and document

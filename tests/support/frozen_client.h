@@ -24,13 +24,10 @@ class FrozenClient : public ClientTest {
   // Advances the clock once the agent's thread has nothing left to do, so that its timers are
   // armed, and lets it run what is due then.
   void AdvanceAgent(int64_t ms) {
-    ASSERT_TRUE(WaitUntil([this] { return AgentWaits(agent_steps_); }));
+    ASSERT_TRUE(WaitUntil([this] { return AgentWaits(); }));
     const int before = agent_steps_;
     clock_.Advance(ms);
-    ASSERT_TRUE(WaitUntil([&] {
-      const int now = agent_steps_;
-      return now > before && AgentWaits(now);
-    }));
+    ASSERT_TRUE(WaitUntil([&] { return agent_steps_ > before && AgentWaits(); }));
   }
   // Advances the clock until `done` holds; `done` takes a little true time.
   template <class Done>
@@ -56,7 +53,7 @@ class FrozenClient : public ClientTest {
   const LogLines log_{folder_.path()};
 
  private:
-  static bool AgentWaits(int steps) { return steps % 2 == 1; }
+  [[nodiscard]] bool AgentWaits() const { return agent_steps_ % 2 == 1; }
 
   // Counts the begins and ends of the agent's waits.
   std::atomic<int> agent_steps_{0};

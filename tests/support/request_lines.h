@@ -66,6 +66,7 @@ inline const std::map<std::string, std::string>& RequestWords() {
 // none of level LV_PRO; those of other requests have it the other way round.
 inline Messages RequestLines(const zo_sturdy::MultipleURLHttpRequest& request,
                              const std::string& sentences, const Messages& texts = {}) {
+  // The first two lines list the URLs.
   std::string list;
   for (const auto& [url, host] : request.urls) {
     list += "host:" + host + " url:" + url + "\r\n";
@@ -76,6 +77,7 @@ inline Messages RequestLines(const zo_sturdy::MultipleURLHttpRequest& request,
           " use http dns:" + (request.use_http_dns ? "true" : "false"),
       "[multiple]Invoke send multiple url\r\n-----------------------\r\nurl list:\r\n" + list +
           "-----------------------"};
+  // Write the lines of each sentence, with its arguments filled in.
   const bool is_fetch = sentences.starts_with("update");
   Messages lines = is_fetch ? Messages{} : begin;
   std::istringstream all(sentences);
@@ -99,6 +101,7 @@ inline Messages RequestLines(const zo_sturdy::MultipleURLHttpRequest& request,
                                           : std::string(1, c);
       }
     }
+    // Those of the LBS service come before the request's first.
     if (word == "update") {
       lines.insert(lines.end(), begin.begin(), begin.end());
     }

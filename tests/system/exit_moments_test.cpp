@@ -59,17 +59,15 @@ class ExitMoments : public ClientTest {
         "dns", lab::kHostQueryPath,
         {lab::Answer(R"({"code":200,"data":{"a.test":{"ip":["10.0.0.1"],"ttl":3600}}})")});
     StartWithEndpoint();
-    static std::atomic<int> answers;
-    answers = 0;
     for (const char* host : {"a.test", "b.test", "127.0.0.1"}) {
       clients_.emplace_back([this, host] {
         std::string out(zo_sturdy::kQueryHostBufferSize, '\0');
-        for (; !clients_stop_; ++answers) {
+        for (; !clients_stop_; ++answers_) {
           object_->QueryHost(host, 0, out.data());
         }
       });
     }
-    EXPECT_TRUE(WaitUntil([] { return answers > 10; }));
+    EXPECT_TRUE(WaitUntil([&, before = answers_.load()] { return answers_ > before + 10; }));
   }
   // The second fetch fails, so its failure is reported.
   void Report(const std::string& endpoint, int count, int time) {
@@ -86,7 +84,9 @@ class ExitMoments : public ClientTest {
     EXPECT_TRUE(LogLines(data_path_).WaitFor("[http dns] Update fail redo after :60000ms"));
   }
 
+  // Exits at the moment, and checks that the exit ends in time and leaves no thread.
   void Round(const Moment& moment) {
+    // Reach the moment, with the requests held.
     const lab::Behaviour held = lab::Answer(500).HeldAt(kGate);
     lab_.SetBehaviours("dns", lab::kHostQueryPath, {held});
     lab_.SetBehaviours("dns", lab::kServiceTablePath, {held});
@@ -96,6 +96,7 @@ class ExitMoments : public ClientTest {
     moment.reach();
     EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, kPatience));
 
+    // Exit, and let the transfers end once the exit waits for them alone.
     const auto begin = std::chrono::steady_clock::now();
     std::thread exit(zo_sturdy::ExitSturdyEnvironment, moment.id);
     EXPECT_TRUE(WaitUntil(moment.is_exiting));
@@ -104,10 +105,8 @@ class ExitMoments : public ClientTest {
     EXPECT_LT(std::chrono::steady_clock::now() - begin,
               std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
 
+    // The clients' calls return, and the threads are gone.
     clients_stop_ = true;
-    for (std::thread& client : clients_) {
-      client.join();
-    }
     clients_.clear();
     for (const char* thread : {"http_agent_work", "statistic", "http dns manager"}) {
       EXPECT_FALSE(HasThread(thread)) << thread;
@@ -116,8 +115,9 @@ class ExitMoments : public ClientTest {
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns"), lab::HttpServer("statistics")}};
-  std::vector<std::thread> clients_;
+  std::vector<std::jthread> clients_;
   std::atomic<bool> clients_stop_{false};
+  std::atomic<int> answers_{0};
   // The client's callback is a plain function.
   static inline zo_sturdy::IZOSturdyObject* object_ = nullptr;
   static inline std::atomic<bool> client_returned_{false};

@@ -1,8 +1,15 @@
 // A client that doesn't exit its environment, or only in the destructor of a static object.
 //   lifecycle_host WAY DATA_FOLDER URL openssl-first|openssl-later
-// Starts another fetch after its first, waits for a byte on its input and ends in one of the ways
-// "return", "thread", "callback", "call", "fork", "static", "joined", "many". Prints nothing.
-// "many" starts enough fetches to keep all workers in handshakes, and returns.
+// Starts another fetch after its first, waits for a byte on its input, and ends in this way:
+//   return    returns from main
+//   many      the same, with enough fetches to keep all workers in handshakes
+//   thread    exits on another thread
+//   callback  exits in the update callback
+//   call      exits while other threads are in calls
+//   fork      a forked child returns from main, then the parent
+//   static    the destructor of a static object exits the environment
+//   joined    that destructor joins a thread that is in a call
+// Prints nothing.
 #include <openssl/ssl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,6 +35,7 @@ namespace {
 std::atomic<int> calls{0};
 std::atomic<bool> ends_in_callback{false};
 
+// The static object of the host.
 struct Keeper {
   ~Keeper() {
     if (waits.joinable()) {

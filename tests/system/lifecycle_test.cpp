@@ -36,8 +36,10 @@ class Rounds : public ClientTest {
  protected:
   Rounds() { dns_endpoints_.clear(); }  // a service update is in flight, too
 
-  // Starts, and exits during a fetch. Returns the time of the exit.
+  // Starts, and exits during a fetch. Returns the time of the exit. Each tenth exit meets an answer
+  // that arrives, and each tenth one whose body drips in.
   steady_clock::duration Round(int round) {
+    // Fetch until the answer is held, drips, or has just been released.
     const std::string gate = "gate " + std::to_string(round);
     const std::vector<std::string> links(static_cast<size_t>(1 + round / 10), "one.example:1");
     const bool in_arrival = round % 10 == 0;
@@ -55,10 +57,10 @@ class Rounds : public ClientTest {
       EXPECT_TRUE(
           WaitUntil([&] { return service.GetLinkHostCount() == static_cast<int>(links.size()); }));
     }
+    // Exit; a held answer is released when the exit waits for the transfer alone.
     const auto begin = steady_clock::now();
     std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
     if (!in_arrival && !dripped) {
-      // Once the agent's thread has ended, the exit waits for the transfer alone.
       EXPECT_TRUE(WaitUntil([] { return !HasThread("http_agent_work"); }));
       lab_.Release(gate);
     }
