@@ -22,7 +22,7 @@ class NetworkFault : public ClientTest {
  protected:
   void SetUp() override { NEEDS_RIGHT(networks_.is_made(), "make network namespaces"); }
 
-  // What the test creates from here on is on the client's side.
+  // Moves the test to the client's side. The servers stay on theirs, each with a relay.
   void CrossOver(const std::vector<std::string>& servers) {
     for (const std::string& server : servers) {
       relays_.try_emplace(server, lab_.Port(server));
@@ -76,7 +76,7 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   lab_.SetBehaviours("dns", lab::kHostQueryPath, {lab::Answer(book)});
   CrossOver({"lbs", "dns"});
   Replace("/etc/resolv.conf", "nameserver 127.0.0.1\nsearch .\noptions timeout:1 attempts:1\n");
-  const lab::Descriptor swallows(BindLoopback(SOCK_DGRAM, 53));
+  const lab::Descriptor swallows(BindAllAddresses(SOCK_DGRAM, 53));
   dns_endpoints_ = {{TwoNetworks::kServerV4, relays_.at("dns").port(), false}};
   const std::vector<std::string> urls = {Url("lbs.example")};
   const std::string document = TestDocument({"192.0.2.1:1"}, urls).Text();

@@ -16,7 +16,7 @@
 class Relay {
  public:
   explicit Relay(int server_port)
-      : server_port_(server_port), listener_(BindLoopback(SOCK_STREAM, 0)) {
+      : server_port_(server_port), listener_(BindAllAddresses(SOCK_STREAM, 0)) {
     listen(listener_.get(), SOMAXCONN);
     accepting_ = std::thread([this] { Accept(); });
   }

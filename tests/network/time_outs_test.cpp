@@ -84,7 +84,7 @@ class DeafServer {
   DeafServer(const DeafServer&) = delete;
   DeafServer& operator=(const DeafServer&) = delete;
 
-  const int socket = BindLoopback(SOCK_STREAM, 0);
+  const int socket = BindAllAddresses(SOCK_STREAM, 0);
   std::string url;
 };
 

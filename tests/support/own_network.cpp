@@ -35,7 +35,7 @@ bool ReplaceFile(const std::string& path, const std::string& text, const std::st
   return mount(own.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0;
 }
 
-int BindLoopback(int type, uint16_t port) {
+int BindAllAddresses(int type, uint16_t port) {
   const int bound = socket(AF_INET6, type | SOCK_CLOEXEC, 0);
   const int both = 0;
   setsockopt(bound, IPPROTO_IPV6, IPV6_V6ONLY, &both, sizeof both);

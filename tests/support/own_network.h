@@ -13,4 +13,4 @@ bool ReplaceFile(const std::string& path, const std::string& text, const std::st
 
 // Binds a socket of `type` on all addresses of both families. Returns -1 on failure.
 // Owner: the caller.
-int BindLoopback(int type, uint16_t port);
+int BindAllAddresses(int type, uint16_t port);

@@ -3,8 +3,6 @@
 #include <thread>
 #include <vector>
 
-namespace zo_base {
-
 // Runs `work(i)` on `count` threads at once. Returns when all have ended.
 template <class Work>
 void RunThreads(int count, const Work& work) {
@@ -13,5 +11,3 @@ void RunThreads(int count, const Work& work) {
     threads.emplace_back(work, i);
   }
 }
-
-}  // namespace zo_base

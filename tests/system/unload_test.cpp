@@ -24,7 +24,7 @@ Function* Find(void* library, const char* symbol) {
 void Round(const std::string& folder, bool looks_up) {
   void* const library = dlopen(STURDY_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
-  const lab::Descriptor name_server(looks_up ? BindLoopback(SOCK_DGRAM, 53) : -1);
+  const lab::Descriptor name_server(looks_up ? BindAllAddresses(SOCK_DGRAM, 53) : -1);
   const int id = Find<decltype(zo_sturdy::StartSturdyEnvironment)>(
       library, "_ZN9zo_sturdy22StartSturdyEnvironmentERKNS_28_ZOSturdyEnvironmentSettingsE")(
       EnvironmentSettings(folder, "token"));

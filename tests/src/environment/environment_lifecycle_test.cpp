@@ -100,7 +100,7 @@ TEST(EnvironmentLifecycle, ThrowingStartLeavesNothingStarted) {
 
 TEST(EnvironmentLifecycle, ConcurrentStartsAndExitsRunOneByOne) {
   const lab::TempFolder folder;
-  zo_base::RunThreads(4, [&folder](int number) {
+  RunThreads(4, [&folder](int number) {
     for (int round = 0; round < 10; ++round) {
       EXPECT_EQ(Start(folder), 1);
       GetSturdyObject(1);

@@ -52,7 +52,7 @@ TEST_F(LBSConcurrencyTest, ThreadsAskAndChangeWhileDocumentsArrive) {
       update,
       update,
       update};
-  zo_base::RunThreads(std::size(actions), [&](int thread) {
+  RunThreads(std::size(actions), [&](int thread) {
     ASSERT_TRUE(service->Start(Record()));  // concurrently: one of them starts it
     for (int i = 0; i < 60; ++i) {
       EXPECT_NE(Link(*service), "");
