@@ -47,6 +47,8 @@ lab::Scenario Servers() {
                        lab::ServiceTable().Domain("localhost").V4({"${endpoint:dns}"}).Text()))}};
 }
 
+// Clients on one data folder, one at a time. Each finds the files of the one before, and kills
+// itself at a moment that the seed chooses.
 class Killed : public testing::Test {
  protected:
   Killed() {

@@ -28,7 +28,8 @@ class ClientFolder {
   const lab::TempFolder folder_;
 };
 
-// The files that clients have left in their data folder.
+// The files that clients have left in their data folder, read at each call.
+// Errors: a file that isn't there reads as empty.
 class LeftFiles {
  public:
   explicit LeftFiles(const std::string& client_folder) : folder_(lab::DataFolder(client_folder)) {}

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-// What a client that is killed and the test that reads its files both know.
+// Shared by a client that is killed and the test that reads its files.
 
 // The log is cut at this size. A cut keeps half of it, which is more than one flush writes.
 inline constexpr uint32_t kLogBytes = 512 * 1024;
@@ -22,7 +22,9 @@ inline std::string NumberedLine(int thread, int number) {
          name;
 }
 
-// How many lines each thread of the client has written, in pages that outlive it.
+// Counts the lines that each thread of the client has written, in pages of a file in its folder,
+// which outlive it.
+// Threads: each of the client's changes its own count. The test reads them once the client is dead.
 class SharedCounts {
  public:
   using Count = std::atomic<int>;

@@ -64,7 +64,7 @@ TEST_F(FetchTest, RefusedUrlCostsNothingAndSilentOneTwoSeconds) {
       {good_});
 }
 
-// Its redirect keeps the transfer alive beyond the patience with the URL.
+// The redirect keeps the transfer alive for longer than the URL's two seconds.
 TEST_F(FetchTest, LateAnswerOfEarlierUrlWins) {
   FetchFrom({lab::HttpsServer("slow")
                  .On(kLbsPath, lab::Redirect("/new").HeldAt("redirect"))

@@ -18,7 +18,7 @@ struct Hostile {
   }
 };
 
-// Less than a dripped body lasts.
+// A fetch without a bound lasts longer: a dripped body takes 300 s.
 constexpr std::chrono::seconds kSoon{30};
 
 lab::Server Http(const lab::Behaviour& behaviour) {

@@ -97,7 +97,7 @@ TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
   }
 }
 
-// It is sent while the threads that carry it start.
+// The update is sent while the threads that carry it start.
 TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
   const lab::Lab lab({lab::HttpServer("dns").On(
       lab::kServiceTablePath,
