@@ -59,7 +59,7 @@ class HostCache {
   HostCache(const HostCache&) = delete;
   HostCache& operator=(const HostCache&) = delete;
 
-  // Sets `ips` to the addresses of the family, or of both for any value but IPv4 and IPv6. If the
+  // Sets `ips` to the addresses of the family, or of both for any other value. If the
   // result is kCacheMissing, `ips` is unspecified.
   CacheState CheckHost(net::AddressFamily ip_family, const std::string& host,
                        std::vector<std::string>& ips);

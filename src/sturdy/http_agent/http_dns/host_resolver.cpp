@@ -102,7 +102,7 @@ bool HostResolver::DoQuery(net::AddressFamily ip_family, const std::vector<std::
   if (queries_.HasEnded()) {
     return false;
   }
-  // Serve what the cache has, and sort the rest.
+  // Serve the cached hosts. List the stale and the missing ones.
   std::vector<std::string> async_hosts;
   std::vector<std::string> sync_hosts;
   for (const std::string& host : hosts) {

@@ -19,8 +19,8 @@ class HttpDNSManager;
 // Threads: the owner's thread calls Start and Stop. Any thread may call Query and EndQueries, but
 //          "http dns manager" would wait for itself in Query.
 // Owner:   HttpAgent, by a shared pointer.
-// Errors:  Start throws what a failed thread start throws; stop the service then. A query before
-//          Start or after Stop returns false.
+// Errors:  Start throws the system's error if the thread can't be started; stop the service then.
+//          A query before Start or after Stop returns false.
 class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_base::ZOObjectIMPL {
  public:
   HttpDNSService() = default;

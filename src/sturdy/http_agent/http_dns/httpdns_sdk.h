@@ -16,11 +16,11 @@ namespace zo_sturdy {
 // thread "http dns manager" (M) and owns the two parts that work on it: the directory of the
 // service's endpoints and the resolver of host names. Each part has its own data and locks.
 //
-// Threads: the owner's thread calls Init and Stop. Any thread but M may query; M would wait for
-//          itself. Each part says which thread runs what.
+// Threads: the owner's thread calls Init and Stop. Any thread may query, except M, which would wait
+//          for itself. The comment of each part lists its threads.
 // Owner:   HttpDNSService, by a shared pointer. A query, and an answer that is delivered on a
 //          foreign thread, hold it while they run.
-// Errors:  Init throws what a failed thread start throws.
+// Errors:  Init throws the system's error if the thread can't be started.
 class HttpDNSManager : public EnvironmentConfigGetterBase,
                        public zo_base::BaseThread,
                        public virtual zo_base::ZOObjectIMPL {

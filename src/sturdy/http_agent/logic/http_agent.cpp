@@ -71,8 +71,8 @@ void HttpAgent::Start() {
   });
 }
 
-// Creates what a thread's first request may need before that thread runs: "http_agent_work" starts
-// last, and its queue keeps the request that HTTP DNS posts when it starts.
+// Before a thread starts, creates everything that its first request may need. "http_agent_work"
+// starts last: its queue keeps the request that HTTP DNS posts when it starts.
 void HttpAgent::StartMembers() {
   const auto thread = std::make_shared<zo_base::BaseThread>("http_agent_work");
   const auto statistics = std::make_shared<StatisticCountTimerInvoker>();
@@ -228,7 +228,7 @@ bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
     ZO_LOG(LV_APP) << "[multiple]User http dns,query host fail";
     return false;
   }
-  // Send to those.
+  // Send to these addresses.
   const MultipleURLHttpRequest second = MakeSecondPass(request, named, addresses);
   // A query that has succeeded has an address for each of its hosts, so this can't happen today.
   if (second.urls.empty()) {

@@ -24,10 +24,10 @@ class StatisticCountTimerInvoker;
 //
 // Threads: any thread may start a request. The request stays on that thread, and its host query
 //          blocks it. The owner's thread, never one of the agent's, calls Start and Stop. Any
-//          thread but HTTP DNS's own may call QueryHost.
+//          thread may call QueryHost, except HTTP DNS's own.
 // Owner:   the environment's object, by a shared pointer; it calls Stop before it releases it.
-// Errors:  Start throws what a failed thread start throws, and has stopped by then. A request
-//          reports its outcome in its callback.
+// Errors:  Start throws the system's error if a thread can't be started, and stops the agent first.
+//          A request reports its outcome in its callback.
 class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZOObjectIMPL {
  public:
   HttpAgent() = default;
@@ -37,7 +37,7 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
 
   // Runs once; a second call returns at once. Requires: the configuration is set.
   void Start();
-  // Waits for the steps that are running on the threads, and drops what is queued there.
+  // Waits for the running task of each of its threads, and drops the queued ones.
   void Stop();
   // Ends the host queries that wait, and refuses new ones. For an owner that waits for other
   // threads before it stops the agent.

@@ -9,8 +9,8 @@ namespace zo_sturdy {
 
 class MultipleURLHttpRequestHelper;
 
-// Lists the live requests. A request owns itself until it has ended. A request whose agent went
-// away first never ends: it stays listed here, and is freed when the library is unloaded.
+// Lists the live requests. A request owns itself until it has ended. If its agent is destroyed
+// first, it never ends: it stays listed here and is freed when the library is unloaded.
 // Threads: any.
 // Owner:   the process.
 // Errors:  none.

@@ -104,7 +104,7 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
   const std::weak_ptr<zo_base::ZOWeakFlag> alive = GetWeakFlag();
   HttpTool::PostRequest(sub_request);
   if (alive.expired()) {
-    // The send failed, and without a loop to post to it was answered inline: this object is gone.
+    // The send failed. Without a loop to post to, it was answered inline, and this object is gone.
     return;
   }
   // Arm the timer.

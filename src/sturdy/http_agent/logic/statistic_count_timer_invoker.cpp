@@ -149,7 +149,7 @@ void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
       passed_ms < static_cast<uint64_t>(settings->min_delay)) {
     const int64_t rest_ms = settings->min_delay - static_cast<int64_t>(passed_ms);
     // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
-    // and the next report has what comes until the delay is over.
+    // and the next report has the failures that come until the delay is over.
     Merge(batch, false,
           static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));
     ZO_LOG(LV_APP) << "[statistic] Time now - last report time < " << settings->min_delay << " ("
