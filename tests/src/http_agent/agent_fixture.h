@@ -13,8 +13,8 @@
 #include "src/sturdy/http_agent/logic/live_requests.h"
 #include "tests/support/configured_test.h"
 
-// A transport whose requests wait until the test answers them, on the test's thread.
-class HandTransport : public KRBASE::network::IHttpRequestor {
+// Keeps each request until the test answers it. The answer is delivered on the test's thread.
+class ManualTransport : public KRBASE::network::IHttpRequestor {
  public:
   using Request = std::shared_ptr<KRBASE::network::HttpRequest>;
 
@@ -124,7 +124,7 @@ class AgentTest : public ConfiguredTest {
     return zo_sturdy::LiveRequests::Instance().CountForTest() - live_before_;
   }
 
-  const std::shared_ptr<HandTransport> transport_ = std::make_shared<HandTransport>();
+  const std::shared_ptr<ManualTransport> transport_ = std::make_shared<ManualTransport>();
   std::shared_ptr<zo_sturdy::HttpAgent> agent_ = std::make_shared<zo_sturdy::HttpAgent>();
   std::shared_ptr<zo_base::BaseThread> thread_;
   const size_t live_before_ = zo_sturdy::LiveRequests::Instance().CountForTest();

@@ -17,7 +17,7 @@ inline std::vector<std::string> UrlsOf(const MultipleURLHttpRequest& request) {
   return urls;
 }
 
-// A manager whose requests the test answers.
+// Owns a manager, whose requests wait until the test answers them.
 class DnsTest : public ConfiguredTest {
  protected:
   DnsTest() { NewManager(); }
