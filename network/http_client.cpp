@@ -17,6 +17,8 @@ namespace {
 // The requests that the transport has. An empty map owns no memory, so a stopped client leaves
 // nothing to free.
 // Threads: any.
+// Owner:   the process; it is never destroyed.
+// Errors:  std::bad_alloc of Put.
 class RunningRequests {
  public:
   using Entry = std::pair<std::shared_ptr<HttpRequest>, std::shared_ptr<IHttpRequestor::Done>>;
@@ -198,6 +200,7 @@ void HttpClient::Stop() {
 void HttpClient::Dispatch(IHttpRequestor& transport) {
   while (const std::shared_ptr<HttpRequest> request = WaitForRequest()) {
     Forward(request, transport);
+    // `request` destroys the request after the lock has been released.
     zo_base::RecursiveMutexLock lock(queue_mutex);
     working->pop_front();
   }

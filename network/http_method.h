@@ -8,7 +8,7 @@ namespace KRBASE::network {
 enum HttpMethod : int32_t {
   kHttpMethodGet = 0,
   kHttpMethodPost = 1,
-  kHttpMethodUnset = 5,  // nobody has chosen; sent as a POST
+  kHttpMethodUnset = 5,  // not chosen yet; sent as a POST
 };
 
 // Records that hold a method as a number read 0 as GET and every other value as POST.

@@ -25,7 +25,7 @@ constexpr int32_t kHttpRequestCancelled = 3;
 // One request to the client. Plain fields, written by its maker.
 // Threads: one at a time; HttpClient::Send passes it to the client's threads.
 // Owner:   shared by the queue, the worker and the response function.
-// Errors:  none.
+// Errors:  none. A URL that can't be used fails the transfer.
 struct HttpRequest {
   HttpRequest();
   virtual ~HttpRequest();
@@ -49,7 +49,7 @@ struct HttpRequest {
   int32_t time_out = 30000;
 
   // For a transport that connects to an address and presents a name: the name that an IP URL is
-  // meant for, and the URL's own address and port. CWinHttp reads none of the four.
+  // meant for, and the URL's own address and port. Ours reads none of the four.
   std::string host;
   std::string ip;
   int32_t port = 443;

@@ -16,7 +16,7 @@ constexpr uint16_t kPoolSize = 12;
 constexpr int32_t kSendTimeOutMs = 2000;
 constexpr int32_t kReceiveTimeOutMs = 2000;
 
-// Makes a pair of each line with exactly one colon, so neither of the status line nor of a header
+// Makes a pair of each line with exactly one colon. This leaves out the status line and each header
 // whose value holds a colon. Values keep their leading blank.
 HttpHeaderList HeaderPairs(std::string_view head) {
   HttpHeaderList pairs;
@@ -32,6 +32,7 @@ HttpHeaderList HeaderPairs(std::string_view head) {
   return pairs;
 }
 
+// Blocks for the whole transfer. Throws std::bad_alloc.
 std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
   CWinHttp http;
   for (const auto& [name, value] : request.headers) {
@@ -51,7 +52,7 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
 }  // namespace
 
 HttpRequestWin::~HttpRequestWin() {
-  const platform::ScopedExitGateRefusal refusal;  // the pool joins its workers
+  const platform::ScopedExitGateRefusal refusal;  // the pool joins workers that may sleep there
   pool.reset();
 }
 

@@ -9,8 +9,8 @@
 namespace KRBASE::network {
 
 // The outcome of a transfer. One that failed has status 0.
-// Threads: the worker that makes it writes it; nobody writes it after `done` has been called.
-// Owner:   a shared pointer.
+// Threads: the worker of the transfer writes it. It is constant from the call of `done` on.
+// Owner:   the shared pointer that `done` gets.
 // Errors:  none.
 struct HttpResponse {
   HttpResponse() = default;
@@ -26,7 +26,8 @@ struct HttpResponse {
   std::string body;
 };
 
-// The copy that a request's callback gets. `body` and `message` end at their first zero byte.
+// The copy that a request's callback gets, which may change it. `body` and `message` end at their
+// first zero byte.
 struct HttpResponseUser : HttpResponse {
   ~HttpResponseUser() override;
 

@@ -26,14 +26,15 @@ class threadpool {
  public:
   static constexpr uint16_t kMaxThreads = 16;
 
-  // Starts `size` workers, at most kMaxThreads. Without a worker no task ever runs.
+  // Starts `size` workers, at most kMaxThreads. A pool of size 0 never runs a task.
   explicit threadpool(uint16_t size);
   // Waits for the tasks in progress. Drops the queued ones, which breaks their futures.
   ~threadpool();
   threadpool(const threadpool&) = delete;
   threadpool& operator=(const threadpool&) = delete;
 
-  // The caller may drop the future: its destructor doesn't block.
+  // Queues a call of the function. The caller may drop the future: its destructor doesn't block.
+  // Throws std::runtime_error while the pool ends.
   template <class Function, class... Args>
   auto commit(Function&& function, Args&&... args)
       -> std::future<std::invoke_result_t<std::decay_t<Function>, std::decay_t<Args>...>> {
@@ -61,7 +62,7 @@ class threadpool {
   zo_base::Mutex mutex;
   std::condition_variable_any task_cv;
   std::atomic<bool> run{true};   // changed with the mutex held, so that no worker misses it
-  std::atomic<int32_t> idle{0};  // workers without a task
+  std::atomic<int32_t> idle{0};  // workers without a task; not read
 };
 
 }  // namespace KRBASE::network

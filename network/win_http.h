@@ -17,7 +17,7 @@
 // Accepts any certificate. A request to a bare address needs that: its URL names an address, the
 // certificate a host, and the Host header tells the server which host is meant.
 // Threads: one at a time, the worker that carries out the transfer.
-// Owner:   the function that transfers.
+// Owner:   the function that transfers. The object owns the handles.
 // Errors:  `error` keeps the last one. A failure before the status is read leaves the status 0.
 class CWinHttp : public IWinHttp {
  public:

@@ -8,6 +8,8 @@
 
 // Turns a plan into libcurl's options.
 // Requires: libcurl is loaded.
+// Threads:  one at a time, the worker of the transfer.
+// Owner:    the CurlTransfer owns the lists and the handle.
 namespace KRBASE::network::platform {
 
 struct CurlListDeleter {
@@ -25,6 +27,7 @@ class CurlList {
   std::unique_ptr<curl_slist, CurlListDeleter> list_;
 };
 
+// The lists of one transfer.
 struct CurlLists {
   CurlList headers;
   CurlList connect_to;

@@ -98,6 +98,7 @@ bool CurlTransfer::Send() {
   int64_t last_sent_bytes = -1;
   bool is_deadline_set = false;
   for (;;) {
+    // Connect and send as far as possible without waiting.
     Step();
     // The bound of the whole transfer begins here, so that a server that takes the request byte by
     // byte gets no more time than one that sends its answer byte by byte.
@@ -117,6 +118,7 @@ bool CurlTransfer::Send() {
       last_sent_bytes = sent_bytes;
       send_by_ms = After(zo_base::Clock::MonotonicMs(), plan_.time_outs.send_ms);
     }
+    // Wait for progress.
     if (!WaitUntil(is_connected_ ? send_by_ms : connect_by_ms)) {
       return false;
     }

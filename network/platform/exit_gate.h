@@ -5,8 +5,9 @@
 // A host may return from main while transfers run. OpenSSL then frees its tables in an exit
 // handler while a worker may be in a handshake. So each step of a transfer that enters libcurl, and
 // the loading of libcurl, holds an ExitGateGuard.
-// 1. Before the first guard, OpenSSL is set up (without its own exit handler, if nobody has set it
-//    up before us), and our exit handler is registered after it. Exit handlers run in reverse
+// 1. Before the first guard, OpenSSL is set up (without its own exit handler, unless the host has
+// set
+//    it up already), and our exit handler is registered after it. Exit handlers run in reverse
 //    order, so ours runs before OpenSSL's.
 // 2. Our handler closes the gate and waits until no thread is inside.
 // 3. A thread that reaches the closed gate sleeps until the process is gone, so that exiting

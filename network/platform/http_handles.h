@@ -21,7 +21,7 @@ namespace KRBASE::network::platform {
 
 class CurlTransfer;
 
-// What its connections and requests have in common.
+// Holds the agent and the time-outs of its connections and requests.
 class HttpSession {
  public:
   static std::unique_ptr<HttpSession> Open(std::string agent);
@@ -38,7 +38,7 @@ class HttpSession {
   TransferTimeOuts time_outs_;
 };
 
-// A host and port. Nothing is looked up and no socket opened before a request is sent.
+// Holds a host and a port. Looks nothing up and opens no socket; a request does so when it is sent.
 class HttpConnection {
  public:
   // Requires: `session` outlives the connection.

@@ -31,7 +31,7 @@ size_t WideLength(std::string_view utf8) {
   return units;
 }
 
-// Zero counts as unstated.
+// Returns the default port for 0 or an empty text, and nothing for a text that is no port.
 std::optional<uint16_t> PortOf(std::string_view text, bool is_https) {
   const auto port = text.empty() ? 0 : zo_base::WholeNumber<uint16_t>(text);
   return port == 0 ? url::DefaultPort(is_https) : port;
@@ -59,7 +59,7 @@ std::string CanonicalHost(std::string_view host) {
   return UrlHost(address);
 }
 
-// Empty if `location` makes no URL, or if the process is exiting.
+// Returns nothing if `location` makes no URL, or if the process is exiting.
 std::optional<std::string> JoinUrls(const std::string& base, const std::string& location) {
   const ExitGateGuard inside;
   if (!inside) {
@@ -85,6 +85,7 @@ std::string UrlHost(const net::IPBytes& address) {
 }
 
 std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit) {
+  // Accept http and https.
   if (url.size() > INT32_MAX) {
     return std::nullopt;
   }
@@ -112,6 +113,7 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
       !port.has_value()) {
     return std::nullopt;
   }
+  // Bring all into the form that is sent.
   cracked.host = CanonicalHost(host);
   cracked.port = *port;
   cracked.target = Escaped(target);

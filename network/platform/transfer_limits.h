@@ -18,10 +18,11 @@ inline constexpr int64_t kMaxTransferMs = zo_sturdy::kMaxTransferMs;
 inline constexpr size_t kMaxHeadBytes = 65536;
 // One redirect more fails the transfer.
 inline constexpr int kMaxRedirects = 10;
-// The longest wait of a connecting transfer. When libcurl gives up a dead address, it tries the
-// next one only at our next call, and sets no timer for it.
+// The longest wait between two calls of libcurl while it connects. It gives up a dead address and
+// tries the next one only when it is called, and it sets no timer for that.
 inline constexpr int64_t kConnectPollMs = 100;
-// For received bytes that nobody has read. A reader takes 8 KiB at a time, libcurl delivers 16 KiB.
+// For received bytes that haven't been read. A reader takes 8 KiB at a time, libcurl delivers 16
+// KiB.
 inline constexpr size_t kReceiveBufferBytes = 65536;
 // How long the exit of the process waits for threads inside libcurl. A step takes milliseconds,
 // so only a suspended thread takes longer.

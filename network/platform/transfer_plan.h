@@ -19,7 +19,9 @@ struct TransferTimeOuts {
   int32_t receive_ms = 0;  // for the whole head, then for each read
 };
 
-// One request to one server.
+// One request to one server: all that a CurlTransfer needs.
+// Threads: one at a time.
+// Owner:   the request handle, which changes it between transfers only.
 struct TransferPlan {
   HttpUrl url;
   std::vector<net::IPBytes> addresses;  // of url.host, tried in turn
@@ -27,7 +29,7 @@ struct TransferPlan {
   bool ignore_certificate_errors = false;
   std::string agent;  // sent if the headers have no User-Agent
   HeaderLines headers;
-  std::string_view body;  // owned by the caller of the transfer
+  std::string_view body;  // owned by the caller of HttpRequestHandle::Send
   TransferTimeOuts time_outs;
 };
 

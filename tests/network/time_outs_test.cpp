@@ -1,16 +1,16 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <future>
 
 #include "base/thread/clock_for_test.h"
 #include "lab/lab.h"
+#include "lab/port.h"
 #include "network/http_interface_error.h"
 #include "network/http_request_win.h"
 #include "network/platform/curl_transfer.h"
 #include "network/win_http.h"
-#include "tests/support/own_network.h"
 
 namespace KRBASE::network {
 namespace {
@@ -71,21 +71,10 @@ TEST(TimeOut, EndsEachStall) {
 }
 
 // Listens, and never reads from its connections. They wait in its queue.
-class DeafServer {
- public:
-  DeafServer() {
-    sockaddr_in6 address{};
-    socklen_t length = sizeof(address);
-    EXPECT_EQ(listen(socket, 1), 0);
-    EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    url = "http://[::1]:" + std::to_string(ntohs(address.sin6_port)) + "/";
-  }
-  ~DeafServer() { close(socket); }
-  DeafServer(const DeafServer&) = delete;
-  DeafServer& operator=(const DeafServer&) = delete;
-
-  const int socket = BindAllAddresses(SOCK_STREAM, 0);
-  std::string url;
+struct DeafServer {
+  const lab::LoopbackPort port{"127.0.0.1", 0};
+  const lab::Descriptor listener = port.Listen(1);
+  const std::string url = "http://127.0.0.1:" + std::to_string(port.number()) + "/";
 };
 
 constexpr size_t kMoreThanSocketsHold = size_t{64} << 20U;
@@ -94,13 +83,13 @@ TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
   const DeafServer server;
   const std::string body(kMoreThanSocketsHold, 'x');
   ExpectEnd(server.url, body, kHttpSendFailed, 0, kSendMs);
-  close(accept(server.socket, nullptr, nullptr));
+  close(accept(server.listener.get(), nullptr, nullptr));
 
   // Each step makes progress now, but all of them would take minutes.
   int reader = -1;
   std::string taken(size_t{256} << 10U, '\0');
   ExpectEnd(server.url, body, kHttpSendFailed, 0, 30000, [&] {
-    reader = reader < 0 ? accept4(server.socket, nullptr, nullptr, SOCK_NONBLOCK) : reader;
+    reader = reader < 0 ? accept4(server.listener.get(), nullptr, nullptr, SOCK_NONBLOCK) : reader;
     (void)recv(reader, taken.data(), taken.size(), MSG_DONTWAIT);
   });
   close(reader);
@@ -138,11 +127,10 @@ void ExpectTransportEnd(const std::string& url, size_t body_bytes, int64_t at_mo
 TEST(TimeOut, OfTheTransportIsTwoSecondsForSendingAndReceiving) {
   const Lab lab({HttpServer("silent").On("/", lab::Silent())});
   ExpectTransportEnd(lab.Url("silent", "/"), 0, 4000);
-  const DeafServer server;
-  ExpectTransportEnd(server.url, kMoreThanSocketsHold, 28000);
+  ExpectTransportEnd(DeafServer().url, kMoreThanSocketsHold, 28000);
 }
 
-// In real time, by which libcurl shares the time out.
+// Runs in real time: libcurl doesn't read our clock when it gives each address its share.
 TEST(TimeOut, OfConnectingLeavesTimeForTheNextAddress) {
   const Lab lab({HttpServer("dead").At("127.0.0.2").Listens(lab::Listening::kNeverConnect),
                  HttpServer("live").OnPortOf("dead").On("/", lab::Answer("fine"))});

@@ -100,7 +100,7 @@ TEST(CWinHttp, ReturnsTheFinalHeadUnchanged) {
   EXPECT_EQ(http.GetHeaderText(), "");
 }
 
-TEST(CWinHttp, TakesGoodAnswersAndRefusesBadOnes) {
+TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
   const std::string line = "X: " + std::string(40000, 'x') + "\r\n";
   const std::string long_head = "HTTP/1.1 200 OK\r\n" + line + line + "\r\n";
   const std::string zipped_transfer =
@@ -152,7 +152,7 @@ TEST(CWinHttp, AcceptsAnyCertificate) {
     EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, server}));
     EXPECT_EQ(lab.Requests().back().sni, "");
   }
-  // Most systems give localhost the address ::1 too, where nobody listens.
+  // Most systems give localhost the address ::1 too, where no server listens.
   EXPECT_EQ(Get("https://localhost:" + std::to_string(lab.Port("v4")) + "/"),
             (Outcome{0, 200, "v4"}));
   EXPECT_EQ(lab.Requests().back().sni, "localhost");
