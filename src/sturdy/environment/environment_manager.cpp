@@ -196,6 +196,7 @@ int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings) {
     }
     return object ? object->id : 0;
   }
+  // The start may wait for an exit, and another thread may reuse the record meanwhile.
   const _ZOSturdyEnvironmentSettings copy = settings;
   return manager.StartOnce(copy);
 }
