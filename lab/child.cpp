@@ -58,6 +58,14 @@ std::string Child::ReadLine() {
   return ReadTo('\n');
 }
 
+std::string Child::ReadLineWith(const std::string& text) {
+  std::string line = ReadLine();
+  while (!line.empty() && line.find(text) == std::string::npos) {
+    line = ReadLine();
+  }
+  return line;
+}
+
 std::string Child::ReadRest() {
   return ReadTo(EOF);
 }

@@ -23,6 +23,9 @@ class Child {
   [[nodiscard]] pid_t id() const { return id_; }
   // Blocks until a line has come, and returns it without its line end. Returns "" at the end.
   std::string ReadLine();
+  // Reads lines until one contains `text`, and returns that one. Returns "" at the end or at an
+  // empty line.
+  std::string ReadLineWith(const std::string& text);
   // Blocks until the output ends, and returns what was left of it.
   std::string ReadRest();
   // Writes one byte to its input.

@@ -34,20 +34,24 @@ void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts,
 
 void ClientOptions::AddTo(CLI::App& command) {
   AddEnvironmentTo(command);
-  command.add_option("--lbs", lbs_urls, "URL of an LBS server, tried in this order; up to 6 times")
+  command
+      .add_option("--lbs", lbs_urls,
+                  "URL of a load-balancing server; tried in the given order, at most 6")
       ->allow_extra_args(false);
   command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
   command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
   command
       .add_option("--default-link", default_links,
-                  "host:port in the list of defaults; up to 5 times")
+                  "host:port of a server in the list of defaults; at most 5")
       ->allow_extra_args(false);
 }
 
 void ClientOptions::AddEnvironmentTo(CLI::App& command) {
-  command.add_option("--token", token, "The application's key; without it a start doesn't fetch");
+  command.add_option("--token", token,
+                     "Key of the application; without it, a start fetches nothing");
   command.add_option("--business", business, "Business name (default: im_g1)");
-  command.add_option("--sdk-version", sdk_version, "Version of the client");
+  command.add_option("--sdk-version", sdk_version,
+                     "Version that the client sends (default: sturdyctl)");
   command
       .add_option("--data", data_folder, "Folder for caches and log (default: a new one in /tmp)")
       ->type_name("DIR");

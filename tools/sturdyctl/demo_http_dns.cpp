@@ -162,13 +162,14 @@ class HttpDnsScene {
       return record.value("request_url", "").rfind(url + kLbsPath, 0) == 0;
     });
     Expect("a record of " + url + " in " + records.dump(), found != records.end());
+    const std::string of_url = " of " + url;
     for (const auto& [key, value] : fields.items()) {
-      Expect("the " + key + " of " + url, value.dump(), found->value(key, nlohmann::json()).dump());
+      Expect(key + of_url, value.dump(), found->value(key, nlohmann::json()).dump());
     }
     const auto addresses = found->value("host_ip", std::vector<std::string>());
     Expect("the host_ip of " + url + " with " + address + ", got " + Join(addresses),
            std::count(addresses.begin(), addresses.end(), address) == 1);
-    const std::string is_number = " of " + url + " is a number";
+    const std::string is_number = of_url + " is a number";
     for (const char* key : {"timestamp", "send_time"}) {
       Expect(key + is_number, found->value(key, nlohmann::json()).is_number_integer());
     }

@@ -23,7 +23,9 @@ using List = std::vector<std::string>;
 
 std::string Join(const List& list);
 
-// Records the update callbacks. Threads: any.
+// Records the update callbacks.
+// Threads: any. Callbacks come on the service's thread.
+// Owner:   the stage.
 class Updates {
  public:
   struct Update {
@@ -44,6 +46,7 @@ class Updates {
 
 // The client of a scene, with its folder and its updates.
 // Threads: one.
+// Owner:   the scene.
 // Errors:  a wait throws StepFailed at kStepLimit.
 class Stage {
  public:
@@ -57,7 +60,7 @@ class Stage {
   void WriteServerCache(int port) const;
   void StartClient();
   void ExitClient() { client_.reset(); }
-  // Also blocks until the fetch has ended.
+  // Also blocks until the fetch of that update has ended.
   Updates::Update WaitForUpdate(size_t number);
   void WaitForLog(const std::string& text);
   // Runs this program as another process with the client's folder, and returns the JSON that it

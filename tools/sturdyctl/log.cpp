@@ -26,7 +26,7 @@ std::string LogTime(std::time_t time) {
 }
 
 // Returns the user's time as the log writes it, or "" if every line is younger. A time without a
-// date is of today.
+// date means today.
 std::string ParseTime(const std::string& text, std::time_t now) {
   std::smatch part;
   if (std::regex_match(text, part, std::regex("(\\d{1,6})([smhd])"))) {
@@ -67,7 +67,8 @@ class Filter {
     since_ = since.empty() ? "" : WithYear(since);
   }
 
-  // Once a message is recent enough, all later ones are, even if the clock was set back.
+  // Returns whether the user wants to see the message. Once one is recent enough, all later ones
+  // are, even if the clock was set back.
   bool Shows(const LogMessage& message) {
     if (!since_.empty()) {
       if (message.time.empty() || WithYear(message.time) < since_) {
@@ -93,6 +94,8 @@ class Filter {
   std::string since_;  // empty once it has been reached
 };
 
+// Returns the path of the one log in a client's data folder.
+// Errors: UsageError if there is none, or more than one.
 std::string FindLog(const std::string& folder) {
   std::error_code error;
   if (std::filesystem::is_regular_file(folder, error)) {

@@ -20,7 +20,7 @@ constexpr char kExitCodes[] =
 // The command that the command line chooses. Returns the exit code.
 using Command = std::function<int()>;
 
-// Each of these adds one command, which sets `chosen` once its arguments have been parsed.
+// Each function below adds one command. Parsing its arguments sets `chosen`.
 
 void AddLink(CLI::App& app, Command& chosen) {
   struct Arguments {
@@ -30,7 +30,8 @@ void AddLink(CLI::App& app, Command& chosen) {
     bool json = false;
   };
   const auto given = std::make_shared<Arguments>();
-  CLI::App* link = app.add_subcommand("link", "Print link addresses");
+  CLI::App* link =
+      app.add_subcommand("link", "Print link addresses, each from the list or a default");
   link->add_option("--count", given->count, "Number of addresses")->check(CLI::Range(1, 100000));
   link->add_flag("--wait", given->wait,
                  "Wait for the end of the first fetch (forever if no URL is of --family)");
@@ -74,17 +75,18 @@ void AddWatch(CLI::App& app, Command& chosen) {
     bool json = false;
   };
   const auto given = std::make_shared<Arguments>();
-  CLI::App* watch = app.add_subcommand("watch", "Print what a client does until Ctrl-C");
-  watch->add_flag("--json", given->json, "Print one JSON object a line");
+  CLI::App* watch =
+      app.add_subcommand("watch", "Run a client and print what it does, until Ctrl-C");
+  watch->add_flag("--json", given->json, "Print one JSON object per line");
   given->options.AddTo(*watch);
   watch->footer(
-      "JSON, one object a line, by its \"event\":\n"
+      "JSON: {\"event\": name} and the fields of the event:\n"
       "  \"update\" after each fetch: \"code\" 200 or 0\n"
-      "  \"list\" after each change of the list: \"links\" [\"host:port\"]\n"
+      "  \"list\" at the start and after each change: \"links\" [\"host:port\"]\n"
       "  \"report_sent\" when a failure report is sent: \"records\", its content\n"
-      "  \"report_done\" when that has ended: \"success\" true or false\n"
+      "  \"report_done\" when its request has ended: \"success\" true or false\n"
       "  \"service_update_begun\" when the endpoints of HTTP DNS are requested\n"
-      "  \"service_update_done\" when that has ended: \"success\" true or false\n"
+      "  \"service_update_done\" when that request has ended: \"success\" true or false\n"
       "  \"exiting\" at Ctrl-C, \"exited\" after the exit of the environment\n" +
       std::string(kExitCodes));
   watch->callback([given, &chosen] {
@@ -95,21 +97,23 @@ void AddWatch(CLI::App& app, Command& chosen) {
 void AddLog(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::LogOptions>();
   CLI::App* log = app.add_subcommand("log", "Print a client's log, even while the client runs");
-  log->add_option("FOLDER", given->folder, "Data folder of the client")
+  log->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
       ->type_name("DIR")
       ->required();
   log->add_flag("--follow", given->follow, "Print new messages until Ctrl-C");
   log->add_option("--tag", given->tags, "Only messages with this tag, such as lbs; repeatable")
       ->allow_extra_args(false);
-  log->add_option("--since", given->since,
-                  "Only messages since 14:05, \"03-14 14:05:30\", or of the last 90s, 15m, 2h, 1d");
+  log->add_option(
+      "--since", given->since,
+      "Only messages since 14:05 or \"03-14 14:05:30\", or of the last 90s, 15m, 2h or 1d");
   log->footer(kExitCodes);
   log->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunLog(*given); }; });
 }
 
 void AddServe(CLI::App& app, Command& chosen) {
   const auto scenario = std::make_shared<std::string>();
-  CLI::App* serve = app.add_subcommand("serve", "Run loopback servers by a scenario until Ctrl-C");
+  CLI::App* serve =
+      app.add_subcommand("serve", "Play the loopback servers of a scenario until Ctrl-C");
   serve->add_option("--scenario", *scenario, "JSON file, see docs/lab-scenario.md")
       ->type_name("FILE")
       ->required();

@@ -146,6 +146,7 @@ void WriteWordCase(std::ostream& out, const CLI::App& app, const std::string& co
 }  // namespace
 
 std::string ManPage(const CLI::App& app) {
+  // The title, and a synopsis of each command.
   std::ostringstream out;
   const std::string name = Roff(app.get_name());
   out << ".TH STURDYCTL 1 \"\" \"sturdy_comp " << STURDY_VERSION_STRING << "\" \"User Commands\"\n"
@@ -161,6 +162,7 @@ std::string ManPage(const CLI::App& app) {
     }
     out << "\n.br\n";
   }
+  // The commands, the common options and the exit codes.
   out << ".SH COMMANDS\n";
   for (const CLI::App* command : Commands(app)) {
     out << ".SS " << Roff(command->get_name()) << "\n" << Roff(command->get_description()) << ".\n";
@@ -175,6 +177,7 @@ std::string ManPage(const CLI::App& app) {
 }
 
 std::string BashCompletion(const CLI::App& app) {
+  // Find the command among the words typed so far.
   std::vector<std::string> names;
   for (const CLI::App* command : Commands(app)) {
     names.push_back(command->get_name());
@@ -192,6 +195,7 @@ std::string BashCompletion(const CLI::App& app) {
          "    esac\n"
          "  done\n"
          "  case $command:$before in\n";
+  // Choose the candidates: values after an option that takes one, else options and arguments.
   for (const CLI::App* command : Commands(app)) {
     WriteValueCases(out, *command, command->get_name());
   }
@@ -199,6 +203,7 @@ std::string BashCompletion(const CLI::App& app) {
   for (const CLI::App* command : Commands(app)) {
     WriteWordCase(out, *command, command->get_name());
   }
+  // Complete the word.
   out << "  esac\n"
          "  # A folder's name continues after its slash. compopt fails outside a completion.\n"
          "  [[ $candidates == -[df] ]] && compopt -o filenames 2>/dev/null\n"

@@ -18,6 +18,7 @@ void Expect(const std::string& what, const std::string& expected, const std::str
 void Expect(const std::string& what, bool holds);
 
 // Runs the steps of the demo and prints each with its time.
+// Threads: one.
 class Story {
  public:
   // Runs `body`, which returns the text to print. Returns false if it threw: the error is printed,

@@ -18,7 +18,10 @@ namespace sturdyctl {
 
 namespace {
 
-// Prints events, one line each. Threads: any.
+// Prints events, one line each.
+// Threads: any. The update callback prints on the service's thread, all else on the command's.
+// Owner:   the command. Outlives the client.
+// Errors:  Works returns false after an output error.
 class Printer {
  public:
   explicit Printer(bool json) : json_(json) {}
@@ -42,7 +45,7 @@ class Printer {
     ListLocked(list);
   }
 
-  // Returns false once something couldn't be printed.
+  // Returns false once an event couldn't be printed.
   bool Works() {
     const std::lock_guard<std::mutex> lock(mutex_);
     return std::cout.good();
@@ -66,7 +69,7 @@ class Printer {
     }
     known_ = true;
     list_ = list;
-    std::string text = "link servers:";
+    std::string text = list.empty() ? "link servers: none" : "link servers:";
     for (const std::string& link : list) {
       text += " " + link;
     }

@@ -58,14 +58,9 @@ class SturdyctlTest : public testing::Test {
 
   // Reads events until one of this name.
   static json WaitForEvent(lab::Child& watch, const std::string& name) {
-    for (std::string line = watch.ReadLine(); !line.empty(); line = watch.ReadLine()) {
-      const json event = json::parse(line, nullptr, false);
-      if (event.is_object() && event.at("event") == name) {
-        return event;
-      }
-    }
-    ADD_FAILURE() << "the output ended without " << name;
-    return {};
+    json event = json::parse(watch.ReadLineWith("\"event\":\"" + name + "\""), nullptr, false);
+    EXPECT_TRUE(event.is_object()) << "the output ended without " << name;
+    return event;
   }
 
   const lab::TempFolder folder_;
@@ -80,10 +75,7 @@ TEST_F(SturdyctlTest, CtrlCExitsCleanly) {
     EXPECT_EQ(watch.ReadLine(), "Press Ctrl-C to exit.");
     EXPECT_TRUE(lab.WaitForHeld("gate", 1, kLimit));
     lab.Release("gate");
-    std::string line = watch.ReadLine();
-    while (line.find("link servers: 192.0.2.1:1") == std::string::npos && !line.empty()) {
-      line = watch.ReadLine();
-    }
+    EXPECT_NE(watch.ReadLineWith("link servers: 192.0.2.1:1"), "");
     kill(watch.id(), signal);
     const std::string rest = watch.ReadRest();
     EXPECT_THAT(rest, testing::ContainsRegex(

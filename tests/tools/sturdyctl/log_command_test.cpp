@@ -109,16 +109,9 @@ TEST_F(LogCommand, FollowsARunningClientUntilCtrlC) {
   ASSERT_TRUE(lab.WaitForHeld("gate", 1, std::chrono::seconds(30)));
   for (const int signal : {SIGINT, SIGTERM}) {
     lab::Child log({STURDYCTL, "log", "--follow", "--tag", "lbs", folder_.path()});
-    const auto read_to = [&](const std::string& text) {
-      std::string line = log.ReadLine();
-      while (line.find(text) == std::string::npos && !line.empty()) {
-        line = log.ReadLine();
-      }
-      return line;
-    };
-    EXPECT_THAT(read_to("Begin update LBS"), HasSubstr("] [lbs] Begin update LBS"));
+    EXPECT_NE(log.ReadLineWith("] [lbs] Begin update LBS"), "");
     lab.OpenGate("gate");
-    EXPECT_THAT(read_to("set updatting = false"), HasSubstr("] [lbs]UpdateLBS"));
+    EXPECT_THAT(log.ReadLineWith("set updatting = false"), HasSubstr("] [lbs]UpdateLBS"));
     kill(log.id(), signal);
     EXPECT_EQ(log.ReadRest().find("[multiple]"), std::string::npos);
     EXPECT_EQ(log.Wait(), 0);
