@@ -72,6 +72,7 @@ struct Outcome {
 // The tool's main with its two outputs caught.
 Outcome Run(std::vector<std::string> arguments) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     argv.push_back(argument.data());
   }

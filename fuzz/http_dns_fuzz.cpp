@@ -35,7 +35,7 @@ std::shared_ptr<HttpDNSManager> NewManager(const Environment& environment) {
 }
 
 std::vector<zo_sturdy::ServiceAddress> Table(HttpDNSManager& manager) {
-  const std::vector<zo_sturdy::ServiceAddress> table =
+  std::vector<zo_sturdy::ServiceAddress> table =
       manager.TableForTest().GetServiceAddresses(net::kIPFamilyAny);
   Expect(!table.empty() && table.size() <= 1 + 2 * zo_sturdy::kMaxEndpoints, "a bounded table");
   for (const zo_sturdy::ServiceAddress& address : table) {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "base/decimal.h"
 #include "fuzz/expect.h"
 
 // Only some targets have one.
@@ -41,12 +41,13 @@ void Run(const std::string& label, const std::string& bytes) {
 
 void RunDamaged(const std::string& name, const std::string& seed) {
   constexpr size_t kBits = 8;
+  const std::string cut_at = name + ", cut at byte ";
+  const std::string changed_at = name + ", changed at byte ";
   for (size_t i = 0; i < seed.size(); ++i) {
-    const std::string at = " at byte " + std::to_string(i);
-    Run(name + ", cut" + at, seed.substr(0, i));
+    Run(cut_at + std::to_string(i), seed.substr(0, i));
     std::string changed = seed;
     changed[i] = static_cast<char>(changed[i] ^ (1 << (i % kBits)));
-    Run(name + ", changed" + at, changed);
+    Run(changed_at + std::to_string(i), changed);
   }
 }
 
@@ -58,8 +59,8 @@ int main(int argc, char** argv) {
   }
   const bool seeds_only = argc == 3 && std::strcmp(argv[2], "--seeds-only") == 0;
   if (argc == 4) {
-    part = std::atoi(argv[2]);
-    parts = std::atoi(argv[3]);
+    part = zo_base::WholeNumber<int>(argv[2]).value();
+    parts = zo_base::WholeNumber<int>(argv[3]).value();
   }
   // An unmet expectation aborts.
   std::signal(SIGABRT, PrintCurrentInput);

@@ -72,8 +72,8 @@ class ServiceHarness {
   }
   std::vector<SentRequest> TakeAll() {
     const std::lock_guard lock(mutex_);
-    const std::vector<SentRequest> all(std::make_move_iterator(waiting_.begin()),
-                                       std::make_move_iterator(waiting_.end()));
+    std::vector<SentRequest> all(std::make_move_iterator(waiting_.begin()),
+                                 std::make_move_iterator(waiting_.end()));
     waiting_.clear();
     return all;
   }
