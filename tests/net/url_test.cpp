@@ -7,7 +7,7 @@
 
 namespace {
 
-// All components in the order of their fields, "-" for one that is absent.
+// Returns all components in the order of their fields, "-" for an absent one.
 std::string Split(const std::string& text) {
   url::URLParts parts;
   parts.port = {7, 7};  // must not survive
@@ -21,7 +21,7 @@ std::string Split(const std::string& text) {
   return components;
 }
 
-TEST(ParseURL, Table) {
+TEST(ParseURL, SplitsAnyText) {
   const std::string kCases[][2] = {{"ftp://a.example:8443/a?b#c", "ftp - - a.example 8443 /a b c "},
                                    {"ftp://[::1]/#?", "ftp - - [::1] - / - ? "},
                                    {"ftp://[::1:80", "ftp - - [::1:80 - - - - "},
@@ -45,7 +45,7 @@ TEST(ParseURL, Table) {
   }
 }
 
-TEST(Extraction, Table) {
+TEST(Extraction, ReturnsHostPortAndKnownScheme) {
   const struct {
     std::string url, host, host_and_port, scheme;
     int32_t port;
@@ -70,7 +70,7 @@ TEST(Extraction, Table) {
   }
 }
 
-TEST(Extraction, PortTextsAreReadAsByAtoiWithinItsBounds) {
+TEST(Extraction, ReadsPortTextsAsAtoiAndClampsThem) {
   for (const std::string text : {"1x", " \t12", "+5", "-5", "--5", "x", "0x1f", "007", "2147483647",
                                  "-2147483648", "65536"}) {
     EXPECT_EQ(url::GetURLPort("http://h:" + text + "/"), std::atoi(text.c_str())) << text;
