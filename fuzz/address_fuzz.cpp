@@ -1,6 +1,6 @@
-// Any text as an IP address and as a URL. The system's own readers of addresses are the second
-// opinion where both must agree; of a URL the components must lie in the text in their order, and
-// what the transport makes of it must survive being read again.
+// Reads any text as an IP address and as a URL. The system's parsers judge the address where both
+// must agree. The components of a URL must be in the text, in their order. A URL that the transport
+// accepts must read the same when it is printed and read again.
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -19,8 +19,8 @@ namespace {
 constexpr size_t kHostLimit = 260;
 constexpr size_t kPathLimit = 1024;
 
-// inet_aton takes a tail after a blank, refuses a dot at the end and a hexadecimal number without
-// digits.
+// Returns whether inet_aton must agree. It accepts text after a blank, and refuses a dot at the end
+// and a hexadecimal number without digits.
 bool IsForBoth(const std::string& text) {
   if (text.empty() || text.back() == '.' ||
       text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string::npos) {
@@ -59,7 +59,7 @@ void JudgeV6(const std::string& text) {
   const bool taken_too =
       bare.find('\0') == std::string::npos && inet_pton(AF_INET6, bare.c_str(), theirs) == 1;
   Expect(taken || !taken_too, "each IPv6 address is one", text);
-  // An IPv4 tail may have forms that the system doesn't know, such as 0x7f.1 and 0x.
+  // We accept IPv4 tails that the system refuses, such as 0x7f.1 and 0x.
   Expect(taken_too || !taken || text.find_first_of(".xX") != std::string::npos,
          "one opinion on IPv6", text);
   Expect(!taken_too || std::equal(ours.begin(), ours.end(), theirs), "one IPv6 address", text);
@@ -94,7 +94,7 @@ void JudgeLiteral(const std::string& text) {
          "there and back as a socket address", text);
 }
 
-// The components lie in the text, in their order, with a separator between any two.
+// Expects all components inside the text, in their order, with a separator between any two.
 void JudgeParts(const std::string& text, const url::URLParts& parts) {
   int32_t end = -1;
   for (const url::URLRange* range : {&parts.scheme, &parts.username, &parts.password, &parts.host,
@@ -131,7 +131,7 @@ void JudgeUrl(const std::string& text) {
   Expect(url::IsHttpsURL(text) == (scheme == "https"), "https by its scheme", text);
 }
 
-// What goes on the wire holds no byte that could end its line, and reads as itself.
+// Expects that a request line has no byte that could end it, and that it reads the same again.
 void JudgeTransfer(const std::string& text) {
   using namespace KRBASE::network::platform;  // NOLINT(google-build-using-namespace): for 5 names
   const std::optional<HttpUrl> url = CrackUrl(text, kHostLimit, kPathLimit);
@@ -143,7 +143,7 @@ void JudgeTransfer(const std::string& text) {
                      [](char c) { return c > ' ' && c < 0x7f; }),
          "a target for the wire", text);
   const std::optional<HttpUrl> again = CrackUrl(UrlOrigin(*url) + url->target, SIZE_MAX, SIZE_MAX);
-  // A bracket that isn't closed takes in the port that follows it.
+  // After a bracket that isn't closed, the port counts as a part of the host.
   const bool is_open = url->host[0] == '[' && url->host.back() != ']';
   Expect(is_open || (again.has_value() && again->host == url->host && again->port == url->port &&
                      again->is_https == url->is_https && again->target == url->target),

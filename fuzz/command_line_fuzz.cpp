@@ -1,5 +1,5 @@
-// Any arguments for sturdyctl, one a line: they run one command, ask for help, or are refused with
-// one sentence and the exit code 2.
+// Passes any arguments, one a line, to sturdyctl. It must run one command, print help, or refuse
+// them with one sentence and the exit code 2.
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -17,7 +17,7 @@ namespace {
 
 int commands_run = 0;
 
-// What a client does with its options before it starts an environment.
+// Does what a client does with its options before it starts an environment.
 int UseOptions(const ClientOptions& options) {
   ++commands_run;
   const zo_sturdy::_ZOSturdyEnvironmentSettings environment = options.EnvironmentRecord("/tmp/x");
@@ -69,7 +69,7 @@ struct Outcome {
   std::string error;
 };
 
-// The tool's main with its two outputs caught.
+// Runs the tool's main and catches its two outputs.
 Outcome Run(std::vector<std::string> arguments) {
   std::vector<char*> argv;
   argv.reserve(arguments.size() + 1);

@@ -5,8 +5,9 @@
 #include "fuzz/expect.h"
 #include "tests/support/service_harness.h"
 
-// The surroundings of a service, for the life of the process: none is destroyed, so a target may
-// have two.
+// The configuration, folder and requests of a service without a network. A target keeps it until
+// the process ends, and may have two.
+// Threads: the target's, next to the service's own.
 class Environment : public ServiceHarness {
  public:
   void DropRequests() { TakeAll(); }

@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <string>
 
-// Ends the process, which the fuzzer takes for a crash and keeps the input.
+// Aborts the process if the expectation fails. The fuzzer then keeps the input as it does after a
+// crash.
 inline void Expect(bool holds, const char* what, const std::string& detail = std::string()) {
   if (!holds) {
     std::fprintf(stderr, "expected: %s\n%s\n", what, detail.c_str());
@@ -14,5 +15,5 @@ inline void Expect(bool holds, const char* what, const std::string& detail = std
   }
 }
 
-// What libFuzzer calls with each input.
+// Each target defines this. libFuzzer, the replay and some tests call it with one input. Returns 0.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

@@ -1,6 +1,6 @@
-// Any text as what an HTTP DNS service answers, of itself and of hosts, and as its two cache files:
-// through check, completion and caches, with the manager on its thread. What is saved loads to the
-// same, and what a query gives can be connected to.
+// Takes any text as an answer of the HTTP DNS service, about itself and about hosts, and as its two
+// cache files. The manager runs on its own thread. Saved data must load unchanged, and a client
+// must be able to connect to each address that a query returns.
 #include <algorithm>
 #include <future>
 #include <map>
@@ -44,13 +44,13 @@ std::vector<zo_sturdy::ServiceAddress> Table(HttpDNSManager& manager) {
   return table;
 }
 
-// A manager that a next start would make of the files, without its thread.
+// Returns the manager that the next start would make from the files, without its thread.
 std::shared_ptr<HttpDNSManager> NextStart(const Environment& environment) {
   auto next = NewManager(environment);
   next->LoadServerCache();
   next->InitInterfaceAddress();
   next->LoadHostCache();
-  Expect(!Table(*next).front().host.empty(), "a next start has whom to ask");
+  Expect(!Table(*next).front().host.empty(), "the next start has an endpoint");
   for (const auto& [host, entry] : next->HostsForTest().GetEntries()) {
     Expect(entry.cache_expired_time <= zo_base::Clock::WallMs() + kLongestLeaseMs,
            "a lease from a file is short", host);
@@ -64,6 +64,7 @@ void ExpectUsable(const std::string& address) {
          "visible", address);
 }
 
+// One manager for many answers. Starts again when its cache has become large.
 class Service {
  public:
   Service() { Begin(); }
@@ -79,7 +80,7 @@ class Service {
   }
 
  private:
-  // With a table that is good for long, so that only what is asked for here is sent.
+  // Starts with endpoints that stay good, so that the manager sends no request of its own.
   void Begin() {
     WriteCache(environment_, "http_server_cache.data",
                R"({"host": "h", "ipv4": "[{\"host\": \"127.0.0.1\", \"port\": 1}]", )"
@@ -92,7 +93,7 @@ class Service {
 
   // Returns after the manager's thread has run its earlier posts and due tasks.
   void Settle() {
-    constexpr int kTurns = 4;  // a due task hands its work on, and that may post
+    constexpr int kTurns = 4;  // a due task posts its work, which may post again
     for (int i = 0; i < kTurns; ++i) {
       std::promise<void> ran;
       manager_->PostDelayedTask(0, [&] { ran.set_value(); });
@@ -113,7 +114,7 @@ class Service {
     Expect(good == HttpDNSManager::CheckServiceResponseBody(Json::parse(text, error)),
            "judged by its keys");
     Settle();
-    // A lifetime of nothing asks again at once; that request is lost, which ends it.
+    // After a lifetime of 0 the manager asks again at once. Dropping that request ends the cycle.
     environment_.DropRequests();
     Settle();
     const std::string domain = Table(*manager_).front().host;
@@ -123,7 +124,7 @@ class Service {
     }
   }
 
-  // Such a file is replaced by the built-in endpoints.
+  // A start replaces such a file by the built-in endpoints.
   static bool HasNoAddresses(const std::string& text) {
     std::string error;
     return Json::parse(text, error).object_items().count("ipv4") == 0;

@@ -1,5 +1,5 @@
-// Any text as JSON, in both strategies. A second parser judges what is taken and what it means;
-// what is taken is printed and must come back.
+// Parses any text as JSON, with both strategies. A second parser judges whether it is JSON and what
+// it means. An accepted value is printed and must parse to the same value.
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
@@ -15,12 +15,12 @@ namespace {
 using zo_base::json11::Json;
 using zo_base::json11::JsonParse;
 
-// A second opinion, and whether a name appears twice in an object: the two keep different ones.
+// The second parser's outcome.
 struct Other {
   nlohmann::json value;
-  bool has_equal_names = false;
+  bool has_equal_names = false;  // in one object; the two parsers keep different members
   bool is_broken = false;
-  bool is_out_of_range = false;  // by a number that ours takes for infinite
+  bool is_out_of_range = false;  // has a number that ours reads as infinite
 };
 
 Other ParseOther(const std::string& text, bool comments) {
@@ -71,7 +71,7 @@ bool Same(const Json& ours, const nlohmann::json& theirs) {
   return false;
 }
 
-// What printing must keep: everything but numbers past a double's range, which print as null.
+// Returns what printing must keep: infinite numbers print as null.
 Json Printable(const Json& value) {
   if (std::isinf(value.number_value())) {
     return {};
@@ -89,9 +89,9 @@ Json Printable(const Json& value) {
                                         : value;
 }
 
-// What the two decide differently by design: bytes that are no UTF-8 and halves of surrogates,
-// which the other refuses, a NUL, at which the other ends, a byte order mark, which it skips, and a
-// carriage return in a comment, which it takes for the end of the line.
+// Returns whether the two parsers must agree. The other one refuses bytes that are no UTF-8 and
+// halves of surrogates, ends at a NUL, skips a byte order mark, and ends a comment at a carriage
+// return.
 bool IsCommonGround(const std::string& text, bool comments) {
   if (comments && text.find('\r') != std::string::npos) {
     return false;

@@ -1,4 +1,5 @@
-// Any bytes as a cache file: it loads to a table of texts, which is saved and loads to the same.
+// Loads any bytes as a cache file. The result must be the texts of its JSON object, or empty, and
+// must load unchanged after a save.
 #include <map>
 #include <string>
 

@@ -1,6 +1,5 @@
-// Takes any text as the answer of an LBS server, through the service with its thread, its cache
-// file and all of a client's slots, and as the cache file of an earlier run, which a start must
-// survive.
+// Takes any text as the answer of an LBS server, and as the cache file of an earlier run. The
+// service runs on its own thread, and all slots of a client are called.
 #include <algorithm>
 #include <cstring>
 #include <future>
@@ -44,7 +43,7 @@ std::shared_ptr<ZOSturdyLBSServiceImpl> StartService(Environment& environment) {
   return service;
 }
 
-// A client's buffers, of the sizes that sturdy.h tells.
+// A client's buffer, of a size from sturdy.h.
 class Buffer {
  public:
   explicit Buffer(size_t size) : bytes_(size) {}
@@ -97,7 +96,7 @@ std::vector<Link> UsableLinks(const Json& list) {
   return links;
 }
 
-// Each address is one of the list, in its order, or a default when the list is spent.
+// Expects the addresses of the list, in its order, and a default after the last one.
 void ExpectAllowedLinks(zo_sturdy::IZOSturdyLBSService& slots, const Json& common) {
   const std::vector<Link> links = UsableLinks(common["link"]);
   const std::vector<Link> defaults = UsableLinks(common["link.default"]);
@@ -130,7 +129,7 @@ void ExpectAllowedLinks(zo_sturdy::IZOSturdyLBSService& slots, const Json& commo
   }
 }
 
-// Every other slot, into buffers of the size that sturdy.h tells.
+// Calls every other slot, with buffers of the sizes in sturdy.h.
 void ReadSlots(zo_sturdy::IZOSturdyLBSService& slots) {
   static auto& large = *new Buffer(zo_sturdy::kVltListBufferSize);
   static auto& small = *new Buffer(zo_sturdy::kNameBufferSize);
@@ -165,7 +164,7 @@ void JudgeCache(const std::string& text) {
   environment.DropRequests();
 }
 
-// The service of all documents, on its thread, with a token, so that it asks.
+// One service for all documents. It has a token, so it sends fetches.
 class Fetches {
  public:
   Fetches() {
@@ -192,7 +191,7 @@ class Fetches {
     if (good) {
       ExpectCacheHolds(text);
     }
-    // What no server's answer comes to can still stand in a file.
+    // A cache file can contain what no check would accept.
     if (good || service_->ParseLBSResponse(text, "0")) {
       std::string error;
       ExpectAllowedLinks(*service_, Json::parse(text, error)["common"]);
@@ -203,7 +202,7 @@ class Fetches {
   }
 
  private:
-  // What the service's thread was told before has run.
+  // Returns after the service's thread has run its earlier posts.
   void Settle() {
     std::promise<void> ran;
     zo_base::PostTo(*service_, [&] { ran.set_value(); });

@@ -1,7 +1,8 @@
-// Any bytes as the buffer and the log that a former run left, and anything in the places of both. A
-// start takes over what the buffer's count vouches for, and the log goes on.
+// Starts the log on any bytes as the buffer and the log of an earlier run, and with folders in
+// their places. A start must move the counted text of the buffer to the log, and later lines must
+// follow.
 //
-// The last two bytes of an input choose: what is where, and which part of the rest is the log.
+// The last byte but one of an input is its Plan. The last one says how much of the rest is the log.
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -21,6 +22,7 @@ constexpr uint32_t kLargeBuffer = 4096;
 constexpr uint32_t kSmallLog = 1024;
 constexpr size_t kLimit = size_t{1} << 24;
 
+// The conditions of one start.
 struct Plan {
   explicit Plan(uint8_t byte)
       : buffer((byte & 1) != 0 ? kLargeBuffer : kBuffer),
@@ -38,7 +40,7 @@ struct Plan {
   const bool folder_for_cut;
 };
 
-// What a start must find in a buffer file.
+// Returns the text that a start must find in a buffer file.
 std::string TextOf(const std::string& bytes) {
   if (bytes.size() < zo_base::kLogBufferHeaderBytes) {
     return {};
@@ -94,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!plan.folder_for_buffer && !plan.folder_for_log) {
     const std::string expected =
         text.empty() ? std::string() : text + std::string(zo_base::kOldTextEnd);
-    // A log past its limit has lost its older part, which can reach into the new text.
+    // A log over its limit has lost its older half, perhaps with a part of the new text.
     Expect(EndsWith(taken_over, expected) || (plan.small && EndsWith(expected, taken_over)),
            "the buffer's text is in the log", taken_over);
     Expect(plan.small || taken_over.compare(0, old_log.size(), old_log) == 0, "the log goes on");
@@ -108,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string log = zo_base::ReadFilePrefix(path, kLimit);
   Expect(plan.folder_for_buffer || plan.folder_for_log || EndsWith(log, "\nline 39 of forty\n"),
          "what is written arrives", log);
-  // A cut takes away half the limit, so an old log that was longer comes down by and by.
+  // Each cut drops half of the limit, so a longer old log shrinks cut by cut.
   Expect(!plan.small || plan.folder_for_cut ||
              log.size() < kSmallLog + kBuffer + kLargeBuffer + old_log.size(),
          "the limit holds");

@@ -1,7 +1,7 @@
 // Runs a fuzz target over its corpus without libFuzzer, as a test:
 //   NAME_replay FOLDER [--seeds-only | PART PARTS]
 // Each seed of the folder runs as it is, cut at each byte, and with one bit of each byte flipped.
-// With PARTS only each PARTS-th of these inputs runs, PART from 0 says which.
+// With PARTS, runs only every PARTS-th of these inputs, beginning at number PART.
 #include <unistd.h>
 
 #include <algorithm>
@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
     part = zo_base::WholeNumber<int>(argv[2]).value();
     parts = zo_base::WholeNumber<int>(argv[3]).value();
   }
-  // An unmet expectation aborts.
+  // A failed expectation aborts.
   std::signal(SIGABRT, PrintCurrentInput);
   if (LLVMFuzzerInitialize != nullptr) {
     LLVMFuzzerInitialize(&argc, &argv);

@@ -1,5 +1,5 @@
-// Any text as a scenario of the lab. Either it is refused with one sentence, or all that it says
-// can be played: each behaviour makes a plan.
+// Parses any text as a scenario of the lab. Either the lab refuses it with one sentence, or each of
+// its behaviours makes a plan.
 #include <string>
 #include <vector>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Where a lab would have put the servers.
+// Returns endpoints as a running lab would have them.
 std::vector<lab::Endpoint> Endpoints(const lab::Scenario& scenario) {
   std::vector<lab::Endpoint> endpoints;
   for (const lab::Server& server : scenario.servers) {
@@ -21,7 +21,7 @@ std::vector<lab::Endpoint> Endpoints(const lab::Scenario& scenario) {
 }
 
 void Play(const lab::Behaviour& behaviour, const std::vector<lab::Endpoint>& endpoints) {
-  // The keys bound the work of a lab, not that of a plan: a step is made for each piece.
+  // A scenario may have many pieces. The plan makes a step for each, so skip those that cost time.
   constexpr int kManyPieces = 1000;
   if (behaviour.body_pieces > kManyPieces) {
     return;

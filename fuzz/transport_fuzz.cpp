@@ -1,6 +1,6 @@
-// Any bytes as what a server sends, over a socket and through the transport with its pool: a
-// response comes, of bounded size, with nothing in it that the server didn't send. Bytes that begin
-// like a TLS record answer an https request.
+// Sends any bytes as a server's answer, over a socket, to the transport with its pool. There must
+// be a response of bounded size, and all of it must be from the server. Bytes that begin like a TLS
+// record answer an https request.
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -26,7 +26,8 @@ namespace {
 using KRBASE::network::HttpRequest;
 using KRBASE::network::HttpResponse;
 
-// Answers each connection with the same bytes and closes.
+// Answers each connection with the same bytes and closes it, on a thread that runs until the
+// process ends.
 class Server {
  public:
   Server() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
