@@ -98,19 +98,15 @@ TEST(SockAddr, ConvertsWithinTheBuffer) {
   auto* const address = reinterpret_cast<sockaddr*>(&storage);
   for (const auto& [size, used] : {std::pair{4U, socklen_t{16}}, {16U, 28}}) {
     const IPEndpoint endpoint{IPBytes(size, 0xab), 0x1234};
-    for (socklen_t length = 0; length <= 40; ++length) {
-      storage = {};
+    for (const socklen_t length : {socklen_t{0}, used - 1, used, used + 9}) {
       socklen_t out = length;
-      ASSERT_EQ(EndpointToSockAddr(endpoint, address, out), length >= used);
-      ASSERT_EQ(out, length >= used ? used : length);
-      IPEndpoint back;
-      EXPECT_FALSE(SockAddrToEndpoint(address, used - 1, back));
-      ASSERT_EQ(SockAddrToEndpoint(address, out, back), length >= used);
-      EXPECT_TRUE(length < used || (back.address == endpoint.address && back.port == 0x1234));
+      EXPECT_EQ(EndpointToSockAddr(endpoint, address, out), length >= used);
+      EXPECT_EQ(out, length >= used ? used : length);
     }
+    IPEndpoint back;
+    EXPECT_FALSE(SockAddrToEndpoint(address, used - 1, back));
+    EXPECT_EQ(reinterpret_cast<const uint8_t*>(&storage)[2], 0x12) << "network order";
   }
-  EXPECT_EQ(storage.ss_family, AF_INET6);
-  EXPECT_EQ(reinterpret_cast<const uint8_t*>(&storage)[2], 0x12) << "network order";
   socklen_t length = sizeof(storage);
   EXPECT_FALSE(EndpointToSockAddr({{1, 2, 3}, 4}, address, length));
 }

@@ -34,7 +34,7 @@ void SameAtTheLimitsOfEach() {
 
 enum Plain { kPlain = 7 };
 
-TEST(LogStreamTest, PrintsNumbersAsAClassicStream) {
+TEST(LogStreamTest, PrintsNumbersAsAClassicStreamDoes) {
   const CommaLocale comma;
   SameAtTheLimitsOfEach<char, signed char, unsigned char, short, unsigned short, int, unsigned,
                         long, unsigned long, long long, unsigned long long, float, double,
@@ -48,11 +48,11 @@ TEST(LogStreamTest, PrintsNumbersAsAClassicStream) {
   SameAsAStream(kPlain);
 }
 
-TEST(LogStreamTest, LeavesATraceOfNullAndEmptyText) {
+TEST(LogStreamTest, MarksNullAndEmptyTexts) {
   LogStream stream;
-  for (const char* text : std::initializer_list<const char*>{nullptr, "", "text"}) {
-    stream.AppendText(text);
-  }
+  stream.AppendText(nullptr);
+  stream.AppendText("");
+  stream.AppendText("text");
   stream.AppendBool(false);
   EXPECT_EQ(stream.text(), "null ptr !empty string !textfalse");
 }
