@@ -20,7 +20,7 @@ std::vector<Request> Journal::Requests() const {
 
 void Journal::Forget() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  requests_.clear();
+  std::vector<Request>().swap(requests_);  // frees the memory too, for tests that measure the heap
 }
 
 int Journal::Count() const {
