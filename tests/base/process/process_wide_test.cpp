@@ -1,10 +1,9 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <csignal>
 #include <set>
 
-#include "base/object/any.h"
 #include "base/platform/thread.h"
 #include "base/process/at_exit.h"
 #include "base/process/singleton.h"

@@ -1,6 +1,6 @@
 #include "base/thread/base_thread.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <climits>
@@ -13,8 +13,6 @@
 
 namespace zo_base {
 namespace {
-
-using testing::ElementsAre;
 
 class TaskLoop : public LoopFixture {};
 

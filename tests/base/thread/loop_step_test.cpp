@@ -87,8 +87,8 @@ class HeldLoop : public LoopFixture {
   std::promise<void> came;
   std::promise<void> arrived;
   std::promise<void> reached;
-  std::promise<void> go_on;
   std::jthread other;
+  std::promise<void> go_on;  // destroyed before `other`, which may wait for it
 };
 
 class AtStep : public HeldLoop, public testing::WithParamInterface<LoopStep> {};
