@@ -103,10 +103,12 @@ void ExpectAllowedLinks(zo_sturdy::IZOSturdyLBSService& slots, const Json& commo
   std::set<Link> allowed(defaults.begin(), defaults.end());
   allowed.insert({Split(kDefaultV4), Split(kDefaultV6)});
   Expect(slots.GetLinkHostCount() == static_cast<int32_t>(links.size()), "the size of the list");
+  // Any family: the list in its order.
   for (size_t i = 0; i < std::min(links.size() + 1, kMostCalls); ++i) {
     const Link link = GetLink(slots, net::kIPFamilyAny).link;
     Expect(i < links.size() ? link == links[i] : allowed.count(link) != 0, "in turn", link.first);
   }
+  // One family: only its addresses, or a default.
   allowed.insert(links.begin(), links.end());
   for (const net::AddressFamily family : {net::kIPFamilyV4, net::kIPFamilyV6}) {
     for (size_t i = 0; i < std::min(links.size() + 2, kMostCalls); ++i) {
@@ -118,6 +120,7 @@ void ExpectAllowedLinks(zo_sturdy::IZOSturdyLBSService& slots, const Json& commo
              "of the family", answer.link.first);
     }
   }
+  // After a hold, the list begins again.
   if (!links.empty()) {
     slots.HoldLinkAddress(links.front().first.c_str(), static_cast<int16_t>(links.front().second));
     char host[zo_sturdy::kLinkHostBufferSize] = {};

@@ -60,6 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) {
     return 0;
   }
+  // Read the plan, and divide the rest between the log and the buffer.
   static const auto* const folder = new lab::TempFolder;
   static const std::string path = folder->File("x.log");
   static const std::string buffer_path = path + std::string(zo_base::kLogBufferSuffix);
@@ -72,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     left.resize(plan.buffer);
   }
 
+  // Set up the files that the earlier run left.
   for (const std::string& place : {path, buffer_path, path + ".tmp"}) {
     std::filesystem::remove_all(place);
   }
@@ -89,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zo_base::CreateFolders(path + ".tmp");
   }
 
+  // Start, and look for the buffer's text at the end of the log.
   zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
   logger.SetLogFile(path, plan.small ? kSmallLog : 0, plan.buffer);
   const std::string taken_over = zo_base::ReadFilePrefix(path, kLimit);
@@ -102,6 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Expect(plan.small || taken_over.compare(0, old_log.size(), old_log) == 0, "the log goes on");
   }
 
+  // Write lines, which must follow in the log, within its limit.
   constexpr int kLines = 40;  // fill the small buffer twice
   for (int i = 0; i < kLines; ++i) {
     logger.Write(zo_base::LV_KER, "line " + std::to_string(i) + " of forty\n");

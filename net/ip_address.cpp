@@ -66,6 +66,7 @@ bool ReadV4Number(const char*& p, const char* end, uint64_t& number) {
 }
 
 IPv4ParseResult ParseV4(const char* p, const char* end, uint8_t (&address)[kV4Bytes], int& count) {
+  // Read up to four numbers between the dots.
   uint64_t numbers[kV4Bytes];
   size_t read = 0;
   if (p == end) {
@@ -228,6 +229,7 @@ struct Run {
   size_t length = 0;
 };
 
+// Returns the first of the longest runs of two groups or more; an empty run if there is none.
 Run LongestZeroRun(const uint16_t (&groups)[kV6Groups]) {
   Run longest;
   Run current;

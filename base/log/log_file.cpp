@@ -12,6 +12,7 @@ constexpr uint32_t kDefaultMaxLogBytes = 0x800000;
 constexpr uint32_t kDefaultBufferBytes = 0x10000;
 constexpr size_t kCutBlockBytes = 8192;
 
+// Copies the file from its present position on. After a failure a part of the copy is missing.
 bool CopyRest(File& from, const std::string& to_path) {
   File to(to_path, File::Mode::kWriteNew);
   std::array<char, kCutBlockBytes> block;

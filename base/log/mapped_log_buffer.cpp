@@ -39,7 +39,7 @@ bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
 bool MappedLogBuffer::RecoverBufferOfOtherSize(uint32_t& size) {
   const auto length = FileSize(path_);
   if (!length) {
-    return true;
+    return true;  // no earlier run
   }
   if (*length == 0) {
     return RemoveFile(path_);
@@ -47,6 +47,7 @@ bool MappedLogBuffer::RecoverBufferOfOtherSize(uint32_t& size) {
   if (*length == size) {
     return true;
   }
+  // Read the file before it is deleted, and pass on its text after that.
   const std::string old = ReadFilePrefix(path_, kMaxOldBytes);
   if (old.empty() || !RemoveFile(path_)) {
     size = static_cast<uint32_t>(std::min<uint64_t>(*length, std::numeric_limits<uint32_t>::max()));
@@ -79,6 +80,7 @@ bool MappedLogBuffer::LoadOldContentLocked() {
   if (used_ > 0 && on_full) {
     std::string text(kOldTextBegin);
     text += TextLocked();
+    // The header differs only if another process uses the file too.
     if (ReadHeader() == used_) {
       text += kOldTextEnd;
     }
@@ -98,6 +100,7 @@ void MappedLogBuffer::Append(std::string_view text) {
   if (view_ == nullptr) {
     return;  // closed meanwhile
   }
+  // If the line has room, copy it and then count it.
   const int64_t total = used_ + static_cast<int64_t>(text.size());
   if (total + int64_t{kLogBufferHeaderBytes} < int64_t{size_}) {
     std::memcpy(write_pos_, text.data(), text.size());
@@ -106,6 +109,7 @@ void MappedLogBuffer::Append(std::string_view text) {
     write_pos_ += text.size();
     return;
   }
+  // Otherwise pass the buffer's text and the line to the log, in one piece.
   std::string full;
   full.reserve(static_cast<size_t>(total));
   full += TextLocked();

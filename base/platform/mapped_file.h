@@ -22,7 +22,7 @@ class MappedFile {
   // bytes. Keeps no descriptor open.
   bool Map(const std::string& path, uint32_t size_bytes);
   void Unmap();
-  // Blocks until the stored bytes are on the disk.
+  // Blocks until the stored bytes are on the disk. Reports no failure.
   void FlushToDisk();
 
   [[nodiscard]] char* view() const { return view_; }

@@ -150,9 +150,11 @@ size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
 }
 
 std::string LogReader::ReadNewText() {
+  // Leave out what earlier calls have returned.
   Look look = LookAtFiles();
   std::string text = look.log + look.buffer.substr(look.overlap);
   std::string fresh = text.substr(KnownBytes(look, text));
+  // Remember the place for the next call.
   if (look.begin != offset_ || look.inode != inode_) {
     before_.clear();
   }
