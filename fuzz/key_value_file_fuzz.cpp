@@ -30,6 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   zo_base::WriteWholeFile(path, text);
 
+  // Load it, and compare with the texts of its object.
   KeyValueFile file;
   file.Set("before", zo_base::ZOAny(std::string("kept")), zo_base::SVT::kString);
   file.Load(path);
@@ -45,6 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   Expect(loaded == expected, "the texts of the object, or none");
 
+  // Save and load again.
   file.Save();
   KeyValueFile again;
   again.Load(path);
@@ -52,6 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const auto& [key, value] : loaded) {
     Expect(again.Get(key) == value, "each key has its text", key);
   }
+  // Load without a file.
   file.Clear();
   zo_base::RemoveFile(path);
   file.Reload();

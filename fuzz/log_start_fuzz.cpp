@@ -50,8 +50,26 @@ std::string TextOf(const std::string& bytes) {
   return bytes.substr(zo_base::kLogBufferHeaderBytes, static_cast<size_t>(std::max(count, 0)));
 }
 
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+// Puts the files of the earlier run in their places.
+void LeaveFiles(const std::string& path, const std::string& old_log, const std::string& buffer,
+                const Plan& plan) {
+  const std::string buffer_path = path + std::string(zo_base::kLogBufferSuffix);
+  for (const std::string& place : {path, buffer_path, path + ".tmp"}) {
+    std::filesystem::remove_all(place);
+  }
+  if (plan.folder_for_buffer) {
+    zo_base::CreateFolders(buffer_path);
+  } else {
+    zo_base::WriteWholeFile(buffer_path, buffer);
+  }
+  if (plan.folder_for_log) {
+    zo_base::CreateFolders(path);
+  } else {
+    zo_base::WriteWholeFile(path, old_log);
+  }
+  if (plan.folder_for_cut) {
+    zo_base::CreateFolders(path + ".tmp");
+  }
 }
 
 }  // namespace
@@ -63,7 +81,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // Read the plan, and divide the rest between the log and the buffer.
   static const auto* const folder = new lab::TempFolder;
   static const std::string path = folder->File("x.log");
-  static const std::string buffer_path = path + std::string(zo_base::kLogBufferSuffix);
   const Plan plan(data[size - 2]);
   std::string left(reinterpret_cast<const char*>(data), size - 2);
   const size_t log_bytes = left.size() * data[size - 1] / 256;
@@ -72,24 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (plan.fill) {
     left.resize(plan.buffer);
   }
-
-  // Set up the files that the earlier run left.
-  for (const std::string& place : {path, buffer_path, path + ".tmp"}) {
-    std::filesystem::remove_all(place);
-  }
-  if (plan.folder_for_buffer) {
-    zo_base::CreateFolders(buffer_path);
-  } else {
-    zo_base::WriteWholeFile(buffer_path, left);
-  }
-  if (plan.folder_for_log) {
-    zo_base::CreateFolders(path);
-  } else {
-    zo_base::WriteWholeFile(path, old_log);
-  }
-  if (plan.folder_for_cut) {
-    zo_base::CreateFolders(path + ".tmp");
-  }
+  LeaveFiles(path, old_log, left, plan);
 
   // Start, and look for the buffer's text at the end of the log.
   zo_base::TQLogImplBase<zo_base::SturdyObject> logger;
@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string expected =
         text.empty() ? std::string() : text + std::string(zo_base::kOldTextEnd);
     // A log over its limit has lost its older half, perhaps with a part of the new text.
-    Expect(EndsWith(taken_over, expected) || (plan.small && EndsWith(expected, taken_over)),
+    Expect(taken_over.ends_with(expected) || (plan.small && expected.ends_with(taken_over)),
            "the buffer's text is in the log", taken_over);
     Expect(plan.small || taken_over.compare(0, old_log.size(), old_log) == 0, "the log goes on");
   }
@@ -112,7 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   logger.Flush();
   const std::string log = zo_base::ReadFilePrefix(path, kLimit);
-  Expect(plan.folder_for_buffer || plan.folder_for_log || EndsWith(log, "\nline 39 of forty\n"),
+  Expect(plan.folder_for_buffer || plan.folder_for_log || log.ends_with("\nline 39 of forty\n"),
          "what is written arrives", log);
   // Each cut drops half of the limit, so a longer old log shrinks cut by cut.
   Expect(!plan.small || plan.folder_for_cut ||
