@@ -10,6 +10,9 @@
 #include "base/json/json_text.h"
 
 // The values that the handles of json.h point to. Only base/json uses them.
+// Threads: any, since a value never changes.
+// Owner:   the handles, except for the values that all handles share (SharedValues).
+// Errors:  none.
 namespace zo_base::json11 {
 
 // A value. Each class overrides the accessors of its type; the others return defaults.

@@ -3,6 +3,9 @@
 #include <string>
 #include <vector>
 
+// Finds the logs of a client on the disk.
+// Threads: any.
+// Errors:  a folder that can't be read counts as empty.
 namespace log_reader {
 
 // Returns the logs of a client's data folder, or of a folder inside one, in order of their names. A

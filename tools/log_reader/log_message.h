@@ -7,7 +7,7 @@
 
 namespace log_reader {
 
-// One message of the log in its parts. A plain value.
+// One message of the log in its parts. A plain value, for one thread at a time.
 struct LogMessage {
   std::string time;  // "03-14 15:09:26.535"; empty for a marker and for the rest of a cut line
   uint32_t process_id = 0;
@@ -25,7 +25,8 @@ struct LogMessage {
   [[nodiscard]] bool HasTag(std::string_view tag) const;
 };
 
-// Splits a text of whole messages. Their bytes, joined, are the text.
+// Splits a text into its messages. Joined, their bytes are the text again. Any text has a result: a
+// line without a prefix belongs to the message before it, or is the rest of a cut line.
 std::vector<LogMessage> ParseMessages(std::string_view text);
 
 }  // namespace log_reader
