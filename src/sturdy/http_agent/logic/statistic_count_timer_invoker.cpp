@@ -139,15 +139,12 @@ void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failure
 void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
   const auto settings = ReadSettings();
   // Compute how long ago the last good report was. Read its time before the clock: a report that
-  // completes meanwhile, without `lock`, may set it later than `now_ms`.
-  const uint64_t last_ms = last_report_time;
-  const int64_t now_ms = zo_base::Clock::WallMs();
-  const bool is_set_back = now_ms < static_cast<int64_t>(last_ms);
-  const uint64_t passed_ms = static_cast<uint64_t>(now_ms) - last_ms;
+  // completes meanwhile, without `lock`, may set it later.
+  const auto last_ms = static_cast<int64_t>(last_report_time.load());
+  const int64_t passed_ms = zo_base::Clock::WallMs() - last_ms;
   // If that is too recent, wait. If the clock was set back, the delay counts as over.
-  if (!is_set_back && settings->min_delay > 0 &&
-      passed_ms < static_cast<uint64_t>(settings->min_delay)) {
-    const int64_t rest_ms = settings->min_delay - static_cast<int64_t>(passed_ms);
+  if (passed_ms >= 0 && passed_ms < settings->min_delay) {
+    const int64_t rest_ms = settings->min_delay - passed_ms;
     // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
     // and the next report has the failures that come until the delay is over.
     Merge(batch, false,
