@@ -129,32 +129,36 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopGoToTheStatisticsThread) {
 TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   KRBASE::network::HttpClient::Instance()->Stop();
   KRBASE::network::HttpClient::Instance()->Start();
-  lab::Lab lab({lab::HttpServer("s")
-                    .On("/bad", {lab::Answer(404).HeldAt("gate"), lab::Answer(404)})
-                    .On("/forbidden", lab::Answer(403))
-                    .On("/good", lab::Answer(200))
-                    .On(lab::kReportPath, {lab::Answer(204), lab::Answer(200)})});
+  lab::Lab lab(
+      {lab::HttpServer("s")
+           .On("/bad", {lab::Answer(404).HeldAt("gate"), lab::Answer(404), lab::Answer(500)})
+           .On("/forbidden", lab::Answer(403))
+           .On("/good", lab::Answer(200))
+           .On(lab::kReportPath, {lab::Answer(204), lab::Answer(200)})});
   const std::string bad = lab.Url("s", "/bad");
   const std::string named = "http://localhost:" + std::to_string(lab.Port("s")) + "/bad";
   SetToken("key");
   Outcome outcome;
-  StartRequest(Reported(
-      lab.Url("s"), {bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")}, outcome));
+  StartRequest(Reported(lab.Url("s"),
+                        {bad, bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")},
+                        outcome));
   EXPECT_TRUE(lab.WaitForHeld("gate", 1, kPatience));
   clock.Advance(7);
   lab.Release("gate");
   ASSERT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
   const auto reports = lab.RequestsFor(lab::kReportPath);
   ASSERT_EQ(reports.size(), 2U) << "one more when the first had failed";
-  const Json by_name = Parsed(reports[0].body)[1]["host_ip"];
+  const Json local = Json::array{"127.0.0.1"};
+  const Json by_name = Parsed(reports[0].body)[2]["host_ip"];
   EXPECT_THAT(by_name.array_items(), testing::Contains(Json("127.0.0.1")));
-  const auto record = [&](const std::string& url, const Json& addresses, int send_time) {
-    return Json::object{{"appkey", "key"},          {"error_code", 404},  {"host_ip", addresses},
+  const auto record = [&](const std::string& url, const Json& addresses, int code, int send_time) {
+    return Json::object{{"appkey", "key"},          {"error_code", code}, {"host_ip", addresses},
                         {"platform", "pc"},         {"request_url", url}, {"send_time", send_time},
                         {"timestamp", start_ms + 7}};
   };
-  const std::string body =
-      Json(Json::array{record(bad, Json::array{"127.0.0.1"}, 7), record(named, by_name, 0)}).dump();
+  const std::string body = Json(Json::array{record(bad, local, 404, 7), record(bad, local, 500, 0),
+                                            record(named, by_name, 500, 0)})
+                               .dump();
   for (const lab::Request& report : reports) {
     EXPECT_EQ(report.method + report.body, "POST" + body);
     EXPECT_THAT(report.HeaderLines(),
