@@ -41,7 +41,8 @@ class Relay {
       const int server = socket(AF_INET, SOCK_STREAM, 0);
       const sockaddr_in address{
           AF_INET, htons(static_cast<uint16_t>(server_port_)), {htonl(INADDR_LOOPBACK)}, {}};
-      connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+      static_cast<void>(
+          connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address));
       ends_.emplace_back(client);
       ends_.emplace_back(server);
       carriers_.emplace_back([=] { Carry(client, server); });

@@ -50,7 +50,7 @@ Fetched Fetch(const std::string& url, long limit_ms = 10000, const std::string& 
   return {code, handshake_s > 0};
 }
 
-TEST(LabTest, FaultsBelowHttp) {
+TEST(LabTest, EachFaultBelowHttpReachesTheClient) {
   constexpr long kShortMs = 300;  // where no end is expected
   constexpr long kLongMs = 10000;
   const struct {
