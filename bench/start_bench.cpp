@@ -1,5 +1,6 @@
-// From the start of a process to its first link address, with a cache of an earlier run and
-// without. Limit: the starts of its four threads, each of which waits for a millisecond.
+// Measures the time from the start of a process to its first link address, with the cache of an
+// earlier run and without. Limit: the starts of its four threads, each of which waits for a
+// millisecond.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -36,8 +37,7 @@ void FillCache(const bench::ClientFolder& folder) {
   bench::ClientProcess({"fetch", folder.path(), lab.Url("good", "/lbs")}).Output();
 }
 
-// With the time that goes by before the program's first line, in which the system loads it and its
-// libraries, or without.
+// Whether the time includes what the system needs to load the program and its libraries.
 enum class Begin { kProcess, kMain };
 
 void StartToAddress(benchmark::State& state, bool is_cached, Begin begin) {
@@ -79,7 +79,7 @@ BENCHMARK_CAPTURE(StartToAddress, defaults_main, false, Begin::kMain)
     ->UseManualTime()
     ->Iterations(10);
 
-// As a start does it: one after the other.
+// Starts them one after the other, as an environment does.
 void FourThreads(benchmark::State& state) {
   constexpr std::array<const char*, 4> kNames = {"statistic", "http dns manager", "http_agent_work",
                                                  "lbs service"};

@@ -24,8 +24,8 @@ namespace {
 
 namespace asio = boost::asio;
 
-// Leaves the program's signals to its own threads: a handler may end the lab, whose thread must not
-// run it.
+// Blocks all signals for a thread that starts meanwhile. The program's handlers then run on its own
+// threads only: one may end the lab, which the lab's thread can't do.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() {

@@ -62,7 +62,7 @@ std::string Expand(const std::string& text, const std::string& key,
     const size_t colon = std::min(name.find(':'), name.size());
     const std::string form = colon < name.size() ? name.substr(0, colon + 1) : "";
     name.erase(0, form.size());
-    // Write what it stands for.
+    // Write its replacement.
     const auto endpoint = std::find_if(endpoints.begin(), endpoints.end(),
                                        [&](const Endpoint& e) { return e.name == name; });
     if (endpoint == endpoints.end()) {
