@@ -8,6 +8,7 @@
 #include "base/platform/thread.h"
 #include "base/platform/thread_for_test.h"
 #include "lab/lab.h"
+#include "network/http_request_win.h"
 #include "network/http_response.h"
 #include "tests/network/allocation_limit.h"
 #include "tests/support/sanitizers.h"
@@ -115,19 +116,13 @@ TEST_F(HttpClientTest, ServesOnAfterFaultsOfSystemAndCallbacks) {
 #ifndef STURDY_UNDER_TSAN  // there allocations can't fail
 
 // Answers on its own thread, as a pool does.
-class FakeTransport : public IHttpRequestor {
- public:
-  explicit FakeTransport(std::shared_ptr<const HttpResponse> response)
-      : response_(std::move(response)) {}
+struct FakeTransport : HttpRequestWin {
   void Send(const std::shared_ptr<HttpRequest>& /*request*/, const Done& done) override {
-    answering_ = std::async(std::launch::async, [=, this] { done(response_); });
+    answering = std::async(std::launch::async, [=, this] { done(response); });
   }
-  void Cancel(uint64_t /*request_id*/) override {}
-  void CancelAll() override {}
 
- private:
-  const std::shared_ptr<const HttpResponse> response_;
-  std::future<void> answering_;
+  const std::shared_ptr<HttpResponse> response = std::make_shared<HttpResponse>();
+  std::future<void> answering;
 };
 
 TEST_F(HttpClientTest, AnswersEvenWithoutMemory) {
@@ -140,11 +135,11 @@ TEST_F(HttpClientTest, AnswersEvenWithoutMemory) {
   const auto request = Request("/");
   request->body.resize(kTooLarge);  // the transfer copies it
   EXPECT_EQ(status(request), 0);
-  const auto response = std::make_shared<HttpResponse>();
-  response->status = 200;
-  response->data.resize(kTooLarge);  // the answer is a copy
+  const auto transport = std::make_shared<FakeTransport>();
+  transport->response->status = 200;
+  transport->response->data.resize(kTooLarge);  // the answer is a copy
   client->Stop();
-  client->StartForTest(std::make_shared<FakeTransport>(response));
+  client->StartForTest(transport);
   EXPECT_EQ(status(Request("/")), 0);
 }
 
