@@ -20,17 +20,17 @@ bool IsBlank(char c) {
 
 }  // namespace
 
-Json JsonReader::ReadDocument(std::string& err) {
-  Json result = ReadValue(0);
-  SkipBlanks();
+Json JsonReader::parse_document(std::string& err) {
+  Json result = parse_json(0);
+  consume_garbage();
   if (!failed_ && position_ != end_) {
-    Fail("unexpected trailing " + DescribeCharacter(*position_));
+    fail("unexpected trailing " + DescribeCharacter(*position_));
   }
   err = std::move(error_);
   return failed_ ? Json() : result;
 }
 
-Json JsonReader::Fail(std::string message) {
+Json JsonReader::fail(std::string message) {
   if (!failed_) {
     error_ = std::move(message);
     failed_ = true;
@@ -38,13 +38,13 @@ Json JsonReader::Fail(std::string message) {
   return {};
 }
 
-bool JsonReader::SkipComment() {
+bool JsonReader::consume_comment() {
   if (position_ == end_ || *position_ != '/') {
     return false;
   }
   ++position_;
   if (position_ == end_) {
-    Fail("unexpected end of input after start of comment");
+    fail("unexpected end of input after start of comment");
     return false;
   }
   const char kind = *position_++;
@@ -53,133 +53,133 @@ bool JsonReader::SkipComment() {
     return true;
   }
   if (kind != '*') {
-    Fail("malformed comment");
+    fail("malformed comment");
     return false;
   }
   constexpr std::string_view kClosing = "*/";
   const char* const closing = std::search(position_, end_, kClosing.begin(), kClosing.end());
   if (closing == end_) {
-    Fail("unexpected end of input inside multi-line comment");
+    fail("unexpected end of input inside multi-line comment");
     return false;
   }
   position_ = closing + kClosing.size();
   return true;
 }
 
-void JsonReader::SkipBlanks() {
+void JsonReader::consume_garbage() {
   do {
     while (IsBlank(*position_)) {
       ++position_;
     }
-  } while (strategy_ == JsonParse::kComments && SkipComment());
+  } while (strategy_ == JsonParse::kComments && consume_comment());
 }
 
-char JsonReader::NextToken() {
-  SkipBlanks();
+char JsonReader::get_next_token() {
+  consume_garbage();
   if (failed_) {
     return 0;
   }
   if (position_ == end_) {
-    Fail("unexpected end of input");
+    fail("unexpected end of input");
     return 0;
   }
   return *position_++;
 }
 
-Json JsonReader::ReadValue(int depth) {
+Json JsonReader::parse_json(int depth) {
   if (depth > kMaxDepth) {
-    return Fail("exceeded maximum nesting depth");
+    return fail("exceeded maximum nesting depth");
   }
-  const char ch = NextToken();
+  const char ch = get_next_token();
   if (failed_) {
     return {};
   }
   switch (ch) {
     case '"':
-      return {ReadString()};
+      return {parse_string()};
     case '{':
-      return ReadObject(depth);
+      return parse_object(depth);
     case '[':
-      return ReadArray(depth);
+      return parse_array(depth);
     case 't':
-      return Expect("true", true);
+      return expect("true", true);
     case 'f':
-      return Expect("false", false);
+      return expect("false", false);
     case 'n':
-      return Expect("null", {});
+      return expect("null", {});
     default:
       if (ch == '-' || IsDigit(ch)) {
         --position_;
-        return ReadNumber();
+        return parse_number();
       }
-      return Fail("expected value, got " + DescribeCharacter(ch));
+      return fail("expected value, got " + DescribeCharacter(ch));
   }
 }
 
-Json JsonReader::ReadObject(int depth) {
+Json JsonReader::parse_object(int depth) {
   Json::object members;
-  char ch = NextToken();
+  char ch = get_next_token();
   if (ch == '}') {
     return {std::move(members)};
   }
   while (true) {
     // The name.
     if (ch != '"') {
-      return Fail("expected '\"' in object, got " + DescribeCharacter(ch));
+      return fail("expected '\"' in object, got " + DescribeCharacter(ch));
     }
-    std::string key = ReadString();
+    std::string key = parse_string();
     if (failed_) {
       return {};
     }
-    ch = NextToken();
+    ch = get_next_token();
     if (ch != ':') {
-      return Fail("expected ':' in object, got " + DescribeCharacter(ch));
+      return fail("expected ':' in object, got " + DescribeCharacter(ch));
     }
     // The value. Of members with one name the first counts.
-    Json value = ReadValue(depth + 1);
+    Json value = parse_json(depth + 1);
     if (failed_) {
       return {};
     }
     // Documents that we wrote have their keys in order, so the end is the likely place.
     members.try_emplace(members.end(), std::move(key), std::move(value));
     // The end of the object, or its next member.
-    ch = NextToken();
+    ch = get_next_token();
     if (ch == '}') {
       return {std::move(members)};
     }
     if (ch != ',') {
-      return Fail("expected ',' in object, got " + DescribeCharacter(ch));
+      return fail("expected ',' in object, got " + DescribeCharacter(ch));
     }
-    ch = NextToken();
+    ch = get_next_token();
   }
 }
 
-Json JsonReader::ReadArray(int depth) {
+Json JsonReader::parse_array(int depth) {
   Json::array values;
-  char ch = NextToken();
+  char ch = get_next_token();
   if (ch == ']') {
     return {std::move(values)};
   }
   values.reserve(kFirstElements);
   while (!failed_) {
     --position_;
-    values.push_back(ReadValue(depth + 1));
+    values.push_back(parse_json(depth + 1));
     if (failed_) {
       break;
     }
-    ch = NextToken();
+    ch = get_next_token();
     if (ch == ']') {
       return {std::move(values)};
     }
     if (ch != ',') {
-      return Fail("expected ',' in list, got " + DescribeCharacter(ch));
+      return fail("expected ',' in list, got " + DescribeCharacter(ch));
     }
-    NextToken();
+    get_next_token();
   }
   return {};
 }
 
-Json JsonReader::Expect(std::string_view text, Json value) {
+Json JsonReader::expect(std::string_view text, Json value) {
   --position_;
   const std::string_view rest(position_, static_cast<size_t>(end_ - position_));
   const std::string_view got = rest.substr(0, text.size());
@@ -187,11 +187,11 @@ Json JsonReader::Expect(std::string_view text, Json value) {
     position_ += text.size();
     return value;
   }
-  return Fail("parse error: expected " + std::string(text) + ", got " + std::string(got));
+  return fail("parse error: expected " + std::string(text) + ", got " + std::string(got));
 }
 
 Json Json::parse(const std::string& in, std::string& err, JsonParse strategy) {
-  return JsonReader(in, strategy).ReadDocument(err);
+  return JsonReader(in, strategy).parse_document(err);
 }
 
 }  // namespace zo_base::json11

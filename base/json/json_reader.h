@@ -12,7 +12,7 @@ namespace zo_base::json11 {
 // unwind and their results mean nothing.
 // Threads: one.
 // Owner:   the stack of Json::parse. The input outlives the reader and ends with a NUL.
-// Errors:  ReadDocument reports the first one.
+// Errors:  parse_document reports the first one.
 class JsonReader {
  public:
   JsonReader(const std::string& in, JsonParse strategy)
@@ -21,30 +21,30 @@ class JsonReader {
   JsonReader(const JsonReader&) = delete;
   JsonReader& operator=(const JsonReader&) = delete;
 
-  Json ReadDocument(std::string& err);
+  Json parse_document(std::string& err);
 
  private:
-  Json Fail(std::string message);
+  Json fail(std::string message);
 
   // Returns true if there was a comment.
-  bool SkipComment();
+  bool consume_comment();
   // Skips comments too, if the strategy allows them.
-  void SkipBlanks();
+  void consume_garbage();
   // Returns and consumes the next character that isn't blank; 0 on failure.
-  char NextToken();
+  char get_next_token();
 
-  Json ReadValue(int depth);
-  Json ReadObject(int depth);
-  Json ReadArray(int depth);
-  Json ReadNumber();
-  Json Expect(std::string_view text, Json value);
+  Json parse_json(int depth);
+  Json parse_object(int depth);
+  Json parse_array(int depth);
+  Json parse_number();
+  Json expect(std::string_view text, Json value);
 
   // Requires: the opening quote has been consumed.
-  std::string ReadString();
+  std::string parse_string();
   // Requires: the backslash has been consumed. Returns false on failure.
-  bool ReadEscape(std::string& text, int32_t& held_unit);
+  bool parse_escape(std::string& text, int32_t& held_unit);
   // Reads the four digits of a \u escape; -1 on failure.
-  int32_t ReadCodeUnit();
+  int32_t parse_code_unit();
 
   const char* position_;
   const char* const end_;

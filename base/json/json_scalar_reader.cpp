@@ -54,7 +54,7 @@ int32_t HexValue(char c) {
 
 }  // namespace
 
-Json JsonReader::ReadNumber() {
+Json JsonReader::parse_number() {
   // The sign and the whole part.
   const char* const start = position_;
   const bool negative = *position_ == '-';
@@ -64,14 +64,14 @@ Json JsonReader::ReadNumber() {
   if (*position_ == '0') {
     ++position_;
     if (IsDigit(*position_)) {
-      return Fail("leading 0s not permitted in numbers");
+      return fail("leading 0s not permitted in numbers");
     }
   } else if (IsDigit(*position_)) {
     for (; IsDigit(*position_); ++position_) {
       whole = whole * 10 + static_cast<uint64_t>(*position_ - '0');
     }
   } else {
-    return Fail("invalid " + DescribeCharacter(*position_) + " in number");
+    return fail("invalid " + DescribeCharacter(*position_) + " in number");
   }
 
   // A short whole number needs no general conversion.
@@ -87,7 +87,7 @@ Json JsonReader::ReadNumber() {
   if (*position_ == '.') {
     ++position_;
     if (!IsDigit(*position_)) {
-      return Fail("at least one digit required in fractional part");
+      return fail("at least one digit required in fractional part");
     }
     position_ = std::find_if_not(position_, end_, IsDigit);
   }
@@ -95,7 +95,7 @@ Json JsonReader::ReadNumber() {
     ++position_;
     position_ += *position_ == '+' || *position_ == '-' ? 1 : 0;
     if (!IsDigit(*position_)) {
-      return Fail("at least one digit required in exponent");
+      return fail("at least one digit required in exponent");
     }
     position_ = std::find_if_not(position_, end_, IsDigit);
   }
@@ -103,14 +103,14 @@ Json JsonReader::ReadNumber() {
 }
 
 // Holds back the code unit of an escape until it is known whether its other half follows.
-std::string JsonReader::ReadString() {
+std::string JsonReader::parse_string() {
   const char* run = position_;
   position_ = SkipPlain(position_);
   std::string text(run, position_);
   int32_t held_unit = -1;
   while (true) {
     if (position_ == end_) {
-      Fail("unexpected end of input in string");
+      fail("unexpected end of input in string");
       return {};
     }
     const char ch = *position_++;
@@ -119,10 +119,10 @@ std::string JsonReader::ReadString() {
       return text;
     }
     if (ch != '\\') {
-      Fail("unescaped " + DescribeCharacter(ch) + " in string");
+      fail("unescaped " + DescribeCharacter(ch) + " in string");
       return {};
     }
-    if (!ReadEscape(text, held_unit)) {
+    if (!parse_escape(text, held_unit)) {
       return {};
     }
     run = position_;
@@ -134,15 +134,15 @@ std::string JsonReader::ReadString() {
   }
 }
 
-bool JsonReader::ReadEscape(std::string& text, int32_t& held_unit) {
+bool JsonReader::parse_escape(std::string& text, int32_t& held_unit) {
   if (position_ == end_) {
-    Fail("unexpected end of input in string");
+    fail("unexpected end of input in string");
     return false;
   }
   // A code unit joins with the one before it, or is held for the next.
   const char ch = *position_++;
   if (ch == 'u') {
-    const int32_t unit = ReadCodeUnit();
+    const int32_t unit = parse_code_unit();
     if (IsHighSurrogate(held_unit) && IsLowSurrogate(unit)) {
       AppendUtf8(text, (((held_unit - 0xD800) << 10) | (unit - 0xDC00)) + 0x10000);
       held_unit = -1;
@@ -157,7 +157,7 @@ bool JsonReader::ReadEscape(std::string& text, int32_t& held_unit) {
   constexpr std::string_view kMeanings = "\b\f\n\r\t\"/\\";
   const size_t index = kEscapes.find(ch);
   if (index == std::string_view::npos) {
-    Fail("invalid escape character " + DescribeCharacter(ch));
+    fail("invalid escape character " + DescribeCharacter(ch));
     return false;
   }
   AppendUtf8(text, std::exchange(held_unit, -1));
@@ -165,7 +165,7 @@ bool JsonReader::ReadEscape(std::string& text, int32_t& held_unit) {
   return true;
 }
 
-int32_t JsonReader::ReadCodeUnit() {
+int32_t JsonReader::parse_code_unit() {
   constexpr ptrdiff_t kDigits = 4;
   const char* const digits = position_;
   const char* const digits_end = digits + std::min(kDigits, end_ - digits);
@@ -174,7 +174,7 @@ int32_t JsonReader::ReadCodeUnit() {
     unit = unit * 16 + HexValue(*position_);
   }
   if (position_ - digits != kDigits) {
-    Fail("bad \\u escape: " + std::string(digits, digits_end));
+    fail("bad \\u escape: " + std::string(digits, digits_end));
     return -1;
   }
   return unit;
