@@ -1,7 +1,6 @@
 // Passes any arguments, one a line, to sturdyctl. It must run one command, print help, or refuse
 // them with one sentence and the exit code 2.
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <sstream>
 #include <string>

@@ -3,7 +3,6 @@
 // must be able to connect to each address that a query returns.
 #include <algorithm>
 #include <future>
-#include <map>
 #include <string>
 #include <vector>
 

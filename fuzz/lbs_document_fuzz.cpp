@@ -1,7 +1,6 @@
 // Takes any text as the answer of an LBS server, and as the cache file of an earlier run. The
 // service runs on its own thread, and all slots of a client are called.
 #include <algorithm>
-#include <cstring>
 #include <future>
 #include <set>
 #include <string>
@@ -15,6 +14,7 @@
 #include "fuzz/expect.h"
 #include "net/url.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
+#include "tests/support/client_calls.h"
 
 namespace {
 
@@ -27,19 +27,12 @@ constexpr size_t kMostCalls = 40;
 
 using Link = std::pair<std::string, uint16_t>;  // host and port
 
-zo_sturdy::_ZOSturdyLBSSettings Record() {
-  zo_sturdy::_ZOSturdyLBSSettings record{};
-  record.enable = true;
-  std::strcpy(record.lbs_url, "http://127.0.0.1/lbs/conf.jsp");
-  std::strcpy(record.default_link_v4, kDefaultV4);
-  std::strcpy(record.default_link_v6, kDefaultV6);
-  return record;
-}
-
 std::shared_ptr<ZOSturdyLBSServiceImpl> StartService(Environment& environment) {
   auto service = std::make_shared<ZOSturdyLBSServiceImpl>();
   service->SetEnvironmentConfig(environment.config);
-  Expect(service->Start(Record()), "a service starts, whatever its cache holds");
+  auto record = LBSRecord("http://127.0.0.1/lbs/conf.jsp", kDefaultV4);
+  Fill(record.default_link_v6, kDefaultV6);
+  Expect(service->Start(record), "a service starts, whatever its cache holds");
   return service;
 }
 

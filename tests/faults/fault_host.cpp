@@ -8,7 +8,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <thread>
 #include <vector>

@@ -1,7 +1,6 @@
 #include "tests/network/allocation_limit.h"
 
 #include <atomic>
-#include <cstdint>
 #include <cstdlib>
 #include <new>
 

@@ -5,7 +5,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "tests/support/log_lines.h"

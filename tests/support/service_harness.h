@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "base/log/log.h"
+#include "base/log/tqlog.h"
 #include "base/process/at_exit.h"
 #include "base/thread/base_thread.h"
 #include "base/thread/clock.h"

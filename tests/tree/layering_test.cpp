@@ -109,17 +109,6 @@ TEST(Layering, OnlyTheClockReadsTheTime) {
   }
 }
 
-TEST(Layering, EveryTestIsBuilt) {
-  for (const auto& [path, includes] : Tree()) {
-    if (path.starts_with("tests/") && path.ends_with(".cpp")) {
-      const fs::path folder = fs::path(path).parent_path();
-      const std::string lists =
-          Read(folder / "CMakeLists.txt") + Read(folder.parent_path() / "CMakeLists.txt");
-      EXPECT_NE(lists.find(fs::path(path).filename()), std::string::npos) << path;
-    }
-  }
-}
-
 // A reader of the log finds each tag, and each that follows one, in the client's guide.
 TEST(Guide, ExplainsEveryTagOfTheLog) {
   const std::string guide = Read("docs/client-guide.md");

@@ -40,17 +40,14 @@ TEST_F(TimerTest, StartCancelsTheLastArmingAndCapsTheDelay) {
   EXPECT_EQ(FiredAfter(1), "glate");
 }
 
-TEST_F(TimerTest, FiresAsOftenAsAskedUntilCancelledOrDestroyed) {
-  Timer twice(loop);
+TEST_F(TimerTest, FiresUntilCancelledOrDestroyed) {
   timer.StartPosted(100, Note("e"), 0xffffffff);
-  twice.Start(100, Note("2"), 2);
   Timer(loop).Start(100, Note("x"), 0);
-  for (const char* expected : {"2e", "2e2e", "2e2ee"}) {
-    EXPECT_EQ(FiredAfter(100), expected);
-  }
+  EXPECT_EQ(FiredAfter(100), "e");
+  EXPECT_EQ(FiredAfter(100), "ee");
   timer.Cancel();
   EXPECT_FALSE(timer.HasUsedFlag());
-  EXPECT_EQ(FiredAfter(1000), "2e2ee");
+  EXPECT_EQ(FiredAfter(1000), "ee");
 }
 
 TEST_F(TimerTest, WithoutALoopUsesThatOfTheCallingThread) {

@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <map>
 #include <stdexcept>
-#include <thread>
 
 #include "lab/server_cache.h"
 #include "network/http_client.h"
