@@ -4,6 +4,7 @@
 #include <future>
 
 #include "base/thread/base_thread.h"
+#include "base/thread/clock.h"
 #include "base/thread/clock_for_test.h"
 #include "base/thread/thread_info.h"
 #include "tests/support/client.h"

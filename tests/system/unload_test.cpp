@@ -11,6 +11,7 @@
 #include "tests/support/client_calls.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
+#include "tests/support/test_document.h"
 
 namespace {
 

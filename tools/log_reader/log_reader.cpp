@@ -58,9 +58,12 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
     return log.size();
   }
   // The log ends in the buffer's text and the line that had no room for itself in the buffer.
-  size_t at = log.rfind(text, log.size() - std::min(log.size(), buffer.capacity));
-  if (at != std::string::npos && log.size() - at >= buffer.capacity) {
-    return text.size();
+  if (log.size() >= buffer.capacity) {
+    const size_t last = log.size() - buffer.capacity;
+    const auto end = log.begin() + static_cast<ptrdiff_t>(std::min(log.size(), last + text.size()));
+    if (std::find_end(log.begin(), end, text.begin(), text.end()) != end) {
+      return text.size();
+    }
   }
   // A start has moved the buffer's text and framed it.
   const size_t framed = text.size() + zo_base::kOldTextEnd.size();

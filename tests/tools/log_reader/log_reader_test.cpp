@@ -81,7 +81,7 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
       {"a buffer alone", "", held, held},
       {"appending has begun", old + held.substr(0, 100), held, old + held},
       {"the first appending has come to a line's end", Lines(30, 32), held, held},
-      {"clearing has begun at the begin", moved, "\0\0\0" + held.substr(40), moved, -320},
+      {"clearing has begun", moved, std::string(3, '\0') + held.substr(3), moved, -360},
       {"a line like the last one of the log", old + Line(50), twice, old + Line(50) + twice},
       {"a start has moved it and not cleared", moved_by_start, Line(40), moved_by_start},
       {"died within an appending, and started again", died, Line(50), died + Line(50)},
