@@ -1,17 +1,16 @@
-// A client and its servers in two networks, and a cable between them that fails.
+// A client in a network where one family is dead, or whose name server is silent.
 #include <gmock/gmock.h>
-#include <sys/mount.h>
+#include <sys/socket.h>
 
 #include <chrono>
-#include <map>
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "tests/faults/relay.h"
-#include "tests/faults/two_networks.h"
+#include "lab/port.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
+#include "tests/support/own_network.h"
 
 namespace {
 
@@ -20,29 +19,7 @@ using testing::SizeIs;
 
 class NetworkFault : public ClientTest {
  protected:
-  void SetUp() override { NEEDS_RIGHT(networks_.is_made(), "make network namespaces"); }
-
-  // Moves the test to the client's side. The servers stay on theirs, each with a relay.
-  void CrossOver(const std::vector<std::string>& servers) {
-    for (const std::string& server : servers) {
-      relays_.try_emplace(server, lab_.Port(server));
-    }
-    ASSERT_TRUE(networks_.CrossOver());
-    Replace("/etc/hosts",
-            "127.0.0.1 localhost\n10.9.0.1 both.example\n2001:db8:9::1 both.example\n");
-  }
-  void Replace(const std::string& path, const std::string& text) const {
-    umount2(path.c_str(), MNT_DETACH);  // of an earlier test, in our own mounts alone
-    ASSERT_TRUE(ReplaceFile(path, text, folder_.path()));
-  }
-  std::string Url(const std::string& host) const {
-    return "http://" + host + ":" + std::to_string(relays_.at("lbs").port()) + kLbsPath;
-  }
-
-  TwoNetworks networks_;
   const LogLines log_{folder_.path()};
-  lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns")}};
-  std::map<std::string, Relay> relays_;
 };
 
 // An address of the dead family costs a URL's patience until the client reports its families; a
@@ -54,38 +31,48 @@ INSTANTIATE_TEST_SUITE_P(, OneFamily, testing::Values(net::kIPFamilyV4, net::kIP
 
 TEST_P(OneFamily, IsLearnedFromTheClient) {
   const bool is_v4 = GetParam() == net::kIPFamilyV4;
-  CrossOver({"lbs"});
-  const std::vector<std::string> urls = {Url(is_v4 ? "[2001:db8:9::1]" : TwoNetworks::kServerV4),
-                                         Url("both.example")};
+  const std::string hosts = "127.0.0.1 localhost both.example\n::1 both.example\n";
+  NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/hosts", hosts, folder_.path()),
+              "make a network namespace");
+  const std::string live = is_v4 ? "127.0.0.1" : "::1";
+  const std::string dead = is_v4 ? "::1" : "127.0.0.1";
+  lab::Lab lab(
+      {lab::HttpServer("live").At(live),
+       lab::HttpServer("dead").At(dead).OnPortOf("live").Listens(lab::Listening::kNeverConnect)});
+  const std::vector<std::string> urls = {
+      lab.Url("dead", kLbsPath),
+      "http://both.example:" + std::to_string(lab.Port("live")) + kLbsPath};
   const std::string document = TestDocument({"192.0.2.1:1", "[2001:db8::1]:1"}, urls).Text();
-  lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
-  ASSERT_TRUE(networks_.Drop(is_v4 ? "meta nfproto ipv6 meta l4proto tcp" : "meta nfproto ipv4"));
+  lab.SetBehaviours("live", kLbsPath, {lab::Answer(document)});
   auto& service = Fetch(urls);
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[multiple][time out]Switch to index :1 triggered by :0"), SizeIs(1));
   zo_sturdy::GetSturdyObject(1)->NotifyNetworkChanged(GetParam());
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[multiple]Send sub url request:" + urls[0]), SizeIs(1));
-  EXPECT_THAT(lab_.Requests(), SizeIs(2));
+  EXPECT_THAT(lab.Requests(), SizeIs(2));
   EXPECT_EQ(Link(service, GetParam()), is_v4 ? "192.0.2.1:1" : "[2001:db8::1]:1");
 }
 
 // A look-up takes two seconds and fails: one in the transfer, one for the report of its failure.
 TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
-  const lab::HostBook book{.hosts = {{"lbs.example", {.ip = {{TwoNetworks::kServerV4}}}}}};
-  lab_.SetBehaviours("dns", lab::kHostQueryPath, {lab::Answer(book)});
-  CrossOver({"lbs", "dns"});
-  Replace("/etc/resolv.conf", "nameserver 127.0.0.1\nsearch .\noptions timeout:1 attempts:1\n");
+  const std::string setting = "nameserver 127.0.0.1\nsearch .\noptions timeout:1 attempts:1\n";
+  NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/resolv.conf", setting, folder_.path()),
+              "make a network namespace");
+  const lab::HostBook book{.hosts = {{"lbs.example", {.ip = {{"127.0.0.1"}}}}}};
+  lab::Lab lab(
+      {lab::HttpServer("lbs"), lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
   const lab::Descriptor swallows(BindAllAddresses(SOCK_DGRAM, 53));
-  dns_endpoints_ = {{TwoNetworks::kServerV4, relays_.at("dns").port(), false}};
-  const std::vector<std::string> urls = {Url("lbs.example")};
+  dns_endpoints_ = {{"127.0.0.1", lab.Port("dns"), false}};
+  const std::vector<std::string> urls = {"http://lbs.example:" + std::to_string(lab.Port("lbs")) +
+                                         kLbsPath};
   const std::string document = TestDocument({"192.0.2.1:1"}, urls).Text();
-  lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
+  lab.SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
   auto& service = Fetch(urls);
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[lbs] Check response index:0 code:0"), SizeIs(1));
   EXPECT_THAT(log_.With("[multiple]User http dns, host:lbs.example"), SizeIs(1));
-  EXPECT_EQ(lab_.RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");
+  EXPECT_EQ(lab.RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");
 
   service.Update(net::kIPFamilyAny);
   ASSERT_TRUE(log_.WaitForCount("[multiple]Send sub url request:http://lbs.example", 2));

@@ -32,6 +32,7 @@ bool EnterOwnNetwork() {
 bool ReplaceFile(const std::string& path, const std::string& text, const std::string& folder) {
   const std::string own = folder + path.substr(path.rfind('/'));
   std::ofstream(own) << text;
+  umount2(path.c_str(), MNT_DETACH);  // an earlier text
   return mount(own.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0;
 }
 
