@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-
 #include "fuzz/expect.h"
-#include "net/canon_output.h"
 #include "net/platform/sock_addr.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/small_inputs.h"
@@ -80,16 +77,6 @@ TEST(Printing, ContractsTheFirstOfTheLongestRuns) {
   EXPECT_EQ(EndpointToText({{255, 0, 10, 9}, 0}), "255.0.10.9:0");
   for (const size_t size : {0, 3, 5, 15, 17}) {
     EXPECT_EQ(EndpointToText({IPBytes(size, 1), 8}), ":8");
-  }
-}
-
-TEST(Printing, AppendsToTheTextAndGrows) {
-  for (std::string more; more.size() < 200; more += static_cast<char>('a' + more.size() % 26)) {
-    std::string text = "seed";
-    url::StdStringCanonOutput out(text);
-    std::for_each(more.begin(), more.end(), [&](char c) { out.Append(c); });
-    out.Complete();
-    ASSERT_EQ(text, "seed" + more);
   }
 }
 
