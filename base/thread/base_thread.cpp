@@ -36,7 +36,7 @@ bool BaseThread::IsRunning() {
 
 void BaseThread::Start() {
   const auto self = SharedFromThis<BaseThread>();
-  begun.exchange(0);
+  begun = 0;
   {
     MutexLock lock(start_mutex);
     auto starting = std::make_unique<std::thread>();  // nothing may throw once the thread runs

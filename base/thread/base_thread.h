@@ -44,8 +44,9 @@ enum class LoopStep {
 //          releases the thread. A derived class also stops in its destructor, since the base's runs
 //          too late for the members that tasks use. The last reference must not be released on the
 //          thread itself.
-// Errors:  an exception from a task ends the process. Stop and Join on the thread itself throw the
-//          standard deadlock error. Tasks that are pending at the stop are dropped.
+// Errors:  an exception from a task ends the process. Stop and Join on the thread itself throw
+//          std::system_error (resource_deadlock_would_occur). Tasks that are pending at the stop
+//          are dropped.
 // Locks:   none is held while an immediate task runs, except `start_mutex` for tasks that are
 //          queued when the thread begins. `delayed_mutex`, which is recursive, is held while
 //          delayed tasks run. `wake_mutex` is a leaf.
@@ -55,8 +56,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   ~BaseThread() override;
 
   bool IsRunning() override;
-  // Returns once the slots of the begin signals have run on the new thread. Never returns after a
-  // stop. A system error changes nothing.
+  // Returns once the slots of the begin signals have run on the new thread. After a RequestStop it
+  // blocks for ever. Throws std::system_error, with nothing started, if no thread can be made.
   void Start() override;
   void Stop() override;
   void Join() override;
@@ -96,6 +97,7 @@ class BaseThread : public IThread, public ITaskDelegate {
     // Runs left; 0 for a single run.
     int64_t times;
     std::function<void()> task;
+    // Posts the next run: PostDelayed of this thread. Part of the record's fixed shape.
     std::function<void(int, const std::function<void()>&, long long)> repost;
   };
   struct DueTasks {
@@ -106,9 +108,10 @@ class BaseThread : public IThread, public ITaskDelegate {
   enum class Wake { kNotified, kTimedOut };
 
   void Notify();
-  // Require the lane's mutex.
+  // Require the mutex of these two queues.
   static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
                            const std::function<void()>& task);
+  // Returns whether the working queue has tasks now.
   static bool TakeIncomingLocked(TaskQueue& working, TaskQueue& incoming,
                                  std::atomic<bool>& filled);
   void AppendPriority(const std::function<void()>& task);
@@ -129,14 +132,16 @@ class BaseThread : public IThread, public ITaskDelegate {
   void MirrorEarliestDueLocked() ZO_REQUIRES(delayed_mutex);
   void Step(LoopStep step);
 
-  // Held while the begin signals are emitted, and until Start has stored the thread.
+  // Start holds it until `thread` is stored. The thread holds it while it emits the begin signals
+  // and runs the tasks queued by then.
   Mutex start_mutex;
   RecursiveMutex wake_mutex;
   RecursiveMutex priority_queue_mutex;
   RecursiveMutex delayed_mutex;
   RecursiveMutex normal_queue_mutex;
-  // While a working queue is marked filled, only the thread touches it, without the lane's mutex.
-  // Unmarked, it is empty, and posting threads may fill it under that mutex.
+  // Posts go to an incoming queue, and the thread runs the working queue. While a working queue is
+  // marked filled, only the thread touches it, without the queue's mutex. Unmarked, it is empty,
+  // and posting threads may fill it under that mutex.
   TaskQueue normal_working;
   TaskQueue normal_incoming ZO_GUARDED_BY(normal_queue_mutex);
   TaskQueue priority_working;
@@ -153,11 +158,14 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<bool> waiting{false};
   std::condition_variable_any wake_condition;
   std::atomic<uint8_t> stop_requested{0};
+  // Set until the begin signals, which can take several passes, and again after the loop.
   std::atomic<uint8_t> first_pass{1};
   std::atomic<uint8_t> running{0};
   // Set with `running` and not cleared at the end, so that Start also sees a thread that has ended.
   std::atomic<uint8_t> begun{0};
   std::unique_ptr<std::thread> thread;
+  // Part of the class's fixed shape. Notified after the begin signals; no thread waits on it, since
+  // Start polls `begun`.
   std::condition_variable begin_condition;
   const std::string name;
   std::atomic<uint32_t> thread_id{0};

@@ -9,11 +9,12 @@
 
 namespace zo_base {
 
-// The loop of a thread, and the posts to it. docs/architecture.md ("Posts") says why none is lost.
+// The loop of a thread, and the posts to it. docs/architecture.md ("Posts") says why a PostTo is
+// never lost.
 
 namespace {
 
-// Long enough for Start's caller to post before the begin signals.
+// The wait of each pass until the begin signals. They follow the first wait that times out.
 constexpr int64_t kFirstWaitMs = 1;
 // 61 days: the wait of a thread that has nothing to do.
 constexpr int64_t kIdleWaitMs = 5'270'400'000;
@@ -56,8 +57,9 @@ void BaseThread::Step(LoopStep step) {
 
 // --- Posts ---
 
-// Call after storing the task, due time or stop. If `waiting` is still false here, the loop will
-// see what was stored before it sleeps, so it need not be notified.
+// Call after storing the task, due time, wake request or stop. If `waiting` is still false here,
+// the loop will see a due time, a wake request or a stop before it sleeps, so it need not be
+// notified. A plain post may go unseen until the next event.
 void BaseThread::Notify() {
   Step(LoopStep::kNotifies);
   if (!waiting) {
@@ -132,7 +134,7 @@ void BaseThread::PostDelayed(int delay_ms, const std::function<void()>& task, lo
   Notify();
 }
 
-// Sets the request after the task is stored: the loop clears it before it drains the lane, so it
+// Sets the request after the task is stored: the loop clears it before it drains the queue, so it
 // either runs the task or finds the request when it computes its next wait.
 void BaseThread::PostAndWake(const std::function<void()>& task) {
   AppendPriority(task);
@@ -160,7 +162,8 @@ void BaseThread::RunLoop() {
   first_pass.exchange(1);
 }
 
-// Returns false once it sees the stop, as do all steps below.
+// Returns false once it sees the stop. Begin, RunFront, the drains and the runs of due tasks do the
+// same.
 bool BaseThread::RunPass() {
   Step(LoopStep::kPassBegins);
   if (stop_requested != 0) {
@@ -191,8 +194,8 @@ bool BaseThread::RunPass() {
 BaseThread::Wake BaseThread::WaitForWork() {
   RecursiveMutexLock lock(wake_mutex);
   Step(LoopStep::kWaitMutexHeld);
-  // Set `waiting` before computing the wait. Other threads store first and then read `waiting`, so
-  // either the wait is computed from what they stored, or they notify.
+  // Set `waiting` before computing the wait. Other threads store a due time, wake request or stop
+  // first and then read `waiting`. So either the wait is computed from it, or they notify.
   waiting = true;
   Step(LoopStep::kMarkedWaiting);
   const int64_t wait_ms = WaitMs();
@@ -204,7 +207,7 @@ BaseThread::Wake BaseThread::WaitForWork() {
     wake = Wake::kNotified;
   }
   waiting = false;
-  // Every path from here begins with a drain of the high-priority lane.
+  // Every path from here begins with a drain of the high-priority queue.
   wake_requested = false;
   return wake;
 }
@@ -234,7 +237,7 @@ bool BaseThread::Begin() {
   Emit(IThread::SIG_InternalBegin);
   Emit(IThread::SIG_ThreadBegin);
   running.exchange(1);
-  begun.exchange(1);
+  begun = 1;
   begin_condition.notify_all();
   return DrainQueues();
 }
@@ -333,6 +336,7 @@ bool BaseThread::WalkDueTasksLocked(std::list<DelayTask>& done) {
   auto entry = delayed_tasks.begin();
   while (entry != delayed_tasks.end() && done.size() < kMostTasksPerWalk) {
     if (entry->first > NowMs()) {
+      // The clock goes on: a later entry may be due by the time the walk reaches it.
       ++entry;
       continue;
     }
