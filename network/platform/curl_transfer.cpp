@@ -99,9 +99,9 @@ bool CurlTransfer::Send() {
   bool is_deadline_set = false;
   for (;;) {
     // Connect and send as far as possible without waiting.
-    Step();
-    // The bound of the whole transfer begins here, so that a server that takes the request byte by
-    // byte gets no more time than one that sends its answer byte by byte.
+    DriveLibcurl();
+    // The limit of the whole transfer begins at the connect, so a server that reads the request
+    // slowly uses it up like one that sends its answer slowly.
     if (is_connected_ && !is_deadline_set) {
       SetDeadline(std::min(deadline_ms_, zo_base::Clock::MonotonicMs() + kMaxTransferMs));
       is_deadline_set = true;
@@ -112,7 +112,7 @@ bool CurlTransfer::Send() {
     if (is_over_) {
       return false;
     }
-    // Each step of sending has its own limit.
+    // The send limit begins again whenever bytes are sent.
     const int64_t sent_bytes = SentBytes();
     if (is_connected_ && sent_bytes != last_sent_bytes) {
       last_sent_bytes = sent_bytes;
@@ -131,7 +131,7 @@ bool CurlTransfer::ReceiveHead() {
     if (is_over_ || !WaitUntil(receive_by_ms)) {
       return false;
     }
-    Step();
+    DriveLibcurl();
   }
   return true;
 }
@@ -139,7 +139,7 @@ bool CurlTransfer::ReceiveHead() {
 bool CurlTransfer::WaitForBody() {
   const int64_t now_ms = zo_base::Clock::MonotonicMs();
   if (now_ms >= deadline_ms_) {
-    Fail();  // WaitUntil would see it too, but a body that never pauses never gets there
+    Fail();  // checked here too: while data keeps coming, WaitUntil isn't called
     return false;
   }
   const int64_t receive_by_ms = After(now_ms, plan_.time_outs.receive_ms);
@@ -147,7 +147,7 @@ bool CurlTransfer::WaitForBody() {
     if (!is_paused_ && !WaitUntil(receive_by_ms)) {
       return false;
     }
-    Step();
+    DriveLibcurl();
   }
   return received_bytes() > 0 || !has_failed_;
 }
@@ -175,7 +175,7 @@ size_t CurlTransfer::TakeBody(char* out, size_t limit_bytes) {
   return taken;
 }
 
-void CurlTransfer::Step() {
+void CurlTransfer::DriveLibcurl() {
   const ExitGateGuard inside;
   if (!inside) {
     Fail();

@@ -15,10 +15,10 @@ namespace KRBASE::network::platform {
 
 // One exchange with one server over its own connection, in blocking steps: connect and send,
 // receive the head, receive the body piece by piece. Each step drives libcurl's multi handle until
-// the step is done. What libcurl receives beyond that waits in a bounded buffer, then in the
+// the step is done. Bytes that libcurl receives beyond that wait in a bounded buffer, then in the
 // socket.
 // Threads: the worker's, except that setting the clock wakes a wait from any thread.
-// Owner:   the request handle.
+// Owner:   HttpRequestHandle, which makes a new one for each redirect.
 // Errors:  a step returns false, and so do all later ones. A time-out is such a failure.
 class CurlTransfer final : private zo_base::ClockListener {
  public:
@@ -63,7 +63,7 @@ class CurlTransfer final : private zo_base::ClockListener {
   void SetCallbacks();
 
   // Lets libcurl go as far as it can without waiting.
-  void Step();
+  void DriveLibcurl();
   // Waits for sockets. Returns false, and fails the transfer, if `until_ms` or the deadline has
   // passed.
   bool WaitUntil(int64_t until_ms);

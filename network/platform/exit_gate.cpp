@@ -44,7 +44,7 @@ void CloseGate() {
     return;  // a forked child, which has none of the counted threads
   }
   if (is_closed.load()) {
-    return;  // an earlier run has waited
+    return;  // an earlier run has waited, or Prepare has closed it before any thread was inside
   }
   MarkClosed();
   while (threads_inside.load() > 0 && !HasPassedSinceClosing(kExitGateWaitMs)) {

@@ -3,11 +3,10 @@
 // Keeps threads out of libcurl and OpenSSL once the process has begun to exit.
 //
 // A host may return from main while transfers run. OpenSSL then frees its tables in an exit
-// handler while a worker may be in a handshake. So each step of a transfer that enters libcurl, and
-// the loading of libcurl, holds an ExitGateGuard.
+// handler while a worker may be in a handshake. So the loading of libcurl, and each use of it that
+// may enter OpenSSL, holds an ExitGateGuard.
 // 1. Before the first guard, OpenSSL is set up (without its own exit handler, unless the host has
-// set
-//    it up already), and our exit handler is registered after it. Exit handlers run in reverse
+//    set it up already), and our exit handler is registered after it. Exit handlers run in reverse
 //    order, so ours runs before OpenSSL's.
 // 2. Our handler closes the gate and waits until no thread is inside.
 // 3. A thread that reaches the closed gate sleeps until the process is gone, so that exiting
@@ -15,8 +14,8 @@
 //    the client is being stopped, or once the exit has taken kExitGateSleepMs, the thread is
 //    refused instead and its transfer fails.
 //
-// Name look-ups and the wait for sockets take no guard: they are long, and touch nothing that
-// OpenSSL frees.
+// These take no guard, since they touch nothing that OpenSSL frees: name look-ups and the wait for
+// sockets, which are long; waking that wait; reading a handle's figures; freeing a list.
 namespace KRBASE::network::platform {
 
 // Sets the gate up, once. Throws std::runtime_error if the system has no room for an exit handler;
@@ -30,7 +29,7 @@ void PrepareExitGate();
 // Call it inside the gate after loading code that may have registered handlers.
 void ReregisterExitHandler();
 
-// Holds the gate open while it exists, or was refused.
+// Counts its thread as inside while it exists, unless the gate refuses the thread.
 // Requires: PrepareExitGate has returned. A thread holds one at a time: with two it could sleep
 //           inside the gate.
 // Threads:  any.
@@ -41,7 +40,7 @@ class ExitGateGuard {
   ExitGateGuard(const ExitGateGuard&) = delete;
   ExitGateGuard& operator=(const ExitGateGuard&) = delete;
 
-  // False for a refused thread. It must neither enter libcurl nor free what it has from there.
+  // False for a refused thread. It must neither drive a transfer nor free a handle of libcurl.
   explicit operator bool() const { return is_inside_; }
 
  private:

@@ -24,8 +24,8 @@ inline constexpr int64_t kConnectPollMs = 100;
 // For received bytes that haven't been read. A reader takes 8 KiB at a time, libcurl delivers 16
 // KiB.
 inline constexpr size_t kReceiveBufferBytes = 65536;
-// How long the exit of the process waits for threads inside libcurl. A step takes milliseconds,
-// so only a suspended thread takes longer.
+// How long the exit of the process waits for threads inside libcurl. A thread is inside for
+// milliseconds at a time, so only a suspended one takes longer.
 inline constexpr int64_t kExitGateWaitMs = 2000;
 // How long transfers sleep at the closed gate before they fail.
 inline constexpr int64_t kExitGateSleepMs = 2000;
