@@ -14,7 +14,7 @@ constexpr size_t kFirstBuckets = 8;
 // its memory.
 constexpr size_t kMaxFileBytes = zo_sturdy::kMaxCacheFileBytes;
 
-// Returns null for a text that is no JSON.
+// Returns null for a text that is no JSON or too long.
 Json ParseFile(const std::string& text) {
   if (text.size() > kMaxFileBytes) {
     return {};

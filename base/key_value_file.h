@@ -13,11 +13,14 @@ namespace zo_base {
 
 // A table of strings with a copy in a file: one flat JSON object. Changes reach the file at the
 // next Save.
-// Threads: any. Never holds its two locks together.
+// Threads: any. Never holds its two locks together. A thread that saves or loads waits, spinning,
+//          while another reads or writes the file. A Get during a Reload may find no items. The
+//          owner makes one Save at a time: of two, the one with the older items may write last.
 // Owner:   the service whose cache it is.
 // Errors:  none are reported. An absent or unreadable file leaves the items, and a damaged one or
 //          one over 16 MiB empties them. A failed Save leaves them correct in memory.
-// Crash:   Save writes in place, since a cache may be lost; a file that was cut loads as empty.
+// Crash:   Save writes in place, since a cache may be lost. A file that was cut loads as empty;
+//          one cut to 0 bytes leaves the items, like an absent one.
 class KeyValueFile {
  public:
   using Value = std::tuple<SVT, ZOAny>;

@@ -34,8 +34,8 @@ bool MappedLogBuffer::Open(const std::string& path, uint32_t size) {
   return LoadOldContentLocked();
 }
 
-// A buffer file of another size holds the text of a run with other settings. Passes its text to the
-// consumer and deletes it; one that can't be deleted is used at the size that it has.
+// A buffer file of another size holds the text of a run with other settings. Deletes it and
+// passes its text to `on_full`. One that can't be deleted is used at the size that it has.
 bool MappedLogBuffer::RecoverBufferOfOtherSize(uint32_t& size) {
   const auto length = FileSize(path_);
   if (!length) {
@@ -47,7 +47,8 @@ bool MappedLogBuffer::RecoverBufferOfOtherSize(uint32_t& size) {
   if (*length == size) {
     return true;
   }
-  // Read the file before it is deleted, and pass on its text after that.
+  // The file is deleted before its text is safe: a crash or a refusal of `on_full` loses the text.
+  // The other order could log it twice.
   const std::string old = ReadFilePrefix(path_, kMaxOldBytes);
   if (old.empty() || !RemoveFile(path_)) {
     size = static_cast<uint32_t>(std::min<uint64_t>(*length, std::numeric_limits<uint32_t>::max()));
@@ -113,6 +114,7 @@ void MappedLogBuffer::Append(std::string_view text) {
   std::string full;
   full.reserve(static_cast<size_t>(total));
   full += TextLocked();
+  // The header differs only if another process uses the file too. The line is lost then.
   if (ReadHeader() == used_) {
     full += text;
   }

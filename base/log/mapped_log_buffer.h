@@ -27,7 +27,8 @@ namespace zo_base {
 // Threads: any. Append takes a lock, copies and stores. The thread that fills the buffer calls
 //          `on_full` with the lock held, and the others wait.
 // Owner:   LogFile.
-// Errors:  by result; an Append to a buffer that isn't ready loses the line.
+// Errors:  by result. Append loses its line if the buffer isn't ready. If the line has no room, it
+//          also loses it when `on_full` returns false or another process has changed the header.
 class MappedLogBuffer {
  public:
   // Takes the buffer's text. Returns true if the text is safe and the buffer may be cleared. Must
@@ -43,8 +44,12 @@ class MappedLogBuffer {
   // Throws std::out_of_range if the file has another size and is too short for a header. It has
   // deleted that file by then, so a second try makes a new one.
   bool Open(const std::string& path, uint32_t size);
+  // Passes the text of an earlier run to `on_full`, unless Open has done so, and makes the buffer
+  // ready. Returns false if nothing is mapped.
   bool LoadOldContent();
   void Append(std::string_view text);
+  // Passes the text to `on_full` and returns true. Acts as LoadOldContent before the buffer is
+  // ready.
   bool Flush();
   // Flushes and unmaps. Later appends are lost.
   bool Close();

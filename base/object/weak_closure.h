@@ -9,8 +9,8 @@
 
 namespace zo_base {
 
-// Type of a weak flag. No object of it exists: only the control block of the pointer matters, so
-// a live flag is a null pointer whose use count isn't 0.
+// Type of a weak flag. No object of it exists: the pointer is always null, and only its use count
+// matters. A live flag has a count above 0.
 struct ZOWeakFlag {};
 
 // Makes closures that do nothing once their owner has cancelled them or is gone.
@@ -18,7 +18,7 @@ struct ZOWeakFlag {};
 // destruction, not against a destruction during the call. So an object's closures run on its own
 // thread, or are made by ForAnyThread (base/thread/for_any_thread.h).
 // Threads: any may cancel or make closures; the lock inside is a leaf.
-// Owner:   it is a base of the owner.
+// Owner:   the class that derives from it.
 // Errors:  an expired closure returns the default of its result and reports nothing.
 class WeakClosureSupportor {
  public:
@@ -55,7 +55,7 @@ class WeakClosureSupportor {
     return {GetWeakFlag(), std::forward<F>(callable)};
   }
 
-  // True if a closure was made since the last Cancel.
+  // True if GetWeakFlag or ToWeakClosure was called since the last Cancel.
   bool HasUsedFlag() const;
 
   // Expires every closure made so far; later ones aren't affected.
@@ -63,7 +63,7 @@ class WeakClosureSupportor {
 
  private:
   mutable Mutex flag_mutex_;
-  // Empty until the first closure is made.
+  // Empty until the flag is asked for, and again after a Cancel.
   std::shared_ptr<ZOWeakFlag> weak_flag ZO_GUARDED_BY(flag_mutex_);
 };
 

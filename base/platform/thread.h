@@ -11,6 +11,7 @@ namespace zo_base {
 
 // Starts a thread that blocks all signals except the synchronous ones: the host's handlers run on
 // the host's own threads, but its crash reporter still sees a crash of ours. The caller joins it.
+// An exception from `body` ends the process.
 // Throws std::system_error if the system has no thread left; nothing has changed then.
 std::thread StartThread(std::function<void()> body);
 
