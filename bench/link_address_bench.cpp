@@ -21,7 +21,7 @@
 #include "lab/temp_folder.h"
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 #include "tests/support/log_lines.h"
 
 // The words of RequestLines, each with its log lines, separated by "|". "[multiple]" is left out.

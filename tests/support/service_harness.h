@@ -22,7 +22,7 @@
 #include "lab/temp_folder.h"
 #include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 // The surroundings of a service without an agent: the process's configuration with a data folder, a
 // log, a clock that doesn't move, and requests that wait until the test answers them.

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "lab/lab.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 #include "tests/support/frozen_client.h"
 #include "tests/support/request_lines.h"
 

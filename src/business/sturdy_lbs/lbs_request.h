@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -6,11 +6,11 @@
 
 #include "base/key_value_file.h"
 #include "base/sync/mutex.h"
+#include "src/sturdy/config/multiple_url_request.h"
 #include "src/sturdy/http_agent/http_dns/host_cache.h"
 #include "src/sturdy/http_agent/http_dns/host_ip_map.h"
 #include "src/sturdy/http_agent/http_dns/query_promises.h"
 #include "src/sturdy/http_agent/http_dns/service_address.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/json/json.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 namespace zo_sturdy {
 

@@ -9,7 +9,7 @@
 #include "base/sync/once_flag.h"
 #include "base/thread/base_thread.h"
 #include "src/sturdy/config/environment_config_getter.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 namespace zo_sturdy {
 

@@ -10,7 +10,7 @@
 #include "base/object/object.h"
 #include "base/thread/task_loop.h"
 #include "base/thread/timer.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 namespace zo_sturdy {
 

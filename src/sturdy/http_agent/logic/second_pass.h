@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "src/sturdy/config/multiple_url_request.h"
 #include "src/sturdy/http_agent/http_dns/http_dns_service.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
 
 // What follows a request that has failed on all its URLs: the same request, sent to the addresses
 // that HTTP DNS has for the hosts of those URLs.

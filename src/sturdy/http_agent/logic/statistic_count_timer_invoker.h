@@ -8,7 +8,7 @@
 #include "base/sync/mutex.h"
 #include "base/thread/base_thread.h"
 #include "base/thread/timer.h"
-#include "src/sturdy/http_agent/logic/multiple_url_request.h"
+#include "src/sturdy/config/multiple_url_request.h"
 
 namespace zo_sturdy {
 
