@@ -48,7 +48,11 @@ int64_t Clock::WallMs() {
 }
 
 int64_t Clock::MonotonicMs() {
-  return frozen.load() ? frozen_monotonic_ms.load() : TrueMs<std::chrono::steady_clock>();
+  return frozen.load() ? frozen_monotonic_ms.load() : UnheldMonotonicMs();
+}
+
+int64_t Clock::UnheldMonotonicMs() {
+  return TrueMs<std::chrono::steady_clock>();
 }
 
 void Clock::AddListener(ClockListener* listener) {

@@ -26,6 +26,9 @@ struct Clock {
   static int64_t WallMs();
   // Milliseconds from an arbitrary start; never goes back. Waits are computed from it.
   static int64_t MonotonicMs();
+  // As MonotonicMs, but runs on while a test holds the clock: for the end of a process, which waits
+  // for running threads.
+  static int64_t UnheldMonotonicMs();
 
   static void AddListener(ClockListener* listener);
   // Returns once no call into `listener` is running. Ignores a listener that was never added.

@@ -31,11 +31,11 @@ std::atomic<pid_t> prepared_in{0};
 zo_base::OnceFlag prepared_once;
 
 bool HasPassedSinceClosing(int64_t ms) {
-  return zo_base::Clock::MonotonicMs() >= closed_at_ms.load() + ms;
+  return zo_base::Clock::UnheldMonotonicMs() >= closed_at_ms.load() + ms;
 }
 
 void MarkClosed() {
-  closed_at_ms.store(zo_base::Clock::MonotonicMs());
+  closed_at_ms.store(zo_base::Clock::UnheldMonotonicMs());
   is_closed.store(true);
 }
 
