@@ -1,7 +1,9 @@
 #include "tools/sturdyctl/environment.h"
 
 #include <stdexcept>
+#include <string>
 
+#include "base/log/log_format.h"
 #include "lab/data_folder.h"
 #include "lab/temp_folder.h"
 
@@ -17,7 +19,7 @@ Environment::Environment(const ClientOptions& options)
     : client_folder_(options.data_folder.empty()
                          ? lab::MakeTempFolder(lab::SystemTempFolder(), "sturdyctl-")
                          : options.data_folder),
-      log_(lab::DataFolder(client_folder_, options.business) + "sturdy_comp.log") {
+      log_(lab::DataFolder(client_folder_, options.business) + std::string(zo_base::kLogFileName)) {
   const auto record = options.EnvironmentRecord(client_folder_);
   log_.SkipToEnd();
   object_ = zo_sturdy::GetSturdyObject(zo_sturdy::StartSturdyEnvironment(record));

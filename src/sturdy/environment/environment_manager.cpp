@@ -6,6 +6,7 @@
 
 #include "base/filesystem.h"
 #include "base/log/log.h"
+#include "base/log/log_format.h"
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
 #include "base/process/unload_hook.h"
@@ -91,7 +92,7 @@ void EnvironmentManager::Start(const _ZOSturdyEnvironmentSettings& settings) {
   MakeAbsolute(config_->data_path);
 
   auto* log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
-  log->SetLogFile(config_->data_path + "sturdy_comp.log", 0, 0);
+  log->SetLogFile(config_->data_path + std::string(zo_base::kLogFileName), 0, 0);
   log->SetLevel(zo_base::LV_APP);
   ZO_LOG(LV_APP) << kBanner;
   CreateEnvironment();

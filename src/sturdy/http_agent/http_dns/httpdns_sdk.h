@@ -35,7 +35,7 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
   // BaseThread: also ends the queries.
   void RequestStop() override;
 
-  // Fixed operations, forwarded to the directory of endpoints; see ServiceDirectory.
+  // Forwarded to the directory of endpoints; see ServiceDirectory.
   void LoadServerCache() { directory_.LoadServerCache(CacheFolder()); }
   void ResetServerCache(bool save) { directory_.ResetServerCache(save); }
   bool InitInterfaceAddress() { return directory_.InitInterfaceAddress(); }
@@ -47,7 +47,7 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
     return directory_.UpdateServerCache(json);
   }
 
-  // Fixed operations, forwarded to the resolver of host names; see HostResolver.
+  // Forwarded to the resolver of host names; see HostResolver.
   bool LoadHostCache() { return resolver_.LoadHostCache(CacheFolder()); }
   void SaveHostCache() { resolver_.SaveHostCache(); }
   bool Query(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
