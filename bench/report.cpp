@@ -124,12 +124,12 @@ Table MakeTable(const std::map<std::string, json>& medians) {
   for (const bench::Row& row : bench::AllRows()) {
     const double ours_ns = TimeNs(medians, row.ours);
     const double peer_ns = row.peer.empty() ? 0 : TimeNs(medians, row.peer);
-    const bool is_aimed = row.factor > 0;
-    const bool is_reached = ours_ns <= row.factor * peer_ns + row.plus_ns;
+    const bool is_aimed = row.aim.factor > 0;
+    const bool is_reached = ours_ns <= row.aim.factor * peer_ns + row.aim.plus_ns;
     const std::string ratio = peer_ns > 0 ? Print(ours_ns / peer_ns, 2) : "";
     const std::string line = "| " + row.work + " | " + Time(ours_ns) + " | " + row.peer_name +
                              " | " + (peer_ns > 0 ? Time(peer_ns) : "") + " | " + ratio + " | " +
-                             row.aim + " | " +
+                             row.aim.text + " | " +
                              (!is_aimed    ? ""
                               : is_reached ? "yes"
                                            : "no") +
@@ -143,7 +143,7 @@ Table MakeTable(const std::map<std::string, json>& medians) {
                           {"ours_ns", ours_ns},
                           {"peer", row.peer_name},
                           {"peer_ns", peer_ns},
-                          {"aim", row.aim},
+                          {"aim", row.aim.text},
                           {"reached", is_aimed ? json(is_reached) : json()}});
   }
   return table;

@@ -1,5 +1,8 @@
 #include "bench/rows.h"
 
+#include <sstream>
+#include <utility>
+
 namespace bench {
 
 namespace {
@@ -9,7 +12,8 @@ constexpr double kNsPerMs = 1e6;
 // Reasons, by profiles, why an aim may be missed.
 constexpr char kDiskFlush[] =
     "once per 64 KiB, the buffer's content goes to the log, and the cleared buffer is flushed to "
-    "the disk, or a power failure could bring the content back. In memory, where the flush is "
+    "the disk, because otherwise a power failure could bring the content back. In memory, where "
+    "the flush is "
     "free, the aim is reached: see the row for it.";
 constexpr char kLogCut[] =
     "the flush to the disk, as above. In memory 64 % of a profile is work that happens once per "
@@ -34,106 +38,183 @@ constexpr char kStart[] =
     "load the program, the C++ library and libcrypto, which provides MD5 and alone takes 1.0 ms. "
     "From there on the aim is reached: see the row for it.";
 
+const Aim kInforms{0, 0, "informs"};
+
+Aim AtMost(double factor) {
+  std::ostringstream text;
+  text << "at most " << factor;
+  return {factor, 0, text.str()};
+}
+
+Aim AtMostOneOf(int parts) {
+  return {1.0 / parts, 0, "at most 1/" + std::to_string(parts)};
+}
+
+Aim AtMostMsOver(int ms) {
+  return {1, ms * kNsPerMs, "at most " + std::to_string(ms) + " ms over"};
+}
+
 void AddText(std::vector<Row>& rows) {
-  for (const auto& [kib, label] :
-       {std::pair("2", "2 KiB"), std::pair("64", "64 KiB"), std::pair("1024", "1 MiB")}) {
-    const std::string work = std::string("parse and dump an LBS document of ") + label;
-    const std::string ours = std::string("json/ours/") + kib;
-    rows.push_back({work, ours, std::string("json/nlohmann/") + kib, "nlohmann-json", 0.5, 0,
-                    "at most 1/2", ""});
-    rows.back().is_headline = kib == std::string("64");
-    rows.push_back({work, ours, std::string("json/rapidjson/") + kib, "RapidJSON's DOM", 0, 0,
-                    "the limit", ""});
+  const std::pair<std::string, std::string> sizes[] = {
+      {"2", "2 KiB"}, {"64", "64 KiB"}, {"1024", "1 MiB"}};
+  for (const auto& [kib, label] : sizes) {
+    const std::string work = "parse and dump an LBS document of " + label;
+    rows.push_back({.work = work,
+                    .ours = "json/ours/" + kib,
+                    .peer = "json/nlohmann/" + kib,
+                    .peer_name = "nlohmann-json",
+                    .aim = AtMostOneOf(2),
+                    .is_headline = kib == "64"});
+    rows.push_back({.work = work,
+                    .ours = "json/ours/" + kib,
+                    .peer = "json/rapidjson/" + kib,
+                    .peer_name = "RapidJSON's DOM",
+                    .aim = kInforms});
   }
-  rows.push_back({"take four URLs apart", "url/ours", "url/libcurl", "libcurl's URL interface", 1,
-                  0, "at most 1", ""});
-  rows.push_back({"test a host name for an address", "ip-test/ours/0", "ip-test/inet_pton/0",
-                  "`inet_pton`", 1, 0, "at most 1", ""});
-  rows.push_back({"test an IPv4 address", "ip-test/ours/1", "ip-test/inet_pton/1", "`inet_pton`", 1,
-                  0, "at most 1", ""});
-  rows.push_back({"test an IPv6 address", "ip-test/ours/2", "ip-test/inet_pton/2", "`inet_pton`", 1,
-                  0, "at most 1", ""});
-  rows.push_back({"print an IPv4 address", "ip-print/ours/1", "ip-print/inet_ntop/1", "`inet_ntop`",
-                  1, 0, "at most 1", ""});
-  rows.push_back({"print an IPv6 address", "ip-print/ours/2", "ip-print/inet_ntop/2", "`inet_ntop`",
-                  1, 0, "at most 1", ""});
+  rows.push_back({.work = "take four URLs apart",
+                  .ours = "url/ours",
+                  .peer = "url/libcurl",
+                  .peer_name = "libcurl's URL interface",
+                  .aim = AtMost(1)});
+  const std::pair<std::string, std::string> hosts[] = {
+      {"0", "a host name for an address"}, {"1", "an IPv4 address"}, {"2", "an IPv6 address"}};
+  for (const auto& [kind, label] : hosts) {
+    rows.push_back({.work = "test " + label,
+                    .ours = "ip-test/ours/" + kind,
+                    .peer = "ip-test/inet_pton/" + kind,
+                    .peer_name = "`inet_pton`",
+                    .aim = AtMost(1)});
+  }
+  for (const std::string kind : {"1", "2"}) {
+    rows.push_back({.work = std::string("print an ") + (kind == "1" ? "IPv4" : "IPv6") + " address",
+                    .ours = "ip-print/ours/" + kind,
+                    .peer = "ip-print/inet_ntop/" + kind,
+                    .peer_name = "`inet_ntop`",
+                    .aim = AtMost(1)});
+  }
 }
 
-void AddRuntime(std::vector<Row>& rows) {
-  // Log lines.
-  rows.push_back({"one log line that survives SIGKILL", "log/ours/0/real_time",
-                  "log/spdlog_flushed/0/real_time", "spdlog, flushed at each line", 1.0 / 3, 0,
-                  "at most 1/3", kDiskFlush});
-  rows.back().is_headline = true;
-  rows.push_back({"one log line, no such promise on the peer's side", "log/ours/0/real_time",
-                  "log/spdlog/0/real_time", "spdlog, unflushed", 1, 0, "at most 1", kLogCut});
-  rows.push_back({"the same in memory, where no flush waits for a disk", "log/ours/1/real_time",
-                  "log/spdlog_flushed/1/real_time", "spdlog, flushed at each line", 0, 0, "informs",
-                  ""});
-  rows.push_back({"the same in memory, where no flush waits for a disk", "log/ours/1/real_time",
-                  "log/spdlog/1/real_time", "spdlog, unflushed", 0, 0, "informs", ""});
-  // Tasks.
-  rows.push_back({"post a task and see it run", "post/ours/1/real_time", "post/asio/1/real_time",
-                  "`boost::asio::post`", 1.5, 0, "at most 1.5", kWakeUp});
-  rows.back().is_headline = true;
-  rows.push_back({"post 1000 tasks and see the last run", "post/ours/1000/real_time",
-                  "post/asio/1000/real_time", "`boost::asio::post`", 1, 0, "at most 1", ""});
-  // Signals.
-  for (const char* const slots : {"0", "1", "3"}) {
-    rows.push_back({std::string("emit to ") + slots + (slots[0] == '1' ? " slot" : " slots"),
-                    std::string("emit/ours/") + slots, std::string("emit/signals2/") + slots,
-                    "Boost.Signals2", 0.5, 0, "at most 1/2", ""});
-  }
-  rows.back().is_headline = true;
+void AddLog(std::vector<Row>& rows) {
+  rows.push_back({.work = "one log line that survives SIGKILL",
+                  .ours = "log/ours/0/real_time",
+                  .peer = "log/spdlog_flushed/0/real_time",
+                  .peer_name = "spdlog, flushed at each line",
+                  .aim = AtMostOneOf(3),
+                  .reason = kDiskFlush,
+                  .is_headline = true});
+  rows.push_back({.work = "one log line; the peer's may be lost in a crash",
+                  .ours = "log/ours/0/real_time",
+                  .peer = "log/spdlog/0/real_time",
+                  .peer_name = "spdlog, unflushed",
+                  .aim = AtMost(1),
+                  .reason = kLogCut});
+  const char kInMemory[] = "the same in memory, where no flush waits for a disk";
+  rows.push_back({.work = kInMemory,
+                  .ours = "log/ours/1/real_time",
+                  .peer = "log/spdlog_flushed/1/real_time",
+                  .peer_name = "spdlog, flushed at each line",
+                  .aim = kInforms});
+  rows.push_back({.work = kInMemory,
+                  .ours = "log/ours/1/real_time",
+                  .peer = "log/spdlog/1/real_time",
+                  .peer_name = "spdlog, unflushed",
+                  .aim = kInforms});
 }
 
-void AddService(std::vector<Row>& rows) {
-  // Link addresses.
-  for (const char* const hosts : {"3", "100", "10000"}) {
-    rows.push_back({std::string("`GetLinkAddress`, ") + hosts + " hosts",
-                    std::string("link/ours/") + hosts + "/real_time",
-                    std::string("link/log_lines/") + hosts + "/real_time", "its log lines alone", 2,
-                    0, "at most 2", ""});
-    rows.back().is_headline = hosts == std::string("100");
+void AddTasksAndSignals(std::vector<Row>& rows) {
+  rows.push_back({.work = "post a task and see it run",
+                  .ours = "post/ours/1/real_time",
+                  .peer = "post/asio/1/real_time",
+                  .peer_name = "`boost::asio::post`",
+                  .aim = AtMost(1.5),
+                  .reason = kWakeUp,
+                  .is_headline = true});
+  rows.push_back({.work = "post 1000 tasks and see the last run",
+                  .ours = "post/ours/1000/real_time",
+                  .peer = "post/asio/1000/real_time",
+                  .peer_name = "`boost::asio::post`",
+                  .aim = AtMost(1)});
+  for (const std::string slots : {"0", "1", "3"}) {
+    rows.push_back({.work = "emit to " + slots + (slots == "1" ? " slot" : " slots"),
+                    .ours = "emit/ours/" + slots,
+                    .peer = "emit/signals2/" + slots,
+                    .peer_name = "Boost.Signals2",
+                    .aim = AtMostOneOf(2),
+                    .is_headline = slots == "3"});
   }
-  rows.push_back({"`GetLinkAddress`, 16 threads at once, per call",
-                  "ask/ours/16/iterations:2/manual_time", "ask/ours/1/iterations:2/manual_time",
-                  "one thread", 1, 0, "at most 1", kFlushConvoy});
-  // Transfers.
-  for (const auto& [number, scheme] : {std::pair("0", "http"), std::pair("1", "https")}) {
-    rows.push_back({std::string("one transfer, ") + scheme,
-                    std::string("transfer/ours/") + number + "/manual_time",
-                    std::string("transfer/libcurl/") + number + "/real_time",
-                    "a bare libcurl easy handle", 1.1, 0, "at most 1.1", kHandOver});
-    rows.back().is_headline = scheme == std::string("https");
-    rows.push_back({std::string("60 transfers, 12 at once, ") + scheme,
-                    std::string("at-once/ours/") + number + "/real_time",
-                    std::string("at-once/libcurl/") + number + "/manual_time",
-                    "12 threads with libcurl easy handles", 1 / 0.95, 0,
-                    "at least 0.95 of its throughput", kHandOver});
+}
+
+void AddLinkAddresses(std::vector<Row>& rows) {
+  for (const std::string hosts : {"3", "100", "10000"}) {
+    rows.push_back({.work = "`GetLinkAddress`, " + hosts + " hosts",
+                    .ours = "link/ours/" + hosts + "/real_time",
+                    .peer = "link/log_lines/" + hosts + "/real_time",
+                    .peer_name = "its log lines alone",
+                    .aim = AtMost(2),
+                    .is_headline = hosts == "100"});
   }
-  // Fail-over.
-  rows.push_back({"fail over from 1 to 5 URLs that refuse, the worst of them",
-                  "fail-over/refuse/iterations:1/manual_time", "", "the rule: 0 ms each", 1,
-                  10 * kNsPerMs, "at most 10 ms over", ""});
-  rows.back().is_headline = true;
-  rows.push_back({"fail over from 1 to 5 URLs that stay silent, beyond the rule",
-                  "fail-over/silent/iterations:1/manual_time", "", "the rule: 2000 ms each", 1,
-                  10 * kNsPerMs, "at most 10 ms over", ""});
-  rows.push_back({"fail over from 1 to 5 URLs that answer 500",
-                  "fail-over/500/iterations:1/manual_time", "", "the rule: 0 ms each", 1,
-                  10 * kNsPerMs, "at most 10 ms over", ""});
-  // Process start.
+  rows.push_back({.work = "`GetLinkAddress`, 16 threads at once, per call",
+                  .ours = "ask/ours/16/iterations:2/manual_time",
+                  .peer = "ask/ours/1/iterations:2/manual_time",
+                  .peer_name = "one thread",
+                  .aim = AtMost(1),
+                  .reason = kFlushConvoy});
+}
+
+void AddTransfers(std::vector<Row>& rows) {
+  for (const std::string scheme : {"http", "https"}) {
+    const std::string number = scheme == "http" ? "0" : "1";
+    rows.push_back({.work = "one transfer, " + scheme,
+                    .ours = "transfer/ours/" + number + "/manual_time",
+                    .peer = "transfer/libcurl/" + number + "/real_time",
+                    .peer_name = "a bare libcurl easy handle",
+                    .aim = AtMost(1.1),
+                    .reason = kHandOver,
+                    .is_headline = scheme == "https"});
+    rows.push_back({.work = "60 transfers, 12 at once, " + scheme,
+                    .ours = "at-once/ours/" + number + "/real_time",
+                    .peer = "at-once/libcurl/" + number + "/manual_time",
+                    .peer_name = "12 threads with libcurl easy handles",
+                    .aim = {1 / 0.95, 0, "at least 0.95 of its throughput"},
+                    .reason = kHandOver});
+  }
+}
+
+void AddFailOver(std::vector<Row>& rows) {
+  rows.push_back({.work = "fail over from 1 to 5 URLs that refuse, the worst of them",
+                  .ours = "fail-over/refuse/iterations:1/manual_time",
+                  .peer = "",
+                  .peer_name = "no wait",
+                  .aim = AtMostMsOver(10),
+                  .is_headline = true});
+  rows.push_back({.work = "fail over from 1 to 5 URLs that stay silent, beyond the client's wait",
+                  .ours = "fail-over/silent/iterations:1/manual_time",
+                  .peer = "",
+                  .peer_name = "the client's wait of 2000 ms per URL",
+                  .aim = AtMostMsOver(10)});
+  rows.push_back({.work = "fail over from 1 to 5 URLs that answer 500",
+                  .ours = "fail-over/500/iterations:1/manual_time",
+                  .peer = "",
+                  .peer_name = "no wait",
+                  .aim = AtMostMsOver(10)});
+}
+
+void AddStart(std::vector<Row>& rows) {
   const std::string once = "/iterations:10/manual_time";
-  for (const auto& [name, label] :
-       {std::pair("cache", "cache"), std::pair("defaults", "defaults")}) {
-    const std::string work = std::string("process start to first address, from the ") + label;
-    rows.push_back({work, std::string("start/") + name + once, "start/four_threads" + once,
-                    "the start of its four threads", 1, 3 * kNsPerMs, "at most 3 ms over", kStart});
-    rows.back().is_headline = name == std::string("cache");
-    rows.push_back({work + ", once the system has loaded it",
-                    std::string("start/") + name + "_from_main" + once, "start/four_threads" + once,
-                    "the start of its four threads", 0, 0, "informs", ""});
+  for (const std::string source : {"cache", "defaults"}) {
+    const std::string work = "process start to first address, from the " + source;
+    rows.push_back({.work = work,
+                    .ours = "start/" + source + once,
+                    .peer = "start/four_threads" + once,
+                    .peer_name = "the start of its four threads",
+                    .aim = AtMostMsOver(3),
+                    .reason = kStart,
+                    .is_headline = source == "cache"});
+    rows.push_back({.work = work + ", once the system has loaded it",
+                    .ours = "start/" + source + "_from_main" + once,
+                    .peer = "start/four_threads" + once,
+                    .peer_name = "the start of its four threads",
+                    .aim = kInforms});
   }
 }
 
@@ -141,8 +222,12 @@ void AddService(std::vector<Row>& rows) {
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
-  AddRuntime(rows);
-  AddService(rows);
+  AddLog(rows);
+  AddTasksAndSignals(rows);
+  AddLinkAddresses(rows);
+  AddTransfers(rows);
+  AddFailOver(rows);
+  AddStart(rows);
   AddText(rows);
   return rows;
 }
