@@ -169,7 +169,7 @@ bool File::Write(std::string_view text) {
     rest.remove_prefix(static_cast<size_t>(written_bytes));
   }
   if (fails) {
-    EndFailedWrite();
+    KillIfAsked();
   }
   return !fails;
 }

@@ -11,6 +11,14 @@ std::atomic<bool> armed{false};
 std::atomic<int> calls_left{0};
 std::atomic<FileFault> kind{FileFault::kFailOnce};
 
+bool CountCallFails() {
+  if (!armed.load(std::memory_order_relaxed)) {
+    return false;
+  }
+  const int left = --calls_left;
+  return left == 0 || (left < 0 && kind == FileFault::kFailFromThere);
+}
+
 }  // namespace
 
 ScopedFileFault::ScopedFileFault(int nth_call, FileFault fault) {
@@ -28,23 +36,19 @@ bool ScopedFileFault::Fired() {
 }
 
 bool WriteFails() {
-  if (!armed.load(std::memory_order_relaxed)) {
-    return false;
-  }
-  const int left = --calls_left;
-  return left == 0 || (left < 0 && kind == FileFault::kFailOn);
+  return CountCallFails();
 }
 
-void EndFailedWrite() {
+void KillIfAsked() {
   if (kind == FileFault::kKill) {
     std::raise(SIGKILL);
   }
 }
 
 bool FileCallFails() {
-  const bool fails = WriteFails();
+  const bool fails = CountCallFails();
   if (fails) {
-    EndFailedWrite();
+    KillIfAsked();
   }
   return fails;
 }

@@ -5,9 +5,9 @@
 namespace zo_base {
 
 enum class FileFault {
-  kFailOnce,  // the n-th call fails, later ones work again
-  kFailOn,    // the n-th call and all after it fail
-  kKill,      // SIGKILL ends the process instead of the n-th call
+  kFailOnce,       // the n-th call fails, later ones work again
+  kFailFromThere,  // the n-th call and all after it fail
+  kKill,           // SIGKILL ends the process instead of the n-th call
 };
 
 // Makes the n-th file call from here on fail, counted from 1 over all threads. A failing or dying
@@ -20,14 +20,15 @@ class ScopedFileFault {
   ScopedFileFault(const ScopedFileFault&) = delete;
   ScopedFileFault& operator=(const ScopedFileFault&) = delete;
 
-  // Returns true after the n-th call: a loop over n ends at the first run with fewer calls.
+  // Returns whether the n-th call has come. A test raises n until this is false.
   [[nodiscard]] static bool Fired();
 };
 
 // For the file calls: counts one and returns whether it must fail.
 bool FileCallFails();
-// The same for a write, which calls EndFailedWrite after it has written half of its bytes.
+// The same for a write. If it must fail, it writes half of its bytes and then calls KillIfAsked.
 bool WriteFails();
-void EndFailedWrite();
+// Ends the process if the fault is kKill.
+void KillIfAsked();
 
 }  // namespace zo_base

@@ -185,7 +185,7 @@ TEST_F(DiskTest, WithoutLibcurlNoRequestIsSentUntilItIsBack) {
 TEST_F(DiskTest, AnyFileCallCanFail) {
   fs::create_directory(disk_);
   static_cast<void>(EnterOwnMounts() && MountDisk(disk_, "16m"));  // it is quicker there
-  for (const auto fault : {zo_base::FileFault::kFailOnce, zo_base::FileFault::kFailOn}) {
+  for (const auto fault : {zo_base::FileFault::kFailOnce, zo_base::FileFault::kFailFromThere}) {
     int calls = 0;
     for (bool fired = true; fired && !HasFailure(); ++calls) {
       SCOPED_TRACE(calls);

@@ -56,7 +56,7 @@ testing::AssertionResult LogLines::WaitForCount(std::string_view part, size_t co
   constexpr size_t kMostPrinted = 200;
   const Messages came = Texts();
   auto result = testing::AssertionFailure()
-                << "no " << count << " messages with \"" << part << "\"; the log has:";
+                << "fewer than " << count << " messages with \"" << part << "\"; the log has:";
   for (size_t i = came.size() - std::min(came.size(), kMostPrinted); i < came.size(); ++i) {
     result << "\n  " << came[i];
   }

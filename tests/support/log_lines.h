@@ -22,15 +22,17 @@ class LogLines {
   // Takes the log's path, or a data folder below which there is, or will be, one "sturdy_comp.log".
   explicit LogLines(std::string log_path_or_folder);
 
+  // Returns the whole log, whatever StartHere skips.
   [[nodiscard]] std::string Text() const;
+  // Return what StartHere doesn't skip: the messages; the texts of all, of those that contain
+  // `part`, and of those that begin with one of the tags ("[lbs]", with its brackets).
   [[nodiscard]] std::vector<LogMessage> All() const;
-  // Return the texts of all messages, of those that contain `part`, and of those that begin with
-  // one of the tags.
   [[nodiscard]] Messages Texts() const;
   [[nodiscard]] Messages With(std::string_view part) const;
   [[nodiscard]] Messages Tagged(std::initializer_list<std::string_view> tags) const;
 
-  // Ignores the messages up to now from here on.
+  // From now on, skips all messages that the log has now. Counts them, so a log that is shortened
+  // later loses as many new ones.
   void StartHere();
 
   // Wait until a message contains `part`, or `count` messages do, up to kPatience. A failure prints

@@ -1,4 +1,7 @@
-// A process that loads the library, runs it and unloads it again, fifty times.
+// A process that loads the library, runs it and unloads it again, fifty times. Needs the right to
+// make a network namespace: without it the test is skipped, or fails in CI.
+// The program must link neither the library nor libcurl, which it then couldn't unload. So it looks
+// the functions up by their mangled names.
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -17,10 +20,12 @@ namespace {
 
 template <class Function>
 Function* Find(void* library, const char* symbol) {
-  return reinterpret_cast<Function*>(dlsym(library, symbol));
+  void* const found = dlsym(library, symbol);
+  EXPECT_NE(found, nullptr) << "the library has no " << symbol;
+  return reinterpret_cast<Function*>(found);
 }
 
-// With `looks_up` the exit comes during the look-up of a name by a server that never answers.
+// If `looks_up`, the client exits while it waits for a name server that never answers.
 void Round(const std::string& folder, bool looks_up) {
   void* const library = dlopen(STURDY_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();

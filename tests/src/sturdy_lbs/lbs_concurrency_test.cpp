@@ -37,7 +37,7 @@ TEST_F(LBSConcurrencyTest, ThreadsAskAndChangeWhileDocumentsArrive) {
   const auto update = [](int) { service->Update(net::kIPFamilyAny); };
   const std::function<void(int round)> actions[] = {
       [&](int i) { SetToken(std::to_string(i)); },
-      [&](int i) { NotifyNetwork(i % 3); },
+      [&](int i) { NotifyNetwork(static_cast<net::AddressFamily>(i % 3)); },
       [](int i) { service->SetUpdateCallback(i % 2 == 0 ? nullptr : OnUpdate); },
       [](int i) {
         service->HoldLinkAddress("b", static_cast<int16_t>(1 + i % 2));
@@ -72,7 +72,7 @@ TEST_F(LBSConcurrencyTest, ReleasedWhileDocumentsArriveAndTokensChange) {
   const std::jthread changer([&](const std::stop_token& stop) {
     for (int i = 0; !stop.stop_requested(); ++i) {
       SetToken(std::to_string(i % 3));
-      NotifyNetwork(i % 3);
+      NotifyNetwork(static_cast<net::AddressFamily>(i % 3));
       for (const size_t seen = round; !stop.stop_requested() && round == seen;) {
         std::this_thread::yield();
       }

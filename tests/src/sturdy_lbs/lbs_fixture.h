@@ -23,8 +23,8 @@ class LbsTest : public ConfiguredTest {
     made->SetEnvironmentConfig(config);
     return made;
   }
-  void NotifyNetwork(int family) {
-    config->Emit(_EnvironmentConfig::SIG_NetworkChanged, static_cast<net::AddressFamily>(family));
+  void NotifyNetwork(net::AddressFamily family) {
+    config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
   }
 };
 

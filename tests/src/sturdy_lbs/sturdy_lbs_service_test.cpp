@@ -61,6 +61,7 @@ TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   const std::vector<URLItem> asked = Request(2).urls;
   EXPECT_THAT(asked, SizeIs(64));
   EXPECT_EQ(asked[0].host + " " + asked[1].host + " " + asked[3].host, "next h next");
+  EXPECT_EQ(asked[2].host, "") << "the empty URL";
   EXPECT_THAT(asked[4].url, HasSubstr("http://2.2.2.2/?"));
   // A document without backups keeps those of the last one.
   Answer(Request(2), 200, TestDocument({"a:1"}, {"http://last/"}).Text());
@@ -87,14 +88,14 @@ TEST_F(LBSServiceTest, TokenAndFamilyChangesForceAFetch) {
   EXPECT_FALSE(Answer(Request(1), 500, ""));
   EXPECT_FALSE(service->IsUpdatingForTest());
   EXPECT_EQ(service->GetLinkHostCount(), 2) << "neither answer is applied";
-  NotifyNetwork(2);  // without a token: stored, not fetched
+  NotifyNetwork(net::kIPFamilyV6);  // without a token: stored, not fetched
   EXPECT_FALSE(service->IsUpdatingForTest());
   SetToken("next");
-  EXPECT_THAT(Request(2).urls[0].url, HasSubstr("networkType=1"));
+  EXPECT_THAT(Request(2).urls[0].url, HasSubstr("networkType=1"));  // IPv6
   log.StartHere();
-  NotifyNetwork(2);
-  NotifyNetwork(1);
-  EXPECT_EQ(Request(3).ip_family, 1);
+  NotifyNetwork(net::kIPFamilyV6);
+  NotifyNetwork(net::kIPFamilyV4);
+  EXPECT_EQ(Request(3).ip_family, net::kIPFamilyV4);
   EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced,
                                "[lbs]UpdateLBS set updatting = true", "[lbs] Begin update LBS"}));
 }
@@ -106,14 +107,15 @@ TEST_F(LBSServiceTest, ServesTheFamilyOfItsSettings) {
   StartWithToken(record);
   EXPECT_EQ(config->address_family, net::kIPFamilyV6);
   EXPECT_EQ(Link(*service), "[::9]:9");
-  EXPECT_EQ(first.ip_family, 2);
+  EXPECT_EQ(first.ip_family, net::kIPFamilyV6);
   Answer(first, 200,
          TestDocument({"a:1"}, {"http://n/"}).LinkDefault({"1.2.3.4:5", "[::8]:8"}).Text());
   EXPECT_EQ(Link(*service), "a:1");
   EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::8]:8");
   service->Update(net::kIPFamilyV4);
-  EXPECT_EQ(Request(1).ip_family, 1);
-  EXPECT_THAT(Request(1).urls[0].url, HasSubstr("&networkType=1")) << "not that of the call";
+  EXPECT_EQ(Request(1).ip_family, net::kIPFamilyV4);
+  // 1 is IPv6: the family of the settings, not of the call.
+  EXPECT_THAT(Request(1).urls[0].url, HasSubstr("&networkType=1"));
   Answer(Request(1), 200, kNew);
   EXPECT_THAT(CacheText(), HasSubstr(R"("lbs_ip_version": "1")"));
 }
@@ -122,6 +124,7 @@ TEST_F(LBSServiceTest, WithoutAUrlOfTheFamilyOnlyAForcedFetchIsSent) {
   ASSERT_TRUE(service->Start(Record("http://[::1]/lbs")));
   service->Update(net::kIPFamilyV4);
   ASSERT_TRUE(log.WaitFor("[lbs] LBS addr url list empty!"));
+  // Without a URL the fetch never ends, so an unforced one is dropped.
   service->Update(net::kIPFamilyAny);
   ASSERT_TRUE(log.WaitFor(kBusy));
   SetToken("key");
@@ -135,7 +138,8 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
   EXPECT_EQ(Link(*service), "a:1");
   EXPECT_EQ(Link(*service), "1.2.3.4:2");
   service->HoldLinkAddress("1.2.3.4", 2);
-  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3");  // skips the held one
+  EXPECT_EQ(Peek(*service), "1.2.3.4:2");                  // the hold goes back to it
+  EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3");  // not the held one: it is IPv4
   EXPECT_EQ(Peek(*service), "");
   log.StartHere();
   EXPECT_EQ(Link(*service), "spare.example:9");
@@ -144,11 +148,13 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
                                "[lbs] Get link address spare.example:9 use default:true",
                                "[lbs] Addr may be domain spare.example:9",
                                "[lbs] Use default link addr,need update lbs "}));
+  // Each round has three links and a default. The default above is the first of three, and the
+  // eighth call from here returns the third.
   for (int i = 0; i < 8; ++i) {
     EXPECT_EQ(log.With("[times]"), Messages{});
     Link(*service);
   }
-  EXPECT_EQ(Request(0).ip_family, 0);
+  EXPECT_EQ(Request(0).ip_family, net::kIPFamilyAny);
   const char* const odd[][3] = {{"[fe80::1]:70000", "[fe80::1]:4464", "ipv6 [fe80::1]:4464"},
                                 {":80", ":80", "domain empty string !:80"},
                                 {"1.2.3.4", "1.2.3.4:0", "ipv4 1.2.3.4:0"}};
@@ -201,6 +207,7 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   EXPECT_EQ(rules(), std::tuple(true, kDefaultStatisticsHost, 10, 60000, 10000));
   EXPECT_THAT(values(), HasSubstr("|null||what|"));
   EXPECT_EQ(service->GetLinkHostCount(), 1);
+  // Accepted: a `common` of the wrong type.
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
   EXPECT_FALSE(service->ParseLBSResponse(R"({"other":{}})", "1"));
   EXPECT_EQ(Document(*service), R"({"common":1})");
@@ -250,14 +257,14 @@ TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
 }
 
 TEST_F(LBSServiceTest, FailedStartCanBeRepeated) {
-  EXPECT_FALSE(std::make_shared<ZOSturdyLBSServiceImpl>()->Start(Record()));
+  EXPECT_FALSE(std::make_shared<ZOSturdyLBSServiceImpl>()->Start(Record()));  // no configuration
   SetToken("key");
   zo_base::FailThreadStartForTest(1);
   EXPECT_THROW(service->Start(Record()), std::system_error);
   EXPECT_EQ(Link(*service), "");
-  NotifyNetwork(2);
+  NotifyNetwork(net::kIPFamilyV6);
   ASSERT_TRUE(service->Start(Record()));
-  EXPECT_EQ(Request(0).ip_family, 0);
+  EXPECT_EQ(Request(0).ip_family, net::kIPFamilyAny);
   EXPECT_THAT(log.With(kUnforced), SizeIs(1));
 }
 
