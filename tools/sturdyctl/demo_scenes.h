@@ -4,7 +4,10 @@
 
 namespace sturdyctl {
 
-// The scenes of the demo. Each returns false if a step failed.
+// The scenes of the demo. A step that doesn't see what it expects throws StepFailed, which Story
+// prints; the scene then ends and returns false. A scene whose servers can't start throws
+// lab::ScenarioError.
+// Threads: the caller's; the lab's servers and the client have their own.
 
 // Shows LBS servers that refuse, stay silent or answer; rotation, hold and fall-back; the cache.
 [[nodiscard]] bool PlayFailOver(Story& story);
