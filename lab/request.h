@@ -12,7 +12,8 @@ namespace lab {
 // the value stay.
 using HeaderField = std::pair<std::string, std::string>;
 
-// One request as a server of the lab received it, byte for byte. A plain value.
+// One request as a server of the lab received it, byte for byte. A plain value, for one
+// thread at a time.
 struct Request {
   std::string server;  // name of the server in the scenario
   int64_t at_ms = 0;   // arrival of the last byte, since the lab began

@@ -7,8 +7,8 @@
 
 namespace zo_base::json11 {
 
-// The values that all handles share. Handles point into the table without owning a part of it, so a
-// copy counts nothing, and an unload leaves no memory of it.
+// The values that all handles share. Handles point to these without owning them: a copy changes no
+// count, and unloading the library leaks nothing.
 struct SharedValues {
   template <typename T>
   static std::shared_ptr<JsonValue> Unowned(T& value) {

@@ -16,7 +16,8 @@ struct SharedValues;
 // Says whether Json::parse takes a comment as a syntax error or as a blank.
 enum class JsonParse { kStandard = 0, kComments = 1 };
 
-// An immutable JSON value. A handle holds it by pointer: a copy costs one atomic increment.
+// An immutable JSON value. A handle holds it by pointer: a copy costs one atomic increment, and
+// none for null and booleans, which are static.
 //
 // Numbers have three forms, and the form decides what the accessors return. Code that makes a value
 // chooses between int and long long. The parser makes a long long of a whole number of up to nine
@@ -25,7 +26,7 @@ enum class JsonParse { kStandard = 0, kComments = 1 };
 //
 //                    made of int    made of long long     parsed to a double
 //   number_value()   the value      the value, converted  the value
-//   int_value()      the value      its low 32 bits       cut towards zero, held within an int
+//   int_value()      the value      its low 32 bits       cut towards zero, clamped to int
 //   int64_value()    0              the value             0
 //
 // To build a document, fill an array or an object and wrap it.
@@ -33,9 +34,9 @@ enum class JsonParse { kStandard = 0, kComments = 1 };
 // Threads: any, since a value never changes. The caller guards assignments to one handle.
 // Owner:   the handles of a value share it. A reference that an accessor returns lives as long as
 //          the value; that of a failed lookup lives for ever.
-// Errors:  none are thrown. An accessor of the wrong type returns its default: 0, false, the empty
-//          text, array or object, or null. A moved-from handle may only be assigned to or
-//          destroyed.
+// Errors:  std::bad_alloc without memory, no others. An accessor of the wrong type returns its
+//          default: 0, false, the empty text, array or object, or null. A moved-from handle may
+//          only be assigned to or destroyed.
 class Json final {
  public:
   enum Type { NUL = 0, NUMBER = 1, BOOL = 2, STRING = 3, ARRAY = 4, OBJECT = 5 };
@@ -65,8 +66,8 @@ class Json final {
 
   // Reads one value that is all of `in` except for blanks (and comments, if `strategy` allows
   // them). On failure returns null and sets `err` to the first fault; otherwise empties `err`. The
-  // text "null" returns null too, so test `err`. Of members with one name the first counts. Values
-  // may be nested 200 deep. Texts are not checked to be UTF-8.
+  // text "null" returns null too, so test `err`. If a name occurs twice, the first member counts. A
+  // value may be inside up to 200 others. Texts are not checked to be UTF-8.
   static Json parse(const std::string& in, std::string& err,
                     JsonParse strategy = JsonParse::kStandard);
 
@@ -87,8 +88,8 @@ class Json final {
   const Json& operator[](const std::string& key) const;
   const Json& operator[](size_t index) const;
 
-  // Compares values of two types by their types, in the order of the enumeration, numbers of all
-  // forms as doubles, and arrays and objects element by element.
+  // Values of different types compare by type, in the order of the enumeration. Numbers compare as
+  // doubles, arrays and objects element by element.
   bool operator==(const Json& other) const;
   bool operator<(const Json& other) const;
 

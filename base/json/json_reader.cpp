@@ -109,7 +109,7 @@ Json JsonReader::parse_json(int depth) {
       return expect("null", {});
     default:
       if (ch == '-' || IsDigit(ch)) {
-        --position_;
+        --position_;  // parse_number reads this character too
         return parse_number();
       }
       return fail("expected value, got " + DescribeCharacter(ch));
@@ -135,12 +135,13 @@ Json JsonReader::parse_object(int depth) {
     if (ch != ':') {
       return fail("expected ':' in object, got " + DescribeCharacter(ch));
     }
-    // The value. Of members with one name the first counts.
+    // The value.
     Json value = parse_json(depth + 1);
     if (failed_) {
       return {};
     }
-    // Documents that we wrote have their keys in order, so the end is the likely place.
+    // If a name occurs twice, the first member counts. Documents that we wrote have their keys in
+    // order, so the end is the likely place.
     members.try_emplace(members.end(), std::move(key), std::move(value));
     // The end of the object, or its next member.
     ch = get_next_token();
@@ -162,7 +163,7 @@ Json JsonReader::parse_array(int depth) {
   }
   values.reserve(kFirstElements);
   while (!failed_) {
-    --position_;
+    --position_;  // parse_json reads the value's first character too
     values.push_back(parse_json(depth + 1));
     if (failed_) {
       break;
@@ -174,13 +175,13 @@ Json JsonReader::parse_array(int depth) {
     if (ch != ',') {
       return fail("expected ',' in list, got " + DescribeCharacter(ch));
     }
-    get_next_token();
+    get_next_token();  // fails at the end of the text; the loop steps back from any other character
   }
   return {};
 }
 
 Json JsonReader::expect(std::string_view text, Json value) {
-  --position_;
+  --position_;  // `text` includes the character that parse_json has read
   const std::string_view rest(position_, static_cast<size_t>(end_ - position_));
   const std::string_view got = rest.substr(0, text.size());
   if (got == text) {

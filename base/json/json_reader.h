@@ -9,7 +9,8 @@
 namespace zo_base::json11 {
 
 // Reads one JSON text by recursive descent. Keeps the first failure; after it, all functions only
-// unwind and their results mean nothing.
+// unwind and their results mean nothing. json_scalar_reader.cpp has the functions for numbers and
+// strings, json_reader.cpp all others.
 // Threads: one.
 // Owner:   the stack of Json::parse. The input outlives the reader and ends with a NUL.
 // Errors:  parse_document reports the first one.

@@ -23,14 +23,15 @@ void PutTwoDigits(char* out, int value) {
   out[1] = static_cast<char>('0' + value % 10);
 }
 
-// Asks the calendar only once per second and thread, since it takes a lock of the C library.
 struct SecondText {
   int64_t second;
   std::array<char, kSecondTextBytes> text;
 };
 
+// Keeps the last second of each thread, since `localtime_r` takes a lock of the C library.
 const SecondText& TextOfSecond(int64_t second) {
   thread_local SecondText last{-1, {}};
+  // The text is empty before the first call, which may ask for second -1.
   if (last.second != second || last.text[0] == '\0') {
     const std::tm parts = LocalTime(second);
     std::memcpy(last.text.data(), "00-00 00:00:00", kSecondTextBytes);
@@ -60,8 +61,8 @@ char* PutTime(char* out) {
   return out + 2;
 }
 
-// An id costs a system call, so each is read once. The lines of a forked child show its parent's
-// ids.
+// An id costs a system call, so each is read once. A thread with a task loop has it in its record;
+// any other thread keeps it here. The lines of a forked child show its parent's ids.
 uint32_t LoggingThreadId() {
   const ThreadInfo* const info = CurrentThreadInfo();
   if (info != nullptr && info->thread_id != 0) {

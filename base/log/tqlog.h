@@ -75,9 +75,10 @@ class TQLogImplBase : public ITQlogWriter {
   std::atomic<int32_t> level_{LV_KER};
 };
 
-// Returns the folder of a log's path with its last separator; empty if the path has none.
+// Returns the folder of a log's path with its last separator; empty without a separator, in the
+// root, or without a file name.
 std::string LogFolder(const std::string& path);
-// Creates that folder if it is absent.
+// Creates that folder if it is absent. A failure shows when the files in it can't be opened.
 void MakeLogFolder(const std::string& path);
 
 template <typename T>

@@ -23,8 +23,8 @@ class ZOEnableSharedFromThis : public std::enable_shared_from_this<ZOEnableShare
 
 class ZOObjectIMPL;
 
-// The mixins of every object, in the reverse order of their destruction: the flag of the weak
-// closures dies last.
+// The mixins of every object. They are destroyed from last to first, so the flag of the weak
+// closures goes last.
 struct __ZOObject : WeakClosureSupportor,
                     ConnectAble,
                     ZOEnableSharedFromThis<ZOObjectIMPL>,
@@ -33,19 +33,19 @@ struct __ZOObject : WeakClosureSupportor,
 // Root of every class with its own lifetime: it can be shared, carries signals and makes weak
 // closures. Classes that reach it by several paths derive from it virtually.
 // The flag of its weak closures outlives the derived class's destructor, so a class whose closures
-// can run on a foreign thread calls Cancel early in its own teardown.
+// can run on a thread other than the destroying one calls Cancel early in its own teardown.
 // Threads: as its mixins.
-// Owner:   a shared pointer, or a holder by value that doesn't call SharedFromThis.
+// Owner:   a shared pointer, or a holder by value, for which SharedFromThis returns null.
 class ZOObjectIMPL : public virtual __ZOObject {
  public:
-  // Empty if the object isn't owned by a shared pointer, or isn't a T.
+  // Returns null if the object isn't owned by a shared pointer, or isn't a T.
   template <class T>
   std::shared_ptr<T> SharedFromThis() {
     return std::dynamic_pointer_cast<T>(this->weak_from_this().lock());
   }
 };
 
-// A member, not a base, of an object that needs a set of closures with its own Cancel.
+// A member that groups some of an object's closures for a separate Cancel.
 class WeakCallbackFlag : public ZOObjectIMPL {};
 
 }  // namespace zo_base

@@ -14,7 +14,7 @@
 
 namespace zo_base {
 
-// Identifies a signal: its address is the key, its type the arguments of the slots. Declare it in
+// Identifies a signal. Its address is the key; its type lists the slots' arguments. Declare it in
 // the class that emits it:
 //   static inline Signal<const std::string&> SIG_Changed;
 // Not const, since a linker may merge equal constants.
@@ -34,10 +34,14 @@ class Signal {
 //   object->Emit(C::SIG_Changed, "text");
 // Threads: any may connect, emit and disconnect. Slots run on the emitting thread, in order of
 //          connection, with no lock held; they may connect, disconnect and destroy the emitter.
+//          An emission calls the slots that it found: one that is disconnected meanwhile still
+//          runs, a new one doesn't, and the rest run after a slot has destroyed the emitter.
 // Owner:   it is a base of the emitter. A connection lives until it is disconnected or the
-//          emitter dies. It outlives the receiver, so slots are weak closures.
-// Errors:  BadZOAnyCast if one key is used with two signatures. A Connect or Disconnect that throws
-//          changes nothing. An exception from a slot ends the emission and passes to the emitter.
+//          emitter dies. It outlives the receiver, so slots are weak closures. A handle may
+//          disconnect only while the emitter exists.
+// Errors:  BadZOAnyCast if one key is used with two signatures: only a Disconnect with arguments
+//          other than the signal's can do that. A Connect or Disconnect that throws changes
+//          nothing. An exception from a slot ends the emission and passes to the emitter.
 class ConnectAble {
  public:
   ConnectAble() = default;
@@ -77,7 +81,7 @@ class ConnectAble {
 template <class... Args, class Func>
 zo_sigslot::connection ConnectAble::Connect(const Signal<Args...>& signal, Func func) {
   const size_t key = signal.Key();
-  // Drawn before the lock: ids are unique, and the order of emission follows them.
+  // All is made before the lock, to hold it briefly. The ids give the order of emission.
   const size_t id = ++connection_id;
   auto connection = std::make_shared<Connection<Args...>>(
       [this](size_t of_key, size_t of_id) { Disconnect<Args...>(of_key, of_id); }, key, id);

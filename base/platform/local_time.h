@@ -6,7 +6,8 @@
 namespace zo_base {
 
 // Returns the broken-down local time of seconds since the epoch; all zero beyond the calendar's
-// end. Keeps the time zone that the process had at the first call. Threads: any.
+// end. Reads the process's time zone at its first call at most; a later `tzset`, `localtime` or
+// `mktime` of the client reads it again for all. Threads: any.
 std::tm LocalTime(int64_t seconds);
 
 }  // namespace zo_base

@@ -7,8 +7,11 @@
 namespace zo_base {
 
 // Holds a process-wide object that is never destroyed, so that no thread can use it after
-// destruction while the process exits. A hook of base/process/unload_hook.h frees what it owns.
-// Use: `static NoDestructor<T> it(arguments);` in a function.
+// destruction while the process exits. Use: `static NoDestructor<T> it(arguments);` in a function.
+// Threads: any may reach it, since the language makes a static once. The object guards itself.
+// Owner:   the process. Nothing frees what the object owns: to leak nothing when the library is
+//          unloaded, it must be empty by then or register an AtUnload hook.
+// Errors:  those of T's constructor; the next call tries again.
 template <class T>
 class NoDestructor {
  public:

@@ -4,10 +4,13 @@
 
 namespace zo_base {
 
-// Freezes both readings of the clock while it exists; one at a time in a process.
-// Each change wakes every waiting loop. After its destruction the clock reads the true time again,
-// so the monotonic reading can step back: destroy it after the loops whose timers it moved.
-// Threads: any thread may set it.
+// Freezes both readings of the clock at the true time, while it exists. Advance, SetWall and the
+// destructor wake every waiting loop; the constructor doesn't. After its destruction the clock
+// reads the true time again, so the monotonic reading can step back: destroy it after the loops
+// whose timers it moved.
+// Threads: any may set it.
+// Owner:   a test's scope, one at a time in a process.
+// Errors:  none.
 class ScopedTestClock {
  public:
   ScopedTestClock();
@@ -17,7 +20,7 @@ class ScopedTestClock {
 
   // Advances the wall and the monotonic reading.
   void Advance(int64_t ms);
-  // Sets only the wall reading, as a user does who corrects the clock.
+  // Sets only the wall reading, like a user who corrects the clock.
   void SetWall(int64_t ms);
 };
 

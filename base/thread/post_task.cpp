@@ -8,8 +8,8 @@ void PostTo(const std::shared_ptr<ITaskLoop>& loop, const std::function<void()>&
   }
 }
 
-void PostTo(ITaskDelegate& thread, const std::function<void()>& task) {
-  thread.PostAndWake(task);
+void PostTo(ITaskDelegate& queues, const std::function<void()>& task) {
+  queues.PostAndWake(task);
 }
 
 }  // namespace zo_base

@@ -10,7 +10,7 @@ namespace log_reader {
 
 namespace {
 
-// What a line begins with; "0" is any digit.
+// The start of each line; '0' means any digit.
 constexpr std::string_view kTimeShape = "00-00 00:00:00.000 ";
 
 bool BeginsWithTime(std::string_view line) {
@@ -20,15 +20,15 @@ bool BeginsWithTime(std::string_view line) {
          });
 }
 
-// Removes a number and the text after it from the front of `rest`. Returns false if that doesn't
-// begin with them.
-bool TakeNumber(std::string_view& rest, uint32_t& number, std::string_view after) {
+// Removes a number and the suffix after it from the front of `rest`. Returns false if `rest`
+// doesn't begin with them.
+bool TakeNumber(std::string_view& rest, uint32_t& number, std::string_view suffix) {
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
   const auto digits = static_cast<size_t>(end - rest.data());
-  if (error != std::errc() || rest.substr(digits, after.size()) != after) {
+  if (error != std::errc() || rest.substr(digits, suffix.size()) != suffix) {
     return false;
   }
-  rest.remove_prefix(digits + after.size());
+  rest.remove_prefix(digits + suffix.size());
   return true;
 }
 

@@ -7,7 +7,9 @@
 
 namespace log_reader {
 
-// One message of the log in its parts. A plain value, for one thread at a time.
+// One message of the log in its parts. A plain value, for one thread at a time. A marker is a line
+// that frames text recovered from the run before. A cut line lost its beginning when the log was
+// shortened.
 struct LogMessage {
   std::string time;  // "03-14 15:09:26.535"; empty for a marker and for the rest of a cut line
   uint32_t process_id = 0;
@@ -21,7 +23,7 @@ struct LogMessage {
 
   [[nodiscard]] bool IsMarker() const { return level.empty(); }
   // Returns whether this tag is among those at the begin of the text: "[http dns][init] ..." has
-  // "http dns" and "init".
+  // "http dns" and "init". A tag without "]" reaches to the end of the text.
   [[nodiscard]] bool HasTag(std::string_view tag) const;
 };
 

@@ -30,7 +30,7 @@ size_t LiveRequests::CountForTest() {
   return requests_.size();
 }
 
-// Frees them without the lock, which each destructor takes.
+// Deletes outside the lock, because each destructor calls Remove.
 void LiveRequests::FreeAll() {
   std::set<MultipleURLHttpRequestHelper*> left;
   {

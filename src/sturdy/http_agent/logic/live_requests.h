@@ -9,8 +9,9 @@ namespace zo_sturdy {
 
 class MultipleURLHttpRequestHelper;
 
-// Lists the live requests. A request owns itself until it has ended. If its agent is destroyed
-// first, it never ends: it stays listed here and is freed when the library is unloaded.
+// Lists the live requests. A request owns itself until it has ended and its agent's slot has
+// adopted it. If the agent is destroyed first, the request may never end, or end with no slot to
+// adopt it: it stays listed here and is freed when the library is unloaded.
 // Threads: any.
 // Owner:   the process.
 // Errors:  none.
