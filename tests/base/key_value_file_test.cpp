@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <map>
 
 #include "base/platform/file.h"
 #include "lab/temp_folder.h"
@@ -12,19 +11,7 @@
 namespace zo_base {
 namespace {
 
-using testing::AnyOf;
-using Items = std::map<std::string, std::string>;
-
 constexpr size_t kMaxFileBytes = size_t{16} << 20;
-
-Items ItemsOf(const KeyValueFile& store) {
-  Items items;
-  store.ForEach([&](const std::string& key, const KeyValueFile::Value& value) {
-    EXPECT_EQ(std::get<SVT>(value), SVT::kString);
-    items[key] = ZOAnyCast<std::string>(std::get<ZOAny>(value));
-  });
-  return items;
-}
 
 struct KeyValueFileTest : testing::Test {
   void SetText(const std::string& key, const std::string& text) {
@@ -41,7 +28,7 @@ TEST_F(KeyValueFileTest, FileOverItsLimitLoadsAsEmpty) {
   for (const size_t size : {kMaxFileBytes, kMaxFileBytes + 1}) {
     ASSERT_TRUE(WriteWholeFile(path, text + std::string(size - text.size(), ' ')));
     EXPECT_TRUE(store.Load(path));
-    EXPECT_EQ(ItemsOf(store), size > kMaxFileBytes ? Items() : Items({{"a", "1"}}));
+    EXPECT_EQ(store.Get("a"), size > kMaxFileBytes ? "" : "1");
   }
 }
 
@@ -61,10 +48,12 @@ TEST_F(KeyValueFileTest, ThreadsShareOneStore) {
   RunThreads(4, [this](int i) {
     for (int round = 0; round < 50; ++round) {
       SetText("key" + std::to_string(i), "text");
-      EXPECT_THAT(store.Get("key0"), AnyOf("", "text"));
+      EXPECT_THAT(store.Get("key0"), testing::AnyOf("", "text"));
       store.Save();
       store.Reload();
-      EXPECT_LE(ItemsOf(store).size(), 4U);
+      store.ForEach([](const std::string& key, const KeyValueFile::Value&) {
+        EXPECT_THAT(key, testing::StartsWith("key"));
+      });
     }
   });
 }

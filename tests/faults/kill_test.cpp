@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "base/log/log_format.h"
 #include "lab/child.h"
 #include "lab/lab.h"
 #include "lab/paths.h"
@@ -28,10 +29,6 @@ namespace {
 constexpr char kFromCache[] = "link one.example:1";
 constexpr char kFromDefaults[] = "link default.example:9";
 constexpr char kCut[] = "sturdy_comp.log.tmp";
-constexpr char kBegin[] =
-    "\r\n -----------------------load from mmap file begin-----------------------\r\n";
-constexpr char kEnd[] =
-    "\r\n -----------------------load from mmap file end-----------------------\r\n";
 
 lab::Scenario Servers() {
   lab::HostBook book;
@@ -60,7 +57,9 @@ class Killed : public testing::Test {
   [[nodiscard]] std::string LogToCome() const {
     const std::string log = left_.LogText();
     const std::string buffer = left_.BufferText();
-    return log + (buffer.empty() ? "" : kBegin + buffer + kEnd);
+    return buffer.empty() ? log
+                          : log + std::string(zo_base::kOldTextBegin) + buffer +
+                                std::string(zo_base::kOldTextEnd);
   }
 
   // Starts a client that kills itself at a random moment.
