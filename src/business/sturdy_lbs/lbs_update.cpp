@@ -21,7 +21,7 @@ constexpr size_t kMaxLbsUrls = 64;
 
 void ZOSturdyLBSServiceImpl::Update(net::AddressFamily family) {
   ZO_LOG(LV_APP) << "[lbs]Call Update";
-  update_invoker_.Invoke([this, family] { UpdateLBS(family, false); }, true);
+  update_invoker_.Invoke([this, family] { UpdateLBS(family, false); }, /*immediately=*/true);
 }
 
 void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,

@@ -15,12 +15,13 @@ namespace zo_sturdy {
 
 namespace {
 
-// A fetch follows the third default, or this time after the first.
+// The third default causes a fetch. So does the first, after this time, on a thread with a loop.
 constexpr int32_t kUpdateAfterDefaults = 3;
 constexpr int32_t kUpdateAfterMs = 1200;
 
 constexpr std::chrono::milliseconds kPollInterval{10};
 
+// Writes no NUL: the client has zeroed the buffer.
 void Write(const LinkAddress& address, char* host, uint16_t* port, net::AddressFamily* family) {
   address.host.copy(host, address.host.size());
   *port = address.port;
@@ -39,12 +40,12 @@ ZOSturdyLBSServiceImpl::~ZOSturdyLBSServiceImpl() {
   BaseThread::Stop();
 }
 
-bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& settings) {
+bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& record) {
   const auto config = GetEnvironmentConfig();
   if (!started_ && config != nullptr) {
     start_once_.Call([&] {
       try {
-        StartOnce(settings, config);
+        StartOnce(record, config);
       } catch (...) {
         RollBackStart();
         throw;
@@ -85,8 +86,8 @@ void ZOSturdyLBSServiceImpl::RollBackStart() {
 
 void ZOSturdyLBSServiceImpl::RequestStop() {
   if (post_state_.exchange(PostState::kStopped) != PostState::kStopped) {
-    // Wait for a document that is being applied. Only at the first stop: that of the destructor may
-    // run in a slot with the configuration's mutex held, which comes after this lock.
+    // Wait while a document is applied, at the first stop only: the destructor's stop may run in a
+    // signal slot that holds the configuration's mutex, which must be taken after this one.
     const zo_base::MutexLock applied(finish_mutex_);
   }
   updatting_lbs_ = false;
@@ -98,18 +99,21 @@ void ZOSturdyLBSServiceImpl::OnThreadBegin() {
   PostState not_running = PostState::kNotRunning;
   post_state_.compare_exchange_strong(not_running, PostState::kAccepting);
   if (!CurrentToken().empty()) {
-    update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, false); }, true);
+    update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, false); },
+                           /*immediately=*/true);
   }
 }
 
 void ZOSturdyLBSServiceImpl::OnTokenChanged() {
-  update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, true); }, true);
+  update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, true); },
+                         /*immediately=*/true);
 }
 
 void ZOSturdyLBSServiceImpl::OnNetworkChanged(net::AddressFamily family) {
   const bool changed = settings_.address_family.exchange(family) != family;
   if (!CurrentToken().empty()) {
-    update_invoker_.Invoke([this, family, changed] { UpdateLBS(family, changed); }, true);
+    update_invoker_.Invoke([this, family, changed] { UpdateLBS(family, changed); },
+                           /*immediately=*/true);
   }
 }
 
@@ -129,7 +133,7 @@ bool ZOSturdyLBSServiceImpl::GetLinkAddress(char* host, uint16_t* port,
   }
   const LinkAddress address = active_.links().Next(*family, [this] {
     update_invoker_.Invoke(ToWeakClosure([this] { UpdateLBS(settings_.address_family, false); }),
-                           false);
+                           /*immediately=*/false);
   });
   Write(address, host, port, family);
   return true;
@@ -199,7 +203,7 @@ void ZOSturdyLBSServiceImpl::CopyValue(const char* key, char* out, size_t buffer
     ZO_LOG(LV_APP) << "[lbs] Value too long for the client :" << key << " size :" << value.size();
     return;
   }
-  value.copy(out, value.size());
+  value.copy(out, value.size());  // without a NUL: the client has zeroed the buffer
 }
 
 void ZOSturdyLBSServiceImpl::GetMsgStatInfo(char* out) {

@@ -24,15 +24,18 @@ namespace zo_sturdy {
 //
 // A fetch runs as: UpdateLBS (any thread) posts; RequestUpdate (own thread) sends; JudgeResponse
 // accepts or refuses an answer and FinishUpdate applies the outcome (both on the thread that
-// carries the request); CallClient (own thread) calls the client. There is no periodic refresh.
+// carries the request); CallClient (own thread) calls the client. There is no periodic refresh. The
+// code of these steps is in lbs_update.cpp, that of the rest in sturdy_lbs_service.cpp.
 //
-// Threads: any for the client's slots. Lock order: `finish_mutex_`, the link hosts' mutex, then the
-//          configuration's. Nothing that a change of the token calls takes the first two.
+// Threads: any thread may call the client's methods. Lock order: `finish_mutex_`, the link hosts'
+//          mutex, then the configuration's. Nothing that a change of the token calls takes the
+//          first two.
 // Owner:   a shared_ptr of the environment's object. Closures that run on foreign threads hold the
 //          service while they run. Those for its own thread never do, since the last owner must not
 //          be dropped there.
-// Errors:  none reach the client; see the log. A failed fetch keeps the old document. Start throws
-//          if its thread can't be made, and can be called again then.
+// Errors:  none reach the client; see the log. A failed fetch keeps the old document. Start
+//          returns false without an environment, and throws if its thread can't be made; it can be
+//          called again after either.
 class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
                                public IBusinessService,
                                public zo_base::BaseThread {
@@ -43,7 +46,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   ZOSturdyLBSServiceImpl& operator=(const ZOSturdyLBSServiceImpl&) = delete;
 
   // IZOSturdyLBSService
-  bool Start(const _ZOSturdyLBSSettings& settings) override;
+  bool Start(const _ZOSturdyLBSSettings& record) override;
   void Update(net::AddressFamily family) override;
   void SetUpdateCallback(void (*callback)(int code, const char* lbs_response)) override;
   void GetLBSResponse(bool no_wait, char* out) override;
@@ -107,8 +110,8 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   ActiveDocument active_;
   std::atomic<void (*)(int code, const char* lbs_response)> update_callback_{nullptr};
   CountTimerInvoker update_invoker_;
-  // True once a document is active: the slots answer. Set before `started_`, for a client that asks
-  // in its first callback.
+  // True once a document is active: the client's methods answer from then on. Set before
+  // `started_`, for a client that asks in its first callback.
   std::atomic<bool> serving_{false};
   std::atomic<PostState> post_state_{PostState::kNotRunning};
   zo_base::Mutex finish_mutex_;  // held while the outcome of a fetch is applied

@@ -22,8 +22,8 @@ struct URLItem {
 // the HTTP status, or 0 for every failure below HTTP, which a check must treat as a failure.
 // `need_statistic` comes in false; a check sets it to record this failure.
 // `callback` is called once, with the headers and body of the answer that ended the request.
-// Threads: both run on the thread that started the request, or, once that thread's loop has ended,
-//          on a thread of the HTTP client.
+// Threads: both run on the thread that started the request. If that thread has no loop, or its loop
+//          has ended, they run on a thread of the HTTP client.
 // Errors:  a request without a check or a callback throws std::bad_function_call.
 struct MultipleURLHttpRequest {
   using Check = std::function<bool(int32_t index, int32_t code, const std::string& headers,

@@ -24,8 +24,9 @@ using zo_base::json11::Json;
 
 constexpr char kCacheExpiredTime[] = "cache_expired_time";
 
-// Bounds of the lease that a loaded entry gets; below the first it is stale and refreshed at once.
-constexpr int64_t kShortLeaseMs = 3000;
+// Bounds of the lease that a loaded entry gets. An entry with less time left than the first is
+// stale: the next query serves and refreshes it.
+constexpr int64_t kShortestLeaseMs = 3000;
 constexpr int64_t kLongestLeaseMs = 300000;
 
 std::string Joined(const std::vector<std::string>& texts, char separator) {
@@ -93,7 +94,8 @@ bool HostResolver::DoQuery(net::AddressFamily ip_family, const std::vector<std::
                            HostIPMap& results, bool is_retry) {
   LogQuery(ip_family, hosts);
   results.clear();
-  // Refuse a query of M, which would wait for itself, and any query after the end.
+  // Refuse a query on the manager's thread, which would wait for itself, and any query after the
+  // end.
   const zo_base::ThreadInfo* caller = zo_base::CurrentThreadInfo();
   if (caller != nullptr && caller->task_loop == manager_.GetTaskLoop()) {
     ZO_LOG(LV_APP) << "[http dns] DoQuery on the manager's own thread,return";
@@ -102,7 +104,7 @@ bool HostResolver::DoQuery(net::AddressFamily ip_family, const std::vector<std::
   if (queries_.HasEnded()) {
     return false;
   }
-  // Serve the cached hosts. List the stale and the missing ones.
+  // Serve the cached hosts; in a retry, the fresh ones only. List the stale and the missing ones.
   std::vector<std::string> async_hosts;
   std::vector<std::string> sync_hosts;
   for (const std::string& host : hosts) {
@@ -168,7 +170,7 @@ std::future<bool> HostResolver::UpdateCache(const std::vector<std::string>& host
   return std::move(query.future);
 }
 
-// --- On M ---
+// --- On the manager's thread ---
 
 void HostResolver::RequestHosts(const std::vector<std::string>& hosts, net::AddressFamily ip_family,
                                 const QueryPromises::Promise& promise) {
@@ -262,8 +264,8 @@ void HostResolver::LoadHostItem(const std::string& host, const std::string& text
     expired_ms = SaturatingWhole<int64_t>(item[kCacheExpiredTime].number_value());
   }
   const int64_t remaining = SaturatingSubtract(expired_ms, now);
-  const bool stale_from_start = remaining < kShortLeaseMs;
-  const int64_t lease_ms = std::clamp(remaining, kShortLeaseMs, kLongestLeaseMs);
+  const bool stale_from_start = remaining < kShortestLeaseMs;
+  const int64_t lease_ms = std::clamp(remaining, kShortestLeaseMs, kLongestLeaseMs);
   host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), TextsOf(item[kIPv4]),
                          TextsOf(item[kIPv6]), stale_from_start, kMaxCacheBytes);
 }

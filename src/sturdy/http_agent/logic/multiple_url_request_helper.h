@@ -30,11 +30,14 @@ namespace zo_sturdy {
 // URL doesn't skip one that has just been sent. The first answer that passes the check ends the
 // request, or else the last answer.
 //
-// Threads: no lock; all work runs on the thread that made it. Once that thread's loop has ended,
-//          answers come on threads of the HTTP client, one at a time, and no further URL is sent:
-//          the request ends when none is in flight.
+// Threads: all work, the signal included, runs on the thread that made it, with no lock. Once that
+//          thread's loop has ended, answers come on threads of the HTTP client, one at a time, and
+//          no further URL is sent: the request ends when none is in flight.
+//          If that thread never had a loop, such as a client's, answers come on the HTTP client's
+//          threads from the start. Those threads send the further URLs and emit the signal, no
+//          timer is armed, and InvokeRequest holds HttpTool::DeliveryMutex.
 // Owner:   itself, until the slot of SIG_ALL_SUB_REQUEST_RETURN adopts it. If the signal never
-//          comes or no slot adopts it, LiveRequests keeps it reachable.
+//          comes or no slot adopts it, LiveRequests frees it when the library is unloaded.
 // Errors:  the signal reports the outcome, once. An empty check throws std::bad_function_call where
 //          the answer is handled.
 class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
@@ -51,10 +54,12 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
   MultipleURLHttpRequestHelper& operator=(const MultipleURLHttpRequestHelper&) = delete;
 
   // Sends the URL at `index` and arms its timer. Without URLs, calls the request's callback with a
-  // failure instead; the caller still owns the helper then.
+  // failure instead; the caller still owns the helper then. May destroy the helper: without a loop,
+  // a send that fails is answered at once.
   void InvokeRequest();
 
-  // Returns false once the loop that the request began on has ended.
+  // True on the thread of the home loop, and on any thread if the request began without a loop.
+  // False elsewhere, and once the home loop has ended.
   bool MaySend() const;
 
   // Returns the failures that the check asked to record, whatever the outcome.
@@ -63,12 +68,13 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
  private:
   bool AllRequested() const;
   void HandleTimeOut(int32_t i);
-  bool HandleResponse(int32_t i, int64_t sent_ms, int32_t code, const std::string& headers,
-                      const std::string& body);
   void RecordFailure(const std::string& url, int32_t code, int64_t sent_ms);
   void RemoveTimer(int32_t i);
+
+  // Each of these may destroy the helper.
+  bool HandleResponse(int32_t i, int64_t sent_ms, int32_t code, const std::string& headers,
+                      const std::string& body);
   void SwitchUnlessWaiting(int32_t i);
-  // Both may destroy the helper.
   void Succeed(const std::string& headers, const std::string& body);
   void EndIfLast(bool all_requested, const std::string& headers, const std::string& body);
 
@@ -76,13 +82,14 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
   const bool has_home;
 
   // Orders our steps across threads: an answer that finds the loop gone isn't otherwise ordered
-  // after the loop's last task. Each step acquires it first and releases it last.
+  // after the loop's last task. HandleResponse acquires it; each step that leaves the request open
+  // releases it.
   std::atomic<uint32_t> turns{0};
 
   // Used by the one thread that works.
   MultipleURLHttpRequest request;
   std::map<int32_t, std::shared_ptr<zo_base::Timer>> timers;
-  int32_t index = 0;  // the URL sent last
+  int32_t index = 0;  // the URL sent last, or to be sent next
   std::list<StatisticRecord> fail_list;
 };
 
