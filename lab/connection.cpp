@@ -24,8 +24,12 @@ using boost::system::error_code;
 // How long a TLS shutdown waits for the peer's own before the TCP shutdown follows.
 constexpr std::chrono::milliseconds kTlsShutdownLimit{200};
 
-// Takes one request at a time: waits at the gate of its plan, plays the steps of the plan, and ends
-// as the plan says. Meanwhile it keeps reading, so that it sees the peer's end at once.
+// Takes one request at a time and carries out its plan:
+//   - If the plan has a gate, the request is held there until the gate opens. Meanwhile the
+//     connection has a ticket, with which it gives up its place when it ends early.
+//   - It then plays the plan, that is, it writes the bytes of each step when they are due.
+//   - At the plan's end it takes the next request, closes, resets, or stays: open and silent.
+// It reads all the time, so that it sees the peer's end at once.
 class ConnectionImpl : public Connection, public std::enable_shared_from_this<ConnectionImpl> {
  public:
   ConnectionImpl(tcp::socket socket, ServerContext& context)
@@ -51,7 +55,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
  private:
   enum class State { kReadingRequest, kHeld, kPlaying, kStaying, kClosing, kClosed };
 
-  // Wraps a handler: it holds the connection, and does nothing once that is closed.
+  // Wraps a handler: it keeps the connection alive, and does nothing once that is closed.
   template <class... Args>
   auto Handler(void (ConnectionImpl::*method)(Args...)) {
     return [self = shared_from_this(), method](Args... args) {
@@ -78,7 +82,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   void OnWritten(error_code error, size_t size);
   void EndPlan();
   void Close();
-  void OnTlsShutdown(error_code error);
+  void ShutDownSending(error_code error);
   void Finish();
 
   ServerContext& context_;
@@ -137,7 +141,7 @@ void ConnectionImpl::Stay() {
   Read();
 }
 
-// Starts a read. One is pending in every state.
+// Starts a read. One is pending from the handshake to the end of the connection.
 void ConnectionImpl::Read() {
   if (tls_.has_value()) {
     tls_->async_read_some(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));
@@ -204,13 +208,14 @@ void ConnectionImpl::OnRequest(Request& request) {
   if (context_.observer) {
     context_.observer(request);
   }
-  if (state_ != State::kClosed) {  // the observer may have stopped the server
-    Play(MakePlan(behaviour, {request.method, request.path, request.query, reader_.keep_alive(),
-                              context_.journal.Count()}));
-  }
+  Play(MakePlan(behaviour, {request.method, request.path, request.query, reader_.keep_alive(),
+                            context_.journal.Count()}));
 }
 
 void ConnectionImpl::Play(Plan plan) {
+  if (state_ == State::kClosed) {
+    return;  // the observer has stopped the server
+  }
   plan_ = std::move(plan);
   step_ = 0;
   if (!plan_.gate.empty()) {
@@ -297,19 +302,20 @@ void ConnectionImpl::EndPlan() {
   }
 }
 
-// Ends our side. The socket is closed only after the peer's end: closing it while bytes come in
-// would reset the connection, and could lose our last bytes.
+// Ends our side: after the TLS shutdown, or at its time limit, the TCP one. The socket is closed
+// only after the peer's end: closing it while bytes come in would reset the connection, and could
+// lose our last bytes.
 void ConnectionImpl::Close() {
   state_ = State::kClosing;
   if (!tls_.has_value()) {
-    return OnTlsShutdown({});
+    return ShutDownSending({});
   }
-  tls_->async_shutdown(Handler(&ConnectionImpl::OnTlsShutdown));
+  tls_->async_shutdown(Handler(&ConnectionImpl::ShutDownSending));
   timer_.expires_after(kTlsShutdownLimit);
-  timer_.async_wait(Handler(&ConnectionImpl::OnTlsShutdown));
+  timer_.async_wait(Handler(&ConnectionImpl::ShutDownSending));
 }
 
-void ConnectionImpl::OnTlsShutdown(error_code) {
+void ConnectionImpl::ShutDownSending(error_code) {
   error_code ignored;
   socket_.shutdown(tcp::socket::shutdown_send, ignored);
 }

@@ -95,7 +95,7 @@ void RunningServer::AcceptAll() {
     }
     tcp::socket socket(io_);
     socket.assign(port_.is_v6() ? tcp::v6() : tcp::v4(), fd);
-    // As real servers do, so that the end of an answer doesn't wait for an acknowledgement.
+    // Send at once, as real servers do: the end of an answer mustn't wait for an acknowledgement.
     boost::system::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto connection = Connection::Make(std::move(socket), context_);

@@ -16,7 +16,7 @@ namespace lab {
 // One server of the lab: its port, its listener and its connections.
 // Threads: the thread of the io_context, except construction and the getters.
 // Owner:   the Lab, which destroys its io_context first.
-// Errors:  the constructor and Listen throw std::system_error.
+// Errors:  the constructor and Listen throw a std::runtime_error.
 class RunningServer {
  public:
   RunningServer(boost::asio::io_context& io, Server server, LoopbackPort port, Journal& journal,
@@ -33,7 +33,8 @@ class RunningServer {
 
   void Listen();
   void Stop();
-  // Destroys everything that uses the io_context. Requires: it doesn't run.
+  // Destroys the listener and the timer. The io_context drops the connections when it is destroyed.
+  // Requires: it doesn't run.
   void Drop() {
     listener_.reset();
     retry_.reset();
