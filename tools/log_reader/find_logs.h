@@ -8,8 +8,9 @@
 // Errors:  a folder that can't be read counts as empty.
 namespace log_reader {
 
-// Returns the logs of a client's data folder, or of a folder inside one, in order of their names. A
-// log has only its buffer file until its first flush; that counts as a log.
+// Returns the logs in `folder`, in its subfolders, and in the subfolders of its `sturdy_comp`, in
+// order of their paths. So `folder` may be a client's data folder or a folder inside one. A log has
+// only its buffer file until its first flush; that counts as a log.
 std::vector<std::string> FindLogs(const std::string& folder);
 
 // Returns the first of a log's two files that exists but can't be opened; empty if there is none.

@@ -75,7 +75,7 @@ class FailOverScene {
     stage_.StartClient();
     Expect("the first link address", kDefaultLink, Next().HostPort());
     Expect("no fetch has ended before the first answer", stage_.updates().Count() == 0);
-    return "There is no cache, and no server has answered yet.\n"
+    return "There is no cached document, and no server has answered yet.\n"
            "The client gets its default link server: " +
            std::string(kDefaultLink) + ".";
   }
@@ -107,7 +107,7 @@ class FailOverScene {
   }
 
   std::string Hold() {
-    // Hold a server whose turn it isn't.
+    // Hold a server out of turn.
     stage_.client().service().HoldLinkAddress("192.0.2.3", 8003);
     ExpectNext(FirstList()[2], false);
     return "The client holds the server that worked: " + FirstList()[2] +
@@ -138,7 +138,7 @@ class FailOverScene {
     stage_.client().service().Update(net::kIPFamilyAny);
     Expect("a fetch is running", lab_.WaitForHeld("late", 1, kStepLimit));
     stage_.client().object().SetBusinessToken("second-key");
-    // The new token is fetched with at once.
+    // The client fetches with the new token at once.
     const Updates::Update update = stage_.WaitForUpdate(3);
     Expect("the new list", Join(SecondList()), Join(update.links));
     const std::string query = lab_.RequestsOf("good").back().query;

@@ -77,7 +77,7 @@ void WriteOptions(std::ostream& out, const CLI::App& app) {
   }
 }
 
-// Writes a text line by line, as --help has it.
+// Writes a text without filling, so that its lines stay as in --help.
 void WriteVerbatim(std::ostream& out, const std::string& text) {
   if (!text.empty()) {
     out << ".PP\n.nf\n" << Roff(text) << "\n.fi\n";
@@ -121,16 +121,16 @@ void WriteValueCases(std::ostream& out, const CLI::App& app, const std::string& 
   }
 }
 
-// Writes a line of a case: options and positional arguments of a command.
+// Writes a line of a case: options, subcommands and positional arguments of a command.
 void WriteWordCase(std::ostream& out, const CLI::App& app, const std::string& command) {
   std::vector<std::string> words;
   std::string places;
   for (const CLI::Option* option : Visible(app)) {
     const std::vector<std::string> names = Spellings(*option);
     words.insert(words.end(), names.begin(), names.end());
-    if (option->get_positional() && SetOf(option->get_type_name()).empty()) {
-      const std::string found = Candidates(option->get_type_name());
-      places = found[1] == 'W' ? places : found;
+    const std::string type = option->get_type_name();
+    if (option->get_positional() && (type == "DIR" || type == "FILE")) {
+      places = Candidates(type);
     }
   }
   for (const CLI::App* next : Commands(app)) {
@@ -217,6 +217,7 @@ std::string BashCompletion(const CLI::App& app) {
 void AddPageOptions(CLI::App& app) {
   app.set_version_flag("--version", STURDY_VERSION_STRING, "Print the version and exit");
   const auto hidden = [&app](const std::string& name, std::string (*page)(const CLI::App&)) {
+    // CLI11 prints the text of this exception, and the program exits with 0.
     app.add_flag_callback(name, [&app, page] { throw CLI::CallForVersion(page(app), 0); })
         ->group("");
   };
