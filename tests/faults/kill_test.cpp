@@ -28,7 +28,7 @@ namespace {
 
 constexpr char kFromCache[] = "link one.example:1";
 constexpr char kFromDefaults[] = "link default.example:9";
-constexpr char kCut[] = "sturdy_comp.log.tmp";
+constexpr char kNewerHalf[] = "sturdy_comp.log.tmp";  // of a log that is being cut
 
 lab::Scenario Servers() {
   lab::HostBook book;
@@ -53,7 +53,7 @@ class Killed : public testing::Test {
                                            .expires_in = std::chrono::milliseconds(0)});
   }
 
-  // Returns the log as the next start makes it of the files of a dead process.
+  // Returns what the log will be after the next start.
   [[nodiscard]] std::string LogToCome() const {
     const std::string log = left_.LogText();
     const std::string buffer = left_.BufferText();
@@ -62,7 +62,7 @@ class Killed : public testing::Test {
                                 std::string(zo_base::kOldTextEnd);
   }
 
-  // Starts a client that kills itself at a random moment.
+  // Starts a client that kills itself at a random moment. CTest's time limit ends one that hangs.
   void Spawn(const std::string& killed_at, unsigned most_ms) {
     child_.emplace(std::vector<std::string>{FAULT_HOST, folder_.path(), lab_.Url("lbs", kLbsPath),
                                             killed_at,
@@ -93,13 +93,13 @@ class Killed : public testing::Test {
 
   void ExpectGoodFiles() {
     left_.ExpectCachesUsableOrEmpty();
-    EXPECT_TRUE(!std::filesystem::exists(left_.folder() + kCut) ||
+    EXPECT_TRUE(!std::filesystem::exists(left_.folder() + kNewerHalf) ||
                 left_.LogText().size() >= kLogBytes / 2)
-        << "a cut that has begun has cost more than the older half";
+        << "the log has lost more than the older half, which a cut takes";
     ExpectWholeLines(LogToCome());
   }
-  // The text has every line of the last victim, except those that a cut took from the front. The
-  // line that it was writing is there whole or not at all.
+  // The text has every line of the last victim, except those that were cut off with the older half
+  // of the log. The line that it was writing is there whole or not at all.
   void ExpectWholeLines(const std::string& text);
 
   const lab::Lab lab_{Servers()};
@@ -110,15 +110,15 @@ class Killed : public testing::Test {
   std::optional<lab::Child> child_;
   pid_t victim_ = 0;
   int from_defaults_ = 0;
-  int most_copies_ = 2;  // of a line, which a process has left in the log and in the buffer
+  int most_copies_ = 2;  // of a line: in the log, in the buffer, 1 more per client killed at start
   const unsigned seed_ = std::random_device()();
   std::mt19937 random_{seed_};
 };
 
 void Killed::ExpectWholeLines(const std::string& text) {
-  // Count the copies of each numbered line, and refuse lines that aren't whole.
+  // Check that lines are whole, and count their copies. Skip line 1: the log may be cut inside it.
   std::map<int, int> copies[kWritingThreads];
-  std::istringstream stream(text.substr(std::min(text.find('\n'), text.size())));  // cut anywhere
+  std::istringstream stream(text.substr(std::min(text.find('\n'), text.size())));
   std::string line;
   std::getline(stream, line);
   for (std::string next; !line.empty() || stream; line = next) {
@@ -133,7 +133,7 @@ void Killed::ExpectWholeLines(const std::string& text) {
       continue;
     }
     if (thread >= kWritingThreads || !line.ends_with("] " + NumberedLine(thread, number))) {
-      // The first half of a flush, followed by the buffer's text, which has the whole line.
+      // A flush was torn in this line; the buffer's text after it has the whole line.
       EXPECT_TRUE(line.ends_with("\r") && next.find("file begin--") != next.npos) << line;
     } else if (process == victim_) {
       EXPECT_LE(++copies[thread][number], most_copies_) << line;
