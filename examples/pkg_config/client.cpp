@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
   lbs.enable = true;
   std::snprintf(lbs.lbs_url, sizeof(lbs.lbs_url), "%s", argv[1]);
   std::strcpy(lbs.default_link_v4, "192.0.2.1:8080");
+  std::strcpy(lbs.default_link_v6, "[2001:db8::1]:8080");
   zo_sturdy::IZOSturdyLBSService* service = zo_sturdy::GetSturdyObject(id)->GetLBSService();
   std::promise<int> update;
   first_update = &update;

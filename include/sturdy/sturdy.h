@@ -17,8 +17,9 @@
 //          belong to the client.
 // Errors:  there are no error codes: results are a bool, a text or a null pointer. A call with a
 //          null pointer for a text or an output does nothing and returns false. A call out of
-//          order does nothing either. Only the two calls that create threads can throw:
-//          StartSturdyEnvironment and the service's Start.
+//          order does nothing either. The two calls that create threads, StartSturdyEnvironment and
+//          the service's Start, throw if there is no thread left. Without memory any call can throw
+//          std::bad_alloc.
 // Texts:   an input text ends at its NUL. A text in an array of a record also ends at the end of
 //          the array. An output text is written WITHOUT a NUL and without a length: zero the
 //          buffer first, and make it as large as the k...BufferSize constant that the operation
@@ -89,12 +90,12 @@ const size_t kQueryHostBufferSize = 2 * kMaxDocumentSize + 1;
 
 // The settings of an environment. Texts end with a NUL, or at the end of their array.
 struct _ZOSturdyEnvironmentSettings {
-  char business[32];           // business name; empty: "im_g1"
+  char business[32];           // business name, also sent to HTTP DNS; empty: "im_g1"
   char business_token[128];    // the application's key; may be empty and come later
-  char sdk_version_text[128];  // the client's version as text
-  int32_t sv;                  // sent to the LBS servers as "sv"
+  char sdk_version_text[128];  // the client's version as text, sent to HTTP DNS
+  int32_t sv;                  // sent to the LBS servers as "sv", and to HTTP DNS
   int32_t pv;                  // sent to the LBS servers as "pv"
-  int32_t tp;                  // sent to the LBS servers as "tp"
+  int32_t tp;                  // sent to the LBS servers as "tp", and to HTTP DNS
   // Folder (UTF-8) under which all files live: cache and log, in "sturdy_comp/<32 digits>/". It is
   // created if it is missing. The files contain the token; only the user that runs the process may
   // read them. A relative path is taken from the working directory at the start. If the folder
@@ -162,7 +163,7 @@ class IZOSturdyLBSService {
   // Fetches a new document in the background; the update callback reports the outcome. Does nothing
   // while a fetch is under way. `family`: URLs whose host is an address of another family are left
   // out; kIPFamilyAny leaves out none, a value without a name all of them. If no URL is left, the
-  // fetch stays under way until the token or the network changes.
+  // fetch stays under way until the token changes or, with a token set, the network's family does.
   virtual void Update(net::AddressFamily family) = 0;
 
   // Sets the function to call after each fetch; null for none. `code` is 200 if `lbs_response` is
@@ -181,13 +182,15 @@ class IZOSturdyLBSService {
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
   // Writes the next address to connect to: the servers of the document in turn, then a default,
-  // then the first server again. Every third default causes a fetch, unless one is under way.
+  // then the first server again. The third default since the last request for a fetch causes one,
+  // unless one is under way.
   // `host`: kLinkHostBufferSize bytes, zeroed; a host name, or an address, IPv6 in brackets.
   // `*port`: in host byte order; 0 if the list gives none.
   // `*family`: in, the wanted family: servers that are addresses of another family are skipped,
   // none with kIPFamilyAny. Out, the family of the address, kIPFamilyAny for a host name.
-  // Returns true, except before Start or with a null pointer. The host is empty if neither the list
-  // nor the defaults have an address for the family.
+  // A default is returned whatever its family.
+  // Returns true, except before Start or with a null pointer. The host is empty only if no server
+  // fits and `*family` is a value without a name, or if the text in the list has no host (":80").
   virtual bool GetLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
 
   // Write values of the document: the download address "vltdl", the lists "vltdls" and "vlt" as
