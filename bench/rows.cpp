@@ -206,14 +206,14 @@ void AddStart(std::vector<Row>& rows) {
     rows.push_back({.work = work,
                     .ours = "start/" + source + once,
                     .peer = "start/four_threads" + once,
-                    .peer_name = "the start of its four threads",
+                    .peer_name = "the start of four threads with a task loop",
                     .aim = AtMostMsOver(3),
                     .reason = kStart,
                     .is_headline = source == "cache"});
     rows.push_back({.work = work + ", once the system has loaded it",
                     .ours = "start/" + source + "_from_main" + once,
                     .peer = "start/four_threads" + once,
-                    .peer_name = "the start of its four threads",
+                    .peer_name = "the start of four threads with a task loop",
                     .aim = kInforms});
   }
 }

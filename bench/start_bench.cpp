@@ -1,6 +1,6 @@
 // Measures the time from the start of a process to its first link address, with the cache of an
-// earlier run and without. Limit: the starts of its four threads, each of which waits for a
-// millisecond.
+// earlier run and without. Limit: the starts of four threads with a task loop, each of which waits
+// for a millisecond.
 #include <benchmark/benchmark.h>
 
 #include <array>
