@@ -58,6 +58,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR
                                              PATTERN "client-guide.md"
                                              PATTERN "lab-scenario.md"
                                              PATTERN "log-and-cache-files.md")
+# It has no links, since it lies elsewhere in the source.
+install(FILES ${PROJECT_SOURCE_DIR}/SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development)
 

@@ -103,13 +103,13 @@ struct _ZOSturdyEnvironmentSettings {
   char data_path[1024];
 };
 
-// The settings of the LBS service. An empty default link selects the built-in one. An empty list
-// is filled with the defaults of the wanted family. A URL of 512 bytes, so without a NUL, counts as
-// empty.
+// The settings of the LBS service. An empty default link selects the built-in one. An empty
+// default_link_list is filled with the defaults of the wanted family. A URL of 512 bytes, so
+// without a NUL, counts as empty. TLS doesn't check certificates: authenticate the link servers.
 struct _ZOSturdyLBSSettings {
   bool enable;                        // false: the built-in values apply, the record's don't
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
-  char lbs_backup_urls[5][512];       // further LBS URLs; they replace all built-in ones
+  char lbs_backup_urls[5][512];       // further LBS URLs; no built-in one is added
   char default_link_v4[128];          // "host:port" of the default IPv4 link server
   char default_link_v6[128];          // "host:port" of the default IPv6 link server
   char default_link_list[5][128];     // link servers to use before any server has answered
@@ -162,8 +162,9 @@ class IZOSturdyLBSService {
 
   // Fetches a new document in the background; the update callback reports the outcome. Does nothing
   // while a fetch is under way. `family`: URLs whose host is an address of another family are left
-  // out; kIPFamilyAny leaves out none, a value without a name all of them. If no URL is left, the
-  // fetch stays under way until the token changes or, with a token set, the network's family does.
+  // out. With kIPFamilyAny no URL is left out. With a value without a name, every URL whose host is
+  // an address is left out. If no URL is left, the fetch stays under way until the token changes
+  // or, with a token set, the network's family does.
   virtual void Update(net::AddressFamily family) = 0;
 
   // Sets the function to call after each fetch; null for none. `code` is 200 if `lbs_response` is
@@ -186,9 +187,9 @@ class IZOSturdyLBSService {
   // unless one is under way.
   // `host`: kLinkHostBufferSize bytes, zeroed; a host name, or an address, IPv6 in brackets.
   // `*port`: in host byte order; 0 if the list gives none.
-  // `*family`: in, the wanted family: servers that are addresses of another family are skipped,
-  // none with kIPFamilyAny. Out, the family of the address, kIPFamilyAny for a host name.
-  // A default is returned whatever its family.
+  // `*family`: in, the wanted family: servers that are addresses of another family are skipped.
+  // With kIPFamilyAny no server is skipped. A default is returned whatever its family.
+  // Out, the family of the address, kIPFamilyAny for a host name.
   // Returns true, except before Start or with a null pointer. The host is empty only if no server
   // fits and `*family` is a value without a name, or if the text in the list has no host (":80").
   virtual bool GetLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
