@@ -18,6 +18,7 @@ class HeldLoop : public LoopFixture {
  protected:
   using Work = std::function<void()>;
 
+  HeldLoop() { may_go_on = go_on.get_future(); }
   ~HeldLoop() override {
     BaseThread::SetStepHookForTest(nullptr);
     thread->Stop();  // it may still be inside the hook
@@ -42,7 +43,7 @@ class HeldLoop : public LoopFixture {
       LoopStep expected = step;
       if (foreign_step.compare_exchange_strong(expected, LoopStep::kPassEnds)) {
         reached.set_value();
-        go_on.get_future().wait();
+        may_go_on.wait();
       }
     } else if (!is_armed) {
       if (step == LoopStep::kWaitComputed) {
@@ -87,8 +88,9 @@ class HeldLoop : public LoopFixture {
   std::promise<void> came;
   std::promise<void> arrived;
   std::promise<void> reached;
+  std::future<void> may_go_on;
   std::jthread other;
-  std::promise<void> go_on;  // destroyed before `other`, which may wait for it
+  std::promise<void> go_on;  // destroyed before `other`, which may wait for its future
 };
 
 class AtStep : public HeldLoop, public testing::WithParamInterface<LoopStep> {};
