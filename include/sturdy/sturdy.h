@@ -107,7 +107,7 @@ struct _ZOSturdyEnvironmentSettings {
 // default_link_list is filled with the defaults of the wanted family. A URL of 512 bytes, so
 // without a NUL, counts as empty. TLS doesn't check certificates: authenticate the link servers.
 struct _ZOSturdyLBSSettings {
-  bool enable;                        // false: the built-in values apply, the record's don't
+  bool enable;                        // false: built-in values; only failure reports use the family
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
   char lbs_backup_urls[5][512];       // further LBS URLs; no built-in one is added
   char default_link_v4[128];          // "host:port" of the default IPv4 link server
@@ -154,7 +154,7 @@ class IZOSturdyLBSService {
   // reads the cache of the last run or builds a document from the defaults, so GetLinkAddress has
   // an answer at once. Then, if a token is set, it fetches a new document in the background.
   // Returns false if the environment has been exited.
-  // `settings.address_family`: a value above 2 counts as IPv4.
+  // `settings.address_family`: for fetches and links, a value above 2 counts as IPv4.
   // Throws std::exception if there is no memory or no thread left. The service isn't started then,
   // and another Start tries again.
   // Blocks: while it reads and writes one cache file and starts a thread.
