@@ -203,15 +203,16 @@ void AddStart(std::vector<Row>& rows) {
   const std::string once = "/iterations:10/manual_time";
   for (const std::string source : {"cache", "defaults"}) {
     const std::string work = "process start to first address, from the " + source;
+    const std::string ours = "start/" + source;
     rows.push_back({.work = work,
-                    .ours = "start/" + source + once,
+                    .ours = ours + once,
                     .peer = "start/four_threads" + once,
                     .peer_name = "the start of four threads with a task loop",
                     .aim = AtMostMsOver(3),
                     .reason = kStart,
                     .is_headline = source == "cache"});
     rows.push_back({.work = work + ", once the system has loaded it",
-                    .ours = "start/" + source + "_from_main" + once,
+                    .ours = ours + "_from_main" + once,
                     .peer = "start/four_threads" + once,
                     .peer_name = "the start of four threads with a task loop",
                     .aim = kInforms});
