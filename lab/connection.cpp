@@ -221,14 +221,14 @@ void ConnectionImpl::Play(Plan plan) {
   if (!plan_.gate.empty()) {
     state_ = State::kHeld;
     // The gate opens on another thread. The connection may be gone by then.
-    ticket_ = context_.journal.Hold(plan_.gate,
-                                    [executor = socket_.get_executor(), weak = weak_from_this()] {
-                                      asio::post(executor, [weak] {
-                                        if (const auto self = weak.lock()) {
-                                          self->OnGate();
-                                        }
-                                      });
+    ticket_ = context_.gates.Hold(plan_.gate,
+                                  [executor = socket_.get_executor(), weak = weak_from_this()] {
+                                    asio::post(executor, [weak] {
+                                      if (const auto self = weak.lock()) {
+                                        self->OnGate();
+                                      }
                                     });
+                                  });
     if (ticket_ != 0) {
       return;
     }
@@ -245,7 +245,7 @@ void ConnectionImpl::OnGate() {
 
 void ConnectionImpl::LeaveGate() {
   if (ticket_ != 0) {
-    context_.journal.Unhold(plan_.gate, std::exchange(ticket_, 0));
+    context_.gates.Unhold(plan_.gate, std::exchange(ticket_, 0));
   }
 }
 

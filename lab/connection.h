@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "lab/gates.h"
 #include "lab/journal.h"
 #include "lab/scenario.h"
 #include "lab/script.h"
@@ -15,6 +16,7 @@ namespace lab {
 struct ServerContext {
   const Server& server;
   Journal& journal;
+  Gates& gates;
   Script& script;
   std::function<void(const Request&)> observer;
   std::unique_ptr<boost::asio::ssl::context> tls;  // null for a plain server

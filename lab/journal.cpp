@@ -1,8 +1,16 @@
 #include "lab/journal.h"
 
-#include <utility>
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
 
 namespace lab {
+
+Journal::Journal(const std::vector<std::string>& servers) {
+  for (const std::string& server : servers) {
+    connections_[server];
+  }
+}
 
 void Journal::Add(Request& request) {
   const auto since = std::chrono::steady_clock::now() - begin_;
@@ -18,6 +26,23 @@ std::vector<Request> Journal::Requests() const {
   return requests_;
 }
 
+std::vector<Request> Journal::RequestsOf(const std::string& server) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  OfLocked(server);
+  std::vector<Request> of_server;
+  std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(of_server),
+               [&](const Request& request) { return request.server == server; });
+  return of_server;
+}
+
+std::vector<Request> Journal::RequestsFor(const std::string& path) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<Request> for_path;
+  std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(for_path),
+               [&](const Request& request) { return request.path == path; });
+  return for_path;
+}
+
 void Journal::Forget() {
   const std::lock_guard<std::mutex> lock(mutex_);
   std::vector<Request>().swap(requests_);  // frees the memory too, for tests that measure the heap
@@ -26,6 +51,18 @@ void Journal::Forget() {
 int Journal::Count() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return count_;
+}
+
+bool Journal::WaitForRequests(size_t count, Limit limit) const {
+  return Wait(limit, [&] { return requests_.size() >= count; });
+}
+
+bool Journal::WaitForRequestsFor(const std::string& path, size_t count, Limit limit) const {
+  const auto is_for_path = [&](const Request& request) { return request.path == path; };
+  return Wait(limit, [&] {
+    return static_cast<size_t>(std::count_if(requests_.begin(), requests_.end(), is_for_path)) >=
+           count;
+  });
 }
 
 bool Journal::WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
@@ -47,9 +84,12 @@ void Journal::Closed(const std::string& server) {
   changed_.notify_all();
 }
 
-Journal::Connections Journal::OfLocked(const std::string& server) const {
+const Journal::Connections& Journal::OfLocked(const std::string& server) const {
   const auto found = connections_.find(server);
-  return found == connections_.end() ? Connections() : found->second;
+  if (found == connections_.end()) {
+    throw std::invalid_argument("the lab has no server \"" + server + "\"");
+  }
+  return found->second;
 }
 
 int Journal::Accepted(const std::string& server) const {
@@ -68,42 +108,6 @@ bool Journal::WaitForAccepted(const std::string& server, int at_least, Limit lim
 
 bool Journal::WaitForOpen(const std::string& server, int exactly, Limit limit) const {
   return Wait(limit, [&] { return OfLocked(server).open == exactly; });
-}
-
-uint64_t Journal::Hold(const std::string& gate, std::function<void()> go) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (gates_[gate].open) {
-    return 0;
-  }
-  gates_[gate].held.emplace(++last_ticket_, std::move(go));
-  changed_.notify_all();
-  return last_ticket_;
-}
-
-void Journal::Unhold(const std::string& gate, uint64_t ticket) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  gates_[gate].held.erase(ticket);
-}
-
-int Journal::Release(const std::string& gate, bool for_good) {
-  std::map<uint64_t, std::function<void()>> held;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    held.swap(gates_[gate].held);
-    gates_[gate].open = gates_[gate].open || for_good;
-  }
-  for (const auto& [ticket, go] : held) {
-    go();
-  }
-  return static_cast<int>(held.size());
-}
-
-bool Journal::WaitForHeld(const std::string& gate, int at_least, Limit limit) const {
-  return Wait(limit, [&] {
-    const auto found = gates_.find(gate);
-    const size_t held = found == gates_.end() ? 0 : found->second.held.size();
-    return static_cast<int>(held) >= at_least;
-  });
 }
 
 }  // namespace lab

@@ -13,7 +13,6 @@
 #include <thread>
 #include <utility>
 
-#include "lab/journal.h"
 #include "lab/port_reservation.h"
 #include "lab/running_server.h"
 #include "lab/scenario_check.h"
@@ -41,13 +40,22 @@ class AllSignalsBlocked {
   sigset_t before_{};
 };
 
+std::vector<std::string> NamesOf(const Scenario& scenario) {
+  std::vector<std::string> names;
+  for (const Server& server : scenario.servers) {
+    names.push_back(server.name);
+  }
+  return names;
+}
+
 }  // namespace
 
 // The servers and the thread that runs them. The io_context holds the connections, and they use the
 // servers, the journal and the script, so it ends first.
 class Lab::Impl {
  public:
-  Impl(const Scenario& scenario, Observer observer) : observer_(std::move(observer)) {
+  Impl(const Scenario& scenario, Observer observer)
+      : journal(NamesOf(scenario)), observer_(std::move(observer)) {
     scenario.Check();
     StartServers(scenario);
     for (const Server& server : scenario.servers) {
@@ -100,6 +108,7 @@ class Lab::Impl {
   const std::vector<std::unique_ptr<RunningServer>>& servers() const { return servers_; }
 
   Journal journal;
+  Gates gates;
   Script script;
 
  private:
@@ -108,7 +117,7 @@ class Lab::Impl {
     for (size_t i = 0; i < scenario.servers.size(); ++i) {
       const Server& server = scenario.servers[i];
       servers_.push_back(std::make_unique<RunningServer>(*io_, server, std::move(ports[i]), journal,
-                                                         script, observer_));
+                                                         gates, script, observer_));
       try {
         servers_.back()->Listen();
       } catch (const std::system_error& error) {
@@ -147,67 +156,12 @@ std::string Lab::CertificatePem(const std::string& server) const {
   return impl_->At(server).certificate_pem();
 }
 
-std::vector<Request> Lab::Requests() const {
-  return impl_->journal.Requests();
-}
-
-std::vector<Request> Lab::RequestsOf(const std::string& server) const {
-  impl_->At(server);
-  std::vector<Request> of_server;
-  for (Request& request : impl_->journal.Requests()) {
-    if (request.server == server) {
-      of_server.push_back(std::move(request));
-    }
-  }
-  return of_server;
-}
-
-std::vector<Request> Lab::RequestsFor(const std::string& path) const {
-  std::vector<Request> for_path;
-  for (Request& request : impl_->journal.Requests()) {
-    if (request.path == path) {
-      for_path.push_back(std::move(request));
-    }
-  }
-  return for_path;
+const Journal& Lab::journal() const {
+  return impl_->journal;
 }
 
 void Lab::ForgetRequests() {
   impl_->journal.Forget();
-}
-
-bool Lab::WaitForRequests(size_t count, Limit limit) const {
-  return WaitFor([count](const std::vector<Request>& all) { return all.size() >= count; }, limit);
-}
-
-bool Lab::WaitForRequestsFor(const std::string& path, size_t count, Limit limit) const {
-  return WaitFor(
-      [&](const std::vector<Request>& all) {
-        const auto is_for_path = [&](const Request& request) { return request.path == path; };
-        return static_cast<size_t>(std::count_if(all.begin(), all.end(), is_for_path)) >= count;
-      },
-      limit);
-}
-
-bool Lab::WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
-                  Limit limit) const {
-  return impl_->journal.WaitFor(predicate, limit);
-}
-
-int Lab::Accepted(const std::string& server) const {
-  return impl_->journal.Accepted(impl_->At(server).name());
-}
-
-int Lab::Open(const std::string& server) const {
-  return impl_->journal.Open(impl_->At(server).name());
-}
-
-bool Lab::WaitForAccepted(const std::string& server, int at_least, Limit limit) const {
-  return impl_->journal.WaitForAccepted(impl_->At(server).name(), at_least, limit);
-}
-
-bool Lab::WaitForOpen(const std::string& server, int exactly, Limit limit) const {
-  return impl_->journal.WaitForOpen(impl_->At(server).name(), exactly, limit);
 }
 
 void Lab::SetBehaviours(const std::string& server, const std::string& path,
@@ -215,16 +169,8 @@ void Lab::SetBehaviours(const std::string& server, const std::string& path,
   impl_->SetBehaviours(server, path, std::move(behaviours));
 }
 
-bool Lab::WaitForHeld(const std::string& gate, int at_least, Limit limit) const {
-  return impl_->journal.WaitForHeld(gate, at_least, limit);
-}
-
-int Lab::Release(const std::string& gate) {
-  return impl_->journal.Release(gate, false);
-}
-
-void Lab::OpenGate(const std::string& gate) {
-  impl_->journal.Release(gate, true);
+Gates& Lab::gates() {
+  return impl_->gates;
 }
 
 void Lab::StopListening(const std::string& server) {

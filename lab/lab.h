@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "lab/gates.h"
+#include "lab/journal.h"
 #include "lab/request.h"
 #include "lab/scenario.h"
 
@@ -15,7 +17,7 @@ namespace lab {
 // Loopback servers that play a scenario and record every request while the object exists.
 //   lab::Lab lab({lab::HttpServer("good").On("/lbs/conf.jsp", lab::Answer(document))});
 //   ... use lab.Url("good", "/lbs/conf.jsp") ...
-//   ASSERT_TRUE(lab.WaitForRequests(1, std::chrono::seconds(5)));
+//   ASSERT_TRUE(lab.journal().WaitForRequests(1, std::chrono::seconds(5)));
 // Threads: its own thread serves all connections. All methods may be called on any other thread.
 // Owner:   the caller. The destructor returns promptly, whatever state the connections are in.
 // Errors:  the constructor throws ScenarioError (bad scenario, port taken). The name of an unknown
@@ -39,33 +41,16 @@ class Lab {
   // The server's certificate; empty for a plain server.
   std::string CertificatePem(const std::string& server) const;
 
-  // The requests so far, in order of arrival over all servers.
-  std::vector<Request> Requests() const;
-  std::vector<Request> RequestsOf(const std::string& server) const;
-  std::vector<Request> RequestsFor(const std::string& path) const;
+  // What the servers have seen so far.
+  const Journal& journal() const;
   void ForgetRequests();
-  [[nodiscard]] bool WaitForRequests(size_t count, Limit limit) const;
-  [[nodiscard]] bool WaitForRequestsFor(const std::string& path, size_t count, Limit limit) const;
-  // The predicate runs with the journal locked and must not call the lab.
-  [[nodiscard]] bool WaitFor(const std::function<bool(const std::vector<Request>&)>& predicate,
-                             Limit limit) const;
-
-  // Connections, for servers that never see a request. An accepted connection counts as open until
-  // both sides have closed it.
-  int Accepted(const std::string& server) const;
-  int Open(const std::string& server) const;
-  [[nodiscard]] bool WaitForAccepted(const std::string& server, int at_least, Limit limit) const;
-  [[nodiscard]] bool WaitForOpen(const std::string& server, int exactly, Limit limit) const;
 
   // Replaces or adds the behaviours of a route, for requests that come from now on.
   void SetBehaviours(const std::string& server, const std::string& path,
                      std::vector<Behaviour> behaviours);
 
-  // Gates of behaviours made with HeldAt. Release lets the requests pass that wait there now, and
-  // returns their number. OpenGate also lets all later ones pass.
-  [[nodiscard]] bool WaitForHeld(const std::string& gate, int at_least, Limit limit) const;
-  int Release(const std::string& gate);
-  void OpenGate(const std::string& gate);
+  // Holds and releases the requests of behaviours made with HeldAt.
+  Gates& gates();
 
   // Stops a server, which keeps its port and resets its connections, and starts it again. Both
   // block until that is done. Resuming a server that listens does nothing.

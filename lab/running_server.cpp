@@ -22,12 +22,11 @@ constexpr std::chrono::milliseconds kAcceptRetry(50);
 }  // namespace
 
 RunningServer::RunningServer(asio::io_context& io, Server server, LoopbackPort port,
-                             Journal& journal, Script& script,
+                             Journal& journal, Gates& gates, Script& script,
                              const std::function<void(const Request&)>& observer)
-    : io_(io),
-      server_(std::move(server)),
-      port_(std::move(port)),
-      context_{server_, journal, script, observer, nullptr} {
+    : io_(io), server_(std::move(server)), port_(std::move(port)), context_{server_,  journal,
+                                                                            gates,    script,
+                                                                            observer, nullptr} {
   if (!server_.https) {
     return;
   }

@@ -20,7 +20,7 @@ namespace lab {
 class RunningServer {
  public:
   RunningServer(boost::asio::io_context& io, Server server, LoopbackPort port, Journal& journal,
-                Script& script, const std::function<void(const Request&)>& observer);
+                Gates& gates, Script& script, const std::function<void(const Request&)>& observer);
   RunningServer(const RunningServer&) = delete;
   RunningServer& operator=(const RunningServer&) = delete;
 

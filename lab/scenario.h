@@ -54,7 +54,7 @@ struct Behaviour {
   Behaviour& InPieces(int count,
                       int over_ms);         // sends the body in pieces, the last at `over_ms`
   Behaviour& Truncated(int missing_bytes);  // announces more bytes than it sends, then closes
-  Behaviour& HeldAt(std::string gate);      // waits for Lab::Release(gate) first
+  Behaviour& HeldAt(std::string gate);      // waits for Gates::Release(gate) first
 
   Kind kind = Kind::kAnswer;
   int status = 200;

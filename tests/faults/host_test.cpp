@@ -102,7 +102,7 @@ class Host : public ClientTest {
 TEST_F(Host, ProgramStartedInATransferInheritsNoFileAndNoConnection) {
   lab_->SetBehaviours("lbs", kLbsPath, {lab::Behaviour(good_).HeldAt(kGate)});
   FetchOnce();
-  EXPECT_TRUE(lab_->WaitForHeld(kGate, 1, kPatience));
+  EXPECT_TRUE(lab_->gates().WaitForHeld(kGate, 1, kPatience));
   const std::string open = DescriptorsOfAProgram();
   EXPECT_EQ(open.find(folder_.path()), std::string::npos) << open;
   const std::vector<std::string> sockets = NetworkSockets();
@@ -110,7 +110,7 @@ TEST_F(Host, ProgramStartedInATransferInheritsNoFileAndNoConnection) {
   for (const std::string& socket : sockets) {
     EXPECT_EQ(open.find(socket), std::string::npos) << open;
   }
-  EXPECT_EQ(lab_->Release(kGate), 1);
+  EXPECT_EQ(lab_->gates().Release(kGate), 1);
   EXPECT_EQ(AwaitUpdate().first, 200);
 }
 

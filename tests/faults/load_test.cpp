@@ -158,7 +158,7 @@ class BusyHour : public FrozenClient {
       const Amounts held = Held();
       return std::equal(held.begin(), held.end(), most.begin(), std::less_equal<>()) &&
              std::all_of(servers_.begin(), servers_.end(),
-                         [&](const char* server) { return lab_.Open(server) == 0; });
+                         [&](const char* server) { return lab_.journal().Open(server) == 0; });
     });
   }
   // Brings the client into the same state each time: a short document, good servers, and no

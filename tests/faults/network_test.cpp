@@ -50,7 +50,7 @@ TEST_P(OneFamily, IsLearnedFromTheClient) {
   zo_sturdy::GetSturdyObject(1)->NotifyNetworkChanged(GetParam());
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[multiple]Send sub url request:" + urls[0]), SizeIs(1));
-  EXPECT_THAT(lab.Requests(), SizeIs(2));
+  EXPECT_THAT(lab.journal().Requests(), SizeIs(2));
   EXPECT_EQ(Link(service, GetParam()), is_v4 ? "192.0.2.1:1" : "[2001:db8::1]:1");
 }
 
@@ -72,7 +72,7 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[lbs] Check response index:0 code:0"), SizeIs(1));
   EXPECT_THAT(log_.With("[multiple]User http dns, host:lbs.example"), SizeIs(1));
-  EXPECT_EQ(lab.RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");
+  EXPECT_EQ(lab.journal().RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");
 
   service.Update(net::kIPFamilyAny);
   ASSERT_TRUE(log_.WaitForCount("[multiple]Send sub url request:http://lbs.example", 2));

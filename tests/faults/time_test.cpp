@@ -54,14 +54,14 @@ TEST_P(ClockFault, MovesNoTimerAndEndsALease) {
 
   // Set during a request: a failure's time is what the clock says, as far as the field can.
   service_->Update(net::kIPFamilyAny);
-  ASSERT_TRUE(lab_.WaitForHeld("gate", 1, kPatience));
+  ASSERT_TRUE(lab_.gates().WaitForHeld("gate", 1, kPatience));
   clock_.SetWall(begin_ms_ + jump_ms_);
-  lab_.Release("gate");
+  lab_.gates().Release("gate");
   EXPECT_EQ(AwaitUpdate().first, 200);
   EXPECT_THAT(log_.With("[time out]"), IsEmpty());
   nlohmann::json report;
   ASSERT_TRUE(WaitUntil([&] {  // among those of earlier failures, in any order
-    const auto requests = lab_.RequestsFor(lab::kReportPath);
+    const auto requests = lab_.journal().RequestsFor(lab::kReportPath);
     return std::any_of(requests.begin(), requests.end(), [&](const lab::Request& request) {
       report = nlohmann::json::parse(request.body).at(0);
       return report.at("timestamp") == begin_ms_ + jump_ms_;
@@ -73,14 +73,15 @@ TEST_P(ClockFault, MovesNoTimerAndEndsALease) {
 
   // A silent URL has its two seconds, no more.
   service_->Update(net::kIPFamilyAny);
-  ASSERT_TRUE(WaitUntil([&] { return lab_.RequestsOf("lbs").size() == 4; }));
+  ASSERT_TRUE(WaitUntil([&] { return lab_.journal().RequestsOf("lbs").size() == 4; }));
   AdvanceAgent(2000);
   EXPECT_EQ(AwaitUpdate().first, 200);
   for (int i = 0; i < 2; ++i) {
     EXPECT_THAT(Query("a.test"), HasSubstr(kAddress));
-    EXPECT_THAT(lab_.RequestsFor(lab::kHostQueryPath), SizeIs(2)) << "asked once more, and kept";
+    EXPECT_THAT(lab_.journal().RequestsFor(lab::kHostQueryPath), SizeIs(2))
+        << "asked once more, and kept";
   }
-  EXPECT_THAT(lab_.RequestsFor(lab::kServiceTablePath), IsEmpty());
+  EXPECT_THAT(lab_.journal().RequestsFor(lab::kServiceTablePath), IsEmpty());
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ TEST(TwoProcesses, OnOneDataFolderLoseLinesAndCachesAndNothingElse) {
       EXPECT_TRUE(link.ends_with(".example:1") || link == "link default.example:9") << link;
       child->Signal();
     }
-    EXPECT_TRUE(lab.WaitForRequests(40 * round, kPatience));
+    EXPECT_TRUE(lab.journal().WaitForRequests(40 * round, kPatience));
     one.Signal();
     other.Signal();
     EXPECT_EQ(one.ReadRest() + other.ReadRest(), "");

@@ -83,8 +83,8 @@ TEST(LabTest, EachFaultBelowHttpReachesTheClient) {
     EXPECT_THAT(fetched.code, code);
     EXPECT_EQ(fetched.handshake_done, shakes_hands);
     const bool accepts = listening != Listening::kRefuse && listening != Listening::kNeverConnect;
-    EXPECT_TRUE(lab.WaitForAccepted("it", accepts ? 1 : 0, kLimit));
-    EXPECT_TRUE(lab.Requests().empty());
+    EXPECT_TRUE(lab.journal().WaitForAccepted("it", accepts ? 1 : 0, kLimit));
+    EXPECT_TRUE(lab.journal().Requests().empty());
     if (listening == Listening::kNeverConnect) {
       // The accept queue stays full, however many clients give up.
       EXPECT_EQ(Fetch(lab.Url("it"), kShortMs).code, CURLE_OPERATION_TIMEDOUT);
@@ -113,14 +113,14 @@ TEST(LabTest, OnePortServesSeveralAddresses) {
   EXPECT_EQ(Fetch(lab.Url("live")).code, CURLE_OK);
   EXPECT_EQ(Fetch(lab.Url("dead")).code, CURLE_COULDNT_CONNECT);
   EXPECT_EQ(Fetch(lab.Url("dead6")).code, CURLE_COULDNT_CONNECT);
-  EXPECT_EQ(lab.Requests().size(), 1u);
+  EXPECT_EQ(lab.journal().Requests().size(), 1u);
 }
 
 TEST(LabTest, StoppedServerResumesOnItsPort) {
   Lab lab({HttpServer("it"), HttpServer("two").Listens(Listening::kNeverConnect)});
   const std::string url = lab.Url("it");
   RawClient client(lab);
-  ASSERT_TRUE(lab.WaitForAccepted("it", 1, kLimit));
+  ASSERT_TRUE(lab.journal().WaitForAccepted("it", 1, kLimit));
   lab.StopListening("it");
   EXPECT_EQ(client.ReadAll(), "<reset>");
   EXPECT_EQ(Fetch(url).code, CURLE_COULDNT_CONNECT);
@@ -148,11 +148,11 @@ TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none_left), 0);
   client.connect({boost::asio::ip::address_v4::loopback(), static_cast<uint16_t>(lab.Port("it"))});
   const std::clock_t begin = std::clock();
-  EXPECT_FALSE(lab.WaitForAccepted("it", 1, Lab::Limit(300)));
+  EXPECT_FALSE(lab.journal().WaitForAccepted("it", 1, Lab::Limit(300)));
   const std::clock_t busy = std::clock() - begin;
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_LT(busy, CLOCKS_PER_SEC / 20);
-  EXPECT_TRUE(lab.WaitForAccepted("it", 1, kLimit));
+  EXPECT_TRUE(lab.journal().WaitForAccepted("it", 1, kLimit));
 }
 #endif
 
@@ -182,8 +182,8 @@ TEST(LabTest, DestructorReturnsWhateverConnectionsDo) {
     clients.push_back(std::make_unique<RawClient>(lab));
     clients.back()->Send("GET /half");
     clients.push_back(std::make_unique<RawClient>(lab, "tls"));
-    ASSERT_TRUE(lab.WaitForRequests(5, kLimit));
-    ASSERT_TRUE(lab.WaitForAccepted("tls", 1, kLimit));
+    ASSERT_TRUE(lab.journal().WaitForRequests(5, kLimit));
+    ASSERT_TRUE(lab.journal().WaitForAccepted("tls", 1, kLimit));
   }
   EXPECT_EQ(CountDescriptors(), before);
 }

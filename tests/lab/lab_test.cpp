@@ -39,7 +39,7 @@ TEST(LabTest, RecordsExactBytesOfEachRequest) {
       "GET /x HTTP/1.1\r\n\r\nPUT /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n"
       "Connection: close\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\n\r\n");
   EXPECT_THAT(client.ReadAll(), EndsWith("Connection: close\r\n\r\nok<closed>"));
-  const std::vector<Request> all = lab.Requests();
+  const std::vector<Request> all = lab.journal().Requests();
   ASSERT_EQ(all.size(), 3u);
   EXPECT_EQ(observed, "/x/x/x");
   EXPECT_EQ(all[0].raw_head, head);
@@ -53,7 +53,7 @@ TEST(LabTest, RecordsExactBytesOfEachRequest) {
   EXPECT_EQ(all[0].body, std::string("a\0\r\nb", 5));
   EXPECT_EQ(all[2].body, "abc");
   EXPECT_EQ(all[0].connection, all[2].connection);
-  EXPECT_EQ(lab.Accepted("it"), 1);
+  EXPECT_EQ(lab.journal().Accepted("it"), 1);
 }
 
 TEST(LabTest, MalformedRequestGets400AndIsRecorded) {
@@ -63,13 +63,13 @@ TEST(LabTest, MalformedRequestGets400AndIsRecorded) {
     RawClient client(lab);
     client.Send(bytes);
     EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 400 Bad Request\r\n")) << bytes;
-    EXPECT_TRUE(lab.Requests().back().malformed);
-    EXPECT_EQ(lab.Requests().back().raw_head, bytes);
+    EXPECT_TRUE(lab.journal().Requests().back().malformed);
+    EXPECT_EQ(lab.journal().Requests().back().raw_head, bytes);
   }
   RawClient(lab).Send("GET /half");  // an end in mid-head is recorded too
-  EXPECT_TRUE(lab.WaitForRequests(4, kLimit));
-  EXPECT_TRUE(lab.Requests().back().malformed);
-  EXPECT_EQ(lab.Requests().back().raw_head, "GET /half");
+  EXPECT_TRUE(lab.journal().WaitForRequests(4, kLimit));
+  EXPECT_TRUE(lab.journal().Requests().back().malformed);
+  EXPECT_EQ(lab.journal().Requests().back().raw_head, "GET /half");
 }
 
 TEST(LabTest, EachBehaviourSendsItsBytes) {
@@ -108,7 +108,7 @@ TEST(LabTest, EachBehaviourSendsItsBytes) {
       client.Send("GET /x?domain=a HTTP/1.1\r\n\r\n");
       EXPECT_EQ(client.ReadTo(bytes.ends_with(">") ? "<never>" : bytes), bytes);
     }
-    EXPECT_TRUE(lab.WaitForOpen("it", 0, kLimit));
+    EXPECT_TRUE(lab.journal().WaitForOpen("it", 0, kLimit));
   }
 }
 
@@ -124,7 +124,7 @@ TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
   lab.SetBehaviours("it", "/other", {Answer(201)});
   EXPECT_THAT(Get(lab, "/x"), EndsWith("new<closed>"));
   EXPECT_THAT(Get(lab, "/other"), StartsWith("HTTP/1.1 201 Scripted\r\n"));
-  EXPECT_EQ(lab.RequestsOf("it").size(), 6u);
+  EXPECT_EQ(lab.journal().RequestsOf("it").size(), 6u);
   EXPECT_THROW(lab.SetBehaviours("it", "/x", {Answer("${c}")}), ScenarioError);
   EXPECT_THROW(lab.SetBehaviours("c", "/x", {Answer("")}), std::invalid_argument);
 }

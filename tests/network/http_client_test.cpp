@@ -33,7 +33,7 @@ class HttpClientTest : public testing::Test {
  protected:
   HttpClientTest() { client->Start(); }
   ~HttpClientTest() override {
-    lab.OpenGate("gate");
+    lab.gates().Open("gate");
     client->Stop();
     EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
   }
@@ -84,18 +84,18 @@ TEST_F(HttpClientTest, CallbackGetsTheAnswerOnAWorker) {
 TEST_F(HttpClientTest, StopWaitsForTransfersAndDropsWaitingRequests) {
   std::vector<std::future<Got>> under_way(kPoolThreads);
   std::generate(under_way.begin(), under_way.end(), [this] { return Send("/held"); });
-  ASSERT_TRUE(lab.WaitForHeld("gate", kPoolThreads, 10s));
+  ASSERT_TRUE(lab.gates().WaitForHeld("gate", kPoolThreads, 10s));
   std::future<void> stopped = std::async(std::launch::async, [this] { client->Stop(); });
   // A request before the stop waits for a worker; the first one after it is dropped at once.
   while (Send("/").wait_for(0ms) != std::future_status::ready) {
   }
-  lab.OpenGate("gate");
+  lab.gates().Open("gate");
   stopped.get();
   EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
   for (std::future<Got>& one : under_way) {
     EXPECT_EQ(one.get().response->body, "late");
   }
-  EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
+  EXPECT_TRUE(lab.journal().WaitForOpen("it", 0, 10s));
 }
 
 TEST_F(HttpClientTest, ServesOnAfterFaultsOfSystemAndCallbacks) {

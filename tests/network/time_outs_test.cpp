@@ -66,7 +66,7 @@ TEST(TimeOut, EndsEachStall) {
   for (const auto& stall : kStalls) {
     const Lab lab({stall.server});
     ExpectEnd(lab.Url("it", "/"), "", stall.error, stall.status, stall.limit_ms);
-    EXPECT_TRUE(lab.WaitForOpen("it", 0, 10s));
+    EXPECT_TRUE(lab.journal().WaitForOpen("it", 0, 10s));
   }
 }
 
@@ -155,7 +155,7 @@ TEST(TimeOut, OfTheWholeIncludesRedirects) {
   http.SetTimeOut(kConnectMs, kSendMs, kReceiveMs);
   EXPECT_EQ(http.Request(lab.Url("it", "/"), 0, "", ""), "");
   EXPECT_EQ(http.GetErrorCode(), kHttpOpenFailed);
-  EXPECT_EQ(lab.Requests().size(), 5U);
+  EXPECT_EQ(lab.journal().Requests().size(), 5U);
 }
 
 }  // namespace

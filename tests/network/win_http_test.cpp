@@ -46,7 +46,7 @@ TEST(CWinHttp, SendsExactlyTheseBytes) {
       http.AddHeader(name, value);
     }
     EXPECT_EQ(http.Request(lab.Url("it", "/p?k=a b"), method, extra, data), "fine");
-    return lab.Requests().back().raw_head + lab.Requests().back().body;
+    return lab.journal().Requests().back().raw_head + lab.journal().Requests().back().body;
   };
   setenv("http_proxy", "http://127.0.0.1:1", 1);  // must be ignored
   EXPECT_EQ(sent({}, 0, "X-Extra: 1\r\n", ""), "GET " + start + lab.HostPort("it") + "\r\n" +
@@ -129,7 +129,7 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
     const Lab lab({HttpServer("http").On("/", behaviour), HttpsServer("https").On("/", behaviour)});
     for (const char* server : {"http", "https"}) {
       EXPECT_EQ(Get(lab.Url(server, "/")), expected) << server;
-      EXPECT_EQ(lab.RequestsOf(server).size(), 1U);  // no retry
+      EXPECT_EQ(lab.journal().RequestsOf(server).size(), 1U);  // no retry
     }
   }
 }
@@ -150,12 +150,12 @@ TEST(CWinHttp, AcceptsAnyCertificate) {
                  HttpsServer("expired", Certificate::kExpired).On("/", Answer("expired"))});
   for (const char* server : {"v4", "v6", "other name", "expired"}) {
     EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, server}));
-    EXPECT_EQ(lab.Requests().back().sni, "");
+    EXPECT_EQ(lab.journal().Requests().back().sni, "");
   }
   // Most systems give localhost the address ::1 too, where no server listens.
   EXPECT_EQ(Get("https://localhost:" + std::to_string(lab.Port("v4")) + "/"),
             (Outcome{0, 200, "v4"}));
-  EXPECT_EQ(lab.Requests().back().sni, "localhost");
+  EXPECT_EQ(lab.journal().Requests().back().sni, "localhost");
 }
 
 TEST(CWinHttpRedirect, SendsTheTargetsOwnHost) {
@@ -168,7 +168,7 @@ TEST(CWinHttpRedirect, SendsTheTargetsOwnHost) {
     http.AddHeader("host", "a.example");
     http.AddHeader("content-type", "text/plain");
     EXPECT_EQ(http.Request(lab.Url("a", "/"), 1, "", "data"), "there");
-    const std::vector<lab::Request> requests = lab.Requests();
+    const std::vector<lab::Request> requests = lab.journal().Requests();
     ASSERT_EQ(requests.size(), 2U);
     EXPECT_EQ(*requests[0].Header("Host"), "a.example");
     EXPECT_EQ(*requests[1].Header("Host"), lab.HostPort("b"));
@@ -188,10 +188,10 @@ TEST(CWinHttpRedirect, IsBoundedAndNeverLeavesTls) {
                  HttpServer("plain").On("/", Answer("plain")),
                  HttpsServer("secure").On("/", Redirect("${url:plain}/", 307))});
   EXPECT_EQ(Get(lab.Url("loop", "/")), (Outcome{kHttpOpenFailed, 0, ""}));
-  EXPECT_EQ(lab.RequestsOf("loop").size(), 11U);
+  EXPECT_EQ(lab.journal().RequestsOf("loop").size(), 11U);
   EXPECT_EQ(Get(lab.Url("ten", "/")), (Outcome{0, 200, "tenth"}));
   EXPECT_EQ(std::get<1>(Get(lab.Url("secure", "/"))), 307);
-  EXPECT_EQ(lab.RequestsOf("plain").size(), 0U);
+  EXPECT_EQ(lab.journal().RequestsOf("plain").size(), 0U);
 }
 
 }  // namespace

@@ -94,13 +94,13 @@ class ExitMoments : public ClientTest {
     lab_.SetBehaviours("lbs", kLbsPath, {lab::Answer(500)});
     client_returned_ = clients_stop_ = false;
     moment.reach();
-    EXPECT_TRUE(lab_.WaitForHeld(kGate, moment.held, kPatience));
+    EXPECT_TRUE(lab_.gates().WaitForHeld(kGate, moment.held, kPatience));
 
     // Exit, and let the transfers end once the exit waits for them alone.
     const auto begin = std::chrono::steady_clock::now();
     std::thread exit(zo_sturdy::ExitSturdyEnvironment, moment.id);
     EXPECT_TRUE(WaitUntil(moment.is_exiting));
-    lab_.Release(kGate);
+    lab_.gates().Release(kGate);
     exit.join();
     EXPECT_LT(std::chrono::steady_clock::now() - begin,
               std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
@@ -111,7 +111,7 @@ class ExitMoments : public ClientTest {
     for (const char* thread : {"http_agent_work", "statistic", "http dns manager"}) {
       EXPECT_FALSE(HasThread(thread)) << thread;
     }
-    lab_.Release(kGate);
+    lab_.gates().Release(kGate);
   }
 
   lab::Lab lab_{{lab::HttpServer("lbs"), lab::HttpServer("dns"), lab::HttpServer("statistics")}};

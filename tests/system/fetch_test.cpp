@@ -70,14 +70,14 @@ TEST_F(FetchTest, LateAnswerOfEarlierUrlWins) {
                  .On(kLbsPath, lab::Redirect("/new").HeldAt("redirect"))
                  .On("/new", lab::Answer(good_).HeldAt("answer")),
              refused_});
-  ASSERT_TRUE(lab_->WaitForHeld("redirect", 1, kPatience));
+  ASSERT_TRUE(lab_->gates().WaitForHeld("redirect", 1, kPatience));
   EXPECT_EQ(Link(*service_), kDefaultLink) << "no call waits for the fetch";
   AdvanceAgent(1000);
-  lab_->Release("redirect");
-  ASSERT_TRUE(lab_->WaitForHeld("answer", 1, kPatience));
+  lab_->gates().Release("redirect");
+  ASSERT_TRUE(lab_->gates().WaitForHeld("answer", 1, kPatience));
   clock_.Advance(1000);
   ASSERT_TRUE(log_.WaitFor("[multiple][rsp]Remove timer index :1"));
-  lab_->Release("answer");
+  lab_->gates().Release("answer");
   EXPECT_EQ(AwaitUpdate(), Update(200, good_));
   EXPECT_EQ(Link(*service_), "192.0.2.1:1");
   ExpectLog(
@@ -105,11 +105,11 @@ TEST_F(FetchTest, AnswersThatAreNoDocumentLeaveTheOldOne) {
 // The limits of the URL and of its transfer fall together: either may come first.
 TEST_F(FetchTest, UrlThatAcceptsAndStaysSilentIsPassedOverOnce) {
   FetchFrom({lab::HttpServer("silent").On(kLbsPath, lab::Silent()), good_server_});
-  ASSERT_TRUE(lab_->WaitForRequests(1, kPatience));
+  ASSERT_TRUE(lab_->journal().WaitForRequests(1, kPatience));
   AdvanceAgent(2000);
   EXPECT_EQ(AwaitUpdate(), Update(200, good_));
   EXPECT_EQ(Link(*service_), "192.0.2.1:1");
-  EXPECT_EQ(lab_->RequestsOf("good").size(), 1u);
+  EXPECT_EQ(lab_->journal().RequestsOf("good").size(), 1u);
   EXPECT_EQ(log_.With("Switch to index :1 triggered by :0").size(), 1u);
 }
 

@@ -31,8 +31,8 @@ class HostileServer : public FrozenClient, public testing::WithParamInterface<Ho
   // the handshake.
   void AwaitTransfer(int number) {
     ASSERT_TRUE(GetParam().server.listening == lab::Listening::kNoHandshake
-                    ? lab_.WaitForAccepted("lbs", number, kPatience)
-                    : lab_.WaitForRequests(1, kPatience));
+                    ? lab_.journal().WaitForAccepted("lbs", number, kPatience)
+                    : lab_.journal().WaitForRequests(1, kPatience));
   }
   // Advances just past the bound, in steps that leave the transfer time to read.
   void AdvancePastBound() {

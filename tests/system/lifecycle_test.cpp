@@ -48,10 +48,10 @@ class Rounds : public ClientTest {
     lab_.SetBehaviours("lbs", kLbsPath, {dripped ? answer.InPieces(10, 50) : answer.HeldAt(gate)});
     lab_.ForgetRequests();
     auto& service = Fetch({lab_.Url("lbs", kLbsPath)});
-    EXPECT_TRUE(dripped ? lab_.WaitForRequests(1, kPatience)
-                        : lab_.WaitForHeld(gate, 1, kPatience));
+    EXPECT_TRUE(dripped ? lab_.journal().WaitForRequests(1, kPatience)
+                        : lab_.gates().WaitForHeld(gate, 1, kPatience));
     if (in_arrival) {
-      lab_.Release(gate);
+      lab_.gates().Release(gate);
     }
     if (round % 20 == 0) {
       EXPECT_TRUE(
@@ -62,11 +62,11 @@ class Rounds : public ClientTest {
     std::thread exit([] { zo_sturdy::ExitSturdyEnvironment(1); });
     if (!in_arrival && !dripped) {
       EXPECT_TRUE(WaitUntil([] { return !HasThread("http_agent_work"); }));
-      lab_.Release(gate);
+      lab_.gates().Release(gate);
     }
     exit.join();
     const auto time = steady_clock::now() - begin;
-    EXPECT_TRUE(lab_.WaitForOpen("lbs", 0, kPatience));
+    EXPECT_TRUE(lab_.journal().WaitForOpen("lbs", 0, kPatience));
     return time;
   }
 
@@ -109,11 +109,11 @@ TEST(FirstServiceUpdate, IsSentOnceAtEachOfManyStarts) {
                           {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}},
                            .expires_in = std::chrono::milliseconds(-1)});
     EXPECT_EQ(zo_sturdy::StartSturdyEnvironment(EnvironmentSettings(folder.path())), 1);
-    EXPECT_TRUE(lab.WaitForRequestsFor(lab::kServiceTablePath, start, kPatience));
+    EXPECT_TRUE(lab.journal().WaitForRequestsFor(lab::kServiceTablePath, start, kPatience));
     zo_sturdy::ExitSturdyEnvironment(1);
-    ASSERT_EQ(lab.RequestsFor(lab::kServiceTablePath).size(), start);
+    ASSERT_EQ(lab.journal().RequestsFor(lab::kServiceTablePath).size(), start);
   }
-  EXPECT_THAT(lab.Requests().back().HeaderLines(),
+  EXPECT_THAT(lab.journal().Requests().back().HeaderLines(),
               testing::IsSupersetOf({"Host: localhost", "X-QORVIN-BUSINESS:  im_g1",
                                      "X-QORVIN-SDKVER:  _0_0", "X-QORVIN-APPKEY:"}));
 }
@@ -141,8 +141,8 @@ TEST(ProcessEnd, WithFetchesInFlightIsClean) {
                             lab::HttpsServer("deaf").Listens(lab::Listening::kNoHandshake)});
         const lab::TempFolder folder;
         lab::Child host({LIFECYCLE_HOST, way, folder.path(), lab.Url("lbs", kLbsPath), openssl});
-        EXPECT_TRUE(is_deaf ? lab.WaitForAccepted("deaf", 1, kPatience)
-                            : lab.WaitForRequests(way == "many" ? 26 : 2, kPatience));
+        EXPECT_TRUE(is_deaf ? lab.journal().WaitForAccepted("deaf", 1, kPatience)
+                            : lab.journal().WaitForRequests(way == "many" ? 26 : 2, kPatience));
         host.Signal();
         EXPECT_EQ(host.ReadRest(), "");
         EXPECT_EQ(host.Wait(), 0);

@@ -86,8 +86,8 @@ class FailOverScene {
         std::chrono::steady_clock::now() - started_;
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the new list", Join(FirstList()), Join(update.links));
-    Expect("the silent URL is tried once", lab_.Accepted("silent") == 1);
-    Expect("the good URL is tried once", lab_.RequestsOf("good").size() == 1);
+    Expect("the silent URL is tried once", lab_.journal().Accepted("silent") == 1);
+    Expect("the good URL is tried once", lab_.journal().RequestsOf("good").size() == 1);
     Expect("the silent URL gets its 2 s", passed.count() >= kSilenceMs);
     Expect("the silent URL gets no more than that", passed.count() < 2 * kSilenceMs);
     return "URL 0 refuses the connection.\n"
@@ -115,10 +115,10 @@ class FailOverScene {
   }
 
   std::string FallBack() {
-    const size_t requests = lab_.RequestsOf("good").size();
+    const size_t requests = lab_.journal().RequestsOf("good").size();
     // The rotation got the first default. The second causes no fetch.
     ExpectNext("192.0.2.99:8099", true);
-    Expect("two defaults cause no fetch", lab_.RequestsOf("good").size() == requests);
+    Expect("two defaults cause no fetch", lab_.journal().RequestsOf("good").size() == requests);
     // The third one does.
     for (const std::string& link : FirstList()) {
       ExpectNext(link, false);
@@ -126,7 +126,8 @@ class FailOverScene {
     ExpectNext("192.0.2.99:8099", true);
     const Updates::Update update = stage_.WaitForUpdate(2);
     Expect("the code of the update", "200", std::to_string(update.code));
-    Expect("the third default causes one request", lab_.RequestsOf("good").size() == requests + 1);
+    Expect("the third default causes one request",
+           lab_.journal().RequestsOf("good").size() == requests + 1);
     return "Two defaults cause no fetch.\nThe third causes one, from the URL in the document.";
   }
 
@@ -136,16 +137,16 @@ class FailOverScene {
         "good", kLbsPath,
         {lab::Answer(Document(FirstList())).HeldAt("late"), lab::Answer(Document(SecondList()))});
     stage_.client().service().Update(net::kIPFamilyAny);
-    Expect("a fetch is running", lab_.WaitForHeld("late", 1, kStepLimit));
+    Expect("a fetch is running", lab_.gates().WaitForHeld("late", 1, kStepLimit));
     stage_.client().object().SetBusinessToken("second-key");
     // The client fetches with the new token at once.
     const Updates::Update update = stage_.WaitForUpdate(3);
     Expect("the new list", Join(SecondList()), Join(update.links));
-    const std::string query = lab_.RequestsOf("good").back().query;
+    const std::string query = lab_.journal().RequestsOf("good").back().query;
     Expect("the token of the new request", "k=second-key", query.substr(0, query.find('&')));
     // The held answer comes late and is ignored.
     stage_.client().log().SkipToEnd();
-    lab_.Release("late");
+    lab_.gates().Release("late");
     stage_.WaitForLog("business token :second-key request business token:first-key");
     Expect("the old answer causes no update", stage_.updates().Count() == 3);
     ExpectNext(SecondList()[0], false);

@@ -94,7 +94,7 @@ class HttpDnsScene {
   // have got the Host header and the query of the dead URLs.
   List ServersAsked() {
     List servers;
-    const std::vector<lab::Request> all = lab_.RequestsFor(kLbsPath);
+    const std::vector<lab::Request> all = lab_.journal().RequestsFor(kLbsPath);
     for (; seen_ < all.size(); ++seen_) {
       const lab::Request& request = all[seen_];
       const std::string* host = request.Header("Host");
@@ -112,7 +112,7 @@ class HttpDnsScene {
     const Updates::Update update = stage_.WaitForUpdate(1);
     Expect("the code of the update", "200", std::to_string(update.code));
     Expect("the new list", Join(ListByHttp()), Join(update.links));
-    const std::vector<lab::Request> queries = lab_.RequestsFor(lab::kHostQueryPath);
+    const std::vector<lab::Request> queries = lab_.journal().RequestsFor(lab::kHostQueryPath);
     Expect("HTTP DNS is asked once", queries.size() == 1);
     Expect("the query of HTTP DNS", std::string("domain=") + kName, queries[0].query);
     Expect("the servers asked by address, in order", "failing, failing_tls, good",
@@ -130,7 +130,8 @@ class HttpDnsScene {
     Expect("the new list", Join(ListByHttps()), Join(update.links));
     Expect("the servers asked by address, in order", "failing, failing_tls, good, good_tls",
            Join(ServersAsked()));
-    Expect("HTTP DNS isn't asked again", lab_.RequestsFor(lab::kHostQueryPath).size() == 1);
+    Expect("HTTP DNS isn't asked again",
+           lab_.journal().RequestsFor(lab::kHostQueryPath).size() == 1);
     return std::string(kGood) + " now answers 503 over http and 200 over https.\n" +
            "HTTP DNS isn't asked again, since its answer is valid for an hour.";
   }
@@ -138,8 +139,9 @@ class HttpDnsScene {
   // The first document turns reports on: for the failures after it, and for the earlier ones that
   // still waited.
   std::string Report() {
-    Expect("a failure report arrives", lab_.WaitForRequestsFor(lab::kReportPath, 1, kStepLimit));
-    const lab::Request report = lab_.RequestsFor(lab::kReportPath).front();
+    Expect("a failure report arrives",
+           lab_.journal().WaitForRequestsFor(lab::kReportPath, 1, kStepLimit));
+    const lab::Request report = lab_.journal().RequestsFor(lab::kReportPath).front();
     Expect("the method of the report", "POST", report.method);
     const std::string* type = report.Header("Content-Type");
     Expect("its Content-Type", "application/json", type == nullptr ? "none" : *type);

@@ -86,9 +86,9 @@ TEST_F(SturdyObject, QueryHostWritesNoMoreThanItsText) {
   expect("a.test", 2, v6);
   expect("a.test", 1, v4);
   expect("a.test", -7, v6);
-  EXPECT_EQ(lab.Requests().size(), 1u);
+  EXPECT_EQ(lab.journal().Requests().size(), 1u);
   expect("b.test", 0, "");
-  EXPECT_EQ(lab.Requests().at(1).query, "domain=b.test");
+  EXPECT_EQ(lab.journal().Requests().at(1).query, "domain=b.test");
   lab.StopListening("dns");
   expect("c.test", 0, "");
   char out = '#';

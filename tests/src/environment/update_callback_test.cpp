@@ -72,7 +72,8 @@ TEST_F(UpdateCallback, MayMakeAllCalls) {
     object_.NotifyNetworkChanged(net::kIPFamilyV6);
     object_.SetBusinessToken("another");
   });
-  EXPECT_TRUE(lab_.WaitForRequests(2, kPatience)) << "the calls in the callback took effect";
+  EXPECT_TRUE(lab_.journal().WaitForRequests(2, kPatience))
+      << "the calls in the callback took effect";
   EXPECT_THAT(LogLines(folder_.path()).With("ignored"),
               testing::ElementsAre("[environment] Exit on a thread of the library, ignored",
                                    "[sturdy object] Release on a thread of the library, ignored"));

@@ -142,11 +142,11 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   StartRequest(Reported(lab.Url("s"),
                         {bad, bad, bad, lab.Url("s", "/forbidden"), named, lab.Url("s", "/good")},
                         outcome));
-  EXPECT_TRUE(lab.WaitForHeld("gate", 1, kPatience));
+  EXPECT_TRUE(lab.gates().WaitForHeld("gate", 1, kPatience));
   clock.Advance(7);
-  lab.Release("gate");
+  lab.gates().Release("gate");
   ASSERT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
-  const auto reports = lab.RequestsFor(lab::kReportPath);
+  const auto reports = lab.journal().RequestsFor(lab::kReportPath);
   ASSERT_EQ(reports.size(), 2U) << "one more when the first had failed";
   const Json local = Json::array{"127.0.0.1"};
   const Json by_name = Parsed(reports[0].body)[2]["host_ip"];

@@ -73,8 +73,8 @@ TEST_F(SturdyctlTest, CtrlCExitsCleanly) {
     EXPECT_THAT(watch.ReadLine(),
                 testing::AllOf(HasSubstr("log: " + folder_.path()), HasSubstr("sturdy_comp.log")));
     EXPECT_EQ(watch.ReadLine(), "Press Ctrl-C to exit.");
-    EXPECT_TRUE(lab.WaitForHeld("gate", 1, kLimit));
-    lab.Release("gate");
+    EXPECT_TRUE(lab.gates().WaitForHeld("gate", 1, kLimit));
+    lab.gates().Release("gate");
     EXPECT_NE(watch.ReadLineWith("link servers: 192.0.2.1:1"), "");
     kill(watch.id(), signal);
     const std::string rest = watch.ReadRest();
@@ -101,10 +101,10 @@ TEST_F(SturdyctlTest, WatchShowsReportsAndServiceUpdates) {
   const json records = WaitForEvent(watch, "report_sent").at("records");
   EXPECT_EQ(records.at(0).at("request_url"), "https://localhost/httpdns/v2/s");
   EXPECT_TRUE(WaitForEvent(watch, "report_done").at("success"));
-  ASSERT_TRUE(lab.WaitForRequestsFor(lab::kReportPath, 1, kLimit));
-  EXPECT_EQ(json::parse(lab.RequestsFor(lab::kReportPath).at(0).body), records);
+  ASSERT_TRUE(lab.journal().WaitForRequestsFor(lab::kReportPath, 1, kLimit));
+  EXPECT_EQ(json::parse(lab.journal().RequestsFor(lab::kReportPath).at(0).body), records);
   EXPECT_TRUE(WaitForEvent(watch, "service_update_done").at("success"));
-  const std::vector<lab::Request> updates = lab.RequestsFor(lab::kServiceTablePath);
+  const std::vector<lab::Request> updates = lab.journal().RequestsFor(lab::kServiceTablePath);
   ASSERT_NE(updates.at(0).Header("X-QORVIN-SDKVER"), nullptr);
   EXPECT_THAT(*updates.at(0).Header("X-QORVIN-SDKVER"), testing::StartsWith("v7_"));
   EXPECT_FALSE(WaitForEvent(watch, "report_done").at("success"));
@@ -179,7 +179,7 @@ TEST_F(SturdyctlTest, TlsKeysGoToTheKeyLogOfTheEnvironment) {
 TEST_F(SturdyctlTest, SecondCtrlCEndsAtOnce) {
   const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Endless(500))});
   lab::Child watch(Fetching("watch", lab, {"--json"}));
-  ASSERT_TRUE(lab.WaitForRequests(1, kLimit));
+  ASSERT_TRUE(lab.journal().WaitForRequests(1, kLimit));
   kill(watch.id(), SIGINT);
   WaitForEvent(watch, "exiting");
   kill(watch.id(), SIGINT);

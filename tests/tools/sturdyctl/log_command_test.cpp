@@ -105,11 +105,11 @@ TEST_F(LogCommand, FollowsARunningClientUntilCtrlC) {
       {lab::HttpServer("lbs").On(kLbsPath, lab::Answer(TestDocument().Text()).HeldAt("gate"))});
   lab::Child watch({STURDYCTL, "watch", "--data", folder_.path(), "--token", "t", "--lbs",
                     lab.Url("lbs", kLbsPath)});
-  ASSERT_TRUE(lab.WaitForHeld("gate", 1, std::chrono::seconds(30)));
+  ASSERT_TRUE(lab.gates().WaitForHeld("gate", 1, std::chrono::seconds(30)));
   for (const int signal : {SIGINT, SIGTERM}) {
     lab::Child log({STURDYCTL, "log", "--follow", "--tag", "lbs", folder_.path()});
     EXPECT_NE(log.ReadLineWith("] [lbs] Begin update LBS"), "");
-    lab.OpenGate("gate");
+    lab.gates().Open("gate");
     EXPECT_THAT(log.ReadLineWith("set updatting = false"), HasSubstr("] [lbs]UpdateLBS"));
     kill(log.id(), signal);
     EXPECT_EQ(log.ReadRest().find("[multiple]"), std::string::npos);
