@@ -72,7 +72,7 @@ const size_t kMaxDocumentSize = 1048576;
 const size_t kDumpedJsonFactor = 6;
 
 // IZOSturdyLBSService::GetLinkAddress and PeekLinkAddress, `host`. An address text longer than
-// 511 bytes, from a document or from the settings, is ignored.
+// 511 bytes, or with a port above 65535, from a document or from the settings, is ignored.
 const size_t kLinkHostBufferSize = 512;
 const size_t kLBSResponseBufferSize = kMaxDocumentSize + 1;                    // GetLBSResponse
 const size_t kVltDLBufferSize = kMaxDocumentSize + 1;                          // GetVltDL

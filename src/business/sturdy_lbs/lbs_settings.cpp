@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "net/url.h"
 #include "src/sturdy/config/record_fields.h"
 
 namespace zo_sturdy {
@@ -11,20 +12,26 @@ namespace {
 
 constexpr int32_t kFamilyCount = 3;
 
+bool Fits(const std::string& text) {
+  return !text.empty() && text.size() <= kMaxAddressBytes;
+}
+
+using IsUsable = bool (*)(const std::string& text);
+
 template <size_t N>
-void TakeIfUsable(const char (&field)[N], std::string& value) {
+void TakeIf(IsUsable is_usable, const char (&field)[N], std::string& value) {
   std::string text = FieldText(field);
-  if (IsUsableAddress(text)) {
+  if (is_usable(text)) {
     value = std::move(text);
   }
 }
 
 template <size_t Count, size_t N>
-std::vector<std::string> UsableTexts(const char (&fields)[Count][N]) {
+std::vector<std::string> TextsThat(IsUsable is_usable, const char (&fields)[Count][N]) {
   std::vector<std::string> texts;
   for (const auto& field : fields) {
     std::string text = FieldText(field);
-    if (IsUsableAddress(text)) {
+    if (is_usable(text)) {
       texts.push_back(std::move(text));
     }
   }
@@ -46,20 +53,24 @@ std::vector<std::string> DefaultLinks(const LBSSettings& settings, net::AddressF
 
 }  // namespace
 
+bool IsUsableAddress(const std::string& text) {
+  return Fits(text) && url::GetURLPort("http://" + text) <= kMaxPort;
+}
+
 void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings) {
   if (!FieldFlag(record.enable)) {
     return;
   }
   settings.enable = true;
-  TakeIfUsable(record.lbs_url, settings.lbs_url);
+  TakeIf(Fits, record.lbs_url, settings.lbs_url);
   const int32_t family = FieldFamily(record.address_family);
   if (family < kFamilyCount) {
     settings.address_family = static_cast<net::AddressFamily>(family);
   }
-  settings.lbs_backup_urls = UsableTexts(record.lbs_backup_urls);
-  TakeIfUsable(record.default_link_v4, settings.default_link_v4);
-  TakeIfUsable(record.default_link_v6, settings.default_link_v6);
-  settings.default_link_list = UsableTexts(record.default_link_list);
+  settings.lbs_backup_urls = TextsThat(Fits, record.lbs_backup_urls);
+  TakeIf(IsUsableAddress, record.default_link_v4, settings.default_link_v4);
+  TakeIf(IsUsableAddress, record.default_link_v6, settings.default_link_v6);
+  settings.default_link_list = TextsThat(IsUsableAddress, record.default_link_list);
   if (settings.default_link_v6.empty()) {
     settings.default_link_v6 = settings.default_link_v4;
   }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,10 +14,10 @@ namespace zo_sturdy {
 // The longest address that fits a client's buffer of kLinkHostBufferSize bytes. A longer one is
 // skipped like an empty one.
 inline constexpr size_t kMaxAddressBytes = 511;
+inline constexpr int32_t kMaxPort = 65535;
 
-inline bool IsUsableAddress(const std::string& text) {
-  return !text.empty() && text.size() <= kMaxAddressBytes;
-}
+// True if a chooser can return "host:port" as it is: the text fits, and the port isn't too large.
+bool IsUsableAddress(const std::string& text);
 
 // The LBS service's copy of the client's record. Holds the built-in values until a record with
 // `enable` set is applied.

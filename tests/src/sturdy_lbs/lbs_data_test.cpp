@@ -39,6 +39,8 @@ TEST(LBSSettings, DisabledRecordIsIgnored) {
   EXPECT_THAT(settings.default_link_list, SizeIs(0));
   record = {};
   record.enable = true;
+  Fill(record.default_link_v4, "d:65536");
+  Fill(record.default_link_list[0], "d:65536");
   ApplyLBSSettings(record, settings);
   EXPECT_EQ(settings.lbs_url, kDefaultLbsUrl);
   EXPECT_THAT(settings.lbs_backup_urls, SizeIs(0));
@@ -83,7 +85,7 @@ TEST(LBSRequest, AddressesPresentTheRuntimeHostAndMatchTheFamily) {
 }
 
 TEST(LBSDocument, CompleteBodyHasLinksDefaultsAndNextUrl) {
-  const auto good = TestDocument({"", "a:1"}, {"u"}).Set("link.default", R"([1,"d:9"])");
+  const auto good = TestDocument({"", "a:65535"}, {"u"}).Set("link.default", R"([1,"d:9"])");
   const auto padded = [text = good.Text()](int size) {
     return text + std::string(size - text.size(), ' ');
   };
@@ -99,6 +101,7 @@ TEST(LBSDocument, CompleteBodyHasLinksDefaultsAndNextUrl) {
                                                  {with_link(kMaxAddressBytes), true},
                                                  {with_link(kMaxAddressBytes + 1), false},
                                                  {TestDocument().LinkDefault({""}).Text(), false},
+                                                 {TestDocument({"a:65536"}).Text(), false},
                                                  {TestDocument().Set("link", "[1]").Text(), false},
                                                  {"[" + good.Text() + "]", false},
                                                  {std::string(300, '['), false}};

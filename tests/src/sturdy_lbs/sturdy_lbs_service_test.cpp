@@ -155,7 +155,7 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
     Link(*service);
   }
   EXPECT_EQ(Request(0).ip_family, net::kIPFamilyAny);
-  const char* const odd[][3] = {{"[fe80::1]:70000", "[fe80::1]:4464", "ipv6 [fe80::1]:4464"},
+  const char* const odd[][3] = {{"[fe80::1]:65535", "[fe80::1]:65535", "ipv6 [fe80::1]:65535"},
                                 {":80", ":80", "domain empty string !:80"},
                                 {"1.2.3.4", "1.2.3.4:0", "ipv4 1.2.3.4:0"}};
   for (const auto& [text, link, line] : odd) {
@@ -201,9 +201,9 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   EXPECT_EQ(rules(), std::tuple(false, "https://" + host, 3, 20, 30000));
   EXPECT_THAT(CacheText(), HasSubstr(R"("def_link_addr": "spare.example:9")"));
   // Without rules in a document the defaults apply; the values stay. An address that is too long
-  // for the buffer is skipped; a value that is too long isn't written.
-  ASSERT_TRUE(
-      Apply(TestDocument({std::string(512, 'h'), "a:1"}).Name(std::string(kNameBufferSize, 'n'))));
+  // for the buffer, or has too large a port, is skipped; a value that is too long isn't written.
+  ASSERT_TRUE(Apply(TestDocument({std::string(512, 'h'), "b:99999", "a:1"})
+                        .Name(std::string(kNameBufferSize, 'n'))));
   EXPECT_EQ(rules(), std::tuple(true, kDefaultStatisticsHost, 10, 60000, 10000));
   EXPECT_THAT(values(), HasSubstr("|null||what|"));
   EXPECT_EQ(service->GetLinkHostCount(), 1);
