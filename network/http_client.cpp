@@ -198,6 +198,7 @@ void HttpClient::Stop() {
 }
 
 void HttpClient::Dispatch(IHttpRequestor& transport) {
+  zo_base::SetCurrentThreadName("http dispatcher");
   while (const std::shared_ptr<HttpRequest> request = WaitForRequest()) {
     Forward(request, transport);
     // `request` destroys the request after the lock has been released.

@@ -37,6 +37,7 @@ void threadpool::StopAndJoin() {
 }
 
 void threadpool::Work() {
+  zo_base::SetCurrentThreadName("http worker");
   while (run) {
     std::function<void()> task;
     {

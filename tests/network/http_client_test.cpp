@@ -11,6 +11,7 @@
 #include "network/http_request_win.h"
 #include "network/http_response.h"
 #include "tests/network/allocation_limit.h"
+#include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
 
 namespace KRBASE::network {
@@ -79,6 +80,7 @@ TEST_F(HttpClientTest, CallbackGetsTheAnswerOnAWorker) {
               ElementsAre(Pair("X-Name", " n m"), Pair("Content-Length", " 3"),
                           Pair("Connection", " keep-alive")));
   EXPECT_FALSE(Send("/none").get().response->success);
+  EXPECT_TRUE(HasThread("http dispatcher") && HasThread("http worker"));
 }
 
 TEST_F(HttpClientTest, StopWaitsForTransfersAndDropsWaitingRequests) {
