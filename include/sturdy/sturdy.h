@@ -106,6 +106,9 @@ struct _ZOSturdyEnvironmentSettings {
 // The settings of the LBS service. An empty default link selects the built-in one. An empty
 // default_link_list is filled with the defaults of the wanted family. A URL of 512 bytes, so
 // without a NUL, counts as empty. TLS doesn't check certificates: authenticate the link servers.
+// The URLs are asked until a document names its own: its "lbs" replaces lbs_url, and its
+// "lbs.backup" the backups, also for later starts. So let your documents keep a URL that always
+// works in "lbs.backup".
 struct _ZOSturdyLBSSettings {
   bool enable;                        // false: built-in values; only failure reports use the family
   char lbs_url[512];                  // first LBS URL (http or https); empty: the built-in one
@@ -165,6 +168,8 @@ class IZOSturdyLBSService {
   // out. With kIPFamilyAny no URL is left out. With a value without a name, every URL whose host is
   // an address is left out. If no URL is left, the fetch stays under way until the token changes
   // or, with a token set, the network's family does.
+  // A later start whose settings want IPv4 or IPv6 ignores a document that was fetched for another
+  // `family`, kIPFamilyAny included.
   virtual void Update(net::AddressFamily family) = 0;
 
   // Sets the function to call after each fetch; null for none. `code` is 200 if `lbs_response` is
@@ -195,9 +200,9 @@ class IZOSturdyLBSService {
   virtual bool GetLinkAddress(char* host, uint16_t* port, net::AddressFamily* family) = 0;
 
   // Write values of the document: the download address "vltdl", the lists "vltdls" and "vlt" as
-  // JSON text, "name" and "desc". A value that the document lacks is that of an earlier document;
-  // if none had it, nothing is written. `out`: kVltDLBufferSize, kVltDLListBufferSize,
-  // kVltListBufferSize, kNameBufferSize or kDescBufferSize bytes, zeroed.
+  // JSON text, "name" and "desc". A value that the document lacks is that of an earlier document,
+  // also of an earlier run; if none had it, nothing is written. `out`: kVltDLBufferSize,
+  // kVltDLListBufferSize, kVltListBufferSize, kNameBufferSize or kDescBufferSize bytes, zeroed.
   virtual void GetVltDL(char* out) = 0;
   virtual void GetVltDLList(char* out) = 0;
   virtual void GetVltList(char* out) = 0;
@@ -253,8 +258,10 @@ class IZOSturdyObject {
   // names by the system's resolver come on top. An exit ends the wait.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
-  // Changes the application's key; an empty text removes it. A new key causes a fetch, also while
-  // one is under way, whose answer is then ignored. The same key again does nothing.
+  // Changes the application's key; an empty text removes it. Each change causes a fetch, a removal
+  // too. The same key again does nothing. A fetch under way isn't cancelled: it asks further URLs
+  // with the old key while they are silent, and its first answer ends it and is ignored. Requests
+  // that have been sent and failures that have been recorded keep the old key.
   virtual void SetBusinessToken(const char* token) = 0;
 
  protected:
@@ -282,7 +289,8 @@ const int kExitBoundSeconds = 7 + 30;
 // one after the other. Inside the update callback it returns the id if the environment is started,
 // and 0 if it is not or is being exited.
 // Throws std::exception if there is no memory or no thread left; nothing is started then.
-// Blocks: while it creates the log file and some threads, and while a start or exit is under way.
+// Blocks: while it creates the log file and some threads and reads the two caches of HTTP DNS, and
+// while a start or exit is under way.
 STURDY_EXPORT int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings);
 
 // Returns the object of the environment with this id, or null if there is none.
