@@ -67,12 +67,18 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
                           settings_.address_family};
   MultipleURLHttpRequest request = BuildLBSRequest(urls, query, family);
-  request.check = zo_base::ForAnyThread(
+  // Ask for a refusal: once the service is gone there is none, so the first answer ends the
+  // request.
+  auto refuses = zo_base::ForAnyThread(
       *this, GetTaskLoop(),
-      [this, request_token](int32_t index, int32_t code, const std::string&,
-                            const std::string& body, bool& need_statistic) {
-        return JudgeResponse(request_token, index, code, body, need_statistic);
+      [this, request_token](int32_t index, int32_t code, const std::string& body,
+                            bool& need_statistic) {
+        return !JudgeResponse(request_token, index, code, body, need_statistic);
       });
+  request.check = [refuses](int32_t index, int32_t code, const std::string&,
+                            const std::string& body, bool& need_statistic) mutable {
+    return !refuses(index, code, body, need_statistic);
+  };
   request.callback = zo_base::ForAnyThread(
       *this, GetTaskLoop(),
       [this, family, request_token](bool success, const std::string&, const std::string& body) {
@@ -90,6 +96,9 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
 bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int32_t index,
                                            int32_t code, const std::string& body,
                                            bool& need_statistic) {
+  if (post_state_ == PostState::kStopped) {
+    return true;  // ends the request; FinishUpdate drops the answer
+  }
   const std::string token = CurrentToken();
   ZO_LOG(LV_APP) << "[lbs] Check response current business token :" << token
                  << " request business token:" << request_token;
