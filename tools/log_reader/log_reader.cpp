@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -16,8 +19,8 @@ namespace {
 // The bytes that are kept to find the place again in a log that was cut, and the fewest that do.
 constexpr size_t kAnchorBytes = 65536;
 constexpr size_t kLeastAnchorBytes = 32;
-// A log that ends within a line is being written. If it still does after these waits, its writer
-// has died.
+// A log that ends within a line is perhaps being written. After these waits the reader looks for
+// the writer.
 constexpr int kMostWaits = 500;
 constexpr std::chrono::milliseconds kWait{1};
 
@@ -45,6 +48,31 @@ Buffer ReadBuffer(const std::string& path) {
 
 bool EndsWithinLine(const std::string& text) {
   return !text.empty() && text.back() != '\n';
+}
+
+// Returns whether the log has the begin of the buffer's text. The text is cleared when its append
+// has ended, also if that failed, so a log that ends within a line is then in the middle of an
+// append.
+bool HasBeginOf(const Buffer& buffer, const std::string& log) {
+  return !buffer.text.empty() &&
+         log.find(buffer.text.substr(0, kLeastAnchorBytes)) != std::string::npos;
+}
+
+// Returns whether a process has the file mapped, as a writer has its buffer. Processes of other
+// users can't be seen, but only root may read their logs.
+bool IsMapped(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const std::string end = " " + fs::weakly_canonical(path, error).string();
+  for (fs::directory_iterator it("/proc", error), last; it != last; it.increment(error)) {
+    std::ifstream maps(it->path() / "maps");
+    for (std::string line; std::getline(maps, line);) {
+      if (line.ends_with(end)) {
+        return true;
+      }
+    }
+  }
+  return false;
 }
 
 // Returns how many bytes of the buffer's text the log already has.
@@ -120,7 +148,11 @@ LogReader::Look LogReader::LookAtFiles() const {
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
     }
-    // Wait for the end of a line that is being written.
+    // Wait for the end of a line that is being written, as long as its writer lives.
+    if (waits == kMostWaits && EndsWithinLine(look.log) && HasBeginOf(buffer, look.log) &&
+        IsMapped(buffer_path)) {
+      waits = 0;
+    }
     if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text)) && waits < kMostWaits) {
       ++waits;
       std::this_thread::sleep_for(kWait);

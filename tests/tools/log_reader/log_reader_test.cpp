@@ -4,13 +4,16 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "base/log/log_format.h"
 #include "base/log/tqlog.h"
+#include "base/platform/mapped_file.h"
 #include "lab/temp_folder.h"
 #include "tools/log_reader/find_logs.h"
 
@@ -154,6 +157,19 @@ TEST_F(LogReaderTest, FollowsThroughFlushCutRestartAndLoss) {
   const auto messages = log.ReadNewMessages();
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0].text, "line 97");
+}
+
+// This process maps the buffer, as a writer does, and stops within an append. The wait is longer
+// than the reader waits for a writer that has died.
+TEST_F(LogReaderTest, WaitsForALivingWritersLine) {
+  SetLog(Lines(0, 30) + Lines(30, 39) + Line(39).substr(0, 1));
+  SetBuffer(Lines(30, 39));
+  zo_base::MappedFile writer;
+  ASSERT_TRUE(writer.Map(path_ + ".qel_mmap", kCapacity + sizeof(int32_t)));
+  auto text = std::async(std::launch::async, [&] { return LogReader(path_).ReadNewText(); });
+  EXPECT_EQ(text.wait_for(std::chrono::seconds(1)), std::future_status::timeout);
+  Append(Line(39).substr(1));
+  EXPECT_EQ(text.get(), Lines(0, 40));
 }
 
 // The second log has a small limit, so it loses its older half again and again.
