@@ -98,8 +98,9 @@ struct _ZOSturdyEnvironmentSettings {
   int32_t tp;                  // sent to the LBS servers as "tp", and to HTTP DNS
   // Folder (UTF-8) under which all files live: cache and log, in "sturdy_comp/<32 digits>/". It is
   // created if it is missing. The files contain the token; only the user that runs the process may
-  // read them. A relative path is taken from the working directory at the start. If the folder
-  // can't be written, the library works without a cache and a log.
+  // read them. A relative path is taken from the working directory at the start. An empty one is an
+  // error of the caller: the files go below "/", where most processes may not write. If the folder
+  // can't be made or written, no call fails: the library works without a cache and a log.
   char data_path[1024];
 };
 

@@ -26,6 +26,11 @@ Environment::Environment(const ClientOptions& options)
   if (object_ == nullptr) {
     throw std::runtime_error("the environment did not start");
   }
+  // The library works without its files too. A start that can write them leaves a line in the log.
+  if (log_reader::LogReader(log_).ReadNewText().empty()) {
+    zo_sturdy::ExitSturdyEnvironment(kEnvironmentId);
+    throw std::runtime_error("the data folder " + client_folder_ + " can't be made or written.");
+  }
 }
 
 Environment::~Environment() {

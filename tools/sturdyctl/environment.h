@@ -12,7 +12,8 @@ namespace sturdyctl {
 // can be read.
 // Threads: one.
 // Owner:   the command. At most one exists, since a process has one environment.
-// Errors:  UsageError for settings that are too long, std::runtime_error if the start fails.
+// Errors:  UsageError for settings that are too long, std::runtime_error if the start fails or the
+//          data folder can't be made or written.
 class Environment {
  public:
   explicit Environment(const ClientOptions& options);

@@ -2,6 +2,6 @@ execute_process(COMMAND ${COMMAND} RESULT_VARIABLE code OUTPUT_VARIABLE out ERRO
 string(FIND "${err}" "${SENTENCE}" at)
 string(REGEX MATCHALL "\n" lines "${err}")
 list(LENGTH lines count)
-if(NOT code EQUAL 2 OR at EQUAL -1 OR NOT count EQUAL 1 OR NOT out STREQUAL "")
+if(NOT code EQUAL CODE OR at EQUAL -1 OR NOT count EQUAL 1 OR NOT out STREQUAL "")
   message(FATAL_ERROR "exit code ${code}, standard output '${out}', standard error '${err}'")
 endif()
