@@ -96,6 +96,8 @@ TEST(EnvironmentLifecycle, ThrowingStartLeavesNothingStarted) {
     ExpectNothingStarted();
   }
   EXPECT_GE(failures, 15) << "twelve workers and the agent's three threads";
+  EXPECT_THAT(LogLines(folder.path()).With("[environment] Start failed"),
+              testing::SizeIs(failures));
 }
 
 TEST(EnvironmentLifecycle, ConcurrentStartsAndExitsRunOneByOne) {

@@ -98,6 +98,8 @@ TEST_P(ExitDuringACallback, ExportsAnswer) {
   });
   exit.join();
   EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
+  const std::string ignored = "[environment] Start on a thread of the library, ignored";
+  EXPECT_EQ(LogLines(folder_.path()).With(ignored).size(), 1U);
 }
 
 }  // namespace

@@ -154,6 +154,7 @@ TEST_F(HostQueryTest, AnswersWithoutARequestWhereItCan) {
   config->SetHttpRequestInvoker(nullptr);
   EXPECT_FALSE(Start({"a"}).get());  // no request, no wait
   RunOn(*manager_, [&] { EXPECT_FALSE(manager_->Query({}, {"cached"}, results_)); });
+  EXPECT_EQ(log.Texts().back(), "[http dns] DoQuery on the manager's own thread,return");
   Settle();
   EXPECT_EQ(Waiting(), 0U);
 }

@@ -140,14 +140,15 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
   const std::string begin = "[http dns] Begin update service";
   const std::string index = "[http dns] Check response index:0 code:";
   const std::string complete = "[http dns] Service update complete ";
+  const std::string success = "[http dns] Service update complete success = ";
   EXPECT_THAT(
       log.Tagged({"[http dns]"}),
       ElementsAre("[http dns][init] expired_time - time_now <= 2000ms update now", begin,
-                  index + "200", "[http dns] Check response res = true",
-                  complete + "success = true", complete + kLine + "\r\n" + body + kLine,
+                  index + "200", "[http dns] Check response res = true", success + "true",
+                  complete + kLine + "\r\n" + body + kLine,
                   "[http dns] Update success ttl : 1500 ms", "[http dns] Update S (success)", begin,
-                  index + "503", "[http dns] Check response res = false",
-                  complete + "success = false", complete + kLine + "\r\nb" + kLine,
+                  index + "503", "[http dns] Check response res = false", success + "false",
+                  complete + kLine + "\r\nb" + kLine,
                   "[http dns] Update fail redo after :60000ms"));
   manager_->UpdateServerCache(Parsed(R"({"ipv4": [{}]})"));
   EXPECT_THAT(Table(net::kIPFamilyV6), ElementsAre(":443", "![fe::1]:8443", "[fe::2]:0"));
