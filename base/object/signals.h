@@ -62,6 +62,9 @@ class ConnectAble {
   template <class... Args>
   void Disconnect(size_t key, size_t id);
 
+  template <class... Args>
+  size_t CountConnectionsForTest(const Signal<Args...>& signal);
+
  private:
   template <class... Args>
   using Connection = zo_sigslot::signal_singl_base<std::recursive_mutex, Args...>;
@@ -138,6 +141,13 @@ void ConnectAble::Disconnect(size_t key, size_t id) {
     entry->second =
         ZOAny(SharedConnections<Args...>(std::make_shared<Connections<Args...>>(std::move(left))));
   }
+}
+
+template <class... Args>
+size_t ConnectAble::CountConnectionsForTest(const Signal<Args...>& signal) {
+  RecursiveMutexLock lock(signals_mutex);
+  const auto entry = signals.find(signal.Key());
+  return entry == signals.end() ? 0 : ZOAnyCast<SharedConnections<Args...>>(entry->second)->size();
 }
 
 }  // namespace zo_base

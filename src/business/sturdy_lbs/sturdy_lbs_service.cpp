@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <thread>
 
@@ -38,6 +39,7 @@ ZOSturdyLBSServiceImpl::ZOSturdyLBSServiceImpl()
 // The stop in the base's destructor would come after the members that tasks use are gone.
 ZOSturdyLBSServiceImpl::~ZOSturdyLBSServiceImpl() {
   BaseThread::Stop();
+  CutConnections();
 }
 
 bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& record) {
@@ -78,8 +80,21 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
 // Leaves the service as new for another Start.
 void ZOSturdyLBSServiceImpl::RollBackStart() {
   serving_ = false;
+  CutConnections();
+}
+
+// The configuration outlives a released service, whose connections would pile up there.
+void ZOSturdyLBSServiceImpl::CutConnections() {
+  const auto config = GetEnvironmentConfig();  // held while its connections are cut
+  if (config == nullptr) {
+    return;  // they have ended with it
+  }
   for (zo_sigslot::connection& connection : connections_) {
-    connection.disconnect();
+    try {
+      connection.disconnect();
+    } catch (const std::bad_alloc&) {
+      continue;  // it stays until the exit, and does nothing once the service is gone
+    }
   }
   connections_.clear();
 }

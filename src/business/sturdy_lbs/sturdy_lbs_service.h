@@ -88,6 +88,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   void StartOnce(const _ZOSturdyLBSSettings& record,
                  const std::shared_ptr<_EnvironmentConfig>& config);
   void RollBackStart();
+  void CutConnections();
   void OnThreadBegin();
   void OnTokenChanged();
   void OnNetworkChanged(net::AddressFamily family);

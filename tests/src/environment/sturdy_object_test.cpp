@@ -34,6 +34,9 @@ TEST_F(SturdyObject, ReleasedServiceIsReplaced) {
   EXPECT_TRUE(service->Start(LBSRecord("http://127.0.0.1:1/", "localhost:1")));
   EXPECT_EQ(Link(*service), "localhost:1");
   object.ReleaseLBSService();
+  const auto config = EnvironmentManager::Instance().GetConfig();
+  EXPECT_EQ(config->CountConnectionsForTest(_EnvironmentConfig::SIG_NetworkChanged), 0U);
+  EXPECT_EQ(config->CountConnectionsForTest(_EnvironmentConfig::SIG_BusinessTokenChanged), 0U);
   EXPECT_EQ(Link(*object.GetLBSService()), "") << "a new one, not started";
 }
 
