@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "lab/lab.h"
+#include "src/sturdy/http_agent/logic/live_requests.h"
 #include "tests/support/frozen_client.h"
 
 namespace {
@@ -88,6 +89,7 @@ TEST_P(HostileServer, FailsAtItsBoundAndSoDoesAnExitMeanwhile) {
   AdvancePastBound();
   EXPECT_EQ(exit.wait_for(kSoon), std::future_status::ready);
   AdvanceUntil([&] { return exit.wait_for(kGlance) == std::future_status::ready; });
+  EXPECT_EQ(zo_sturdy::LiveRequests::Instance().CountForTest(), 0U);
   ExpectSmall();
 }
 

@@ -14,6 +14,7 @@
 #include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/sturdy_object_impl.h"
+#include "src/sturdy/http_agent/logic/live_requests.h"
 
 namespace zo_sturdy {
 
@@ -139,6 +140,7 @@ void EnvironmentManager::TearDown() {
                 last_object_ = object;
               });
   stopping_all_ = false;
+  LiveRequests::Instance().FreeAll();
   Clear();
   SetCurrentConfig(nullptr);
   config_.reset();

@@ -1,7 +1,6 @@
 #include "src/sturdy/http_agent/logic/live_requests.h"
 
 #include "base/process/no_destructor.h"
-#include "base/process/unload_hook.h"
 #include "src/sturdy/http_agent/logic/multiple_url_request_helper.h"
 
 namespace zo_sturdy {
@@ -9,10 +8,6 @@ namespace zo_sturdy {
 LiveRequests& LiveRequests::Instance() {
   static zo_base::NoDestructor<LiveRequests> instance;
   return *instance;
-}
-
-LiveRequests::LiveRequests() {
-  zo_base::AtUnload([] { Instance().FreeAll(); });
 }
 
 void LiveRequests::Add(MultipleURLHttpRequestHelper* request) {
@@ -25,11 +20,6 @@ void LiveRequests::Remove(MultipleURLHttpRequestHelper* request) {
   requests_.erase(request);
 }
 
-size_t LiveRequests::CountForTest() {
-  const zo_base::MutexLock lock(mutex_);
-  return requests_.size();
-}
-
 // Deletes outside the lock, because each destructor calls Remove.
 void LiveRequests::FreeAll() {
   std::set<MultipleURLHttpRequestHelper*> left;
@@ -40,6 +30,11 @@ void LiveRequests::FreeAll() {
   for (MultipleURLHttpRequestHelper* request : left) {
     delete request;
   }
+}
+
+size_t LiveRequests::CountForTest() {
+  const zo_base::MutexLock lock(mutex_);
+  return requests_.size();
 }
 
 }  // namespace zo_sturdy

@@ -37,7 +37,7 @@ namespace zo_sturdy {
 //          threads from the start. Those threads send the further URLs and emit the signal, no
 //          timer is armed, and InvokeRequest holds HttpTool::DeliveryMutex.
 // Owner:   itself, until the slot of SIG_ALL_SUB_REQUEST_RETURN adopts it. If the signal never
-//          comes or no slot adopts it, LiveRequests frees it when the library is unloaded.
+//          comes or no slot adopts it, the exit frees it through LiveRequests.
 // Errors:  the signal reports the outcome, once. An empty check throws std::bad_function_call where
 //          the answer is handled.
 class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
