@@ -60,8 +60,6 @@ std::set<std::string> LogTexts() {
 TEST(LogTexts, EachIsExpectedByATest) {
   // Texts that can't come, each with its reason.
   const std::set<std::string> unreachable = {
-      // Each document is checked before it is applied.
-      "[lbs]ParseLBSResponse parsel result = false,use old rsp as active lbs",
       // A query that has succeeded has an address for each of its hosts.
       "[multiple]Use http dns,url empty",
       // Nothing but a lack of memory throws there.

@@ -220,6 +220,8 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   // Accepted: a `common` of the wrong type.
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
   EXPECT_FALSE(service->ParseLBSResponse(R"({"other":{}})", "1"));
+  EXPECT_EQ(log.Texts().back(),
+            "[lbs]ParseLBSResponse parsel result = false,use old rsp as active lbs");
   EXPECT_EQ(Document(*service), R"({"common":1})");
 }
 
