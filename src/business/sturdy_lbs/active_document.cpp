@@ -15,11 +15,7 @@ ActiveDocument::ActiveDocument(const LBSSettings& settings)
 void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
   response_.SetEnvironmentConfig(config);
   LoadOrReset();
-  if (!ApplyStored()) {
-    // The defaults were lost on their way through the file, for example on a full disk.
-    response_.ResetToDefault(settings_, false);
-    ApplyStored();
-  }
+  Apply(response_.Get(lbs_key::kResponse), response_.Get(lbs_key::kFamily));
 }
 
 void ActiveDocument::LoadOrReset() {
@@ -32,10 +28,6 @@ void ActiveDocument::LoadOrReset() {
   if (!response_.CheckResponse(response_.Get(lbs_key::kResponse))) {
     response_.ResetToDefault(settings_, true);
   }
-}
-
-bool ActiveDocument::ApplyStored() {
-  return Apply(response_.Get(lbs_key::kResponse), response_.Get(lbs_key::kFamily));
 }
 
 bool ActiveDocument::Apply(const std::string& rsp, const std::string& family_text) {

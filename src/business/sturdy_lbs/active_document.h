@@ -40,8 +40,6 @@ class ActiveDocument {
  private:
   // Loads the cache. Resets the data to the defaults if the cache can't be used.
   void LoadOrReset();
-  // Applies the document that the data holds.
-  bool ApplyStored();
   void Save(const LBSDocument& document, const std::string& rsp, const std::string& family_text,
             const std::string& default_link);
 

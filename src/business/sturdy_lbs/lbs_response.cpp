@@ -55,7 +55,6 @@ void LBSResponse::ResetToDefault(const LBSSettings& settings, bool save) {
   Set(lbs_key::kFamily, std::to_string(family));
   if (save) {
     store_.Save();
-    store_.Reload();
   }
 }
 

@@ -48,7 +48,7 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   std::vector<std::string> GetBackupLBS() const;
 
   // Replaces all data by a document built from the settings. Empties the file; with `save` writes
-  // the new data to it.
+  // the new data to it. The data is right also if the file can't be written.
   void ResetToDefault(const LBSSettings& settings, bool save);
 
   // One setter for each key; they don't save. SetCore sets the three keys of every good document,

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
 #include "src/business/sturdy_lbs/lbs_document.h"
 #include "src/business/sturdy_lbs/lbs_request.h"
 #include "tests/src/sturdy_lbs/lbs_fixture.h"
@@ -173,6 +174,14 @@ TEST_F(LBSResponseTest, DefaultDocumentHasTheFormOfAServers) {
   }
   response.ResetToDefault(settings, false);
   EXPECT_EQ(zo_base::ReadFilePrefix(file, 100), "{}");
+  // Whatever call for the file fails.
+  bool fired = true;
+  for (int nth_call = 1; fired; ++nth_call) {
+    const zo_base::ScopedFileFault fault(nth_call, zo_base::FileFault::kFailOnce);
+    response.ResetToDefault(settings, true);
+    EXPECT_TRUE(response.CheckResponse(response.Get(lbs_key::kResponse))) << nth_call;
+    fired = zo_base::ScopedFileFault::Fired();
+  }
 }
 
 }  // namespace
