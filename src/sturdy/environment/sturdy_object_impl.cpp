@@ -45,6 +45,8 @@ std::shared_ptr<HttpAgent> ZOSturdyObjectImpl::Agent() const {
 
 void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
   if (const auto config = GetEnvironmentConfig()) {
+    // Emit under the lock, so that two changes reach the service in order.
+    zo_base::RecursiveMutexLock lock(config->mutex);
     config->address_family = family;
     config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
   }
@@ -103,8 +105,7 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
     return;
   }
   const std::string text = token;
-  // Emit under the lock, so that two changes reach the service in order.
-  zo_base::RecursiveMutexLock lock(config->mutex);
+  zo_base::RecursiveMutexLock lock(config->mutex);  // as for the network
   if (text != config->business_token) {
     config->business_token = text;
     config->Emit(_EnvironmentConfig::SIG_BusinessTokenChanged, text);

@@ -44,17 +44,20 @@ TEST_F(SturdyObject, ChangesReachTheConfigurationAndItsListeners) {
   IZOSturdyObject& object = Start("first");
   const auto config = EnvironmentManager::Instance().GetConfig();
   std::vector<std::string> heard;
-  config->Connect(_EnvironmentConfig::SIG_BusinessTokenChanged, [&](const std::string& token) {
-    // The lock is held, and a slot can take it again.
+  const auto expect_locked = [&] {  // a slot can take the lock again
     std::thread([&] {
       if (config->mutex.try_lock()) {
         config->mutex.unlock();
-        ADD_FAILURE() << "another thread could change the token";
+        ADD_FAILURE() << "another thread could make a change";
       }
     }).join();
+  };
+  config->Connect(_EnvironmentConfig::SIG_BusinessTokenChanged, [&](const std::string& token) {
+    expect_locked();
     heard.push_back(token + "/" + config->GetBusinessToken());
   });
   config->Connect(_EnvironmentConfig::SIG_NetworkChanged, [&](net::AddressFamily family) {
+    expect_locked();
     heard.push_back(std::to_string(family) + "/" + std::to_string(config->address_family));
   });
   for (const char* token : {"first", "second", "second", "", static_cast<const char*>(nullptr)}) {
