@@ -10,8 +10,8 @@
 //
 // Threads: every function and operation may be called from any thread of the client, several at
 //          once, except where a comment says otherwise. ReleaseLBSService invalidates the
-//          service's pointer, and ExitSturdyEnvironment every pointer: don't use one during or
-//          after that call.
+//          service's pointer, and ExitSturdyEnvironment every pointer: don't begin a call
+//          on one during or after that call. A QueryHost or GetLBSResponse that waits is ended.
 // Owner:   the library owns every object whose pointer it returns; a client never deletes one.
 //          The library copies input records and texts before the call returns. Output buffers
 //          belong to the client.
@@ -165,7 +165,8 @@ class IZOSturdyLBSService {
   virtual bool Start(const _ZOSturdyLBSSettings& settings) = 0;
 
   // Fetches a new document in the background; the update callback reports the outcome. Does nothing
-  // while a fetch is under way. `family`: URLs whose host is an address of another family are left
+  // while a fetch is under way. The one that the callback reports has ended, so a call inside the
+  // callback counts. `family`: URLs whose host is an address of another family are left
   // out. With kIPFamilyAny no URL is left out. With a value without a name, every URL whose host is
   // an address is left out. If no URL is left, the fetch stays under way until the token changes
   // or, with a token set, the network's family does.
@@ -184,13 +185,14 @@ class IZOSturdyLBSService {
   virtual void SetUpdateCallback(void (*callback)(int code, const char* lbs_response)) = 0;
 
   // Writes the active document, which is JSON text. `out`: kLBSResponseBufferSize bytes, zeroed.
-  // Blocks: with `no_wait` false, until the fetch under way ends or the service stops. With dead
-  // servers a fetch takes some seconds for each URL. With `no_wait` true it doesn't block.
+  // Blocks: with `no_wait` false, until the fetch under way ends. With dead servers a fetch takes
+  // some seconds for each URL. A release or an exit on another thread ends the wait, and then
+  // nothing is written. With `no_wait` true it doesn't block.
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
   // Writes the next address to connect to: the servers of the document in turn, then a default,
   // then the first server again. The third default since the last request for a fetch causes one,
-  // unless one is under way.
+  // unless one is under way, or one that defaults caused has ended less than 1200 ms before.
   // `host`: kLinkHostBufferSize bytes, zeroed; a host name, or an address, IPv6 in brackets.
   // `*port`: in host byte order; 0 if the list gives none.
   // `*family`: in, the wanted family: servers that are addresses of another family are skipped.

@@ -77,14 +77,12 @@ class ClientTest : public testing::Test {
     Received().updates.pop_front();
     return update;
   }
-  // Returns the next update, after which the next fetch can begin.
   Update AwaitUpdate() {
     const std::optional<Update> update = TryUpdate(kPatience);
     if (!update) {
       ADD_FAILURE() << "no update callback";
       return {};
     }
-    AwaitFetchEnd(*service_);
     return *update;
   }
 

@@ -53,7 +53,7 @@ inline std::string Document(zo_sturdy::IZOSturdyLBSService& service, bool no_wai
   return out.c_str();
 }
 
-// Blocks until the next fetch can begin: an update callback comes a little before its fetch ends.
+// Blocks until no fetch is under way.
 inline void AwaitFetchEnd(zo_sturdy::IZOSturdyLBSService& service) {
   Document(service, false);
 }

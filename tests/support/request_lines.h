@@ -54,8 +54,8 @@ inline const std::map<std::string, std::string>& RequestWords() {
        "[lbs]ParseLBSResponse rsp:\r\n--------------------------\r\n$\r\n"
        "--------------------------|[lbs]ParseLBSResponse parsel result = true,update active lbs"},
       {"end",
-       "[lbs] Update LBS compare post task to lbs thread for callback|"
-       "[lbs]UpdateLBS set updatting = false"},
+       "[lbs]UpdateLBS set updatting = false|"
+       "[lbs] Update LBS compare post task to lbs thread for callback"},
       {"release", "Request return,release request object"}};
   return words;
 }

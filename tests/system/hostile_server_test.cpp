@@ -78,7 +78,6 @@ TEST_P(HostileServer, FailsAtItsBoundAndSoDoesAnExitMeanwhile) {
   AwaitTransfer(1);
   AdvancePastBound();
   ASSERT_EQ(TryUpdate(kSoon).value_or(Update(-1, "none came")).first, 0);
-  AwaitFetchEnd(service);
   EXPECT_EQ(Link(service), kDefaultLink);
   ExpectSmall();
 

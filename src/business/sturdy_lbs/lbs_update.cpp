@@ -1,5 +1,6 @@
 // One fetch of a document, in the order of its steps.
 #include "base/log/log.h"
+#include "base/thread/clock.h"
 #include "base/thread/for_any_thread.h"
 #include "base/thread/post_task.h"
 #include "network/http_status.h"
@@ -17,6 +18,10 @@ using KRBASE::network::kStatusOk;
 // days and hold up every other fetch.
 constexpr size_t kMaxLbsUrls = 64;
 
+// After a fetch that defaults caused, defaults cause none for this time. A client that asks again
+// at once while every link server refuses would flood the LBS servers.
+constexpr int64_t kPauseAfterDefaultsMs = 1200;
+
 }  // namespace
 
 void ZOSturdyLBSServiceImpl::Update(net::AddressFamily family) {
@@ -30,28 +35,40 @@ void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,
 }
 
 void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force) {
+  BeginFetch(family, force, /*by_defaults=*/false);
+}
+
+void ZOSturdyLBSServiceImpl::BeginFetch(net::AddressFamily family, bool force, bool by_defaults) {
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS force = " << force;
   if (post_state_ != PostState::kAccepting) {
     return;  // The post would be dropped, and nothing would clear `updatting_lbs_`.
   }
-  if (updatting_lbs_.exchange(true) && !force) {
+  // Drop a fetch that nobody needs.
+  if (by_defaults && zo_base::Clock::MonotonicMs() < defaults_paused_until_ms_) {
+    ZO_LOG(LV_APP) << "[lbs]UpdateLBS less than 1200ms after a fetch for defaults,return";
+    return;
+  }
+  const uint64_t number = ++last_fetch_;
+  uint64_t none = 0;
+  if (force) {
+    updatting_lbs_ = number;
+  } else if (!updatting_lbs_.compare_exchange_strong(none, number)) {
     ZO_LOG(LV_APP) << "[lbs]UpdateLBS updatting_lbs_ = true,return";
     return;
   }
+  // Begin it.
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = true";
-  const std::string request_token = CurrentToken();
+  const Fetch fetch = {number, family, CurrentToken(), by_defaults};
   // Post on the thread object: locking the loop's weak pointer would make this thread an owner of
   // the service.
-  zo_base::PostTo(
-      static_cast<zo_base::ITaskDelegate&>(*this),
-      ToWeakClosure([this, family, request_token] { RequestUpdate(family, request_token); }));
+  zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),
+                  ToWeakClosure([this, fetch] { RequestUpdate(fetch); }));
   if (post_state_ != PostState::kAccepting) {
-    updatting_lbs_ = false;  // the stop came in between
+    updatting_lbs_ = 0;  // the stop came in between
   }
 }
 
-void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
-                                           const std::string& request_token) {
+void ZOSturdyLBSServiceImpl::RequestUpdate(const Fetch& fetch) {
   const auto config = GetEnvironmentConfig();
   if (config == nullptr) {
     return;
@@ -64,16 +81,15 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
     }
   }
   // Build the request.
-  const LBSQuery query = {request_token, config->sv, config->pv, config->tp,
+  const LBSQuery query = {fetch.token, config->sv, config->pv, config->tp,
                           settings_.address_family};
-  MultipleURLHttpRequest request = BuildLBSRequest(urls, query, family);
+  MultipleURLHttpRequest request = BuildLBSRequest(urls, query, fetch.family);
   // Ask for a refusal: once the service is gone there is none, so the first answer ends the
   // request.
   auto refuses = zo_base::ForAnyThread(
       *this, GetTaskLoop(),
-      [this, request_token](int32_t index, int32_t code, const std::string& body,
-                            bool& need_statistic) {
-        return !JudgeResponse(request_token, index, code, body, need_statistic);
+      [this, fetch](int32_t index, int32_t code, const std::string& body, bool& need_statistic) {
+        return !JudgeResponse(fetch, index, code, body, need_statistic);
       });
   request.check = [refuses](int32_t index, int32_t code, const std::string&,
                             const std::string& body, bool& need_statistic) mutable {
@@ -81,8 +97,8 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   };
   request.callback = zo_base::ForAnyThread(
       *this, GetTaskLoop(),
-      [this, family, request_token](bool success, const std::string&, const std::string& body) {
-        FinishUpdate(family, request_token, success, body);
+      [this, fetch](bool success, const std::string&, const std::string& body) {
+        FinishUpdate(fetch, success, body);
       });
   // Send it. Without a URL `updatting_lbs_` stays set: only a forced fetch can follow.
   if (request.urls.empty()) {
@@ -93,16 +109,23 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(net::AddressFamily family,
   SendMultipleURLRequest(request, true);
 }
 
-bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int32_t index,
-                                           int32_t code, const std::string& body,
-                                           bool& need_statistic) {
-  if (post_state_ == PostState::kStopped) {
-    return true;  // ends the request; FinishUpdate drops the answer
-  }
+bool ZOSturdyLBSServiceImpl::IsOutdated(const Fetch& fetch, const char* step) {
   const std::string token = CurrentToken();
-  ZO_LOG(LV_APP) << "[lbs] Check response current business token :" << token
-                 << " request business token:" << request_token;
-  if (token != request_token) {
+  ZO_LOG(LV_APP) << step << " current business token :" << token
+                 << " request business token:" << fetch.token;
+  if (token != fetch.token) {
+    return true;  // the change has begun a forced fetch
+  }
+  const uint64_t newest = updatting_lbs_;
+  if (newest != fetch.number) {
+    ZO_LOG(LV_APP) << step << " superseded by a forced fetch";
+  }
+  return newest != fetch.number;
+}
+
+bool ZOSturdyLBSServiceImpl::JudgeResponse(const Fetch& fetch, int32_t index, int32_t code,
+                                           const std::string& body, bool& need_statistic) {
+  if (post_state_ == PostState::kStopped || IsOutdated(fetch, "[lbs] Check response")) {
     return true;  // ends the request; FinishUpdate drops the answer
   }
   ZO_LOG(LV_APP) << "[lbs] Check response index:" << index << " code:" << code;
@@ -120,36 +143,33 @@ bool ZOSturdyLBSServiceImpl::JudgeResponse(const std::string& request_token, int
   return false;
 }
 
-void ZOSturdyLBSServiceImpl::FinishUpdate(net::AddressFamily family,
-                                          const std::string& request_token, bool success,
+void ZOSturdyLBSServiceImpl::FinishUpdate(const Fetch& fetch, bool success,
                                           const std::string& body) {
   const zo_base::MutexLock lock(finish_mutex_);
-  if (post_state_ == PostState::kStopped) {
-    return;
-  }
-  // Drop an answer to an outdated token.
-  const std::string token = CurrentToken();
-  ZO_LOG(LV_APP) << "[lbs] Update LBS complete current business token :" << token
-                 << " request business token:" << request_token;
-  if (token != request_token) {
-    // Leave `updatting_lbs_` set: each change of the token has started a forced fetch, whose end
-    // clears it.
+  // Leave `updatting_lbs_` set for an outdated fetch: the end of the newest one clears it.
+  if (post_state_ == PostState::kStopped || IsOutdated(fetch, "[lbs] Update LBS complete")) {
     return;
   }
   // Apply the document.
   ZO_LOG(LV_APP) << "[lbs] Update LBS success = " << success;
   ZO_LOG(LV_APP) << "[lbs] Update LBS " << zo_base::Framed{body};
   if (success) {
-    active_.Apply(body, std::to_string(static_cast<int32_t>(family)));
+    active_.Apply(body, std::to_string(static_cast<int32_t>(fetch.family)));
   }
-  // Call the client, and let the next fetch begin.
+  // Let the next fetch begin, unless a forced one has begun meanwhile.
+  if (fetch.by_defaults) {
+    defaults_paused_until_ms_ = zo_base::Clock::MonotonicMs() + kPauseAfterDefaultsMs;
+  }
+  uint64_t own = fetch.number;
+  if (updatting_lbs_.compare_exchange_strong(own, 0)) {
+    ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = false";
+  }
+  // Call the client. It may ask for a fetch, so this one has ended.
   if (update_callback_ != nullptr) {
     ZO_LOG(LV_APP) << "[lbs] Update LBS compare post task to lbs thread for callback";
     zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),
                     ToWeakClosure([this, success] { CallClient(success); }));
   }
-  updatting_lbs_ = false;
-  ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = false";
 }
 
 void ZOSturdyLBSServiceImpl::CallClient(bool success) {

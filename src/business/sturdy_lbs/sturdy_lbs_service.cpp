@@ -105,7 +105,7 @@ void ZOSturdyLBSServiceImpl::RequestStop() {
     // signal slot that holds the configuration's mutex, which must be taken after this one.
     const zo_base::MutexLock applied(finish_mutex_);
   }
-  updatting_lbs_ = false;
+  updatting_lbs_ = 0;
   BaseThread::RequestStop();
 }
 
@@ -147,7 +147,10 @@ bool ZOSturdyLBSServiceImpl::GetLinkAddress(char* host, uint16_t* port,
     return false;
   }
   const LinkAddress address = active_.links().Next(*family, [this] {
-    update_invoker_.Invoke(ToWeakClosure([this] { UpdateLBS(settings_.address_family, false); }),
+    update_invoker_.Invoke(ToWeakClosure([this] {
+                             BeginFetch(settings_.address_family, /*force=*/false,
+                                        /*by_defaults=*/true);
+                           }),
                            /*immediately=*/false);
   });
   Write(address, host, port, family);
@@ -180,10 +183,14 @@ void ZOSturdyLBSServiceImpl::GetLBSResponse(bool no_wait, char* out) {
   if (out == nullptr) {
     return;
   }
+  const auto held = weak_from_this().lock();  // another thread may release the service meanwhile
   // A thread of the library must not wait: the fetch may need it.
   if (!no_wait && !zo_base::IsLibraryThread()) {
-    while (updatting_lbs_) {
+    while (updatting_lbs_ != 0) {
       std::this_thread::sleep_for(kPollInterval);
+    }
+    if (post_state_ == PostState::kStopped) {
+      return;
     }
   }
   CopyValue(lbs_key::kResponse, out, kLBSResponseBufferSize);

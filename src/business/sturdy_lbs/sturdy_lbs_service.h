@@ -76,13 +76,21 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   void ParseMsgStatInfo(const std::string& text) { active_.ParseMsgStatInfo(text); }
   void ApplyLBSSettings(const _ZOSturdyLBSSettings& record);
 
-  bool IsUpdatingForTest() const { return updatting_lbs_; }
+  bool IsUpdatingForTest() const { return updatting_lbs_ != 0; }
 
  private:
   using BaseThread::Start;  // the thread's start, without settings
 
   // Whether the service's thread accepts posts.
   enum class PostState { kNotRunning, kAccepting, kStopped };
+
+  // A fetch, from the call that began it to its end.
+  struct Fetch {
+    uint64_t number;  // from 1; a newer one has a higher number
+    net::AddressFamily family;
+    std::string token;  // at the begin
+    bool by_defaults;   // begun since defaults were returned
+  };
 
   // start
   void StartOnce(const _ZOSturdyLBSSettings& record,
@@ -95,17 +103,24 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   std::string CurrentToken();
 
   // one fetch
-  void RequestUpdate(net::AddressFamily family, const std::string& request_token);
-  bool JudgeResponse(const std::string& request_token, int32_t index, int32_t code,
-                     const std::string& body, bool& need_statistic);
-  void FinishUpdate(net::AddressFamily family, const std::string& request_token, bool success,
-                    const std::string& body) ZO_EXCLUDES(finish_mutex_);
+  void BeginFetch(net::AddressFamily family, bool force, bool by_defaults);
+  void RequestUpdate(const Fetch& fetch);
+  bool JudgeResponse(const Fetch& fetch, int32_t index, int32_t code, const std::string& body,
+                     bool& need_statistic);
+  void FinishUpdate(const Fetch& fetch, bool success, const std::string& body)
+      ZO_EXCLUDES(finish_mutex_);
+  // True if the token has changed since the fetch began, or if a forced fetch has begun since.
+  // Logs both tokens, with `step` in front.
+  bool IsOutdated(const Fetch& fetch, const char* step);
   void CallClient(bool success);
 
   // Copies a value of the store. Writes nothing if it is too long for a buffer of that size.
   void CopyValue(const char* key, char* out, size_t buffer_size);
 
-  std::atomic<bool> updatting_lbs_{false};
+  // The number of the newest fetch while it is under way; 0 if none is.
+  std::atomic<uint64_t> updatting_lbs_{0};
+  std::atomic<uint64_t> last_fetch_{0};
+  std::atomic<int64_t> defaults_paused_until_ms_{0};  // on the monotonic clock
   std::atomic<bool> started_{false};
   LBSSettings settings_;
   ActiveDocument active_;

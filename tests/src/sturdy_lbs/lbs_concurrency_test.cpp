@@ -2,6 +2,7 @@
 
 #include "tests/src/sturdy_lbs/lbs_fixture.h"
 #include "tests/support/run_threads.h"
+#include "tests/support/wait_until.h"
 
 namespace zo_sturdy {
 namespace {
@@ -65,6 +66,25 @@ TEST_F(LBSConcurrencyTest, ThreadsAskAndChangeWhileDocumentsArrive) {
   EXPECT_THAT(Document(*service, false), testing::AnyOf(kDocuments[0], kDocuments[1]));
   service->Stop();
   service.reset();
+}
+
+// The last of the waiting callers may be the last owner of the service.
+TEST_F(LbsTest, ReleasedWhileCallersWaitForItsDocument) {
+  constexpr int kCallers = 16;
+  SetToken("key");
+  auto released = MakeService();
+  ASSERT_TRUE(released->Start(Record()));
+  Request(0);  // never answered
+  std::vector<std::thread> callers;
+  for (int i = 0; i < kCallers; ++i) {
+    callers.emplace_back([waiting = released.get()] { EXPECT_EQ(Document(*waiting, false), ""); });
+  }
+  ASSERT_TRUE(WaitUntil([&] { return released.use_count() == 1 + kCallers; }));
+  released->Stop();
+  released.reset();
+  for (std::thread& caller : callers) {
+    caller.join();
+  }
 }
 
 TEST_F(LBSConcurrencyTest, ReleasedWhileDocumentsArriveAndTokensChange) {

@@ -98,6 +98,25 @@ TEST_F(LBSServiceTest, TokenAndFamilyChangesForceAFetch) {
   EXPECT_EQ(Request(3).ip_family, net::kIPFamilyV4);
   EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced,
                                "[lbs]UpdateLBS set updatting = true", "[lbs] Begin update LBS"}));
+  // The answer of the fetch before the change is dropped, and doesn't end the newer fetch.
+  EXPECT_TRUE(Answer(Request(2), 500, kNew));
+  EXPECT_THAT(log.With("superseded"),
+              testing::ElementsAre("[lbs] Check response superseded by a forced fetch",
+                                   "[lbs] Update LBS complete superseded by a forced fetch"));
+  EXPECT_TRUE(service->IsUpdatingForTest());
+  Answer(Request(3), 200, kNew);
+  EXPECT_FALSE(service->IsUpdatingForTest());
+}
+
+TEST_F(LBSServiceTest, UpdateInTheCallbackAlwaysFetches) {
+  static IZOSturdyLBSService* asking;
+  asking = service.get();
+  service->SetUpdateCallback([](int, const char*) { asking->Update(net::kIPFamilyAny); });
+  StartWithToken();
+  for (size_t fetch = 0; fetch < 500; ++fetch) {
+    Answer(Request(fetch), 500, "");
+  }
+  Request(500);
 }
 
 TEST_F(LBSServiceTest, ServesTheFamilyOfItsSettings) {
@@ -163,6 +182,22 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
     Link(*service);
   }
   EXPECT_EQ(Request(0).ip_family, net::kIPFamilyAny);
+  // For 1200 ms after the end of that fetch, defaults cause no other one; an update does.
+  const auto last_line_of_three_defaults = [this] {
+    for (int i = 0; i < 12; ++i) {
+      Link(*service);
+    }
+    return log.With("]UpdateLBS").back();
+  };
+  const std::string paused = "[lbs]UpdateLBS less than 1200ms after a fetch for defaults,return";
+  Answer(Request(0), 500, "");
+  EXPECT_EQ(last_line_of_three_defaults(), paused);
+  service->Update(net::kIPFamilyAny);
+  Answer(Request(1), 500, "");
+  clock.Advance(1199);
+  EXPECT_EQ(last_line_of_three_defaults(), paused);
+  clock.Advance(1);
+  EXPECT_EQ(last_line_of_three_defaults(), "[lbs]UpdateLBS set updatting = true");
   const char* const odd[][3] = {
       {"[fe80::1]:65535", "[fe80::1]:65535", "[lbs] Addr may be ipv6 [fe80::1]:65535"},
       {":80", ":80", "[lbs] Addr may be domain empty string !:80"},
