@@ -32,9 +32,11 @@ enum class LoopStep {
   kTaskRan,
   kWalked,
   kPassEnds,
-  // On the posting thread: before its task is stored, and before it looks whether the loop waits.
+  // On the posting thread: before its task is stored, before it looks whether the loop waits, and
+  // before it notifies a loop that does.
   kPosterAppends,
   kNotifies,
+  kWakes,
 };
 
 // One system thread with a task loop, started at most once. It waits for a post or the earliest
@@ -154,7 +156,7 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<uint64_t> earliest_due_ms;
   // A task was posted that a drain may not have run yet, so the loop doesn't wait.
   std::atomic<bool> wake_requested{false};
-  // The thread waits, or is about to, and hasn't been notified.
+  // The thread waits, or is about to. Only the loop changes it.
   std::atomic<bool> waiting{false};
   std::condition_variable_any wake_condition;
   std::atomic<uint8_t> stop_requested{0};

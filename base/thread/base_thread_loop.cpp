@@ -67,12 +67,14 @@ void BaseThread::Notify() {
   }
   {
     RecursiveMutexLock lock(wake_mutex);
-    // The loop holds the mutex from setting `waiting` to its wait, so it is in its wait now.
+    // The loop holds the mutex from setting `waiting` to its wait, so it is in its wait now. Leave
+    // the flag set: this thread may be held up before it notifies, and another poster must then
+    // notify too.
     if (!waiting) {
       return;
     }
-    waiting = false;
   }
+  Step(LoopStep::kWakes);
   // Notify without the mutex, which the waking thread takes. If the loop has timed out and waits
   // again, it makes one extra pass.
   wake_condition.notify_all();

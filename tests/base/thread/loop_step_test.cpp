@@ -136,5 +136,13 @@ TEST_F(HeldLoop, TaskStoredAfterTheRequestOfAnEarlierPostIsClearedArrives) {
   EXPECT_TRUE(Arrives(arrived.get_future()));
 }
 
+TEST_F(HeldLoop, APosterThatIsHeldUpHoldsUpNoOtherPost) {
+  OnLoop([&] { BaseThread::SetStepHookForTest(&hook); });
+  ASSERT_TRUE(Arrives(waits.get_future()));
+  RunForeignUntil(LoopStep::kWakes, [&] { PostTo(loop, nothing); });
+  PostTo(loop, arrival);
+  EXPECT_TRUE(Arrives(arrived.get_future()));
+}
+
 }  // namespace
 }  // namespace zo_base
