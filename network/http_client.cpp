@@ -148,7 +148,7 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
   bool is_queued = true;
   {
     zo_base::MutexLock lock(state_mutex);
-    if (requestor == nullptr) {
+    if (requestor == nullptr || is_stopping) {
       return;
     }
     is_queued = StartDispatcherLocked();
@@ -165,9 +165,27 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
   }
 }
 
+void HttpClient::RequestStop() {
+  std::shared_ptr<IHttpRequestor> transport;
+  {
+    zo_base::MutexLock lock(state_mutex);
+    is_stopping = true;
+    transport = requestor;
+  }
+  {
+    zo_base::MutexLock lock(running_mutex);
+    running = 0;
+  }
+  Wake();
+  if (transport != nullptr) {
+    transport->CancelAll();
+  }
+}
+
 void HttpClient::Stop() {
   zo_base::MutexLock lifecycle_lock(lifecycle_mutex);
-  // Drop new requests.
+  RequestStop();
+  // End the dispatcher.
   std::shared_ptr<IHttpRequestor> transport;
   std::thread ending;
   {
@@ -175,12 +193,6 @@ void HttpClient::Stop() {
     transport.swap(requestor);
     ending.swap(dispatcher);
   }
-  // End the dispatcher.
-  {
-    zo_base::MutexLock lock(running_mutex);
-    running = 0;
-  }
-  Wake();
   if (ending.joinable()) {
     ending.join();
   }
@@ -195,6 +207,7 @@ void HttpClient::Stop() {
   }
   zo_base::MutexLock lock(state_mutex);
   dispatcher_started = false;
+  is_stopping = false;
 }
 
 void HttpClient::Dispatch(IHttpRequestor& transport) {

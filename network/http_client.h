@@ -16,7 +16,7 @@ namespace KRBASE::network {
 
 // The HTTP client of the whole process. Callers queue requests; one dispatcher passes them to the
 // transport, whose workers carry them out and call the requests' callbacks.
-// Threads: Send from any, callbacks included; it never waits for a transfer. Start and Stop from
+// Threads: Send and RequestStop from any, callbacks included; they never wait. Start and Stop from
 //          any but the client's own; they run one after the other.
 // Owner:   the singleton. It outlives an environment, stopped and ready for the next Start.
 // Errors:  a failed transfer is a response with status 0. No exception leaves the dispatcher or a
@@ -35,6 +35,10 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   // request on this thread with status 0; the next call tries again. An empty pointer only starts
   // the dispatcher.
   void Send(const std::shared_ptr<HttpRequest>& request);
+
+  // Drops new and queued requests from here on, without waiting for the transfers in progress. For
+  // an owner that also waits for other threads; Stop follows.
+  void RequestStop();
 
   // Ends the dispatcher and waits for the transfers in progress, whose callbacks still run. Drops
   // the requests that wait. A transfer takes at most its connect time-out plus 30 s plus one name
@@ -61,6 +65,7 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   // No callback is called with any of them held.
   zo_base::Mutex lifecycle_mutex;  // held by Start and Stop from begin to end
   zo_base::Mutex state_mutex;
+  bool is_stopping ZO_GUARDED_BY(state_mutex) = false;  // from RequestStop to the end of Stop
   bool dispatcher_started ZO_GUARDED_BY(state_mutex) = false;
   std::thread dispatcher ZO_GUARDED_BY(state_mutex);
   std::shared_ptr<IHttpRequestor> requestor ZO_GUARDED_BY(state_mutex);

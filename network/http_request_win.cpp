@@ -78,6 +78,10 @@ void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Don
 
 void HttpRequestWin::Cancel(uint64_t /*request_id*/) {}
 
-void HttpRequestWin::CancelAll() {}
+void HttpRequestWin::CancelAll() {
+  if (pool != nullptr) {
+    pool->RequestStop();
+  }
+}
 
 }  // namespace KRBASE::network

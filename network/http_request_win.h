@@ -25,8 +25,9 @@ class HttpRequestWin : public IHttpRequestor {
   // Requires: MakePool has returned.
   void Send(const std::shared_ptr<HttpRequest>& request, const Done& done) override;
 
-  // Do nothing: a blocking transfer can't be ended early.
+  // Does nothing: a blocking transfer can't be ended early.
   void Cancel(uint64_t request_id) override;
+  // Begins no further transfer.
   void CancelAll() override;
 
  private:

@@ -26,8 +26,9 @@ class IHttpRequestor {
   IHttpRequestor& operator=(const IHttpRequestor&) = delete;
 
   virtual void Send(const std::shared_ptr<HttpRequest>& request, const Done& done) = 0;
-  // For transports that can end a transfer early. The client calls neither.
+  // For transports that can end a transfer early. The client doesn't call it.
   virtual void Cancel(uint64_t request_id) = 0;
+  // Begins no further transfer, and ends those in progress if the transport can.
   virtual void CancelAll() = 0;
 };
 

@@ -24,12 +24,14 @@ threadpool::~threadpool() {
   StopAndJoin();
 }
 
+void threadpool::RequestStop() {
+  zo_base::MutexLock lock(mutex);
+  run = false;
+  task_cv.notify_all();
+}
+
 void threadpool::StopAndJoin() {
-  {
-    zo_base::MutexLock lock(mutex);
-    run = false;
-    task_cv.notify_all();
-  }
+  RequestStop();
   for (std::thread& worker : pool) {
     worker.join();
   }
@@ -45,7 +47,7 @@ void threadpool::Work() {
       while (run && tasks.empty()) {
         task_cv.wait(mutex);
       }
-      if (tasks.empty()) {
+      if (!run) {
         return;
       }
       task = std::move(tasks.front());

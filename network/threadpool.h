@@ -33,6 +33,9 @@ class threadpool {
   threadpool(const threadpool&) = delete;
   threadpool& operator=(const threadpool&) = delete;
 
+  // Begins no further task. The queued ones are dropped by the destructor.
+  void RequestStop();
+
   // Queues a call of the function. The caller may drop the future: its destructor doesn't block.
   // Throws std::runtime_error while the pool ends.
   template <class Function, class... Args>

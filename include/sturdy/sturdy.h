@@ -275,16 +275,14 @@ class IZOSturdyObject {
 // The exported functions.
 
 // The longest time of an exit, in seconds, with requests in flight: 7 s to connect and 30 s to send
-// the request and receive the answer, redirects included. Look-ups of host names by the system's
-// resolver come on top, and the library can't bound their time: one for the transfer, one if it is
-// redirected at the last moment, and one for each of two threads that may look up the host of a
-// failed URL. With common settings of a resolver, a look-up without any answer takes 10 to 20 s.
-// The client's own update callback comes on top too, if it is running.
-// An exit ends a waiting QueryHost with a result of false: at once if the exit has the
-// environment's id, after the transfers in flight if it has another id.
-// Without a request in flight (fetch, QueryHost, update of the HTTP DNS service, report of
-// failures) an exit takes milliseconds. The first start always sends one: the built-in endpoints of
-// the HTTP DNS service count as expired, so the library updates them at once.
+// the request and receive the answer, redirects included. The look-up of a host name by the
+// system's resolver comes on top, or two if a redirect comes last, and the library can't bound
+// their time. With common settings of a resolver, a look-up without any answer takes 10 to 20 s.
+// The client's own update callback, if it is running, runs beside all that; the exit waits for it
+// too. An exit ends a waiting QueryHost at once, with a result of false. Without a request in
+// flight (fetch, QueryHost, update of the HTTP DNS service, report of failures) an exit takes
+// milliseconds. The first start always sends one: the built-in endpoints of the HTTP DNS service
+// count as expired, so the library updates them at once.
 const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; a process has one at most. If it is
@@ -303,7 +301,11 @@ STURDY_EXPORT IZOSturdyObject* GetSturdyObject(int id);
 
 // Exits the environment, whatever `id` is. Stops the services, ends every thread of the library
 // and invalidates all pointers that it has returned. Sends and saves nothing. A client needn't call
-// it before the end of the process. Inside the update callback it only writes a log line.
+// it before the end of the process. Inside the update callback it only writes a log line. In a
+// forked child it does nothing.
+// Don't call it, or another call that waits, in a constructor or destructor that dlopen or dlclose
+// runs: the system's loader is locked then, and the thread that loads libcurl for the first request
+// waits for the loader.
 // Blocks: until the transfers in flight end and a running update callback has returned; see
 // kExitBoundSeconds.
 STURDY_EXPORT void ExitSturdyEnvironment(int id);

@@ -23,7 +23,7 @@ struct Moment {
   std::function<void()> reach;
   // Shows that the exit is under way and waits for the held transfer alone.
   std::function<bool()> is_exiting;
-  int id = 1;    // with another one the transfers in flight end before the queries
+  int id = 1;
   int held = 1;  // transfers
 };
 

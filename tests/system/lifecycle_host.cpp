@@ -7,6 +7,7 @@
 //   callback  exits in the update callback
 //   call      exits while other threads are in calls
 //   fork      a forked child returns from main, then the parent
+//   forked    the same, and in each the destructor of a static object exits the environment
 //   static    the destructor of a static object exits the environment
 //   joined    that destructor joins a thread that is in a call
 // Prints nothing.
@@ -81,12 +82,12 @@ int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
     calls.wait(before);
     std::exit(0);
   }
-  keeper.exits = way == "static";
+  keeper.exits = way == "static" || way == "forked";
   if (way == "joined") {
     keeper.waits = std::thread([&service] { AwaitFetchEnd(service); });
   }
   int status = 0;
-  if (way == "fork" && fork() != 0) {
+  if ((way == "fork" || way == "forked") && fork() != 0) {
     wait(&status);
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;

@@ -67,6 +67,7 @@ std::shared_ptr<_EnvironmentConfig> EnvironmentManager::GetConfig() const {
 
 int32_t EnvironmentManager::StartOnce(const _ZOSturdyEnvironmentSettings& settings) {
   const zo_base::MutexLock lock(lifecycle_mutex_);
+  started_in_ = zo_base::CurrentProcessId();
   // The analysis can't see that Call runs this here, under the lock.
   start_once_.Call([&]() ZO_NO_THREAD_SAFETY_ANALYSIS {
     try {
@@ -113,8 +114,20 @@ void EnvironmentManager::CreateEnvironment() {
   environments_[object->id] = object;
 }
 
+bool EnvironmentManager::IsStartedHere() const {
+  return started_in_ == zo_base::CurrentProcessId();
+}
+
 void EnvironmentManager::StopAndExit(int32_t id) {
+  if (!IsStartedHere()) {
+    return;
+  }
   const zo_base::MutexLock lock(lifecycle_mutex_);
+  // Ask every thread to end before the first join, so that what they wait for overlaps.
+  if (const auto object = ToImpl(Find(kOnlyId))) {
+    object->RequestStop();
+  }
+  KRBASE::network::HttpClient::Instance()->RequestStop();
   if (const auto object = ToImpl(Find(id))) {
     {
       const zo_base::MutexLock table_lock(environments_mutex_);

@@ -34,6 +34,9 @@ class EnvironmentManager {
   // else if the environment is started. StopAndExit tears everything down, whatever the id.
   int32_t StartOnce(const _ZOSturdyEnvironmentSettings& settings);
   void StopAndExit(int32_t id);
+  // False in a forked child: it has no thread of ours to join, and a lock may be held for ever.
+  // Takes no lock.
+  bool IsStartedHere() const;
 
   // Empty while nothing is started.
   std::shared_ptr<_EnvironmentConfig> GetConfig() const;
@@ -59,6 +62,7 @@ class EnvironmentManager {
   bool LockTable() ZO_TRY_ACQUIRE(true, environments_mutex_);
 
   std::atomic<uint32_t> next_id_{0};       // 0 while nothing is started
+  std::atomic<uint32_t> started_in_{0};    // the process of the last start
   std::atomic<bool> stopping_all_{false};  // an exit stops objects with the table locked
   zo_base::OnceFlag start_once_;           // with locking of its own
 

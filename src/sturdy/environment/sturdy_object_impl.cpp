@@ -23,11 +23,18 @@ void ZOSturdyObjectImpl::Init() {
   agent->Start();
 }
 
-void ZOSturdyObjectImpl::Stop() {
-  const auto agent = Agent();
-  if (agent) {
-    agent->EndQueries();  // the client's callback may wait for one on the service's thread
+void ZOSturdyObjectImpl::RequestStop() {
+  if (const auto agent = Agent()) {
+    agent->RequestStop();  // the client's callback may wait for a query on the service's thread
   }
+  if (lbs_service) {
+    std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service)->RequestStop();
+  }
+}
+
+void ZOSturdyObjectImpl::Stop() {
+  RequestStop();
+  const auto agent = Agent();
   // Stop the service first: its requests go through the agent.
   StopLBSService(/*allow_new=*/false);
   lbs_once.Call([] {});  // no service is created from here on
@@ -68,7 +75,9 @@ void ZOSturdyObjectImpl::ReleaseLBSService() {
     ZO_LOG(LV_APP) << "[sturdy object] Release on a thread of the library, ignored";
     return;
   }
-  StopLBSService(/*allow_new=*/true);
+  if (EnvironmentManager::Instance().IsStartedHere()) {
+    StopLBSService(/*allow_new=*/true);
+  }
 }
 
 void ZOSturdyObjectImpl::StopLBSService(bool allow_new) {

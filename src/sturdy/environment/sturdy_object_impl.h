@@ -13,9 +13,9 @@ namespace zo_sturdy {
 class HttpAgent;
 
 // The object of an environment that a client uses. Owns the HTTP agent and the LBS service.
-// Threads: any for the slots. ReleaseLBSService and Stop must not run during other calls, with two
-//          exceptions: calls in the client's callback, whose thread both join first, and QueryHost,
-//          whose wait Stop ends.
+// Threads: any for the slots. ReleaseLBSService and Stop must not run during other calls, with
+//          these exceptions: calls in the client's callback, whose thread both join first, and a
+//          QueryHost or GetLBSResponse that waits, whose wait they end.
 // Owner:   the table of EnvironmentManager.
 // Errors:  Init throws if a thread can't be started. The slots report by their results.
 class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGetterBase {
@@ -25,6 +25,8 @@ class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGette
 
   // Starts the agent. Requires: SetEnvironmentConfig.
   void Init();
+  // Asks the threads of the agent and the service to end. Blocks while a document is applied.
+  void RequestStop();
   // Stops the service and the agent and joins their threads. A second call does nothing.
   void Stop();
 

@@ -79,8 +79,9 @@ TEST_F(UpdateCallback, MayMakeAllCalls) {
                                    "[sturdy object] Release on a thread of the library, ignored"));
 }
 
-// Calls the exports in a callback while another thread exits: no deadlock. An exit with an unknown
-// id stops the object with the table of environments locked.
+// Calls the exports in a callback while another thread exits: no deadlock. Only the callback's own
+// thread is left by then. An exit with an unknown id stops the object with the table of
+// environments locked.
 class ExitDuringACallback : public UpdateCallback, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(Ids, ExitDuringACallback, testing::Values(1, 7));
 
@@ -94,6 +95,7 @@ TEST_P(ExitDuringACallback, ExportsAnswer) {
       std::this_thread::yield();
     }
     EXPECT_EQ(GetSturdyObject(1), nullptr);
+    EXPECT_TRUE(WaitUntil([] { return zo_base::LiveLibraryThreads() == 1; }));
     ExitSturdyEnvironment(1);
   });
   exit.join();

@@ -21,6 +21,12 @@ void HttpDNSService::Start() {
   }
 }
 
+void HttpDNSService::RequestStop() {
+  if (const std::shared_ptr<HttpDNSManager> manager = Manager()) {
+    manager->RequestStop();
+  }
+}
+
 void HttpDNSService::Stop() {
   const std::shared_ptr<HttpDNSManager> manager = Manager();
   if (manager == nullptr) {
@@ -38,12 +44,6 @@ bool HttpDNSService::Query(net::AddressFamily ip_family, const std::vector<std::
   }
   results.clear();
   return false;
-}
-
-void HttpDNSService::EndQueries() {
-  if (const std::shared_ptr<HttpDNSManager> manager = Manager()) {
-    manager->EndQueries();
-  }
 }
 
 std::shared_ptr<HttpDNSManager> HttpDNSService::Manager() {

@@ -16,7 +16,7 @@ namespace zo_sturdy {
 class HttpDNSManager;
 
 // The interface of HTTP DNS to the rest of the system: creates the manager and forwards to it.
-// Threads: the owner's thread calls Start and Stop. Any thread may call Query and EndQueries, but
+// Threads: the owner's thread calls Start and Stop. Any thread may call Query and RequestStop, but
 //          "http dns manager" would wait for itself in Query.
 // Owner:   HttpAgent, by a shared pointer.
 // Errors:  Start throws the system's error if the thread can't be started; stop the service then.
@@ -30,6 +30,9 @@ class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_bas
 
   // Runs once; a later call does nothing. Requires: the configuration is set.
   void Start();
+  // Asks the manager's thread to end. Wakes the queries that wait and refuses new ones: all of them
+  // return false.
+  void RequestStop();
   // Joins the manager's thread. The service can't start again.
   void Stop();
 
@@ -37,8 +40,6 @@ class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_bas
   // whether there are any. May block for one request, see HostResolver::DoQuery.
   bool Query(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
              HostIPMap& results);
-  // Wakes the queries that wait and refuses new ones: all of them return false.
-  void EndQueries();
 
  private:
   std::shared_ptr<HttpDNSManager> Manager();

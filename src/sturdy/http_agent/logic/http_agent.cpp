@@ -97,8 +97,20 @@ void HttpAgent::StartMembers() {
   thread->Start();
 }
 
+void HttpAgent::RequestStop() {
+  if (const auto thread = AgentThread()) {
+    thread->RequestStop();
+  }
+  if (const auto statistics = Statistics()) {
+    statistics->RequestStop();
+  }
+  if (const auto service = DNSService()) {
+    service->RequestStop();
+  }
+}
+
 void HttpAgent::Stop() {
-  EndQueries();  // or "http_agent_work" may wait for one
+  RequestStop();
   if (const auto thread = AgentThread()) {
     thread->Stop();
     zo_base::MutexLock lock(members_mutex);
@@ -113,12 +125,6 @@ void HttpAgent::Stop() {
     service->Stop();
     zo_base::MutexLock lock(members_mutex);
     http_dns_service.reset();
-  }
-}
-
-void HttpAgent::EndQueries() {
-  if (const auto service = DNSService()) {
-    service->EndQueries();
   }
 }
 

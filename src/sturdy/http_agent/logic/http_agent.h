@@ -37,11 +37,11 @@ class HttpAgent : public EnvironmentConfigGetterBase, public virtual zo_base::ZO
 
   // Runs once; a second call returns at once. Requires: the configuration is set.
   void Start();
+  // Asks its threads to end, without waiting for one. Ends the host queries that wait, and refuses
+  // new ones. For an owner that waits for other threads before it stops the agent.
+  void RequestStop();
   // Waits for the running task of each of its threads, and drops the queued ones.
   void Stop();
-  // Ends the host queries that wait, and refuses new ones. For an owner that waits for other
-  // threads before it stops the agent.
-  void EndQueries();
 
   // Starts a request on the calling thread.
   void InvokeMultipleURLHttpRequest(const MultipleURLHttpRequest& request);
