@@ -82,7 +82,7 @@ TEST_F(HostQueryTest, AnAnswerGivesEachHostItsLifetime) {
     return manager_->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + "}}");
   };
   for (const auto& [ttl, ttl_ms] : {std::pair("", 3600000),
-                                    {R"(, "ttl": "9")", 0},
+                                    {R"(, "ttl": "9")", 3600000},
                                     {R"(, "ttl": -5)", -5000},
                                     {R"(, "ttl": 1e300)", 2147483647}}) {
     EXPECT_TRUE(apply(std::string(R"("h": {"ip": ["1.1.1.1"])") + ttl + "}"));

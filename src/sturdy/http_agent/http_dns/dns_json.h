@@ -27,13 +27,16 @@ inline zo_base::json11::Json ParseJson(const std::string& text) {
   return zo_base::json11::Json::parse(text, error);
 }
 
-// Returns the lifetime that an answer states in seconds; an hour if it states none.
+// Returns the lifetime that an answer states in seconds; an hour unless it states a number. A
+// lifetime of 0 is asked for again at once, so nothing else must read as one.
 template <class Whole>
 Whole TtlMs(const zo_base::json11::Json& answer) {
   constexpr Whole kUnstatedMs = 3600000;
-  return answer.object_items().count(dns_key::kTtl) == 0
-             ? kUnstatedMs
-             : SaturatingWhole<Whole>(answer[dns_key::kTtl].number_value() * zo_base::kMsPerSecond);
+  using zo_base::json11::Json;
+  const Json& ttl = answer[dns_key::kTtl];
+  return ttl.type() == Json::NUMBER
+             ? SaturatingWhole<Whole>(ttl.number_value() * zo_base::kMsPerSecond)
+             : kUnstatedMs;
 }
 
 // Returns the strings of a JSON array. Skips elements of other types.
