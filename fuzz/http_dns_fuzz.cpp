@@ -12,6 +12,7 @@
 #include "base/thread/post_task.h"
 #include "fuzz/environment.h"
 #include "fuzz/expect.h"
+#include "net/ip_address.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 
 namespace {
@@ -38,7 +39,8 @@ std::vector<zo_sturdy::ServiceAddress> Table(HttpDNSManager& manager) {
       manager.TableForTest().GetServiceAddresses(net::kIPFamilyAny);
   Expect(!table.empty() && table.size() <= 1 + 2 * zo_sturdy::kMaxEndpoints, "a bounded table");
   for (const zo_sturdy::ServiceAddress& address : table) {
-    Expect(address.host.size() <= zo_sturdy::kMaxHostBytes + 2, "a bounded host", address.host);
+    Expect(net::IsURLHost(address.host) && address.host.size() <= zo_sturdy::kMaxHostBytes + 2,
+           "a bounded host", address.host);
   }
   return table;
 }
@@ -49,7 +51,7 @@ std::shared_ptr<HttpDNSManager> NextStart(const Environment& environment) {
   next->LoadServerCache();
   next->InitInterfaceAddress();
   next->LoadHostCache();
-  Expect(!Table(*next).front().host.empty(), "the next start has an endpoint");
+  Table(*next);
   for (const auto& [host, entry] : next->HostsForTest().GetEntries()) {
     Expect(entry.cache_expired_time <= zo_base::Clock::WallMs() + kLongestLeaseMs,
            "a lease from a file is short", host);
@@ -58,7 +60,8 @@ std::shared_ptr<HttpDNSManager> NextStart(const Environment& environment) {
 }
 
 void ExpectUsable(const std::string& address) {
-  Expect(!address.empty() && address.size() <= zo_sturdy::kMaxIPTextBytes + 2, "short", address);
+  Expect(net::IsURLHost(address) && address.size() <= zo_sturdy::kMaxIPTextBytes + 2, "short",
+         address);
   Expect(std::all_of(address.begin(), address.end(), [](char c) { return c > ' ' && c < 0x7f; }),
          "visible", address);
 }
@@ -117,7 +120,7 @@ class Service {
     environment_.DropRequests();
     Settle();
     const std::string domain = Table(*manager_).front().host;
-    if (good && !domain.empty()) {
+    if (good) {
       Expect(Table(*NextStart(environment_)).front().host == domain || HasNoAddresses(text),
              "the domain is kept in the file", domain);
     }

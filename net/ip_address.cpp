@@ -285,6 +285,11 @@ bool IsIPLiteral(std::string_view text) {
   return ReadLiteral(text).family != kIPFamilyAny;
 }
 
+bool IsURLHost(const std::string& text) {
+  return IsIPLiteral(text) ||
+         (!text.empty() && url::GetURLHost("https://" + text + "/", true) == text);
+}
+
 bool GetIPFamily(std::string_view text, AddressFamily& family) {
   const AddressFamily found = ReadLiteral(text).family;
   if (found == kIPFamilyAny) {

@@ -33,6 +33,10 @@ enum class IPv4ParseResult {
 // Returns whether `text` is an address of either family. IPv6 may have brackets.
 bool IsIPLiteral(std::string_view text);
 
+// Returns whether a URL of the scheme "https" that is made with `text` has it as its host, or as
+// its host and port. An IPv6 address may lack its brackets.
+bool IsURLHost(const std::string& text);
+
 // Sets `family` to the address's family.
 bool GetIPFamily(std::string_view text, AddressFamily& family);
 

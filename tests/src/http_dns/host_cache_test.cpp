@@ -39,21 +39,22 @@ TEST_F(HostCacheTest, AnEntryIsFreshThenStaleThenMissing) {
 
 TEST_F(HostCacheTest, AnEntryWithoutAddressesOfTheFamilyIsMissing) {
   cache_.UpdateHost("h", start_ms, 100000,
-                    {"1.1.1.1", "", "2 2", "\xe2\x80\xa8", "\x7f", "2.2.2.2"}, {}, false);
+                    {"1.1.1.1", "", "2 2", "\xe2\x80\xa8", "\x7f", "/", "u@", "::", "2.2.2.2"}, {},
+                    false);
   EXPECT_EQ(Check("h", net::kIPFamilyV6), 3);
   cache_.UpdateHost("h", start_ms + 5, 100000, {}, {"[::1]", std::string(65, '1')}, false);
   clock.Advance(5);
   EXPECT_EQ(Check("h", net::kIPFamilyV4), 1);
-  EXPECT_THAT(ips_, ElementsAre("1.1.1.1", "2.2.2.2"));
+  EXPECT_THAT(ips_, ElementsAre("1.1.1.1", "::", "2.2.2.2"));
   EXPECT_EQ(Check("h", net::kIPFamilyV6), 1);
   EXPECT_THAT(ips_, ElementsAre("[::1]"));
   EXPECT_EQ(Check("h", 7), 1);
-  EXPECT_THAT(ips_, ElementsAre("1.1.1.1", "2.2.2.2", "[::1]"));
+  EXPECT_THAT(ips_, ElementsAre("1.1.1.1", "::", "2.2.2.2", "[::1]"));
 }
 
 TEST_F(HostCacheTest, AddressesFitTheClientsBuffer) {
   using zo_base::json11::Json;
-  for (const std::string text : {"1", R"("\)"}) {
+  for (const std::string text : {"1", R"("")"}) {
     cache_.UpdateHost("h", start_ms, 9, std::vector<std::string>(250000, text),
                       std::vector<std::string>(250000, "[" + text + "]"), false);
     const HostEntry entry = cache_.GetEntries()["h"];

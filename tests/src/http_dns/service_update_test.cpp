@@ -150,8 +150,13 @@ TEST_F(ServiceUpdateTest, AnAnswerReplacesTheFamiliesThatItHas) {
                   index + "503", "[http dns] Check response res = false", success + "false",
                   complete + kLine + "\r\nb" + kLine,
                   "[http dns] Update fail redo after :60000ms"));
-  manager_->UpdateServerCache(Parsed(R"({"ipv4": [{}]})"));
-  EXPECT_THAT(Table(net::kIPFamilyV6), ElementsAre(":443", "![fe::1]:8443", "[fe::2]:0"));
+  for (const std::string host :
+       {"5", R"("")", R"(" h")", R"("/")", R"("/h")", R"("u@")", R"(":8")"}) {
+    const std::string member = R"("host": )" + host;
+    manager_->UpdateServerCache(Parsed("{" + member + R"(, "ipv4": [{}, {)" + member + "}]}"));
+  }
+  EXPECT_THAT(Table(), ElementsAre("new:443", "10.0.0.1:0", "![fe::1]:8443", "[fe::2]:0"));
+  EXPECT_THAT(Saved("host") + Saved("ipv4"), EndsWith(R"(Evil: header[{"host": "10.0.0.1"}])"));
 }
 
 TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysOfWhateverType) {
@@ -167,9 +172,9 @@ TEST_F(ServiceUpdateTest, AnAnswerNeedsItsKeysOfWhateverType) {
 
 TEST_F(ServiceUpdateTest, AnAnswerCannotMakeARequestOfAnySize) {
   manager_->Init();
-  std::string many = "{}";
+  std::string many = R"({"host":"h"})";
   while (many.size() < 750000) {
-    many += ",{}";
+    many += R"(,{"host":"h"})";
   }
   const std::string at_most(259, 'x');
   Answer(Next(), 200,
@@ -179,7 +184,7 @@ TEST_F(ServiceUpdateTest, AnAnswerCannotMakeARequestOfAnySize) {
   const auto request = Next();
   ASSERT_EQ(request.urls.size(), 66U);
   EXPECT_EQ(request.urls[2].url, "http://[" + at_most + "]/httpdns/v2/s");
-  EXPECT_EQ(request.urls[2].host, "");
+  EXPECT_EQ(request.urls[2].host, "localhost");
 }
 
 TEST_F(ServiceUpdateTest, AnUpdateWhoseRequestIsLostHasFailed) {

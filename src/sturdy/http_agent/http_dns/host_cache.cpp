@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/thread/clock.h"
+#include "net/ip_address.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
@@ -57,8 +58,8 @@ std::vector<std::string> UsableAddresses(const std::vector<std::string>& address
   std::vector<std::string> usable;
   size_t list_bytes = 0;
   for (const std::string& address : addresses) {
-    if (address.empty() || address.size() > kMaxIPTextBytes ||
-        !std::all_of(address.begin(), address.end(), IsVisible)) {
+    if (address.size() > kMaxIPTextBytes ||
+        !std::all_of(address.begin(), address.end(), IsVisible) || !net::IsURLHost(address)) {
       continue;
     }
     list_bytes += DumpedBytes(address, 1) + kBytesAroundText;

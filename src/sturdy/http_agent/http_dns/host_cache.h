@@ -48,9 +48,10 @@ static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
 //
 // Threads: any; the mutex is held for a single operation.
 // Owner:   HostResolver.
-// Errors:  none are reported. Skips an address that is empty, longer than kMaxIPTextBytes or not of
-//          visible ASCII, the rest of a list that reaches kMaxAddressListBytes, a new host beyond
-//          kMaxNewHostsBytes, and what a known host would add beyond kMaxCacheBytes.
+// Errors:  none are reported. Skips an address that is longer than kMaxIPTextBytes, not of visible
+//          ASCII or not the host of a URL that is made with it, the rest of a list that reaches
+//          kMaxAddressListBytes, a new host beyond kMaxNewHostsBytes, and what a known host would
+//          add beyond kMaxCacheBytes.
 class HostCache {
  public:
   using Entries = std::map<std::string, HostEntry>;

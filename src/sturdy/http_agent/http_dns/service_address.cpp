@@ -12,10 +12,11 @@ std::string UsableName(const std::string& text) {
   constexpr unsigned char kBlank = ' ';
   const auto end = std::find_if(text.begin(), text.end(),
                                 [](char c) { return static_cast<unsigned char>(c) <= kBlank; });
-  if (static_cast<size_t>(end - text.begin()) > kMaxHostBytes) {
-    return {};
+  std::string name(text.begin(), end);
+  if (name.size() > kMaxHostBytes || !net::IsURLHost(name)) {
+    name.clear();
   }
-  return {text.begin(), end};
+  return name;
 }
 
 std::string EndpointText(const ServiceAddress& address) {
@@ -32,6 +33,9 @@ std::string EndpointText(const ServiceAddress& address) {
 void AppendServiceUrls(const std::vector<ServiceAddress>& endpoints, const std::string& domain,
                        const std::string& path, std::vector<URLItem>& urls) {
   for (const ServiceAddress& endpoint : endpoints) {
+    if (endpoint.host.empty()) {
+      continue;
+    }
     std::string url = endpoint.https != 0 ? "https://" : "http://";
     urls.push_back({url.append(EndpointText(endpoint)).append(path), domain});
   }
@@ -46,16 +50,14 @@ std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
     }
     const auto& members = element.object_items();
     ServiceAddress endpoint = missing;
-    if (const auto host = members.find("host"); host != members.end()) {
-      endpoint.host = host->second.string_value();
-    }
+    endpoint.host = UsableName(element["host"].string_value());
     if (const auto port = members.find("port"); port != members.end()) {
       endpoint.port = port->second.int_value();
     }
     if (const auto https = members.find("https"); https != members.end()) {
       endpoint.https = https->second.bool_value() ? 1 : 0;
     }
-    if (endpoint.host.size() <= kMaxHostBytes) {
+    if (!endpoint.host.empty()) {
       endpoints.push_back(std::move(endpoint));
     }
   }

@@ -26,8 +26,8 @@ struct ServiceAddress {
   std::string host;    // a domain name, an IPv4 address, or an IPv6 address in brackets
 };
 
-// Returns a name of the service up to its first blank or control character; empty if that is longer
-// than kMaxHostBytes.
+// Returns the name of the service or of an endpoint up to its first blank or control character;
+// empty if that is longer than kMaxHostBytes, or isn't the host of the URL that is made with it.
 std::string UsableName(const std::string& text);
 
 // Returns the host part of a request's URL. An address gets its port, or the scheme's if it states
@@ -35,12 +35,13 @@ std::string UsableName(const std::string& text);
 std::string EndpointText(const ServiceAddress& address);
 
 // Appends the URL of a path, with its query if it has one, at each endpoint. All of them present
-// the service's domain, so that an endpoint that is an address knows which service is meant.
+// the service's domain, so that an endpoint that is an address knows which service is meant. Skips
+// the domain of a table that isn't filled yet.
 void AppendServiceUrls(const std::vector<ServiceAddress>& endpoints, const std::string& domain,
                        const std::string& path, std::vector<URLItem>& urls);
 
-// Returns an endpoint for each element of a JSON array, of whatever type, up to kMaxEndpoints.
-// Skips a host longer than kMaxHostBytes. A missing key leaves the field as `missing` has it.
+// Returns an endpoint for each element of a JSON array that has a usable host, up to kMaxEndpoints.
+// Another missing key leaves the field as `missing` has it.
 std::vector<ServiceAddress> ReadEndpoints(const zo_base::json11::Json& array,
                                           const ServiceAddress& missing);
 

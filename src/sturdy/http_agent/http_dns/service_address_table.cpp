@@ -1,6 +1,7 @@
 #include "src/sturdy/http_agent/http_dns/service_address_table.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zo_sturdy {
 
@@ -32,7 +33,9 @@ void ServiceAddressTable::ReplaceServiceAddresses(const std::string& new_domain,
                                                   const std::vector<ServiceAddress>& new_ipv6) {
   zo_base::RecursiveMutexLock lock(addresses_lock);
   zo_base::RecursiveMutexLock domain_guard(domain_lock);
-  domain = UsableName(new_domain);
+  if (std::string usable = UsableName(new_domain); !usable.empty()) {
+    domain = std::move(usable);
+  }
   if (!new_ipv4.empty()) {
     ipv4 = new_ipv4;
   }

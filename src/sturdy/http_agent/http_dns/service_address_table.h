@@ -25,8 +25,8 @@ class ServiceAddressTable {
   std::vector<ServiceAddress> GetServiceAddresses(net::AddressFamily ip_family);
   std::string GetServiceDomain();
 
-  // A family whose new list is empty keeps its old one. Cuts the domain at its first blank or
-  // control character, since it becomes part of header lines.
+  // A family whose new list is empty keeps its old one, and so does a domain without a usable name.
+  // Cuts the domain at its first blank or control character, since it becomes part of header lines.
   void ReplaceServiceAddresses(const std::string& new_domain,
                                const std::vector<ServiceAddress>& new_ipv4,
                                const std::vector<ServiceAddress>& new_ipv6);

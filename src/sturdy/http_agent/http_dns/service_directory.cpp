@@ -128,8 +128,11 @@ bool ServiceDirectory::UpdateServerCache(const Json& json) {
   for (ServiceAddress& endpoint : ipv6) {
     endpoint.host = net::InBrackets(endpoint.host);
   }
-  // Save it in the server's own form. A family that it lacks keeps its old endpoints.
-  SetServerValue(kHost, domain);
+  // Save it in the server's own form. A family that it lacks keeps its old endpoints, and without a
+  // usable host the old one stays.
+  if (!UsableName(domain).empty()) {
+    SetServerValue(kHost, domain);
+  }
   SetServerValue(kTtl, std::to_string(ttl_ms));
   if (!ipv4.empty()) {
     SetServerValue(kIPv4, json[kIPv4].dump());
