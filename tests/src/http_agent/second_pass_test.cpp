@@ -145,6 +145,8 @@ TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   EXPECT_TRUE(lab.gates().WaitForHeld("gate", 1, kPatience));
   clock.Advance(7);
   lab.gates().Release("gate");
+  ASSERT_TRUE(log.WaitFor("[statistic] Last report failed,wait ms :"));
+  Settle(10000);
   ASSERT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
   const auto reports = lab.journal().RequestsFor(lab::kReportPath);
   ASSERT_EQ(reports.size(), 2U) << "one more when the first had failed";

@@ -105,11 +105,14 @@ TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
       {"TheNewestTwentyAreKeptAndEachUrlOnce",
        "=3,60000,10000 f1-25 f25-26 d27 "
        ">9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,27 "
-       "f1 b0 f2 >11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,27,1,2 "},
+       "f1 b0 f2 +9999 +1 >11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27,27,1,2 "},
       {"ABatchTooSoonAfterAGoodOneIsLost", "=1,60000,10000 f1 >1 f2 >2 g0 +4000 f3 +5999 +1 > "},
       {"AFirstFailureStartsTheTimerAgain",
        "=1,60000,10000 f1 >1 g0 f4 =2,60000,10000 f5 +59999 +1 >5 "},
-      {"AFailedReportGoesBackToTheFront", "=2,60000,10000 f1 f2 >1,2 f3 b0 >1,2,3 l1 +60000 "},
+      {"AFailedReportGoesBackToTheFront", "=2,60000,10000 f1 f2 >1,2 f3 b0 +10000 >1,2,3 l1 +60000 "},
+      {"NoneFollowsAFailedOneForFiveSeconds",
+       "=1,20,0 f1 >1 b0 f2 f3 +4999 +1 >1,2,3 b1 +5000 >1,2,3 g2 f4 >4 "
+       "=9,20,0 f1 +20 >1 b4 f2 +20 +4979 +1 >1,2 "},
       {"NewSettingsKeepWhatIsGathered", "=9,60000,0 f1 o f9 +59999 +1 >1@t "},
       {"AnySettingsWork",
        "=0,60000,-1 f2 >2 g0 f3 >3 =9,-5,9223372036854775807 f4 +0 +2147483647 "
@@ -123,7 +126,7 @@ TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
 }
 
 TEST_F(StatisticsTest, TheLogSaysWhyABatchGoesOut) {
-  Run("=1,60000,10000 f1 g0 +4000 f3 +6000 =2,60000,0 f4 +60000 b2");
+  Run("=1,60000,10000 f1 g0 +4000 f3 +6000 =2,60000,0 f4 +60000 b2 f5 f6");
   const std::string data = "[statistic] Do statistic data :";
   EXPECT_THAT(log.Tagged({"[statistic]"}),
               ElementsAre(data + Request(0).body, "[statistic][count] Statistic count :1",
@@ -132,7 +135,8 @@ TEST_F(StatisticsTest, TheLogSaysWhyABatchGoesOut) {
                           "[statistic][count] Statistic count :1",
                           "[statistic][time out] Statistic count :0", data + "[]",
                           "[statistic][time out] Statistic count :1", data + Request(2).body,
-                          "[statistic]Statistic ret:false"));
+                          "[statistic]Statistic ret:false",
+                          "[statistic] Last report failed,wait ms :5000"));
   EXPECT_EQ(Request(0).thread + Request(1).thread, "-statistic");
 }
 

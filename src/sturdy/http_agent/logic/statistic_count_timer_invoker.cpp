@@ -24,6 +24,10 @@ using zo_base::json11::Json;
 
 constexpr size_t kMaxRecords = 20;
 constexpr int32_t kPost = 1;
+// No report follows a failed one for this time or for `min_delay`, whichever is longer. With a
+// document that wants one report for each failure, an endpoint that refuses would otherwise get
+// hundreds a second, from every client.
+constexpr int64_t kShortestPauseMs = 5000;
 
 // Returns the present settings. A good document replaces the record as a whole, so a caller reads
 // one record from begin to end.
@@ -75,6 +79,9 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
   Merge(failures, at_front, -1);
   ++count;
   if (count >= settings->count) {
+    if (IsPaused()) {
+      return;
+    }
     CancelTimer();
     const std::list<StatisticRecord> batch = records;
     DoInvoke(batch);
@@ -94,6 +101,7 @@ void StatisticCountTimerInvoker::PostInvoke(const std::list<StatisticRecord>& fa
 void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
   // A negative delay has passed already.
   const auto delay_ms = static_cast<uint32_t>(std::max(delay, 0));
+  waits_for_pause = false;
   timer.StartPosted(
       delay_ms, [this, number = ++arming] { TimedOut(number); }, 0);
 }
@@ -110,11 +118,30 @@ void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
   if (of_arming != arming) {
     return;
   }
+  waits_for_pause = false;
+  if (IsPaused()) {
+    return;
+  }
   ZO_LOG(LV_APP) << "[statistic][time out] Statistic count :" << records.size();
   const std::list<StatisticRecord> batch = records;
   DoInvoke(batch);
   records.clear();
   count = 0;
+}
+
+bool StatisticCountTimerInvoker::IsPaused() {
+  const int64_t rest_ms = paused_until_ms - zo_base::Clock::MonotonicMs();
+  if (rest_ms <= 0) {
+    return false;
+  }
+  // Arm once: further failures in the pause only join the batch.
+  if (!waits_for_pause) {
+    ZO_LOG(LV_APP) << "[statistic] Last report failed,wait ms :" << rest_ms;
+    CancelTimer();
+    StartTimer(static_cast<int32_t>(rest_ms));
+    waits_for_pause = true;
+  }
+  return true;
 }
 
 void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failures, bool at_front,
@@ -204,6 +231,9 @@ void StatisticCountTimerInvoker::FinishReport(const std::list<StatisticRecord>& 
     last_report_time = static_cast<uint64_t>(zo_base::Clock::WallMs());
     return;
   }
+  const int64_t pause_ms = std::clamp<int64_t>(ReadSettings()->min_delay, kShortestPauseMs,
+                                               std::numeric_limits<int32_t>::max());
+  paused_until_ms = zo_base::Clock::MonotonicMs() + pause_ms;
   const zo_base::ThreadInfo* current = zo_base::CurrentThreadInfo();
   if (current != nullptr && current->task_loop != nullptr) {
     zo_base::PostTo(current->task_loop, zo_base::ForAnyThread(*this, GetTaskLoop(), [this, batch] {

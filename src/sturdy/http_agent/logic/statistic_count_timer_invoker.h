@@ -19,6 +19,7 @@ namespace zo_sturdy {
 //   Idle        count 0, no timer
 //   Collecting  count above 0, timer armed for the setting `time`
 //   Delayed     count 0, timer armed for the rest of the setting `min_delay`
+//   Paused      a batch is complete, but a report has failed: timer armed for the rest of the pause
 //
 // Threads: Invoke needs a thread with a task loop; any thread may call PostInvoke. The thread that
 //          completes a batch sends the report, with `lock` held, and its loop runs the completion.
@@ -44,6 +45,9 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   void StartTimer(int32_t delay) ZO_REQUIRES(lock);
   void CancelTimer() ZO_REQUIRES(lock);
   void TimedOut(uint64_t of_arming);
+  // Returns whether a report has failed so recently that none may follow. If so, the timer is armed
+  // for the rest of the pause.
+  bool IsPaused() ZO_REQUIRES(lock);
   // Adds the failures whose URL isn't there yet, and arms the timer if `delay` (ms) is above 0.
   void Merge(const std::list<StatisticRecord>& failures, bool at_front, int32_t delay);
   void DoInvoke(const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
@@ -53,6 +57,7 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   void FinishReport(const std::list<StatisticRecord>& batch, bool success);
 
   std::atomic<uint64_t> last_report_time{0};  // end of the last good report, ms since the epoch
+  std::atomic<int64_t> paused_until_ms{0};    // after a failed report; on the monotonic clock
 
   zo_base::RecursiveMutex lock;
   int32_t count ZO_GUARDED_BY(lock) = 0;  // requests since the last batch
@@ -61,6 +66,7 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   // Counts the armings and the cancels. A time-out that was posted before a cancel, and takes the
   // lock after it, has an old number.
   uint64_t arming ZO_GUARDED_BY(lock) = 0;
+  bool waits_for_pause ZO_GUARDED_BY(lock) = false;  // the timer is armed for the end of the pause
   std::string sdktype ZO_GUARDED_BY(lock);
 };
 
