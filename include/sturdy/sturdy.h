@@ -151,7 +151,8 @@ static_assert(sizeof(_ZOSturdyMsgStatInfo) == 1153, "layout of the message stati
 // The LBS service: the document of link servers, and the choice among them.
 //
 // The pointer is valid until ReleaseLBSService or the exit of the environment. Before Start, all
-// operations except Start and SetUpdateCallback return false or 0, or write nothing.
+// operations except Start, SetUpdateCallback and GetMsgStatInfo return false or 0, or write
+// nothing.
 class IZOSturdyLBSService {
  public:
   // Starts the service once; a later call changes nothing and returns true. Before it returns, it
@@ -226,7 +227,8 @@ class IZOSturdyLBSService {
   virtual void HoldLinkAddress(const char* ip, int16_t port) = 0;
 
   // Writes whether and where to report received messages. `out`: one _ZOSturdyMsgStatInfo
-  // (kMsgStatInfoBufferSize bytes, any alignment); all of it is written.
+  // (kMsgStatInfoBufferSize bytes, any alignment); all of it is written. Before Start, and until a
+  // document has "msg.stat.enable", these are built-in values that switch the reports off.
   virtual void GetMsgStatInfo(char* out) = 0;
 
  protected:

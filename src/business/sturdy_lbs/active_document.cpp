@@ -15,6 +15,7 @@ ActiveDocument::ActiveDocument(const LBSSettings& settings)
 void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
   response_.SetEnvironmentConfig(config);
   LoadOrReset();
+  ParseMsgStatInfo(response_.Get(lbs_key::kMsgStatInfo));  // the document may say nothing of it
   Apply(response_.Get(lbs_key::kResponse), response_.Get(lbs_key::kFamily));
 }
 

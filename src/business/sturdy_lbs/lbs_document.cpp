@@ -91,8 +91,8 @@ std::optional<LBSDocument> ReadLBSDocument(const std::string& text) {
   document.vlt = DumpedIfPresent(common, "vlt");
   document.name = common["name"].string_value();
   document.desc = common["desc"].string_value();
-  if (const Json* enable = Find(common, "msg.stat.enable", Json::BOOL)) {
-    document.msg_stat_enable = enable->bool_value();
+  if (Has(common, "msg.stat.enable")) {
+    document.msg_stat_enable = common["msg.stat.enable"].bool_value();
   }
   ReadReport(common["report"], document.statistics);
   return document;

@@ -229,7 +229,7 @@ void ZOSturdyLBSServiceImpl::CopyValue(const char* key, char* out, size_t buffer
 }
 
 void ZOSturdyLBSServiceImpl::GetMsgStatInfo(char* out) {
-  if (out == nullptr || !serving_) {
+  if (out == nullptr) {
     return;
   }
   const _ZOSturdyMsgStatInfo record = active_.MsgStatRecord();

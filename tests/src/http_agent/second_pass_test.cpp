@@ -126,6 +126,21 @@ TEST_F(SecondPassTest, FailuresOfAThreadWithoutALoopGoToTheStatisticsThread) {
   EXPECT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
 }
 
+// The thread of the failed host query can't wait for another one.
+TEST_F(SecondPassTest, FailuresOfAHostQueryGoToTheStatisticsThread) {
+  Outcome outcome;
+  StartRequest(WithSecondPass({"http://a.test/"}, outcome));
+  config->statistic_settings.Set({true, "http://s.test", 1, 60000, 10000});
+  transport_->Answer("http://a.test/", 500);
+  for (const std::string endpoint : {"localhost", "127.0.0.1:443"}) {
+    transport_->Answer("https://" + endpoint + "/httpdns/v2/d?domain=a.test", 500);
+  }
+  transport_->Answer(std::string("http://s.test") + lab::kReportPath, 500);
+  AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
+  transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
+  EXPECT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));
+}
+
 TEST_F(SecondPassTest, ReportsAsAServerGetsThem) {
   KRBASE::network::HttpClient::Instance()->Stop();
   KRBASE::network::HttpClient::Instance()->Start();

@@ -109,7 +109,8 @@ TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
       {"ABatchTooSoonAfterAGoodOneIsLost", "=1,60000,10000 f1 >1 f2 >2 g0 +4000 f3 +5999 +1 > "},
       {"AFirstFailureStartsTheTimerAgain",
        "=1,60000,10000 f1 >1 g0 f4 =2,60000,10000 f5 +59999 +1 >5 "},
-      {"AFailedReportGoesBackToTheFront", "=2,60000,10000 f1 f2 >1,2 f3 b0 +10000 >1,2,3 l1 +60000 "},
+      {"AFailedReportGoesBackToTheFront",
+       "=2,60000,10000 f1 f2 >1,2 f3 b0 +10000 >1,2,3 l1 +60000 "},
       {"NoneFollowsAFailedOneForFiveSeconds",
        "=1,20,0 f1 >1 b0 f2 f3 +4999 +1 >1,2,3 b1 +5000 >1,2,3 g2 f4 >4 "
        "=9,20,0 f1 +20 >1 b4 f2 +20 +4979 +1 >1,2 "},

@@ -210,7 +210,6 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
 }
 
 TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
-  ASSERT_TRUE(service->Start(Record()));
   const auto values = [this] {
     std::string texts;
     for (auto getter : {&IZOSturdyLBSService::GetVltDL, &IZOSturdyLBSService::GetVltDLList,
@@ -229,7 +228,10 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
     return std::tuple(now.enable, now.host, now.count, now.time, now.min_delay);
   };
   const std::string api = "/statics/report/im/sdk/msgreceived|";
-  EXPECT_THAT(values(), testing::EndsWith("|0" + std::string(kDefaultStatisticsHost) + api));
+  const std::string off = "|0" + std::string(kDefaultStatisticsHost) + api;
+  EXPECT_THAT(values(), HasSubstr(off));
+  ASSERT_TRUE(service->Start(Record()));
+  EXPECT_THAT(values(), HasSubstr(off));
   const std::string host(600, 'h');
   ASSERT_TRUE(
       Apply(TestDocument()
@@ -244,6 +246,13 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
             R"(v|[1, {"b": 0.5}]|null|n|what|1https://)" + std::string(503, 'h') + api + "what");
   EXPECT_EQ(rules(), std::tuple(false, "https://" + host, 3, 20, 30000));
   EXPECT_THAT(CacheText(), HasSubstr(R"("def_link_addr": "spare.example:9")"));
+  // A document may say nothing of it, also in the next run.
+  ASSERT_TRUE(Apply(TestDocument({"a:1"})));
+  const std::string before = values();
+  service->Stop();
+  service = MakeService();
+  ASSERT_TRUE(service->Start(Record()));
+  EXPECT_EQ(values(), before);
   // Without rules in a document the defaults apply; the values stay. An address that is too long
   // for the buffer, or has too large a port, is skipped; a value that is too long isn't written.
   ASSERT_TRUE(Apply(TestDocument({std::string(512, 'h'), "b:99999", "a:1"})
@@ -252,6 +261,8 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   EXPECT_THAT(values(), HasSubstr("|null||what|"));
   EXPECT_EQ(log.Texts().back(), "[lbs] Value too long for the client :name size :1048577");
   EXPECT_EQ(service->GetLinkHostCount(), 1);
+  ASSERT_TRUE(Apply(TestDocument({"a:1"}).Set("msg.stat.enable", "1")));
+  EXPECT_THAT(values(), HasSubstr(off)) << "only true switches them on";
   // Accepted: a `common` of the wrong type.
   ASSERT_TRUE(service->ParseLBSResponse(R"({"common":1})", "1"));
   EXPECT_FALSE(service->ParseLBSResponse(R"({"other":{}})", "1"));
@@ -264,7 +275,6 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   std::vector<char> out(kMsgStatInfoBufferSize, 'x');
   service->GetLBSResponse(false, out.data());
   service->GetName(out.data());
-  service->GetMsgStatInfo(out.data());
   service->HoldLinkAddress("a", 1);
   EXPECT_THAT(out, testing::Each('x'));
   EXPECT_EQ(Link(*service) + Peek(*service), "");

@@ -21,6 +21,11 @@ void HttpDNSService::Start() {
   }
 }
 
+bool HttpDNSService::IsOwnThread() {
+  const std::shared_ptr<HttpDNSManager> manager = Manager();
+  return manager != nullptr && manager->IsCurrentThread();
+}
+
 void HttpDNSService::RequestStop() {
   if (const std::shared_ptr<HttpDNSManager> manager = Manager()) {
     manager->RequestStop();

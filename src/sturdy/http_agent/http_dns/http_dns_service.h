@@ -30,6 +30,8 @@ class HttpDNSService : public EnvironmentConfigGetterBase, public virtual zo_bas
 
   // Runs once; a later call does nothing. Requires: the configuration is set.
   void Start();
+  // Returns whether the manager's thread calls. Query must not wait there.
+  bool IsOwnThread();
   // Asks the manager's thread to end. Wakes the queries that wait and refuses new ones: all of them
   // return false.
   void RequestStop();

@@ -207,7 +207,10 @@ void HttpAgent::ReportFailures(const MultipleURLHttpRequestHelper& helper) {
   }
   ZO_LOG(LV_APP) << "[multiple]Request fail need statics size " << failures.size();
   const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
-  if (thread != nullptr && thread->task_loop != nullptr) {
+  const auto service = DNSService();
+  // A report needs a loop, and a thread that can wait for the host query of its second pass.
+  if (thread != nullptr && thread->task_loop != nullptr &&
+      (service == nullptr || !service->IsOwnThread())) {
     statistics->Invoke(failures, false);
   } else {
     statistics->PostInvoke(failures);
