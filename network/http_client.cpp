@@ -78,6 +78,7 @@ void Answer(HttpClient* client, const std::shared_ptr<HttpRequest>& request,
   copy->headers = response.headers;
   copy->status = response.status;
   copy->data = response.data;
+  copy->host_addresses = response.host_addresses;
   copy->body = ZeroTerminated(response.body);
   copy->message = ZeroTerminated(response.message);
   copy->success = response.success;

@@ -44,6 +44,7 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
   auto response = std::make_shared<HttpResponse>();
   response->body = http.Request(request.url, request.method, "", post_data);
   response->success = http.GetStatusCode() == kStatusOk;
+  response->host_addresses = http.GetHostAddresses();
   response->headers = HeaderPairs(http.GetHeaderText());
   response->status = http.GetStatusCode();
   return response;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ struct HttpResponse {
   int32_t status = 0;
   std::string message;  // CWinHttp leaves it empty
   std::string body;
+  // What the look-up of the URL's host gave, as texts for reports. Empty if it gave nothing or
+  // wasn't made.
+  std::list<std::string> host_addresses;
 };
 
 // The copy that a request's callback gets, which may change it. `body` and `message` end at their

@@ -243,6 +243,10 @@ int32_t CWinHttp::GetStatusCode() const {
   return status;
 }
 
+std::list<std::string> CWinHttp::GetHostAddresses() const {
+  return request != nullptr ? request->host_addresses() : std::list<std::string>();
+}
+
 void CWinHttp::SetTimeOut(int32_t connect_ms, int32_t send_ms, int32_t receive_ms) {
   connect_time_out = connect_ms;
   send_time_out = send_ms;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,6 +41,9 @@ class CWinHttp : public IWinHttp {
                       const std::string& post_data) override;
   void SetTimeOut(int32_t connect_ms, int32_t send_ms, int32_t receive_ms) override;
   virtual ~CWinHttp();
+
+  // What the look-up of the last URL's host gave, as texts for reports.
+  std::list<std::string> GetHostAddresses() const;
 
  private:
   using Handle = std::unique_ptr<KRBASE::network::platform::HttpRequestHandle>;

@@ -109,6 +109,11 @@ ResolveError ResolveHostEndpoints(const std::string& host, int flags, AddressFam
   return kResolved;
 }
 
+std::string ReportedAddress(const IPBytes& address) {
+  const bool is_v4 = AddressFamilyOf(address) == kIPFamilyV4;
+  return is_v4 ? IPBytesToText(address) : EndpointToText({address, 0});
+}
+
 int ResolveHostAddresses(const std::string& host, std::list<std::string>& out, int flags,
                          AddressFamily family) {
   out.clear();
@@ -116,8 +121,7 @@ int ResolveHostAddresses(const std::string& host, std::list<std::string>& out, i
   int system_error = 0;
   ResolveHostEndpoints(host, flags, family, list, system_error);
   for (const IPEndpoint& endpoint : list.endpoints) {
-    const bool is_v4 = AddressFamilyOf(endpoint.address) == kIPFamilyV4;
-    out.push_back(is_v4 ? IPBytesToText(endpoint.address) : EndpointToText(endpoint));
+    out.push_back(ReportedAddress(endpoint.address));
   }
   return system_error;
 }

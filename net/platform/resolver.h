@@ -37,8 +37,11 @@ enum ResolveError : int {
 ResolveError ResolveHostEndpoints(const std::string& host, int flags, AddressFamily family,
                                   ResolvedAddressList& list, int& system_error);
 
-// Returns the addresses as texts for reports: IPv4 as "address", IPv6 as "[address]:0". The result
-// is 0, or the system's code; after a failure `out` is empty.
+// Returns the text of an address for reports: IPv4 as "address", IPv6 as "[address]:0".
+std::string ReportedAddress(const IPBytes& address);
+
+// Looks up `host` and returns its addresses as texts for reports. The result is 0, or the system's
+// code; after a failure `out` is empty.
 int ResolveHostAddresses(const std::string& host, std::list<std::string>& out, int flags,
                          AddressFamily family);
 

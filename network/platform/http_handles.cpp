@@ -60,7 +60,12 @@ bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_vie
   transfer_.reset();
   AddOrReplaceHeaders(extra_header_text);
   plan_.body = body;
-  return SendHop();
+  host_addresses_.clear();
+  const bool is_sent = SendHop();
+  for (const net::IPBytes& address : plan_.addresses) {
+    host_addresses_.push_back(net::ReportedAddress(address));
+  }
+  return is_sent;
 }
 
 bool HttpRequestHandle::SendHop() {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,6 +81,8 @@ class HttpRequestHandle {
   // Requires: `body` stays until the answer has been read.
   [[nodiscard]] bool Send(std::string_view extra_header_text, std::string_view body);
   [[nodiscard]] bool name_not_resolved() const { return name_not_resolved_; }
+  // The addresses that the look-up gave, as texts for reports; those of a redirect don't count.
+  [[nodiscard]] const std::list<std::string>& host_addresses() const { return host_addresses_; }
 
   // Blocks until the head of the final answer has been received.
   [[nodiscard]] bool ReceiveResponse();
@@ -108,6 +111,7 @@ class HttpRequestHandle {
   TransferPlan plan_;
   std::unique_ptr<CurlTransfer> transfer_;  // refers to the plan
   bool name_not_resolved_ = false;
+  std::list<std::string> host_addresses_;
   int64_t deadline_ms_ = INT64_MAX;
 };
 

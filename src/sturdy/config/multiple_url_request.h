@@ -46,7 +46,8 @@ struct MultipleURLHttpRequest {
 // One recorded failure of a URL. Nothing fills `extra`; it is part of the record's fixed shape.
 struct StatisticRecord {
   std::string request_url;
-  std::list<std::string> host_ip;  // the addresses of the URL's host when it failed
+  // The URL's address, or what the transfer's look-up of its host gave.
+  std::list<std::string> host_ip;
   std::string appkey;
   std::string extra;
   uint64_t timestamp = 0;  // ms since the epoch, when the response was handled

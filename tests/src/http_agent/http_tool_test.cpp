@@ -33,7 +33,7 @@ TEST_F(AgentTest, ToolPresentsTheHostAndBringsTheAnswerHome) {
         .url = c.url,
         .host = c.host,
         .callback =
-            [&](int32_t code, const std::string& headers, const std::string& body) {
+            [&](int32_t code, const std::string& headers, const std::string& body, const auto&) {
               answer = {std::to_string(code), headers, body, zo_base::CurrentThreadInfo()->name};
               return false;
             },

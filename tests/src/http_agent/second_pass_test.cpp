@@ -135,7 +135,11 @@ TEST_F(SecondPassTest, FailuresOfAHostQueryGoToTheStatisticsThread) {
   for (const std::string endpoint : {"localhost", "127.0.0.1:443"}) {
     transport_->Answer("https://" + endpoint + "/httpdns/v2/d?domain=a.test", 500);
   }
-  transport_->Answer(std::string("http://s.test") + lab::kReportPath, 500);
+  const std::string report = std::string("http://s.test") + lab::kReportPath;
+  const std::vector<char> body = transport_->WaitFor(report).first->body;
+  EXPECT_EQ(Parsed({body.begin(), body.end()})[0]["host_ip"].dump(), "[]")
+      << "no look-up but that of the transfer, which gave nothing";
+  transport_->Answer(report, 500);
   AnswerQuery("s.test", R"("s.test":{"ip":["10.0.0.9"]})");
   transport_->Answer(std::string("http://10.0.0.9") + lab::kReportPath, 200);
   EXPECT_TRUE(log.WaitFor("[statistic]Statistic ret:true"));

@@ -131,7 +131,7 @@ void Deliver(const HttpToolRequest::Callback& callback, const HttpResponseUser& 
     headers.resize(headers.size() - 2);
   }
   const std::string body = response.body.c_str();  // up to its first zero byte
-  callback(response.status, headers, body);
+  callback(response.status, headers, body, response.host_addresses);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,11 @@ namespace zo_sturdy {
 // One sub-request: what to send to one URL, and the callback for its answer. A plain record, copied
 // by value.
 struct HttpToolRequest {
-  // Judges the answer; nothing reads its result. `code` is the transport's HTTP status.
+  // Judges the answer; nothing reads its result. `code` is the transport's HTTP status,
+  // `host_addresses` what its look-up of the URL's host gave.
   using Callback =
-      std::function<bool(int32_t code, const std::string& headers, const std::string& body)>;
+      std::function<bool(int32_t code, const std::string& headers, const std::string& body,
+                         const std::list<std::string>& host_addresses)>;
 
   std::vector<std::string> heads;  // header lines, "Name:value"
   int32_t time_out = 0;            // ms, connect time-out

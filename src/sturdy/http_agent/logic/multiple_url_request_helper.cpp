@@ -11,7 +11,6 @@
 #include "base/thread/clock.h"
 #include "base/thread/thread_info.h"
 #include "net/ip_address.h"
-#include "net/platform/resolver.h"
 #include "net/url.h"
 #include "src/sturdy/config/current_config.h"
 #include "src/sturdy/config/environment_config.h"
@@ -22,8 +21,6 @@ namespace zo_sturdy {
 namespace {
 
 constexpr int32_t kMaxCode = 1024;
-// Takes the addresses as they come, without the canonical name or a second try.
-constexpr int kResolveFlags = 8;
 
 std::shared_ptr<zo_base::ITaskLoop> CurrentLoop() {
   const zo_base::ThreadInfo* thread = zo_base::CurrentThreadInfo();
@@ -33,16 +30,6 @@ std::shared_ptr<zo_base::ITaskLoop> CurrentLoop() {
 // Turns the negative and the large codes of a transport into 0, a failure without a status.
 int32_t ClampCode(int32_t code) {
   return code < 0 || code > kMaxCode ? 0 : code;
-}
-
-std::list<std::string> HostAddresses(const std::string& url) {
-  const std::string host = url::GetURLHost(url, false);
-  if (net::IsIPLiteral(host)) {
-    return {host};
-  }
-  std::list<std::string> addresses;
-  net::ResolveHostAddresses(host, addresses, kResolveFlags, net::kIPFamilyAny);
-  return addresses;
 }
 
 }  // namespace
@@ -97,8 +84,9 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
   sub_request.host = request.urls[i].host;
   sub_request.body = request.body;
   sub_request.callback = ToWeakClosure(
-      [this, i, sent_ms](int32_t code, const std::string& headers, const std::string& body) {
-        return HandleResponse(i, sent_ms, code, headers, body);
+      [this, i, sent_ms](int32_t code, const std::string& headers, const std::string& body,
+                         const std::list<std::string>& host_addresses) {
+        return HandleResponse(i, sent_ms, code, headers, body, host_addresses);
       });
   const uint32_t time_out_ms = static_cast<uint32_t>(std::max(request.multiple_time_out, 0));
   const std::weak_ptr<zo_base::ZOWeakFlag> alive = GetWeakFlag();
@@ -134,7 +122,8 @@ void MultipleURLHttpRequestHelper::HandleTimeOut(int32_t i) {
 
 bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, int32_t code,
                                                   const std::string& headers,
-                                                  const std::string& body) {
+                                                  const std::string& body,
+                                                  const std::list<std::string>& host_addresses) {
   turns.fetch_add(1, std::memory_order_acquire);
   code = ClampCode(code);
   ZO_LOG(LV_APP) << "[multiple][rsp]Index:" << i << " code :" << code;
@@ -152,10 +141,9 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
   }
   ZO_LOG(LV_APP) << "[multiple][rsp]Business check response false,index :" << i;
   ZO_LOG(LV_PRO) << "[multiple][rsp]Business check response url:" << url;
-  // Record the failure, unless the loop has ended: no report would follow then, and the look-up
-  // would delay an exit.
+  // Record the failure, unless the loop has ended: no report would follow then.
   if (need_statistic && MaySend()) {
-    RecordFailure(url, code, sent_ms);
+    RecordFailure(url, code, sent_ms, host_addresses);
   }
   // Move on to the next URL, or end.
   RemoveTimer(i);
@@ -178,7 +166,8 @@ void MultipleURLHttpRequestHelper::Succeed(const std::string& headers, const std
 }
 
 void MultipleURLHttpRequestHelper::RecordFailure(const std::string& url, int32_t code,
-                                                 int64_t sent_ms) {
+                                                 int64_t sent_ms,
+                                                 const std::list<std::string>& host_addresses) {
   const bool known =
       std::any_of(fail_list.begin(), fail_list.end(), [&](const StatisticRecord& record) {
         return record.error_code == code && record.request_url == url;
@@ -196,7 +185,10 @@ void MultipleURLHttpRequestHelper::RecordFailure(const std::string& url, int32_t
   record.timestamp = static_cast<uint64_t>(now_ms);
   record.send_time = static_cast<int32_t>(std::clamp<int64_t>(
       now_ms - sent_ms, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
-  record.host_ip = HostAddresses(url);
+  // Look nothing up here: behind a silent name server that takes 10 to 20 s, in which this thread
+  // does nothing else.
+  const std::string host = url::GetURLHost(url, false);
+  record.host_ip = net::IsIPLiteral(host) ? std::list<std::string>{host} : host_addresses;
   fail_list.push_back(std::move(record));
 }
 

@@ -68,12 +68,13 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
  private:
   bool AllRequested() const;
   void HandleTimeOut(int32_t i);
-  void RecordFailure(const std::string& url, int32_t code, int64_t sent_ms);
+  void RecordFailure(const std::string& url, int32_t code, int64_t sent_ms,
+                     const std::list<std::string>& host_addresses);
   void RemoveTimer(int32_t i);
 
   // Each of these may destroy the helper.
   bool HandleResponse(int32_t i, int64_t sent_ms, int32_t code, const std::string& headers,
-                      const std::string& body);
+                      const std::string& body, const std::list<std::string>& host_addresses);
   void SwitchUnlessWaiting(int32_t i);
   void Succeed(const std::string& headers, const std::string& body);
   void EndIfLast(bool all_requested, const std::string& headers, const std::string& body);
