@@ -69,7 +69,7 @@ TEST_F(HostCacheTest, AddressesFitTheClientsBuffer) {
 
 TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
   const auto answer = [&](const std::string& data) {
-    manager_->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + R"("": {}}})");
+    manager_->ApplyHostResponse("", R"({"code": 200, "data": {)" + data + R"("": {}}})", {"new"});
   };
   manager_->LoadHostCache();
   answer(R"("k1": {"ip": ["1.1.1.1"]}, "k2": {"ip": ["1.1.1.1"]}, "k3": {"ip": ["1.1.1.1"]}, )"
@@ -91,6 +91,31 @@ TEST_F(HostCacheTest, TheFileStaysShortEnoughToLoad) {
   EXPECT_EQ(entries.size(), saved);
   EXPECT_EQ(entries.count("0" + escaped), 1U);
   EXPECT_THAT(entries["k4"].ipv4, ElementsAre("2.2.2.2"));
+  clock.Advance(300000);
+  answer(R"("new": {"ip": ["1.1.1.1"]}, )");
+  EXPECT_EQ(manager_->HostsForTest().GetEntries().count("new"), 1U);
+}
+
+TEST_F(HostCacheTest, HostsThatWereNotAskedForLeaveRoom) {
+  manager_->LoadHostCache();
+  const auto answer = [&](const std::string& prefix, int count, const std::string& ip) {
+    std::string body = R"({"code": 200, "data": {)";
+    for (int i = 0; i < count; ++i) {
+      body += '"' + prefix + std::to_string(i) + R"(": {"ttl": 100, "ip": [")" + ip + "\"]}, ";
+    }
+    manager_->ApplyHostResponse("", body + R"("~": {"ip": ["1"], "ttl": 300}}})", {"~"});
+  };
+  cache_.UpdateHost("kept", start_ms, 300000, {"1"}, {}, false);
+  for (const std::string ip : {"1", "127.0.0.0000000000000000000000000000000000000000000001"}) {
+    answer("a", 9000, ip);
+    const size_t size = ReadCache("http_dns_cache.data").size();
+    EXPECT_LE(size, kMaxUnaskedBytes + 150);
+    EXPECT_GT(size, kMaxUnaskedBytes - 50000);
+    EXPECT_EQ(Check("~"), 1);
+  }
+  clock.Advance(90000);
+  answer("b", 10, "1");
+  EXPECT_EQ(cache_.GetEntries().size(), 12U);
 }
 
 TEST_F(HostCacheTest, AnEntryFromTheDiskGetsAShortLease) {

@@ -15,9 +15,10 @@ constexpr double kServedShare = 0.9;
 // A JSON array adds this to an address: two quotes, a comma and a blank.
 constexpr size_t kBytesAroundText = 4;
 
-// An entry adds this to its host and addresses in the file: the keys, two numbers and the
-// punctuation.
-constexpr size_t kBytesAroundEntry = 160;
+// An entry adds this to its host and addresses in the file. The numbers are the longest ones.
+constexpr size_t kBytesAroundEntry =
+    sizeof(R"("": "{\"cache_expired_time\": -9223372036854775808, \"ipv4\": [], )"
+           R"(\"ipv6\": [], \"ttl\": -2147483648}", )");
 
 bool IsVisible(char c) {
   constexpr char kFirst = 0x21;
@@ -71,6 +72,22 @@ std::vector<std::string> UsableAddresses(const std::vector<std::string>& address
   return usable;
 }
 
+size_t BytesInFile(const std::string& host, const HostEntry& entry) {
+  return BytesInFile(host) + BytesInFile(entry.ipv4) + BytesInFile(entry.ipv6);
+}
+
+CacheState StateAt(int64_t now, const HostEntry& entry) {
+  const bool served = now < entry.cache_expired_time;
+  if (entry.updated_at > now) {
+    return entry.refresh_time <= now && served ? CacheState::kCacheStale
+                                               : CacheState::kCacheMissing;
+  }
+  if (now < entry.refresh_time) {
+    return CacheState::kCacheFresh;
+  }
+  return served ? CacheState::kCacheStale : CacheState::kCacheMissing;
+}
+
 int64_t ShareOf(int32_t ttl_ms, double share) {
   return SaturatingWhole<int64_t>(share * ttl_ms);
 }
@@ -90,55 +107,80 @@ CacheState HostCache::CheckHost(net::AddressFamily ip_family, const std::string&
   if (family != net::kIPFamilyV4) {
     ips.insert(ips.end(), entry.ipv6.begin(), entry.ipv6.end());
   }
-  if (ips.empty()) {
-    return CacheState::kCacheMissing;
-  }
-  const int64_t now = zo_base::Clock::WallMs();
-  const bool served = now < entry.cache_expired_time;
-  if (entry.updated_at > now) {
-    return entry.refresh_time <= now && served ? CacheState::kCacheStale
-                                               : CacheState::kCacheMissing;
-  }
-  if (now < entry.refresh_time) {
-    return CacheState::kCacheFresh;
-  }
-  return served ? CacheState::kCacheStale : CacheState::kCacheMissing;
+  return ips.empty() ? CacheState::kCacheMissing : StateAt(zo_base::Clock::WallMs(), entry);
 }
 
-void HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
+bool HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                            const std::vector<std::string>& ipv4,
                            const std::vector<std::string>& ipv6, bool stale_from_start,
-                           size_t new_hosts_bytes) {
+                           HostSource source) {
   std::vector<std::string> new_ipv4 = UsableAddresses(ipv4);
   std::vector<std::string> new_ipv6 = UsableAddresses(ipv6);
   zo_base::RecursiveMutexLock lock(mutex_);
   const bool is_new = entries_.count(host) == 0;
-  const size_t added = BytesInFile(new_ipv4) + BytesInFile(new_ipv6);
-  if (is_new && file_bytes_ + BytesInFile(host) + added > new_hosts_bytes) {
-    return;
+  const size_t added = BytesInFile(host) + BytesInFile(new_ipv4) + BytesInFile(new_ipv6);
+  if (is_new && added > Room(source, is_new)) {
+    return false;
   }
+  // Count the name. Move an entry that is asked for now out of the share of the others.
   HostEntry& entry = entries_[host];
   if (is_new) {
-    file_bytes_ += BytesInFile(host);
+    Count(entry, 0, BytesInFile(host));
   }
+  if (source == HostSource::kAsked && !entry.asked) {
+    unasked_bytes_ -= BytesInFile(host, entry);
+    entry.asked = true;
+  }
+  // Write it.
   entry.updated_at = now;
   entry.ttl = ttl_ms;
   entry.refresh_time = stale_from_start ? now : SaturatingAdd(now, ShareOf(ttl_ms, kFreshShare));
   entry.cache_expired_time = SaturatingAdd(now, ShareOf(ttl_ms, kServedShare));
-  ReplaceAddresses(entry.ipv4, std::move(new_ipv4));
-  ReplaceAddresses(entry.ipv6, std::move(new_ipv6));
+  ReplaceAddresses(entry, entry.ipv4, std::move(new_ipv4), source);
+  ReplaceAddresses(entry, entry.ipv6, std::move(new_ipv6), source);
+  return true;
 }
 
-void HostCache::ReplaceAddresses(std::vector<std::string>& old,
-                                 std::vector<std::string> addresses) {
+void HostCache::ReplaceAddresses(const HostEntry& entry, std::vector<std::string>& old,
+                                 std::vector<std::string> addresses, HostSource source) {
+  const size_t room = Room(entry.asked ? HostSource::kAsked : source, false);
   const size_t old_bytes = BytesInFile(old);
   const size_t new_bytes = BytesInFile(addresses);
-  const size_t file_bytes = file_bytes_ - old_bytes + new_bytes;
-  if (addresses.empty() || (file_bytes > kMaxCacheBytes && new_bytes > old_bytes)) {
+  if (addresses.empty() || (new_bytes > old_bytes && new_bytes - old_bytes > room)) {
     return;
   }
   old = std::move(addresses);
-  file_bytes_ = file_bytes;
+  Count(entry, old_bytes, new_bytes);
+}
+
+size_t HostCache::Room(HostSource source, bool is_new) {
+  const auto left = [](size_t bound, size_t used) { return bound - std::min(bound, used); };
+  const bool is_new_in_answer = is_new && source != HostSource::kFile;
+  const size_t room = left(is_new_in_answer ? kMaxNewHostsBytes : kMaxCacheBytes, file_bytes_);
+  return source == HostSource::kUnasked ? std::min(room, left(kMaxUnaskedBytes, unasked_bytes_))
+                                        : room;
+}
+
+void HostCache::Count(const HostEntry& entry, size_t removed, size_t added) {
+  file_bytes_ = file_bytes_ - removed + added;
+  if (!entry.asked) {
+    unasked_bytes_ = unasked_bytes_ - removed + added;
+  }
+}
+
+void HostCache::DropMissing() {
+  zo_base::RecursiveMutexLock lock(mutex_);
+  const int64_t now = zo_base::Clock::WallMs();
+  for (auto it = entries_.begin(); it != entries_.end();) {
+    const auto& [host, entry] = *it;
+    const bool has_none = entry.ipv4.empty() && entry.ipv6.empty();
+    if (has_none || StateAt(now, entry) == CacheState::kCacheMissing) {
+      Count(entry, BytesInFile(host, entry), 0);
+      it = entries_.erase(it);
+    } else {
+      ++it;
+    }
+  }
 }
 
 HostCache::Entries HostCache::GetEntries() {

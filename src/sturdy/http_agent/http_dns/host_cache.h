@@ -15,6 +15,7 @@ namespace zo_sturdy {
 // The addresses of one host name. A plain record; times are ms since the epoch.
 struct HostEntry {
   std::string host;                // stays empty: the map's key is the name
+  bool asked = false;              // whether a query of this process asked for it
   std::vector<std::string> ipv4;   // in server order
   std::vector<std::string> ipv6;   // in server order, each in brackets
   int32_t ttl = 0;                 // ms
@@ -40,8 +41,14 @@ inline constexpr size_t kMaxAddressListBytes = kMaxDocumentSize - 256;
 inline constexpr size_t kMaxNewHostsBytes = size_t{8} << 20;
 inline constexpr size_t kMaxCacheBytes = size_t{12} << 20;
 static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
+// Bounds the part of hosts that no query asked for, so that they can't keep out those of queries.
+inline constexpr size_t kMaxUnaskedBytes = size_t{256} << 10;
 
-// The addresses of host names, in memory. Nothing removes an entry.
+// Says how a host came to the cache. The hosts of a file fit up to kMaxCacheBytes, and count as
+// unasked until an answer names them to a query that asked for them.
+enum class HostSource { kAsked, kUnasked, kFile };
+
+// The addresses of host names, in memory.
 //
 // An entry with a lifetime of T is fresh for three quarters of T, and isn't served after nine
 // tenths. An entry from the future, after the clock was set back, isn't served either.
@@ -50,8 +57,7 @@ static_assert(kMaxCacheBytes < size_t{kMaxCacheFileBytes});
 // Owner:   HostResolver.
 // Errors:  none are reported. Skips an address that is longer than kMaxIPTextBytes, not of visible
 //          ASCII or not the host of a URL that is made with it, the rest of a list that reaches
-//          kMaxAddressListBytes, a new host beyond kMaxNewHostsBytes, and what a known host would
-//          add beyond kMaxCacheBytes.
+//          kMaxAddressListBytes, and what a known host would add beyond its bound.
 class HostCache {
  public:
   using Entries = std::map<std::string, HostEntry>;
@@ -65,22 +71,28 @@ class HostCache {
   CacheState CheckHost(net::AddressFamily ip_family, const std::string& host,
                        std::vector<std::string>& ips);
 
-  // Gives the entry a new lease. Replaces a list only by one that has addresses. Accepts a new host
-  // up to `new_hosts_bytes`, which is larger for the entries of a file: all of them fit.
-  void UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
+  // Gives the entry a new lease. Replaces a list only by one that has addresses. Returns false, and
+  // does nothing, if there is no room for a new host.
+  bool UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                   const std::vector<std::string>& ipv4, const std::vector<std::string>& ipv6,
-                  bool stale_from_start, size_t new_hosts_bytes = kMaxNewHostsBytes);
+                  bool stale_from_start, HostSource source = HostSource::kAsked);
+  // Removes the entries that are missing for every family.
+  void DropMissing();
 
   // Returns a copy, so that no thread waits while another writes it to the disk.
   Entries GetEntries();
 
  private:
-  void ReplaceAddresses(std::vector<std::string>& old, std::vector<std::string> addresses)
-      ZO_REQUIRES(mutex_);
+  // Returns how many bytes a host may add to the file.
+  size_t Room(HostSource source, bool is_new) ZO_REQUIRES(mutex_);
+  void Count(const HostEntry& entry, size_t removed, size_t added) ZO_REQUIRES(mutex_);
+  void ReplaceAddresses(const HostEntry& entry, std::vector<std::string>& old,
+                        std::vector<std::string> addresses, HostSource source) ZO_REQUIRES(mutex_);
 
   zo_base::RecursiveMutex mutex_;
   Entries entries_ ZO_GUARDED_BY(mutex_);
-  size_t file_bytes_ ZO_GUARDED_BY(mutex_) = 0;  // an upper bound of the file's size
+  size_t file_bytes_ ZO_GUARDED_BY(mutex_) = 0;     // an upper bound of the file's size
+  size_t unasked_bytes_ ZO_GUARDED_BY(mutex_) = 0;  // the part of entries that aren't `asked`
 };
 
 }  // namespace zo_sturdy

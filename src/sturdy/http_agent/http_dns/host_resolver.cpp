@@ -187,8 +187,8 @@ void HostResolver::RequestHosts(const std::vector<std::string>& hosts, net::Addr
          bool& need_statistic) { return JudgeHostResponse(code, body, need_statistic); });
   request.callback = zo_base::ForAnyThread(
       manager_, loop,
-      [this, promise](bool success, const std::string& headers, const std::string& body) {
-        CompleteHostQuery(success, headers, body, *promise);
+      [this, hosts, promise](bool success, const std::string& headers, const std::string& body) {
+        CompleteHostQuery(hosts, success, headers, body, *promise);
       });
   ZO_LOG(LV_APP) << "[http dns] Begin query hosts`s ips";
   manager_.SendMultipleURLRequest(request, false);
@@ -204,13 +204,14 @@ void HostResolver::BuildHostQueryURLs(const std::vector<std::string>& hosts,
   AppendServiceUrls(addresses, endpoints_.GetServiceDomain(), path, urls);
 }
 
-void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
-                                     const std::string& body, std::promise<bool>& promise) {
+void HostResolver::CompleteHostQuery(const std::vector<std::string>& hosts, bool success,
+                                     const std::string& headers, const std::string& body,
+                                     std::promise<bool>& promise) {
   ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success = " << success << zo_base::Framed{body};
   try {
     if (success) {
       ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success";
-      ApplyHostResponse(headers, body);
+      ApplyHostResponse(headers, body, hosts);
     } else {
       ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip fail";
     }
@@ -222,21 +223,37 @@ void HostResolver::CompleteHostQuery(bool success, const std::string& headers,
   }
 }
 
-bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::string& body) {
+bool HostResolver::ApplyHostResponse(const std::string& /*headers*/, const std::string& body,
+                                     const std::vector<std::string>& asked) {
   const Json json = ParseJson(body);
   if (!IsGoodAnswer(json) || json.object_items().count("data") == 0) {
     return false;
   }
   bool result = false;
-  for (const auto& [host, value] : json["data"].object_items()) {
+  bool has_dropped = false;
+  for (const auto& member : json["data"].object_items()) {
+    // Read the host.
+    const std::string& host = member.first;
+    const Json& value = member.second;
     const int64_t now = zo_base::Clock::WallMs();
     const std::vector<std::string> ipv4 = TextsOf(value["ip"]);
     std::vector<std::string> ipv6 = TextsOf(value[kIPv6]);
     for (std::string& address : ipv6) {
       address = net::InBrackets(address);
     }
-    host_cache_.UpdateHost(host, now, TtlMs<int32_t>(value), ipv4, ipv6, false);
     result = !ipv4.empty() || !ipv6.empty();
+    // Keep it. Make room for each host that was asked for, but only once for all others: an answer
+    // may list many, and each time walks over the whole cache.
+    const bool is_asked = std::find(asked.begin(), asked.end(), host) != asked.end();
+    const auto keep = [&] {
+      return host_cache_.UpdateHost(host, now, TtlMs<int32_t>(value), ipv4, ipv6, false,
+                                    is_asked ? HostSource::kAsked : HostSource::kUnasked);
+    };
+    if (!keep() && (is_asked || !has_dropped)) {
+      has_dropped = true;
+      host_cache_.DropMissing();
+      keep();
+    }
   }
   SaveHostCache();
   return result;
@@ -267,7 +284,7 @@ void HostResolver::LoadHostItem(const std::string& host, const std::string& text
   const bool stale_from_start = remaining < kShortestLeaseMs;
   const int64_t lease_ms = std::clamp(remaining, kShortestLeaseMs, kLongestLeaseMs);
   host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), TextsOf(item[kIPv4]),
-                         TextsOf(item[kIPv6]), stale_from_start, kMaxCacheBytes);
+                         TextsOf(item[kIPv6]), stale_from_start, HostSource::kFile);
 }
 
 // The lock serializes saves: answers may arrive on different threads.

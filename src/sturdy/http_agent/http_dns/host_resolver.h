@@ -50,8 +50,10 @@ class HostResolver {
                                 net::AddressFamily ip_family);
   void BuildHostQueryURLs(const std::vector<std::string>& hosts,
                           const std::vector<ServiceAddress>& addresses, std::vector<URLItem>& urls);
-  // Returns whether the last host of the answer has addresses in it.
-  bool ApplyHostResponse(const std::string& headers, const std::string& body);
+  // Returns whether the last host of the answer has addresses in it. Those of `asked` may fill the
+  // cache.
+  bool ApplyHostResponse(const std::string& headers, const std::string& body,
+                         const std::vector<std::string>& asked);
 
   // Wakes the queries that wait and refuses new ones: all of them return false.
   void EndQueries();
@@ -64,7 +66,8 @@ class HostResolver {
                      HostIPMap& results);
   void RequestHosts(const std::vector<std::string>& hosts, net::AddressFamily ip_family,
                     const QueryPromises::Promise& promise);
-  void CompleteHostQuery(bool success, const std::string& headers, const std::string& body,
+  void CompleteHostQuery(const std::vector<std::string>& hosts, bool success,
+                         const std::string& headers, const std::string& body,
                          std::promise<bool>& promise);
 
   HttpDNSManager& manager_;

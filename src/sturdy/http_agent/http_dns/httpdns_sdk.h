@@ -67,8 +67,9 @@ class HttpDNSManager : public EnvironmentConfigGetterBase,
                           std::vector<URLItem>& urls) {
     resolver_.BuildHostQueryURLs(hosts, addresses, urls);
   }
-  bool ApplyHostResponse(const std::string& headers, const std::string& body) {
-    return resolver_.ApplyHostResponse(headers, body);
+  bool ApplyHostResponse(const std::string& headers, const std::string& body,
+                         const std::vector<std::string>& asked = {}) {
+    return resolver_.ApplyHostResponse(headers, body, asked);
   }
 
   // Wakes the queries that wait and refuses new ones: all of them return false.
