@@ -260,7 +260,10 @@ class IZOSturdyObject {
   // Blocks: until the HTTP DNS service answers or fails: 2 s for each silent endpoint except the
   // last, then at most 37 s for the requests in flight (7 s to connect, 30 s to send and receive).
   // That is about 21 s with the built-in endpoints if none accepts a connection. Look-ups of host
-  // names by the system's resolver come on top. An exit ends the wait.
+  // names by the system's resolver come on top. An exit ends the wait. For a known host it doesn't
+  // wait. But in the last part of the lifetime of its addresses, each call sends a request of its
+  // own, until one is answered. If no endpoint accepts a connection, 60 calls keep the 12 threads
+  // that transfer busy for 35 s, and a fetch waits that long. So keep the result; don't ask often.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
   // Changes the application's key; an empty text removes it. Each change causes a fetch, a removal
