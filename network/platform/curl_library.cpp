@@ -55,6 +55,8 @@ void FindFunctions() {
   Find(curl.url_get, "curl_url_get");
   Find(curl.url_set, "curl_url_set");
   Find(curl.free, "curl_free");
+  curl.set_keylog_callback = reinterpret_cast<decltype(curl.set_keylog_callback)>(
+      dlsym(library, "SSL_CTX_set_keylog_callback"));  // searches what libcurl links, too
 }
 
 void Unload() {

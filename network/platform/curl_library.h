@@ -1,12 +1,13 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 
 namespace KRBASE::network::platform {
 
-// The functions of libcurl that transfers call. Nothing links against libcurl: it brings 30 other
-// libraries, and loading them took 4 of the 13 ms from a client's start to its first address, which
-// needs none of them. The worker of the first transfer loads it.
+// The functions of libcurl, and one of OpenSSL, that transfers call. Nothing links against libcurl:
+// it brings 30 other libraries, and loading them took 4 of the 13 ms from a client's start to its
+// first address, which needs none of them. The worker of the first transfer loads it.
 struct CurlLibrary {
   decltype(&::curl_global_init) global_init;
   decltype(&::curl_global_cleanup) global_cleanup;
@@ -34,6 +35,9 @@ struct CurlLibrary {
   decltype(&::curl_url_get) url_get;
   decltype(&::curl_url_set) url_set;
   decltype(&::curl_free) free;
+
+  // Of the OpenSSL that libcurl uses; null if it uses another library for TLS.
+  decltype(&::SSL_CTX_set_keylog_callback) set_keylog_callback;
 };
 
 // Loads libcurl and sets it up, once. Returns false, and logs why, if that fails: a file is

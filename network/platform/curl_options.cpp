@@ -16,6 +16,13 @@ curl_socket_t OpenSocket(void* /*unused*/, curlsocktype /*purpose*/, curl_sockad
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
+// Keeps the keys of a connection out of the file that SSLKEYLOGFILE names: libcurl has set its own
+// callback for them by now. It has also opened the file, when it was set up.
+CURLcode StopKeyLog(CURL* /*unused*/, void* context, void* /*unused*/) {
+  Curl().set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
+  return CURLE_OK;
+}
+
 // A line in the form that libcurl sends unchanged. It drops a line "Name:" without a value.
 std::string RawHeader(const HeaderLines::Line& line) {
   const bool is_blank = line.value.find_first_not_of(" \t") == std::string::npos;
@@ -48,6 +55,9 @@ bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists)
 bool SetTls(CURL* easy, const TransferPlan& plan) {
   bool is_set = Set(easy, CURLOPT_SSL_ENABLE_ALPN, 0L);
   is_set &= Set(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  if (Curl().set_keylog_callback != nullptr) {
+    is_set &= Set(easy, CURLOPT_SSL_CTX_FUNCTION, &StopKeyLog);
+  }
   if (plan.ignore_certificate_errors) {
     is_set &= Set(easy, CURLOPT_SSL_VERIFYPEER, 0L);
     is_set &= Set(easy, CURLOPT_SSL_VERIFYHOST, 0L);
