@@ -18,6 +18,10 @@ class ManualTransport : public KRBASE::network::IHttpRequestor {
   using Request = std::shared_ptr<KRBASE::network::HttpRequest>;
 
   void Send(const Request& request, const Done& done) override {
+    if (on_send) {
+      on_send(request->url, done);
+      return;
+    }
     const std::lock_guard lock(mutex_);
     ++sent;
     waiting_.emplace(request->url, std::pair(request, done));
@@ -46,6 +50,8 @@ class ManualTransport : public KRBASE::network::IHttpRequestor {
   }
 
   std::atomic<int> sent{0};
+  // If set, takes the requests.
+  std::function<void(const std::string& url, const Done& done)> on_send;
 
  private:
   std::mutex mutex_;
