@@ -64,28 +64,6 @@ TEST_F(FetchTest, RefusedUrlCostsNothingAndSilentOneTwoSeconds) {
       {good_});
 }
 
-// The redirect keeps the transfer alive for longer than the URL's two seconds.
-TEST_F(FetchTest, LateAnswerOfEarlierUrlWins) {
-  FetchFrom({lab::HttpsServer("slow")
-                 .On(kLbsPath, lab::Redirect("/new").HeldAt("redirect"))
-                 .On("/new", lab::Answer(good_).HeldAt("answer")),
-             refused_});
-  ASSERT_TRUE(lab_->gates().WaitForHeld("redirect", 1, kPatience));
-  EXPECT_EQ(Link(*service_), kDefaultLink) << "no call waits for the fetch";
-  AdvanceAgent(1000);
-  lab_->gates().Release("redirect");
-  ASSERT_TRUE(lab_->gates().WaitForHeld("answer", 1, kPatience));
-  clock_.Advance(1000);
-  ASSERT_TRUE(log_.WaitFor("[multiple][rsp]Remove timer index :1"));
-  lab_->gates().Release("answer");
-  EXPECT_EQ(AwaitUpdate(), Update(200, good_));
-  EXPECT_EQ(Link(*service_), "192.0.2.1:1");
-  ExpectLog(
-      "update;send 0;silent 0 false;silent-> 0 1;send 1;bad 1 0 true;stop 1;remove 1;"
-      "good 0 200 true;failures 1;complete true 0;parsed 0;end;release",
-      {good_});
-}
-
 TEST_F(FetchTest, AnswersThatAreNoDocumentLeaveTheOldOne) {
   const std::string incomplete =
       R"({"common":{"link":["192.0.2.1:1"],"lbs":"http://127.0.0.1:3/"}})";
@@ -100,17 +78,6 @@ TEST_F(FetchTest, AnswersThatAreNoDocumentLeaveTheOldOne) {
       "unusable 1 200 false 0;stop 1;remove 1;waits false;-> 1 2;send 2;bad 2 0 true;"
       "stop 2;remove 2;last;failures 3;second;nameless;complete false 1;end;release",
       {incomplete, ""});
-}
-
-// The limits of the URL and of its transfer fall together: either may come first.
-TEST_F(FetchTest, UrlThatAcceptsAndStaysSilentIsPassedOverOnce) {
-  FetchFrom({lab::HttpServer("silent").On(kLbsPath, lab::Silent()), good_server_});
-  ASSERT_TRUE(lab_->journal().WaitForRequests(1, kPatience));
-  AdvanceAgent(2000);
-  EXPECT_EQ(AwaitUpdate(), Update(200, good_));
-  EXPECT_EQ(Link(*service_), "192.0.2.1:1");
-  EXPECT_EQ(lab_->journal().RequestsOf("good").size(), 1u);
-  EXPECT_EQ(log_.With("Switch to index :1 triggered by :0").size(), 1u);
 }
 
 }  // namespace

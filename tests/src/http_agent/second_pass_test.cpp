@@ -77,28 +77,6 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
           "[multiple]User http dns, ------10.0.0.3"}));
 }
 
-TEST_F(SecondPassTest, TakesTheAddressesOfItsFamilyIfThereAreAny) {
-  const std::string data = R"("a.test":{"ip":["10.0.0.1"],"ipv6":["::1","::2"]})";
-  for (const std::string host : {"a.test", "b.test"}) {
-    Outcome outcome;
-    MultipleURLHttpRequest request = WithSecondPass({"http://" + host}, outcome);
-    request.ip_family = net::kIPFamilyV6;
-    StartRequest(request);
-    transport_->Answer("http://" + host, 500, "first");
-    AnswerQuery(host, data);
-    if (host == "a.test") {
-      transport_->Answer("http://[::1]", 500);
-      transport_->Answer("http://[::2]", 200, "second");
-    }
-    Settle();
-    EXPECT_EQ(outcome.Result(), host == "a.test" ? std::make_tuple(1, true, "second")
-                                                 : std::make_tuple(1, false, "first"));
-  }
-  EXPECT_EQ(log.With("[multiple]User http dns,query host fail").size(), 1U);
-  EXPECT_TRUE(log.WaitForCount("[multiple]Request return,release request object", 5))
-      << "two requests, two host queries, and a second pass";
-}
-
 TEST_F(SecondPassTest, IsBoundedWhateverAnAnswerLists) {
   MultipleURLHttpRequest failed;
   failed.urls = {
