@@ -12,9 +12,9 @@
 #include "net/ip_address.h"
 #include "network/http_status.h"
 #include "src/sturdy/config/environment_config.h"
+#include "src/sturdy/config/lost_request_notice.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
-#include "src/sturdy/http_agent/http_dns/lost_request_notice.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
