@@ -1,7 +1,9 @@
 #include "network/http_client.h"
 
+#include <chrono>
 #include <exception>
 #include <map>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -53,6 +55,7 @@ class RunningRequests {
 
 constexpr int32_t kNoError = 0;
 constexpr int32_t kCancelledError = -1;
+constexpr std::chrono::milliseconds kPauseWithoutMemory(1);
 
 // Up to the first zero byte.
 std::string ZeroTerminated(const std::string& text) {
@@ -67,6 +70,8 @@ void CallBack(HttpClient* client, HttpRequest& request,
   }
   try {
     user->callback(client, response, error);
+  } catch (const std::bad_alloc&) {
+    throw;  // the answer isn't delivered
   } catch (...) {
     // The fault is the callback's, and this thread has other requests to serve.
   }
@@ -85,15 +90,6 @@ void Answer(HttpClient* client, const std::shared_ptr<HttpRequest>& request,
   copy->request = request.get();
   const RunningRequests::Entry held = RunningRequests::Instance().Take(request->id);
   CallBack(client, *request, copy, kNoError);
-}
-
-// Answers a request that no worker can take, or whose answer is lost, with status 0.
-void AnswerWithoutTransfer(HttpClient* client, const std::shared_ptr<HttpRequest>& request) {
-  try {
-    Answer(client, request, HttpResponse());
-  } catch (const std::exception&) {
-    // There is no memory even for an empty answer.
-  }
 }
 
 }  // namespace
@@ -162,7 +158,7 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
   if (is_queued) {
     Wake();
   } else if (request != nullptr) {
-    AnswerWithoutTransfer(this, request);
+    Answer(this, request, HttpResponse());
   }
 }
 
@@ -239,23 +235,35 @@ std::shared_ptr<HttpRequest> HttpClient::WaitForRequest() {
 }
 
 void HttpClient::Forward(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport) {
-  if (request->state == kHttpRequestCancelled) {
-    CallBack(this, *request, nullptr, kCancelledError);
-    return;
-  }
   try {
+    if (request->state == kHttpRequestCancelled) {
+      CallBack(this, *request, nullptr, kCancelledError);
+      return;
+    }
     const auto respond = std::make_shared<IHttpRequestor::Done>(
         [this, request](const std::shared_ptr<const HttpResponse>& response) {
           try {
             Answer(this, request, *response);
           } catch (const std::exception&) {
-            AnswerWithoutTransfer(this, request);  // no memory for the copy
+            AnswerWithoutTransfer(request);  // no memory for the copy
           }
         });
     RunningRequests::Instance().Put(request->id, {request, respond});
     transport.Send(request, *respond);
   } catch (const std::exception&) {
-    AnswerWithoutTransfer(this, request);
+    AnswerWithoutTransfer(request);
+  }
+}
+
+// Nobody else would end the request, so the thread tries until there is memory for the answer.
+void HttpClient::AnswerWithoutTransfer(const std::shared_ptr<HttpRequest>& request) {
+  while (IsRunning()) {
+    try {
+      Answer(this, request, HttpResponse());
+      return;
+    } catch (const std::bad_alloc&) {
+      std::this_thread::sleep_for(kPauseWithoutMemory);
+    }
   }
 }
 

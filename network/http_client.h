@@ -20,7 +20,8 @@ namespace KRBASE::network {
 //          any but the client's own; they run one after the other.
 // Owner:   the singleton. It outlives an environment, stopped and ready for the next Start.
 // Errors:  a failed transfer is a response with status 0. No exception leaves the dispatcher or a
-//          worker, whatever a callback throws.
+//          worker, whatever a callback throws. If a callback throws std::bad_alloc there, it is
+//          called again, with status 0, until it doesn't or the client stops.
 class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContext, 0> {
  public:
   ~HttpClient() override;
@@ -56,6 +57,8 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   // Blocks until there is a request and leaves it at the front of `working`. Empty at a stop.
   std::shared_ptr<HttpRequest> WaitForRequest();
   void Forward(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport);
+  // Answers a request that no worker can take, or whose answer is lost, with status 0.
+  void AnswerWithoutTransfer(const std::shared_ptr<HttpRequest>& request);
   void Wake();
   void ClearLists();
   [[nodiscard]] bool IsRunning();

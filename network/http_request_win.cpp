@@ -65,13 +65,12 @@ void HttpRequestWin::MakePool() {
 }
 
 void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Done& done) {
-  pool->commit([request, done] {
-    std::shared_ptr<HttpResponse> response;
+  // The empty answer is made here, since there may be no memory for it later.
+  pool->commit([request, done, response = std::make_shared<HttpResponse>()]() mutable {
     try {
       response = Transfer(*request);
     } catch (const std::exception&) {
-      // Most likely out of memory. Fails like any other transfer.
-      response = std::make_shared<HttpResponse>();
+      // Most likely out of memory. Fails like any other transfer, with the empty answer.
     }
     done(response);
   });

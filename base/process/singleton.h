@@ -67,6 +67,7 @@ class Singleton {
     once.Call([&] {
       AtUnload(&DeleteAll);
       auto object = std::unique_ptr<T>(new T());
+      ReserveRetired();
       if constexpr (flag == 1) {
         // Register before publishing: a registration that throws leaves no object.
         manager = IAtExitManager<Context>::Get();
@@ -77,6 +78,13 @@ class Singleton {
     });
     // `manager` is released after the once-flag's mutex: as the last reference it runs Retire.
     return created;
+  }
+
+  // The end of an object needs no memory: it can't report that there is none.
+  static void ReserveRetired() {
+    Retired& retired = AllRetired();
+    MutexLock lock(retired.mutex);
+    retired.objects.reserve(retired.objects.size() + 1);
   }
 
   static void Retire() {

@@ -1,6 +1,7 @@
 #include "base/thread/base_thread.h"
 
 #include <exception>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -36,7 +37,7 @@ bool BaseThread::IsRunning() {
 
 void BaseThread::Start() {
   const auto self = SharedFromThis<BaseThread>();
-  begun = 0;
+  begun = kNotBegun;
   {
     MutexLock lock(start_mutex);
     auto starting = std::make_unique<std::thread>();  // nothing may throw once the thread runs
@@ -44,12 +45,30 @@ void BaseThread::Start() {
       // Wait until `thread` is stored: the first tasks may join.
       start_mutex.lock();
       start_mutex.unlock();
-      ThreadMain();
+      MainOrEndFirst();
     });
     thread = std::move(starting);
   }
-  while (begun == 0) {
+  while (begun == kNotBegun) {
     std::this_thread::yield();
+  }
+  if (begun == kEndedFirst) {
+    thread->join();
+    thread.reset();
+    throw std::bad_alloc();
+  }
+}
+
+// Leaves the thread as new if there is no memory for its begin. Start reports that.
+void BaseThread::MainOrEndFirst() {
+  try {
+    ThreadMain();
+  } catch (const std::bad_alloc&) {
+    ClearThreadInfo();
+    running.exchange(0);
+    first_pass.exchange(1);
+    uint8_t not_begun = kNotBegun;
+    begun.compare_exchange_strong(not_begun, kEndedFirst);
   }
 }
 

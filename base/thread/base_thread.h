@@ -46,7 +46,8 @@ enum class LoopStep {
 //          releases the thread. A derived class also stops in its destructor, since the base's runs
 //          too late for the members that tasks use. The last reference must not be released on the
 //          thread itself.
-// Errors:  an exception from a task ends the process. Stop and Join on the thread itself throw
+// Errors:  a task that runs out of memory ends there, with a log line, and the loop goes on. Any
+//          other exception from a task ends the process. Stop and Join on the thread itself throw
 //          std::system_error (resource_deadlock_would_occur). Tasks that are pending at the stop
 //          are dropped.
 // Locks:   none is held while an immediate task runs, except `start_mutex` for tasks that are
@@ -59,7 +60,8 @@ class BaseThread : public IThread, public ITaskDelegate {
 
   bool IsRunning() override;
   // Returns once the slots of the begin signals have run on the new thread. After a RequestStop it
-  // blocks for ever. Throws std::system_error, with nothing started, if no thread can be made.
+  // blocks for ever. Throws with nothing started: std::system_error if no thread can be made,
+  // std::bad_alloc if there is no memory, also for a slot. It can be called again then.
   void Start() override;
   void Stop() override;
   void Join() override;
@@ -108,7 +110,10 @@ class BaseThread : public IThread, public ITaskDelegate {
   };
   using TaskQueue = std::deque<std::function<void()>>;
   enum class Wake { kNotified, kTimedOut };
+  // Values of `begun`.
+  enum BeginState : uint8_t { kNotBegun, kBegun, kEndedFirst };
 
+  void MainOrEndFirst();
   void Notify();
   // Require the mutex of these two queues.
   static void AppendLocked(TaskQueue& working, TaskQueue& incoming, std::atomic<bool>& filled,
@@ -126,6 +131,8 @@ class BaseThread : public IThread, public ITaskDelegate {
   bool DrainPriorityQueue();
   bool DrainQueues();
   bool RunFront(TaskQueue& working, std::atomic<bool>& filled);
+  template <class Task>
+  void RunTask(const Task& task);
   bool TakePriorityIncoming();
   bool TakeNormalIncoming();
   bool RunDueDelayedTasks();
@@ -164,7 +171,7 @@ class BaseThread : public IThread, public ITaskDelegate {
   std::atomic<uint8_t> first_pass{1};
   std::atomic<uint8_t> running{0};
   // Set with `running` and not cleared at the end, so that Start also sees a thread that has ended.
-  std::atomic<uint8_t> begun{0};
+  std::atomic<uint8_t> begun{kNotBegun};
   std::unique_ptr<std::thread> thread;
   // Part of the class's fixed shape. Notified after the begin signals; no thread waits on it, since
   // Start polls `begun`.

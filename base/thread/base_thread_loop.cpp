@@ -2,8 +2,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <utility>
 
+#include "base/log/log.h"
 #include "base/thread/base_thread.h"
 #include "base/thread/clock.h"
 
@@ -239,16 +241,26 @@ bool BaseThread::Begin() {
   Emit(IThread::SIG_InternalBegin);
   Emit(IThread::SIG_ThreadBegin);
   running.exchange(1);
-  begun = 1;
+  begun = kBegun;
   begin_condition.notify_all();
   return DrainQueues();
 }
 
 // --- The queues ---
 
+// Whoever waits for the outcome learns by the end of the task's closure that there is none.
+template <class Task>
+void BaseThread::RunTask(const Task& task) {
+  try {
+    task();
+  } catch (const std::bad_alloc&) {
+    ZO_LOG(LV_APP) << "[thread] No memory for a task of " << name;
+  }
+}
+
 // Runs and removes the front task.
 bool BaseThread::RunFront(TaskQueue& working, std::atomic<bool>& filled) {
-  working.front()();
+  RunTask(working.front());
   if (stop_requested != 0) {
     return false;
   }
@@ -363,10 +375,12 @@ bool BaseThread::RunDueEntryLocked(DueTasks& entry, std::list<DelayTask>& done) 
       return false;
     }
     --due->times;
-    if (due->times > 0 && due->repost) {
-      due->repost(due->delay_ms, due->task, due->times);
-    }
-    due->task();
+    RunTask([&] {
+      if (due->times > 0 && due->repost) {
+        due->repost(due->delay_ms, due->task, due->times);
+      }
+      due->task();
+    });
     Step(LoopStep::kTaskRan);
     ++due;
   }

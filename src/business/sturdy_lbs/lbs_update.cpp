@@ -49,6 +49,13 @@ void ZOSturdyLBSServiceImpl::BeginFetch(net::AddressFamily family, bool force, b
     return;
   }
   const uint64_t number = ++last_fetch_;
+  const auto lost = std::make_shared<LostRequestNotice>(
+      zo_base::ForAnyThread(*this, GetTaskLoop(), [this, number, by_defaults] {
+        if (EndFetch(number, by_defaults)) {
+          ZO_LOG(LV_APP) << "[lbs]UpdateLBS lost its request";
+          PostToClient(false);
+        }
+      }));
   uint64_t none = 0;
   if (force) {
     updatting_lbs_ = number;
@@ -58,7 +65,7 @@ void ZOSturdyLBSServiceImpl::BeginFetch(net::AddressFamily family, bool force, b
   }
   // Begin it.
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = true";
-  const Fetch fetch = {number, family, CurrentToken(), by_defaults};
+  const Fetch fetch = {number, family, CurrentToken(), by_defaults, lost};
   // Post on the thread object: locking the loop's weak pointer would make this thread an owner of
   // the service.
   zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),
@@ -103,6 +110,7 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(const Fetch& fetch) {
   // Send it. Without a URL `updatting_lbs_` stays set: only a forced fetch can follow.
   if (request.urls.empty()) {
     ZO_LOG(LV_APP) << "[lbs] LBS addr url list empty!";
+    fetch.lost->Answered();
     return;
   }
   ZO_LOG(LV_APP) << "[lbs] Begin update LBS";
@@ -148,6 +156,7 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(const Fetch& fetch, bool success,
   const zo_base::MutexLock lock(finish_mutex_);
   // Leave `updatting_lbs_` set for an outdated fetch: the end of the newest one clears it.
   if (post_state_ == PostState::kStopped || IsOutdated(fetch, "[lbs] Update LBS complete")) {
+    fetch.lost->Answered();
     return;
   }
   // Apply the document.
@@ -156,15 +165,24 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(const Fetch& fetch, bool success,
   if (success) {
     active_.Apply(body, std::to_string(static_cast<int32_t>(fetch.family)));
   }
-  // Let the next fetch begin, unless a forced one has begun meanwhile.
-  if (fetch.by_defaults) {
+  // Let the next fetch begin, then call the client, which may ask for it.
+  EndFetch(fetch.number, fetch.by_defaults);
+  fetch.lost->Answered();
+  PostToClient(success);
+}
+
+bool ZOSturdyLBSServiceImpl::EndFetch(uint64_t number, bool by_defaults) {
+  if (by_defaults) {
     defaults_paused_until_ms_ = zo_base::Clock::MonotonicMs() + kPauseAfterDefaultsMs;
   }
-  uint64_t own = fetch.number;
-  if (updatting_lbs_.compare_exchange_strong(own, 0)) {
+  const bool is_newest = updatting_lbs_.compare_exchange_strong(number, 0);
+  if (is_newest) {
     ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = false";
   }
-  // Call the client. It may ask for a fetch, so this one has ended.
+  return is_newest;
+}
+
+void ZOSturdyLBSServiceImpl::PostToClient(bool success) {
   if (update_callback_ != nullptr) {
     ZO_LOG(LV_APP) << "[lbs] Update LBS compare post task to lbs thread for callback";
     zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),

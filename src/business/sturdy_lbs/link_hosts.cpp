@@ -43,30 +43,30 @@ void LogAddress(const LinkAddress& address) {
 std::string LinkHosts::Reset(const LBSDocument& document) {
   const net::AddressFamily family = settings_.address_family;
   const zo_base::RecursiveMutexLock lock(hosts_mutex_);
-  host_choosers_.clear();
+  // Fill new choosers, so that the old ones stay if there is no memory.
+  decltype(host_choosers_) choosers;
   for (const int32_t key : {kLinkHosts, kDefaultHosts}) {
-    host_choosers_[key] = std::make_shared<HostChooser>(
-        settings_.default_link_v4, settings_.default_link_v6, HostChooserLimit(key));
+    choosers[key] = std::make_shared<HostChooser>(settings_.default_link_v4,
+                                                  settings_.default_link_v6, HostChooserLimit(key));
   }
-  // Fill the chooser of the link servers.
-  HostChooser& links = *host_choosers_[kLinkHosts];
-  HostChooser& defaults = *host_choosers_[kDefaultHosts];
+  HostChooser& links = *choosers[kLinkHosts];
+  HostChooser& defaults = *choosers[kDefaultHosts];
   if (document.link) {
     links.ResetHosts(*document.link);
   }
-  link_host_count_ = static_cast<int32_t>(links.GetHostCount());
   // Take one default server from the other chooser: it becomes the default of the first.
-  if (!document.has_link_default) {
-    return {};
-  }
-  if (document.link_default) {
-    defaults.ResetHosts(*document.link_default);
-  }
   std::string default_link;
-  defaults.GetHost(family, default_link);
-  if (!default_link.empty()) {
-    links.SetDefaultHost(family, default_link);
+  if (document.has_link_default) {
+    if (document.link_default) {
+      defaults.ResetHosts(*document.link_default);
+    }
+    defaults.GetHost(family, default_link);
+    if (!default_link.empty()) {
+      links.SetDefaultHost(family, default_link);
+    }
   }
+  link_host_count_ = static_cast<int32_t>(links.GetHostCount());
+  host_choosers_.swap(choosers);
   return default_link;
 }
 

@@ -80,6 +80,8 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
 // Leaves the service as new for another Start.
 void ZOSturdyLBSServiceImpl::RollBackStart() {
   serving_ = false;
+  PostState accepting = PostState::kAccepting;
+  post_state_.compare_exchange_strong(accepting, PostState::kNotRunning);
   CutConnections();
 }
 

@@ -15,6 +15,7 @@
 #include "src/business/sturdy_lbs/count_timer_invoker.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
 #include "src/sturdy/config/business_service.h"
+#include "src/sturdy/config/lost_request_notice.h"
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {
@@ -88,8 +89,9 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   struct Fetch {
     uint64_t number;  // from 1; a newer one has a higher number
     net::AddressFamily family;
-    std::string token;  // at the begin
-    bool by_defaults;   // begun since defaults were returned
+    std::string token;                        // at the begin
+    bool by_defaults;                         // begun since defaults were returned
+    std::shared_ptr<LostRequestNotice> lost;  // ends a fetch that nothing else ends
   };
 
   // start
@@ -112,6 +114,9 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   // True if the token has changed since the fetch began, or if a forced fetch has begun since.
   // Logs both tokens, with `step` in front.
   bool IsOutdated(const Fetch& fetch, const char* step);
+  // Lets the next fetch begin. Returns false if a forced one has begun already, or after a stop.
+  bool EndFetch(uint64_t number, bool by_defaults);
+  void PostToClient(bool success);
   void CallClient(bool success);
 
   // Copies a value of the store. Writes nothing if it is too long for a buffer of that size.

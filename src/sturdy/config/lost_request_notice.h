@@ -20,7 +20,7 @@ class LostRequestNotice {
     try {
       on_lost_();
     } catch (...) {
-      return;  // without memory to arm a timer the update cycle rests until the next start
+      return;  // no memory for what follows, such as the timer of the next turn
     }
   }
   LostRequestNotice(const LostRequestNotice&) = delete;

@@ -20,6 +20,8 @@ namespace zo_sturdy {
 
 namespace {
 
+using KRBASE::network::HttpClient;
+
 static_assert(kMaxBodyBytes <= static_cast<int>(kMaxDocumentSize),
               "the buffers of sturdy.h must hold the largest answer");
 static_assert(kMaxTransferMs <= 30000, "the exit bound of sturdy.h counts on this");
@@ -33,6 +35,13 @@ constexpr const char* kBanner =
 
 std::shared_ptr<ZOSturdyObjectImpl> ToImpl(const std::shared_ptr<IZOSturdyObject>& object) {
   return std::static_pointer_cast<ZOSturdyObjectImpl>(object);
+}
+
+// Makes no client: a start that has failed may have made none, and there may be no memory for it.
+void StopHttpClient() {
+  if (HttpClient* const client = HttpClient::Current()) {
+    client->Stop();
+  }
 }
 
 // Log and caches are opened by this path again and again. A relative one would move with the
@@ -74,7 +83,7 @@ int32_t EnvironmentManager::StartOnce(const _ZOSturdyEnvironmentSettings& settin
       Start(settings);
     } catch (...) {
       ZO_LOG(LV_APP) << "[environment] Start failed";
-      KRBASE::network::HttpClient::Instance()->Stop();
+      StopHttpClient();
       TearDown();
       throw;
     }
@@ -127,7 +136,9 @@ void EnvironmentManager::StopAndExit(int32_t id) {
   if (const auto object = ToImpl(Find(kOnlyId))) {
     object->RequestStop();
   }
-  KRBASE::network::HttpClient::Instance()->RequestStop();
+  if (HttpClient* const client = HttpClient::Current()) {
+    client->RequestStop();
+  }
   if (const auto object = ToImpl(Find(id))) {
     {
       const zo_base::MutexLock table_lock(environments_mutex_);
@@ -136,7 +147,7 @@ void EnvironmentManager::StopAndExit(int32_t id) {
     object->Stop();
     last_object_ = object;
   }
-  KRBASE::network::HttpClient::Instance()->Stop();
+  StopHttpClient();
   Exit();
 }
 

@@ -171,8 +171,8 @@ TEST_F(HostQueryTest, AnEndWakesTheWaitingQueriesAndRefusesOthers) {
   Settle();
   EXPECT_EQ(Waiting(), 0U);
   EXPECT_FALSE(query.get());
-  EXPECT_THROW(update.get(), std::future_error);
-  EXPECT_THROW(manager_->UpdateCache({"m"}, net::kIPFamilyAny).get(), std::future_error);
+  EXPECT_FALSE(update.get());
+  EXPECT_FALSE(manager_->UpdateCache({"m"}, net::kIPFamilyAny).get());
   Answer(request, 200, R"({"code": 200, "data": {"a": {"ip": ["1.1.1.1"]}}})");
   EXPECT_EQ(log.With("[http dns] Sync update,future_error exception").size(), 1U);
   EXPECT_FALSE(Start({"cached"}).get());
@@ -183,7 +183,7 @@ TEST_F(HostQueryTest, AnAnswerMayComeAfterTheManagerIsGone) {
   auto update = manager_->UpdateCache({"a"}, net::kIPFamilyAny);
   auto request = Next();
   manager_.reset();
-  EXPECT_THROW(update.get(), std::future_error);
+  EXPECT_FALSE(update.get());
   bool need_statistic = false;
   EXPECT_FALSE(request.check(0, 200, "", R"({"code": 200})", need_statistic));
   request.callback(true, "", "");

@@ -143,11 +143,8 @@ bool HostResolver::UpdateAndWait(net::AddressFamily ip_family,
                                  const std::vector<std::string>& hosts, HostIPMap& results) {
   ZO_LOG(LV_APP) << "[http dns] Check cached need update type = sync host list : "
                  << Joined(hosts, '|');
-  try {
-    UpdateCache(hosts, ip_family).get();
-  } catch (const std::future_error&) {
-    // The request is lost, or the queries are ended: the cache is as it was.
-  }
+  // If the request is lost, or the queries are ended, the cache is as it was.
+  UpdateCache(hosts, ip_family).get();
   if (queries_.HasEnded()) {
     return false;
   }
@@ -206,7 +203,7 @@ void HostResolver::BuildHostQueryURLs(const std::vector<std::string>& hosts,
 
 void HostResolver::CompleteHostQuery(const std::vector<std::string>& hosts, bool success,
                                      const std::string& headers, const std::string& body,
-                                     std::promise<bool>& promise) {
+                                     QueryPromise& promise) {
   ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip success = " << success << zo_base::Framed{body};
   try {
     if (success) {
@@ -215,9 +212,9 @@ void HostResolver::CompleteHostQuery(const std::vector<std::string>& hosts, bool
     } else {
       ZO_LOG(LV_APP) << "[http dns] Query hosts`s ip fail";
     }
-    promise.set_value(success);
-  } catch (const std::future_error&) {
-    ZO_LOG(LV_APP) << "[http dns] Sync update,future_error exception";
+    if (!promise.Answer(success)) {
+      ZO_LOG(LV_APP) << "[http dns] Sync update,future_error exception";
+    }
   } catch (...) {
     ZO_LOG(LV_APP) << "[http dns] Sync update,exception";
   }

@@ -44,8 +44,8 @@ class HostResolver {
   // of the cache are served, and nothing is sent.
   bool DoQuery(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
                HostIPMap& results, bool is_retry);
-  // Sends a request for these hosts from M. The future's value is the success of the request;
-  // reading it throws std::future_error if the request is lost or the queries are ended.
+  // Sends a request for these hosts from M. The future's value is the success of the request,
+  // which is false if the request is lost or the queries are ended.
   std::future<bool> UpdateCache(const std::vector<std::string>& hosts,
                                 net::AddressFamily ip_family);
   void BuildHostQueryURLs(const std::vector<std::string>& hosts,
@@ -68,7 +68,7 @@ class HostResolver {
                     const QueryPromises::Promise& promise);
   void CompleteHostQuery(const std::vector<std::string>& hosts, bool success,
                          const std::string& headers, const std::string& body,
-                         std::promise<bool>& promise);
+                         QueryPromise& promise);
 
   HttpDNSManager& manager_;
   ServiceAddressTable& endpoints_;

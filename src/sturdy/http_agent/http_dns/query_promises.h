@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <future>
 #include <list>
 #include <memory>
@@ -8,15 +9,40 @@
 
 namespace zo_sturdy {
 
+// Ends the wait for one host query: by its answer, or by its destruction if there is none.
+// Threads: any; the first answer counts.
+// Owner:   the closures of the query, by a shared pointer.
+// Errors:  none. A std::promise that is destroyed unanswered needs memory.
+class QueryPromise {
+ public:
+  QueryPromise() = default;
+  ~QueryPromise() { Answer(false); }
+  QueryPromise(const QueryPromise&) = delete;
+  QueryPromise& operator=(const QueryPromise&) = delete;
+
+  std::future<bool> GetFuture() { return promise_.get_future(); }
+  // Returns false if there is an answer already.
+  bool Answer(bool success) {
+    const bool is_first = !answered_.exchange(true);
+    if (is_first) {
+      promise_.set_value(success);
+    }
+    return is_first;
+  }
+
+ private:
+  std::promise<bool> promise_;
+  std::atomic<bool> answered_{false};
+};
+
 // The promises of the host queries that wait for the network, so that a stop can wake every waiter.
-// Without it, promises in the queue of a stopped thread would never break.
+// Without it, promises in the queue of a stopped thread would never be answered.
 // Threads: any.
-// Owner:   HostResolver. The closures of a query own its promise; when the last of them goes, the
-//          future breaks.
-// Errors:  reading a broken future throws std::future_error.
+// Owner:   HostResolver. The closures of a query own its promise.
+// Errors:  std::bad_alloc of Make.
 class QueryPromises {
  public:
-  using Promise = std::shared_ptr<std::promise<bool>>;
+  using Promise = std::shared_ptr<QueryPromise>;
   struct Query {
     Promise promise;  // empty if the query is refused
     std::future<bool> future;
@@ -26,15 +52,15 @@ class QueryPromises {
   QueryPromises(const QueryPromises&) = delete;
   QueryPromises& operator=(const QueryPromises&) = delete;
 
-  // After End, refuses the query: its future is broken.
+  // After End, refuses the query: its future holds false.
   Query Make();
-  // Breaks the open futures, and refuses queries from here on.
+  // Answers the open queries with false, and refuses queries from here on.
   void End();
   bool HasEnded();
 
  private:
   zo_base::Mutex mutex_;
-  std::list<std::weak_ptr<std::promise<bool>>> open_ ZO_GUARDED_BY(mutex_);
+  std::list<std::weak_ptr<QueryPromise>> open_ ZO_GUARDED_BY(mutex_);
   bool ended_ ZO_GUARDED_BY(mutex_) = false;
 };
 

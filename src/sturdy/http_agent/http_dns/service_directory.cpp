@@ -168,11 +168,11 @@ bool ServiceDirectory::DoReload(net::AddressFamily ip_family) {
     ZO_LOG(LV_APP) << "[http dns] Update DNS -s updatting_interface_ = true,return";
     return true;
   }
-  updatting_interface_ = true;
   const auto loop = manager_.GetTaskLoop();
   // Make the notice first: whatever ends the following steps early fails the update.
   const auto notice = std::make_shared<LostRequestNotice>(
       zo_base::ForAnyThread(manager_, loop, [this] { CompleteServiceUpdate(false, ""); }));
+  updatting_interface_ = true;
   // Address the service at each of its endpoints.
   MultipleURLHttpRequest request;
   request.use_http_dns = false;

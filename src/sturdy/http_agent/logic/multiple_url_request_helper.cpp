@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "base/log/log.h"
@@ -36,6 +37,7 @@ int32_t ClampCode(int32_t code) {
 
 MultipleURLHttpRequestHelper::MultipleURLHttpRequestHelper(const MultipleURLHttpRequest& asked)
     : home_loop(CurrentLoop()), has_home(CurrentLoop() != nullptr), request(asked) {
+  GetWeakFlag();  // made here, so that a step can take it without memory
   LiveRequests::Instance().Add(this);
 }
 
@@ -56,6 +58,20 @@ bool MultipleURLHttpRequestHelper::AllRequested() const {
   return static_cast<size_t>(index) + 1 >= request.urls.size();
 }
 
+// Destroying the request tells its owner that there will be no answer.
+template <class Step>
+void MultipleURLHttpRequestHelper::RunStep(const Step& step) {
+  const std::weak_ptr<zo_base::ZOWeakFlag> alive = GetWeakFlag();
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    ZO_LOG(LV_APP) << "[multiple]No memory for the request";
+    if (!alive.expired()) {
+      delete this;
+    }
+  }
+}
+
 void MultipleURLHttpRequestHelper::InvokeRequest() {
   if (request.urls.empty()) {
     ZO_LOG(LV_APP) << "[multiple] Request url list empty";
@@ -64,6 +80,10 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
     }
     return;
   }
+  RunStep([this] { SendCurrent(); });
+}
+
+void MultipleURLHttpRequestHelper::SendCurrent() {
   // Without a loop to queue it, the answer could come while this is still sending.
   std::unique_lock<zo_base::RecursiveMutex> no_answer(HttpTool::DeliveryMutex(), std::defer_lock);
   if (!has_home) {
@@ -86,7 +106,8 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
   sub_request.callback = ToWeakClosure(
       [this, i, sent_ms](int32_t code, const std::string& headers, const std::string& body,
                          const std::list<std::string>& host_addresses) {
-        return HandleResponse(i, sent_ms, code, headers, body, host_addresses);
+        RunStep([&] { HandleResponse(i, sent_ms, code, headers, body, host_addresses); });
+        return true;
       });
   const uint32_t time_out_ms = static_cast<uint32_t>(std::max(request.multiple_time_out, 0));
   const std::weak_ptr<zo_base::ZOWeakFlag> alive = GetWeakFlag();
@@ -99,7 +120,7 @@ void MultipleURLHttpRequestHelper::InvokeRequest() {
   ZO_LOG(LV_APP) << "[multiple]Send sub url request:" << url;
   ZO_LOG(LV_APP) << "[multiple]Start timer index:" << i;
   timer->Start(
-      time_out_ms, [this, i] { HandleTimeOut(i); }, 0);
+      time_out_ms, [this, i] { RunStep([&] { HandleTimeOut(i); }); }, 0);
   turns.fetch_add(1, std::memory_order_release);
 }
 
@@ -115,12 +136,12 @@ void MultipleURLHttpRequestHelper::HandleTimeOut(int32_t i) {
   if (!all_requested) {
     ++index;
     ZO_LOG(LV_APP) << "[multiple][time out]Switch to index :" << index << " triggered by :" << i;
-    InvokeRequest();
+    SendCurrent();
   }
   turns.fetch_add(1, std::memory_order_release);
 }
 
-bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, int32_t code,
+void MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, int32_t code,
                                                   const std::string& headers,
                                                   const std::string& body,
                                                   const std::list<std::string>& host_addresses) {
@@ -137,7 +158,7 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
     ZO_LOG(LV_APP) << "[multiple][rsp]Business check response true,index :" << i;
     ZO_LOG(LV_PRO) << "[multiple][rsp]Business check response url:" << url;
     Succeed(headers, body);
-    return true;
+    return;
   }
   ZO_LOG(LV_APP) << "[multiple][rsp]Business check response false,index :" << i;
   ZO_LOG(LV_PRO) << "[multiple][rsp]Business check response url:" << url;
@@ -152,7 +173,6 @@ bool MultipleURLHttpRequestHelper::HandleResponse(int32_t i, int64_t sent_ms, in
   } else {
     SwitchUnlessWaiting(i);
   }
-  return true;
 }
 
 void MultipleURLHttpRequestHelper::Succeed(const std::string& headers, const std::string& body) {
@@ -228,7 +248,7 @@ void MultipleURLHttpRequestHelper::SwitchUnlessWaiting(int32_t i) {
   ZO_LOG(LV_APP) << "[multiple][rsp]Switch to index :" << index << " triggered by :" << i;
   // Names the URL that has failed; readers of the log rely on it.
   ZO_LOG(LV_PRO) << "[multiple][rsp]Switch to url:" << request.urls[i].url;
-  InvokeRequest();
+  SendCurrent();
 }
 
 }  // namespace zo_sturdy

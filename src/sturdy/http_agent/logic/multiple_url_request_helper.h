@@ -38,8 +38,9 @@ namespace zo_sturdy {
 //          timer is armed, and InvokeRequest holds HttpTool::DeliveryMutex.
 // Owner:   itself, until the slot of SIG_ALL_SUB_REQUEST_RETURN adopts it. If the signal never
 //          comes or no slot adopts it, the exit frees it through LiveRequests.
-// Errors:  the signal reports the outcome, once. An empty check throws std::bad_function_call where
-//          the answer is handled.
+// Errors:  the signal reports the outcome, once. A step that runs out of memory destroys the helper
+//          and so the request's callbacks, without a call. An empty check throws
+//          std::bad_function_call where the answer is handled.
 class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
  public:
   // Ends the request, with the outcome, the headers and body of the answer that decided it, and the
@@ -55,7 +56,7 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
 
   // Sends the URL at `index` and arms its timer. Without URLs, calls the request's callback with a
   // failure instead; the caller still owns the helper then. May destroy the helper: without a loop,
-  // a send that fails is answered at once.
+  // a send that fails is answered at once, and without memory the request ends.
   void InvokeRequest();
 
   // True on the thread of the home loop, and on any thread if the request began without a loop.
@@ -66,6 +67,10 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
   const std::list<StatisticRecord>& GetFailList() const { return fail_list; }
 
  private:
+  // Runs a step. Ends the request if there is no memory for it.
+  template <class Step>
+  void RunStep(const Step& step);
+
   bool AllRequested() const;
   void HandleTimeOut(int32_t i);
   void RecordFailure(const std::string& url, int32_t code, int64_t sent_ms,
@@ -73,7 +78,8 @@ class MultipleURLHttpRequestHelper : public zo_base::ZOObjectIMPL {
   void RemoveTimer(int32_t i);
 
   // Each of these may destroy the helper.
-  bool HandleResponse(int32_t i, int64_t sent_ms, int32_t code, const std::string& headers,
+  void SendCurrent();
+  void HandleResponse(int32_t i, int64_t sent_ms, int32_t code, const std::string& headers,
                       const std::string& body, const std::list<std::string>& host_addresses);
   void SwitchUnlessWaiting(int32_t i);
   void Succeed(const std::string& headers, const std::string& body);
