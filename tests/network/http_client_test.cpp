@@ -10,9 +10,7 @@
 #include "lab/lab.h"
 #include "network/http_request_win.h"
 #include "network/http_response.h"
-#include "tests/network/allocation_limit.h"
 #include "tests/support/process_state.h"
-#include "tests/support/sanitizers.h"
 
 namespace KRBASE::network {
 namespace {
@@ -114,38 +112,6 @@ TEST_F(HttpClientTest, ServesOnAfterFaultsOfSystemAndCallbacks) {
   client->Send(std::make_shared<HttpRequest>());  // of the plain class, without a URL
   EXPECT_EQ(Send("/").get().response->status, 200);
 }
-
-#ifndef STURDY_UNDER_TSAN  // there allocations can't fail
-
-// Answers on its own thread, as a pool does.
-struct FakeTransport : HttpRequestWin {
-  void Send(const std::shared_ptr<HttpRequest>& /*request*/, const Done& done) override {
-    answering = std::async(std::launch::async, [=, this] { done(response); });
-  }
-
-  const std::shared_ptr<HttpResponse> response = std::make_shared<HttpResponse>();
-  std::future<void> answering;
-};
-
-TEST_F(HttpClientTest, AnswersEvenWithoutMemory) {
-  constexpr size_t kTooLarge = size_t{1} << 22U;
-  const auto status = [this](const std::shared_ptr<HttpRequestUser>& request) {
-    const ScopedAllocationLimit limit(kTooLarge);
-    std::future<Got> got = Send(request);
-    return got.wait_for(30s) == std::future_status::ready ? got.get().response->status : -1;
-  };
-  const auto request = Request("/");
-  request->body.resize(kTooLarge);  // the transfer copies it
-  EXPECT_EQ(status(request), 0);
-  const auto transport = std::make_shared<FakeTransport>();
-  transport->response->status = 200;
-  transport->response->data.resize(kTooLarge);  // the answer is a copy
-  client->Stop();
-  client->StartForTest(transport);
-  EXPECT_EQ(status(Request("/")), 0);
-}
-
-#endif
 
 // libcurl would replace the handler for the time of each of its steps, on all workers at once.
 TEST_F(HttpClientTest, NeverReplacesTheHostsSignalHandler) {
