@@ -250,7 +250,9 @@ class RequestCourses : public AgentTest {
       if (course_.exits) {
         zo_base::ClearCurrentThreadInfo();
         loop_.reset();
-        agent_->Stop();
+        if (course_.event_first || course_.dns == kSilent) {
+          agent_->Stop();  // else it is about to stop
+        }
       }
     } else if (next == task) {
       loop_->RunNext();
