@@ -187,8 +187,9 @@ class IZOSturdyLBSService {
 
   // Writes the active document, which is JSON text. `out`: kLBSResponseBufferSize bytes, zeroed.
   // Blocks: with `no_wait` false, until the fetch under way ends. With dead servers a fetch takes
-  // some seconds for each URL. A release or an exit on another thread ends the wait, and then
-  // nothing is written. With `no_wait` true it doesn't block.
+  // some seconds for each URL, and the slowest look-up of a name: 10 to 20 s without any answer. A
+  // release or an exit on another thread ends the wait, and then nothing is written. With `no_wait`
+  // true it doesn't block.
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
   // Writes the next address to connect to: the servers of the document in turn, then a default,

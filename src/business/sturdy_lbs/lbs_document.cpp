@@ -61,8 +61,10 @@ void ReadThreshold(const Json& threshold, StatisticSettings& settings) {
 
 void ReadReport(const Json& report, StatisticSettings& settings) {
   const std::string& host = report["host"].string_value();
-  if (!host.empty()) {
-    settings.host = url::GetURLScheme(host).empty() ? "https://" + host : host;
+  const std::string endpoint = url::GetURLScheme(host).empty() ? "https://" + host : host;
+  // Without a host the report, with the application's key, would go to the first part of its path.
+  if (!url::GetURLHost(endpoint, false).empty()) {
+    settings.host = endpoint;
   }
   const Json& api_error = report["apierror"];
   if (const Json* on = Find(api_error, "on", Json::BOOL)) {

@@ -50,7 +50,7 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   void SetHttpRequestInvoker(HttpRequestInvoker invoker);
   HttpRequestInvoker GetHttpRequestInvoker() const;
 
-  // SIG_BusinessTokenChanged is emitted with `mutex` held. The mutex is recursive because a slot
+  // Both are emitted with `mutex` held. The mutex is recursive because a slot
   // may read the token.
   static inline zo_base::Signal<net::AddressFamily> SIG_NetworkChanged;
   static inline zo_base::Signal<const std::string&> SIG_BusinessTokenChanged;

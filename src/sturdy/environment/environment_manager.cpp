@@ -76,10 +76,10 @@ std::shared_ptr<_EnvironmentConfig> EnvironmentManager::GetConfig() const {
 
 int32_t EnvironmentManager::StartOnce(const _ZOSturdyEnvironmentSettings& settings) {
   const zo_base::MutexLock lock(lifecycle_mutex_);
-  started_in_ = zo_base::CurrentProcessId();
   // The analysis can't see that Call runs this here, under the lock.
   start_once_.Call([&]() ZO_NO_THREAD_SAFETY_ANALYSIS {
     try {
+      started_in_ = zo_base::CurrentProcessId();
       Start(settings);
     } catch (...) {
       ZO_LOG(LV_APP) << "[environment] Start failed";

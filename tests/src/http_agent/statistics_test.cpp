@@ -5,6 +5,7 @@
 #include <sstream>
 #include <thread>
 
+#include "base/thread/post_task.h"
 #include "tests/support/configured_test.h"
 
 namespace {
@@ -72,6 +73,12 @@ class StatisticsTest : public ConfiguredTest {
         return config->statistic_settings.Set({false, "http://t:2", 1, 1, 0});
       case 'w':
         return clock.SetWall(a);
+      case 'c':
+        zo_base::PostTo(*statistics_, [=, this] {
+          clock.Advance(b);
+          Fail(a, a);
+        });
+        return Settle(*statistics_);
       default:
         FAIL() << step;
     }
@@ -96,7 +103,9 @@ class StatisticsTest : public ConfiguredTest {
 // Steps: "f1" is a request that failed on URL 1, "f1-9" on nine, "d1" on URL 1 in two ways; "+5"
 // lets 5 ms pass; "g0" and "b0" complete report 0 well and badly, "l0" badly on a thread without a
 // loop; "=3,60000,10000" sets count, time and minimum delay; "o" switches the statistics off, with
-// another host; "w1000" sets the wall clock. ">1,2" is a report that the step before sends.
+// another host; "w1000" sets the wall clock; "c1,5" lets
+// 5 ms pass and then request 1 fail, before the time-out runs. ">1,2" is a report that the step
+// before sends.
 TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
   const std::pair<const char*, std::string> cases[] = {
       {"TenFailuresOrAMinuteMakeABatch",
@@ -113,7 +122,8 @@ TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
        "=2,60000,10000 f1 f2 >1,2 f3 b0 +10000 >1,2,3 l1 +60000 "},
       {"NoneFollowsAFailedOneForFiveSeconds",
        "=1,20,0 f1 >1 b0 f2 f3 +4999 +1 >1,2,3 b1 +5000 >1,2,3 g2 f4 >4 "
-       "=9,20,0 f1 +20 >1 b4 f2 +20 +4979 +1 >1,2 "},
+       "=9,20,0 f1 +20 >1 b4 f2 +20 +4979 +1 >1,2 "
+       "=1,20,0 b5 c3,5000 >1,2,3 b6 +5000 >1,2,3 "},
       {"NewSettingsKeepWhatIsGathered", "=9,60000,0 f1 o f9 +59999 +1 >1@t "},
       {"AnySettingsWork",
        "=0,60000,-1 f2 >2 g0 f3 >3 =9,-5,9223372036854775807 f4 +0 +2147483647 "

@@ -247,7 +247,8 @@ TEST_F(LBSServiceTest, DocumentFillsGettersStatisticsAndCache) {
   EXPECT_EQ(rules(), std::tuple(false, "https://" + host, 3, 20, 30000));
   EXPECT_THAT(CacheText(), HasSubstr(R"("def_link_addr": "spare.example:9")"));
   // A document may say nothing of it, also in the next run.
-  ASSERT_TRUE(Apply(TestDocument({"a:1"})));
+  ASSERT_TRUE(Apply(TestDocument({"a:1"}).Set("report", R"({"host":"/"})")));
+  EXPECT_EQ(std::get<1>(rules()), kDefaultStatisticsHost) << "a report needs a host";
   const std::string before = values();
   service->Stop();
   service = MakeService();

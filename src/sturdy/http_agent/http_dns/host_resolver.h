@@ -39,8 +39,8 @@ class HostResolver {
   bool LoadHostCache(const std::string& folder);
   void SaveHostCache();
 
-  // Replaces `results`; returns whether any host has an address. Blocks for one request, up to 21 s
-  // with the built-in endpoints, if a host isn't in the cache. With `is_retry` only fresh entries
+  // Replaces `results`; returns whether any host has an address. Blocks for one request if a host
+  // isn't in the cache; sturdy.h says how long, at QueryHost. With `is_retry` only fresh entries
   // of the cache are served, and nothing is sent.
   bool DoQuery(net::AddressFamily ip_family, const std::vector<std::string>& hosts,
                HostIPMap& results, bool is_retry);

@@ -108,6 +108,7 @@ void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
 
 void StatisticCountTimerInvoker::CancelTimer() {
   ++arming;
+  waits_for_pause = false;
   if (timer.HasUsedFlag()) {
     timer.Cancel();
   }
