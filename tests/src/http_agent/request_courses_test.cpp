@@ -38,7 +38,7 @@ struct Course {
       return std::exchange(number, number / count) % count;
     };
     dns = static_cast<Dns>(take(kDnsKinds));
-    exits = take(8) == 0;  // few, since each costs the start of threads
+    exits = take(16) == 0;  // few, since each costs the start of threads
     event_ms = kEventMs.at(take(kEventMs.size()));
     event_first = take(2) == 0;
     time_out_first = take(2) == 0;
