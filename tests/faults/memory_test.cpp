@@ -11,15 +11,12 @@
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/sanitizers.h"
 #include "tests/support/test_document.h"
 
 namespace {
 
-// Courses wait more than they compute, so several clients share them.
-constexpr int kClientsOfAWay = 4;
-// Every allocation, or as many as a sanitizer has the time for.
-constexpr int kStep = kClientsOfAWay * (kSanitized ? 9 : 1);
+// Courses wait more than they compute, so this many clients of a way share them.
+constexpr int kClients = 4;
 
 struct Client {
   lab::TempFolder folder;
@@ -36,13 +33,13 @@ TEST(Memory, EachAllocationMayFail) {
            lab::kHostQueryPath,
            lab::Answer(R"({"code":200,"data":{"cached.test":{"ip":["10.0.0.1"],"ttl":3600}}})")),
        lab::HttpServer("statistics").On(lab::kReportPath, lab::Answer(200))});
-  Client clients[2 * kClientsOfAWay];
+  Client clients[2 * kClients];
   for (int i = 0; Client & client : clients) {
     lab::WriteServerCache(lab::DataFolder(client.folder.path()),
                           {.ipv4 = {{"127.0.0.1", lab.Port("dns"), false}}});
     client.process = std::make_unique<lab::Child>(std::vector<std::string>{
         MEMORY_HOST, client.folder.path(), lab.Url("lbs", kLbsPath), i % 2 == 0 ? "once" : "onward",
-        std::to_string(1 + i / 2), std::to_string(kStep)});
+        std::to_string(1 + i / 2), std::to_string(kClients)});
     ++i;
   }
   std::string log;
