@@ -27,8 +27,8 @@ void ZOSturdyObjectImpl::RequestStop() {
   if (const auto agent = Agent()) {
     agent->RequestStop();  // the client's callback may wait for a query on the service's thread
   }
-  if (lbs_service) {
-    std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service)->RequestStop();
+  if (const auto service = LBSService()) {
+    service->RequestStop();
   }
 }
 
@@ -61,13 +61,17 @@ void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
 
 IZOSturdyLBSService* ZOSturdyObjectImpl::GetLBSService() {
   lbs_once.Call([this] {
-    if (!lbs_service) {
-      lbs_service = std::make_shared<ZOSturdyLBSServiceImpl>();
-    }
-    std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service)
-        ->SetEnvironmentConfig(EnvironmentManager::Instance().GetConfig());
+    const auto made = std::make_shared<ZOSturdyLBSServiceImpl>();
+    made->SetEnvironmentConfig(EnvironmentManager::Instance().GetConfig());
+    zo_base::MutexLock lock(service_mutex);
+    lbs_service = made;
   });
-  return lbs_service.get();
+  return LBSService().get();
+}
+
+std::shared_ptr<ZOSturdyLBSServiceImpl> ZOSturdyObjectImpl::LBSService() const {
+  zo_base::MutexLock lock(service_mutex);
+  return std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service);
 }
 
 void ZOSturdyObjectImpl::ReleaseLBSService() {
@@ -81,12 +85,17 @@ void ZOSturdyObjectImpl::ReleaseLBSService() {
 }
 
 void ZOSturdyObjectImpl::StopLBSService(bool allow_new) {
-  if (!lbs_service) {
+  zo_base::MutexLock release_lock(release_mutex);
+  auto service = LBSService();
+  if (!service) {
     return;
   }
-  const auto service = std::static_pointer_cast<ZOSturdyLBSServiceImpl>(lbs_service);
   service->zo_base::BaseThread::Stop();
-  lbs_service.reset();
+  {
+    zo_base::MutexLock lock(service_mutex);
+    lbs_service.reset();
+  }
+  service.reset();  // destroyed before a new one can be made
   if (allow_new) {
     lbs_once.Reset();
   }

@@ -11,11 +11,13 @@
 namespace zo_sturdy {
 
 class HttpAgent;
+class ZOSturdyLBSServiceImpl;
 
 // The object of an environment that a client uses. Owns the HTTP agent and the LBS service.
-// Threads: any for the slots. ReleaseLBSService and Stop must not run during other calls, with
-//          these exceptions: calls in the client's callback, whose thread both join first, and a
-//          QueryHost or GetLBSResponse that waits, whose wait they end.
+// Threads: any for the slots. ReleaseLBSService must not run during calls of the service, nor Stop
+//          during other calls than ReleaseLBSService, with these exceptions: calls in the client's
+//          callback, whose thread both join first, and a QueryHost or GetLBSResponse that waits,
+//          whose wait they end.
 // Owner:   the table of EnvironmentManager.
 // Errors:  Init throws if a thread can't be started. The slots report by their results.
 class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGetterBase {
@@ -40,11 +42,14 @@ class ZOSturdyObjectImpl : public IZOSturdyObject, public EnvironmentConfigGette
 
  private:
   std::shared_ptr<HttpAgent> Agent() const;
+  std::shared_ptr<ZOSturdyLBSServiceImpl> LBSService() const;
   void StopLBSService(bool allow_new);
 
   mutable zo_base::Mutex agent_mutex;  // a leaf, held for one copy of the pointer
   std::shared_ptr<HttpAgent> http_agent ZO_GUARDED_BY(agent_mutex);
-  std::shared_ptr<IZOSturdyLBSService> lbs_service;
+  zo_base::Mutex release_mutex;  // held while the service stops, for releases at the same time
+  mutable zo_base::Mutex service_mutex;  // a leaf, like agent_mutex
+  std::shared_ptr<IZOSturdyLBSService> lbs_service ZO_GUARDED_BY(service_mutex);
   zo_base::OnceFlag lbs_once;
 };
 
