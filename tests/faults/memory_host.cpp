@@ -22,6 +22,9 @@ namespace {
 // The limit of a course, a hang included. The alarm ends the process.
 constexpr unsigned kCourseSeconds = 40;
 
+// The number of allocations varies, so that many courses in a row must have too few for an end.
+constexpr int kCoursesBeyond = 10;
+
 // How many allocations fail with "onward": every call of a course fails then, some often. An answer
 // of a server waits until there is memory for it.
 constexpr int64_t kFamine = 100;
@@ -127,12 +130,12 @@ int main(int count, char** arguments) {
   const int64_t step = std::stoll(arguments[5]);
   first = std::stoll(arguments[4]);
   int64_t courses = 0;
-  for (bool reached = true; reached; first += step, ++courses) {
+  for (int missed = 0; missed < kCoursesBeyond; first += step, ++courses) {
     alarm(kCourseSeconds);
     std::printf("n = %lld\n", static_cast<long long>(first));
     allocation_faults::Set(first, onward ? kFamine : 1);
     Play(settings, record);
-    reached = allocation_faults::Count() >= first;
+    missed = allocation_faults::Count() >= first ? 0 : missed + 1;
   }
   std::printf("ended %lld\n", static_cast<long long>(courses));
   return 0;
