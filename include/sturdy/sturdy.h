@@ -10,8 +10,9 @@
 //
 // Threads: every function and operation may be called from any thread of the client, several at
 //          once, except where a comment says otherwise. ReleaseLBSService invalidates the
-//          service's pointer, and ExitSturdyEnvironment every pointer: don't begin a call
-//          on one during or after that call. A QueryHost or GetLBSResponse that waits is ended.
+//          service's pointer, and ExitSturdyEnvironment every pointer: no other call on
+//          one may run or begin during or after that call. Only a QueryHost or GetLBSResponse that
+//          waits may: it is ended.
 // Owner:   the library owns every object whose pointer it returns; a client never deletes one.
 //          The library copies input records and texts before the call returns. Output buffers
 //          belong to the client.
@@ -206,8 +207,9 @@ class IZOSturdyLBSService {
 
   // Write values of the document: the download address "vltdl", the lists "vltdls" and "vlt" as
   // JSON text, "name" and "desc". A value that the document lacks is that of an earlier document,
-  // also of an earlier run; if none had it, nothing is written. `out`: kVltDLBufferSize,
-  // kVltDLListBufferSize, kVltListBufferSize, kNameBufferSize or kDescBufferSize bytes, zeroed.
+  // also of an earlier run unless the start ignored its cache; if none had it, nothing is written.
+  // `out`: kVltDLBufferSize, kVltDLListBufferSize, kVltListBufferSize, kNameBufferSize or
+  // kDescBufferSize bytes, zeroed.
   virtual void GetVltDL(char* out) = 0;
   virtual void GetVltDLList(char* out) = 0;
   virtual void GetVltList(char* out) = 0;
@@ -248,7 +250,8 @@ class IZOSturdyObject {
   // Returns the LBS service. The first call creates it, not started; later calls return the same.
   virtual IZOSturdyLBSService* GetLBSService() = 0;
 
-  // Stops and destroys the service. The next GetLBSService creates a new one, which needs a Start.
+  // Stops and destroys the service. The next GetLBSService creates a new one, which needs a Start;
+  // one that runs meanwhile may return null.
   // From inside the update callback it only writes a log line.
   // Blocks: until a running callback has returned and an arriving document is stored. Doesn't wait
   // for a fetch in flight.
@@ -267,10 +270,12 @@ class IZOSturdyObject {
   // that transfer busy for 35 s, and a fetch waits that long. So keep the result; don't ask often.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
-  // Changes the application's key; an empty text removes it. Each change causes a fetch, a removal
-  // too. The same key again does nothing. A fetch under way isn't cancelled: it asks further URLs
-  // with the old key while they are silent, and its first answer ends it and is ignored. Requests
-  // that have been sent and failures that have been recorded keep the old key.
+  // Changes the application's key; an empty text removes it. Once the service is started, each
+  // change causes a fetch, a removal too. The same key again does nothing. A fetch under way isn't
+  // cancelled: it asks further URLs with the old key while they are silent, and its first answer
+  // ends it and is ignored. Requests
+  // that have been sent, failures that have been recorded, and all updates of the HTTP DNS
+  // endpoints keep the old key; the latter have that of the environment's start.
   virtual void SetBusinessToken(const char* token) = 0;
 
  protected:
@@ -296,8 +301,8 @@ const int kExitBoundSeconds = 7 + 30;
 // one after the other. Inside the update callback it returns the id if the environment is started,
 // and 0 if it is not or is being exited.
 // Throws std::exception if there is no memory or no thread left; nothing is started then.
-// Blocks: while it creates the log file and some threads and reads the two caches of HTTP DNS, and
-// while a start or exit is under way.
+// Blocks: while it creates the log file and some threads and reads the two caches of HTTP DNS, of
+// which it may write one, and while a start or exit is under way.
 STURDY_EXPORT int StartSturdyEnvironment(const _ZOSturdyEnvironmentSettings& settings);
 
 // Returns the object of the environment with this id, or null if there is none.

@@ -92,9 +92,9 @@ LinkAnswer Client::NextLink(net::AddressFamily family) {
   return answer;
 }
 
-std::string Client::Document(bool settled) {
+std::string Client::Document() {
   const auto out = std::make_unique<char[]>(zo_sturdy::kLBSResponseBufferSize);
-  service_->GetLBSResponse(!settled, out.get());
+  service_->GetLBSResponse(true, out.get());
   return out.get();
 }
 

@@ -46,9 +46,8 @@ class Client {
   log_reader::LogReader& log() { return environment_->log(); }
 
   LinkAnswer NextLink(net::AddressFamily family);
-  // Returns the active document. With `settled`, first blocks until no fetch is running: the update
-  // callback runs just before a fetch ends, and an update requested in between is dropped.
-  std::string Document(bool settled = false);
+  // Returns the active document.
+  std::string Document();
 
  private:
   std::unique_ptr<Environment> environment_;

@@ -56,7 +56,7 @@ void Stage::StartClient() {
 
 Updates::Update Stage::WaitForUpdate(size_t number) {
   Updates::Update update = updates_.WaitFor(number);
-  Expect("the document of the update", Join(update.links), Join(LinkList(client_->Document(true))));
+  Expect("the document of the update", Join(update.links), Join(LinkList(client_->Document())));
   return update;
 }
 

@@ -17,7 +17,7 @@ struct LBSSettings;
 inline constexpr size_t kMaxLbsUrlBytes = 2048;
 
 // The values of an LBS document, from its member "common". Every member is optional. One of a wrong
-// type counts as missing. A missing text is empty.
+// type counts as missing, except `msg_stat_enable`, which is false then. A missing text is empty.
 // A plain value; the functions below keep no state, so any thread may call them.
 struct LBSDocument {
   std::optional<std::vector<std::string>> link;  // usable addresses; set only for an array

@@ -54,7 +54,8 @@ std::vector<std::string> DefaultLinks(const LBSSettings& settings, net::AddressF
 }  // namespace
 
 bool IsUsableAddress(const std::string& text) {
-  return Fits(text) && url::GetURLPort("http://" + text) <= kMaxPort;
+  const auto port = url::GetURLPort("http://" + text);
+  return Fits(text) && port >= 0 && port <= kMaxPort;
 }
 
 void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings) {

@@ -172,6 +172,9 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(const Fetch& fetch, bool success,
 }
 
 bool ZOSturdyLBSServiceImpl::EndFetch(uint64_t number, bool by_defaults) {
+  if (updatting_lbs_ != number) {
+    return false;  // it was dropped before it began, or a forced one has superseded it
+  }
   if (by_defaults) {
     defaults_paused_until_ms_ = zo_base::Clock::MonotonicMs() + kPauseAfterDefaultsMs;
   }

@@ -59,16 +59,20 @@ bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& record) {
 
 void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
                                        const std::shared_ptr<_EnvironmentConfig>& config) {
-  config->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
-  connections_.push_back(config->Connect(
-      _EnvironmentConfig::SIG_NetworkChanged,
-      zo_base::ForAnyThread(*this, GetTaskLoop(),
-                            [this](net::AddressFamily family) { OnNetworkChanged(family); })));
-  connections_.push_back(config->Connect(
-      _EnvironmentConfig::SIG_BusinessTokenChanged,
-      zo_base::ForAnyThread(*this, GetTaskLoop(),
-                            [this](const std::string& /*token*/) { OnTokenChanged(); })));
-  ApplyLBSSettings(record);
+  {
+    // Hold the lock until the settings are there: a change of the network comes before or after.
+    zo_base::RecursiveMutexLock no_change(config->mutex);
+    config->address_family = static_cast<net::AddressFamily>(FieldFamily(record.address_family));
+    connections_.push_back(config->Connect(
+        _EnvironmentConfig::SIG_NetworkChanged,
+        zo_base::ForAnyThread(*this, GetTaskLoop(),
+                              [this](net::AddressFamily family) { OnNetworkChanged(family); })));
+    connections_.push_back(config->Connect(
+        _EnvironmentConfig::SIG_BusinessTokenChanged,
+        zo_base::ForAnyThread(*this, GetTaskLoop(),
+                              [this](const std::string& /*token*/) { OnTokenChanged(); })));
+    ApplyLBSSettings(record);
+  }
   active_.Load(config);
   connections_.push_back(
       Connect(IThread::SIG_ThreadBegin, ToWeakClosure([this] { OnThreadBegin(); })));
@@ -188,7 +192,7 @@ void ZOSturdyLBSServiceImpl::GetLBSResponse(bool no_wait, char* out) {
   const auto held = weak_from_this().lock();  // another thread may release the service meanwhile
   // A thread of the library must not wait: the fetch may need it.
   if (!no_wait && !zo_base::IsLibraryThread()) {
-    while (updatting_lbs_ != 0) {
+    while (updatting_lbs_ != 0 && post_state_ != PostState::kStopped) {
       std::this_thread::sleep_for(kPollInterval);
     }
     if (post_state_ == PostState::kStopped) {

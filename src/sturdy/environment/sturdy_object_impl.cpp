@@ -1,6 +1,7 @@
 #include "src/sturdy/environment/sturdy_object_impl.h"
 
 #include <string>
+#include <utility>
 
 #include "base/log/log.h"
 #include "base/platform/thread.h"
@@ -124,9 +125,16 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
   }
   const std::string text = token;
   zo_base::RecursiveMutexLock lock(config->mutex);  // as for the network
-  if (text != config->business_token) {
-    config->business_token = text;
+  if (text == config->business_token) {
+    return;
+  }
+  std::string before = std::exchange(config->business_token, text);
+  try {
     config->Emit(_EnvironmentConfig::SIG_BusinessTokenChanged, text);
+  } catch (...) {
+    // Without the fetch of a new token no fetch could end, so the old one stays.
+    config->business_token.swap(before);
+    throw;
   }
 }
 

@@ -103,6 +103,7 @@ TEST(LBSDocument, CompleteBodyHasLinksDefaultsAndNextUrl) {
                                                  {with_link(kMaxAddressBytes + 1), false},
                                                  {TestDocument().LinkDefault({""}).Text(), false},
                                                  {TestDocument({"a:65536"}).Text(), false},
+                                                 {TestDocument({"a:-5"}).Text(), false},
                                                  {TestDocument().Set("link", "[1]").Text(), false},
                                                  {"[" + good.Text() + "]", false},
                                                  {std::string(300, '['), false}};

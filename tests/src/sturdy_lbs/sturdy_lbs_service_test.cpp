@@ -4,11 +4,13 @@
 
 #include <filesystem>
 #include <future>
+#include <thread>
 
 #include "base/platform/file.h"
 #include "base/platform/thread_for_test.h"
 #include "src/business/sturdy_lbs/lbs_document.h"
 #include "tests/src/sturdy_lbs/lbs_fixture.h"
+#include "tests/support/wait_until.h"
 
 namespace zo_sturdy {
 namespace {
@@ -198,6 +200,13 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
   EXPECT_EQ(last_line_of_three_defaults(), paused);
   clock.Advance(1);
   EXPECT_EQ(last_line_of_three_defaults(), "[lbs]UpdateLBS set updatting = true");
+  // Those that are dropped during another fetch cause no pause.
+  Answer(Request(2), 500, "");
+  clock.Advance(1200);
+  service->Update(net::kIPFamilyAny);
+  EXPECT_EQ(last_line_of_three_defaults(), kBusy);
+  Answer(Request(3), 500, "");
+  EXPECT_EQ(last_line_of_three_defaults(), "[lbs]UpdateLBS set updatting = true");
   const char* const odd[][3] = {
       {"[fe80::1]:65535", "[fe80::1]:65535", "[lbs] Addr may be ipv6 [fe80::1]:65535"},
       {":80", ":80", "[lbs] Addr may be domain empty string !:80"},
@@ -315,6 +324,22 @@ TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
   const auto stop = std::async(std::launch::async, [&] { service->Stop(); });
   EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
   EXPECT_THAT(CacheText(), HasSubstr("1.2.3.4:2"));
+}
+
+// The last of the waiting callers may be the last owner of the service.
+TEST_F(LBSServiceTest, MayBeReleasedWhileCallersWait) {
+  constexpr int kCallers = 16;
+  StartWithToken();  // the fetch is never answered
+  std::vector<std::thread> callers;
+  for (int i = 0; i < kCallers; ++i) {
+    callers.emplace_back([waiting = service.get()] { EXPECT_EQ(Document(*waiting, false), ""); });
+  }
+  ASSERT_TRUE(WaitUntil([&] { return service.use_count() == 1 + kCallers; }));
+  service->Stop();
+  service = MakeService();
+  for (std::thread& caller : callers) {
+    caller.join();
+  }
 }
 
 TEST_F(LBSServiceTest, FailedStartCanBeRepeated) {
