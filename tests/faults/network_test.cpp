@@ -54,7 +54,7 @@ TEST_P(OneFamily, IsLearnedFromTheClient) {
   EXPECT_EQ(Link(service, GetParam()), is_v4 ? "192.0.2.1:1" : "[2001:db8::1]:1");
 }
 
-// A look-up takes two seconds and fails: one in the transfer, one for the report of its failure.
+// A look-up takes two seconds and fails.
 TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   const std::string setting = "nameserver 127.0.0.1\nsearch .\noptions timeout:1 attempts:1\n";
   NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/resolv.conf", setting, folder_.path()),
@@ -79,7 +79,7 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   const auto begin = steady_clock::now();
   zo_sturdy::ExitSturdyEnvironment(1);
   EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(zo_sturdy::kExitBoundSeconds))
-      << "the exit waits for one look-up in each of two threads";
+      << "the exit waits for one look-up";
 }
 
 }  // namespace

@@ -1,23 +1,13 @@
 #include <curl/curl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <ctime>
-#include <filesystem>
-#include <iterator>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "tests/lab/client.h"
-#include "tests/support/sanitizers.h"
 
 namespace lab {
 namespace {
 
-using boost::asio::ip::tcp;
 using testing::AnyOf;
 
 struct Fetched {
@@ -105,17 +95,6 @@ TEST(LabTest, BadCertificatesFailOnlyIfChecked) {
   }
 }
 
-TEST(LabTest, OnePortServesSeveralAddresses) {
-  const Lab lab({HttpServer("dead").Listens(Listening::kRefuse),
-                 HttpServer("live").At("127.0.0.2").OnPortOf("dead"),
-                 HttpServer("dead6").At("::1").OnPortOf("dead").Listens(Listening::kRefuse)});
-  EXPECT_EQ(lab.Url("live"), "http://127.0.0.2:" + std::to_string(lab.Port("dead")));
-  EXPECT_EQ(Fetch(lab.Url("live")).code, CURLE_OK);
-  EXPECT_EQ(Fetch(lab.Url("dead")).code, CURLE_COULDNT_CONNECT);
-  EXPECT_EQ(Fetch(lab.Url("dead6")).code, CURLE_COULDNT_CONNECT);
-  EXPECT_EQ(lab.journal().Requests().size(), 1u);
-}
-
 TEST(LabTest, StoppedServerResumesOnItsPort) {
   Lab lab({HttpServer("it"), HttpServer("two").Listens(Listening::kNeverConnect)});
   const std::string url = lab.Url("it");
@@ -131,61 +110,6 @@ TEST(LabTest, StoppedServerResumesOnItsPort) {
   EXPECT_EQ(Fetch(lab.Url("two")).code, CURLE_COULDNT_CONNECT);
   lab.ResumeListening("two");
   EXPECT_EQ(Fetch(lab.Url("two"), 200).code, CURLE_OPERATION_TIMEDOUT);
-}
-
-// Without a descriptor to accept with, the listener stays readable: waiting for it would spin.
-// Not under UBSan (built together with ASan), which opens a pipe to check a pointer and reports an
-// error if it can't.
-#ifndef STURDY_UNDER_ASAN
-TEST(LabTest, WithoutDescriptorsItNeitherSpinsNorGivesUp) {
-  const Lab lab({HttpServer("it")});
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  boost::asio::io_context io;
-  tcp::socket client(io, tcp::v4());
-  rlimit none_left = before;
-  none_left.rlim_cur = static_cast<rlim_t>(client.native_handle()) + 1;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none_left), 0);
-  client.connect({boost::asio::ip::address_v4::loopback(), static_cast<uint16_t>(lab.Port("it"))});
-  const std::clock_t begin = std::clock();
-  EXPECT_FALSE(lab.journal().WaitForAccepted("it", 1, Lab::Limit(300)));
-  const std::clock_t busy = std::clock() - begin;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_LT(busy, CLOCKS_PER_SEC / 20);
-  EXPECT_TRUE(lab.journal().WaitForAccepted("it", 1, kLimit));
-}
-#endif
-
-auto CountDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return std::distance(begin(all), end(all));
-}
-
-// If the destructor waited for a connection, the test would time out.
-TEST(LabTest, DestructorReturnsWhateverConnectionsDo) {
-  constexpr int kHourMs = 3600000;
-  const auto before = CountDescriptors();
-  {
-    // Outlive the lab, so their connections are open in its destructor.
-    std::vector<std::unique_ptr<RawClient>> clients;
-    const Lab lab({HttpServer("it")
-                       .On("/silent", Silent())
-                       .On("/endless", Endless())
-                       .On("/held", Answer("x").HeldAt("never"))
-                       .On("/late", Answer("x").Delayed(kHourMs))
-                       .On("/drip", Answer("x").HeadDripped(kHourMs)),
-                   HttpsServer("tls"), HttpServer("deaf").Listens(Listening::kNeverConnect)});
-    for (const char* path : {"silent", "endless", "held", "late", "drip"}) {
-      clients.push_back(std::make_unique<RawClient>(lab));
-      clients.back()->Send("GET /" + std::string(path) + " HTTP/1.1\r\n\r\n");
-    }
-    clients.push_back(std::make_unique<RawClient>(lab));
-    clients.back()->Send("GET /half");
-    clients.push_back(std::make_unique<RawClient>(lab, "tls"));
-    ASSERT_TRUE(lab.journal().WaitForRequests(5, kLimit));
-    ASSERT_TRUE(lab.journal().WaitForAccepted("tls", 1, kLimit));
-  }
-  EXPECT_EQ(CountDescriptors(), before);
 }
 
 }  // namespace

@@ -56,22 +56,6 @@ TEST(LabTest, RecordsExactBytesOfEachRequest) {
   EXPECT_EQ(lab.journal().Accepted("it"), 1);
 }
 
-TEST(LabTest, MalformedRequestGets400AndIsRecorded) {
-  const Lab lab({HttpServer("it").On("/x", Answer("ok"))});
-  for (const std::string bytes : {"GET /x HTTP/1.1\r\nno colon\r\n\r\n", "GET /x HTTP/3.7\r\n\r\n",
-                                  "\x16\x03\x01 hello\r\n\r\n"}) {
-    RawClient client(lab);
-    client.Send(bytes);
-    EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 400 Bad Request\r\n")) << bytes;
-    EXPECT_TRUE(lab.journal().Requests().back().malformed);
-    EXPECT_EQ(lab.journal().Requests().back().raw_head, bytes);
-  }
-  RawClient(lab).Send("GET /half");  // an end in mid-head is recorded too
-  EXPECT_TRUE(lab.journal().WaitForRequests(4, kLimit));
-  EXPECT_TRUE(lab.journal().Requests().back().malformed);
-  EXPECT_EQ(lab.journal().Requests().back().raw_head, "GET /half");
-}
-
 TEST(LabTest, EachBehaviourSendsItsBytes) {
   const std::string ok = "HTTP/1.1 200 OK\r\n";
   const std::string keep = "Connection: keep-alive\r\n\r\n";

@@ -1,11 +1,10 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <regex>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -97,23 +96,6 @@ TEST(Layering, OnlyTheClockReadsTheTime) {
     if (Starts(path, {"include/", "base/", "net/", "network/", "src/"})) {
       EXPECT_EQ(std::regex_search(Read(path), reading), path == "base/thread/clock.cpp") << path;
     }
-  }
-}
-
-// A reader of the log finds each tag, and each that follows one, in the client's guide.
-TEST(Guide, ExplainsEveryTagOfTheLog) {
-  const std::string guide = Read("docs/client-guide.md");
-  const std::regex begin(R"(ZO_LOG\(LV_\w+\)\s*<<\s*"((\[[a-z ]+\])+))");
-  std::set<std::string> tags;
-  for (const auto& [path, includes] : Tree()) {
-    const std::string text = Starts(path, {"base/", "net", "src/"}) ? Read(path) : "";
-    for (std::sregex_iterator it(text.begin(), text.end(), begin), end; it != end; ++it) {
-      tags.insert((*it)[1].str());
-    }
-  }
-  EXPECT_THAT(tags, testing::SizeIs(testing::Ge(9u)));
-  for (const std::string& tag : tags) {
-    EXPECT_NE(guide.find(tag), std::string::npos) << tag;
   }
 }
 

@@ -78,4 +78,15 @@ TEST(LogTexts, EachIsExpectedByATest) {
   }
 }
 
+// Each tag, and each that follows one.
+TEST(LogTexts, HaveTagsThatTheGuideExplains) {
+  std::ifstream in(STURDY_SOURCE_DIR "/docs/client-guide.md");
+  const std::string guide{std::istreambuf_iterator<char>(in), {}};
+  for (const std::string& text : LogTexts()) {
+    std::smatch tags;
+    std::regex_search(text, tags, std::regex(R"re(^(\[[a-z ]+\])*)re"));
+    EXPECT_NE(guide.find(tags.str()), std::string::npos) << text;
+  }
+}
+
 }  // namespace

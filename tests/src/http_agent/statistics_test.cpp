@@ -1,9 +1,7 @@
 // The failure statistics alone: which failures they gather, when a report goes out, its form.
 #include "src/sturdy/http_agent/logic/statistic_count_timer_invoker.h"
 
-#include <barrier>
 #include <sstream>
-#include <thread>
 
 #include "base/thread/post_task.h"
 #include "tests/support/configured_test.h"
@@ -184,43 +182,6 @@ TEST_F(StatisticsTest, ReportIsARequestInTheNameOfTheBusiness) {
     EXPECT_EQ(std::tie(sent.urls[0].url, sent.urls[0].host),
               std::make_tuple(c.host + "/statics/report/im/api/error", c.url_host));
     EXPECT_THAT(sent.heads, ElementsAre("Content-Type: application/json", "sdktype:" + c.sdktype));
-  }
-}
-
-// The time-out falls together with a failure: the one that completes the batch, the first one of
-// the next batch, or the first one after a delay. Each failure is reported once, and no time-out
-// outlives a batch that goes out by count. The request has so many failures that the time-out finds
-// the lock taken.
-TEST_F(StatisticsTest, AFailureThatMeetsTheTimeOutIsReportedOnce) {
-  constexpr int kRounds = 200;
-  const std::string last =
-      Run("=1,1000,0 f2-1000").substr(std::string("f2-1000 =1,1000,0 ").size());
-  for (const auto& [count, is_delayed] : {std::pair(2, false), {10, false}, {2, true}}) {
-    std::barrier together(2);
-    std::thread time([&] {
-      for (int round = 0; round < kRounds; ++round) {
-        together.arrive_and_wait();
-        clock.Advance(1000);
-        together.arrive_and_wait();
-      }
-    });
-    for (int round = 0; round < kRounds; ++round) {
-      TakeAll();
-      Set(is_delayed ? 1 : count, 1000, 1000);
-      if (is_delayed) {
-        Run("f0 g0");
-        TakeAll();
-      }
-      Run("f1");
-      Set(count, 1000, is_delayed ? 1000 : 0);
-      together.arrive_and_wait();
-      Run("f2-1000");
-      together.arrive_and_wait();
-      Settle(*statistics_, 1000);
-      const std::string sent = Reports();
-      EXPECT_TRUE(sent == last || sent == (is_delayed ? "> " : ">1 ") + last) << sent;
-    }
-    time.join();
   }
 }
 
