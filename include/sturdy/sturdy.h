@@ -10,9 +10,9 @@
 //
 // Threads: every function and operation may be called from any thread of the client, several at
 //          once, except where a comment says otherwise. ReleaseLBSService invalidates the
-//          service's pointer, and ExitSturdyEnvironment every pointer: no other call on
-//          one may run or begin during or after that call. Only a QueryHost or GetLBSResponse that
-//          waits may: it is ended.
+//          service's pointer, and ExitSturdyEnvironment every pointer: no other call on one may
+//          run or begin during or after that call. Only a QueryHost or GetLBSResponse that waits
+//          may: it is ended.
 // Owner:   the library owns every object whose pointer it returns; a client never deletes one.
 //          The library copies input records and texts before the call returns. Output buffers
 //          belong to the client.
@@ -168,10 +168,11 @@ class IZOSturdyLBSService {
 
   // Fetches a new document in the background; the update callback reports the outcome. Does nothing
   // while a fetch is under way. The one that the callback reports has ended, so a call inside the
-  // callback counts. `family`: URLs whose host is an address of another family are left
-  // out. With kIPFamilyAny no URL is left out. With a value without a name, every URL whose host is
-  // an address is left out. If no URL is left, the fetch stays under way until the token changes
-  // or, with a token set, the network's family does.
+  // callback counts.
+  // `family`: URLs whose host is an address of another family are left out. With kIPFamilyAny no
+  // URL is left out. With a value without a name, every URL whose host is an address is left out.
+  // If no URL is left, the fetch stays under way until the token changes or, with a token set, the
+  // network's family does.
   // A later start whose settings want IPv4 or IPv6 ignores a document that was fetched for another
   // `family`, kIPFamilyAny included.
   virtual void Update(net::AddressFamily family) = 0;
@@ -251,8 +252,8 @@ class IZOSturdyObject {
   virtual IZOSturdyLBSService* GetLBSService() = 0;
 
   // Stops and destroys the service. The next GetLBSService creates a new one, which needs a Start;
-  // one that runs meanwhile may return null.
-  // From inside the update callback it only writes a log line.
+  // one that runs meanwhile may return null. From inside the update callback it only writes a log
+  // line.
   // Blocks: until a running callback has returned and an arriving document is stored. Doesn't wait
   // for a fetch in flight.
   virtual void ReleaseLBSService() = 0;
@@ -273,9 +274,8 @@ class IZOSturdyObject {
   // Changes the application's key; an empty text removes it. Once the service is started, each
   // change causes a fetch, a removal too. The same key again does nothing. A fetch under way isn't
   // cancelled: it asks further URLs with the old key while they are silent, and its first answer
-  // ends it and is ignored. Requests
-  // that have been sent, failures that have been recorded, and all updates of the HTTP DNS
-  // endpoints keep the old key; the latter have that of the environment's start.
+  // ends it and is ignored. Failures that have been recorded keep the old key. Updates of the HTTP
+  // DNS endpoints send the key of the environment's start until the exit.
   virtual void SetBusinessToken(const char* token) = 0;
 
  protected:
