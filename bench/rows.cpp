@@ -204,6 +204,7 @@ void AddStart(std::vector<Row>& rows) {
   for (const std::string source : {"cache", "defaults"}) {
     const std::string work = "process start to first address, from the " + source;
     const std::string ours = "start/" + source;
+    const std::string from_main = ours + "_from_main";
     rows.push_back({.work = work,
                     .ours = ours + once,
                     .peer = "start/four_threads" + once,
@@ -212,7 +213,7 @@ void AddStart(std::vector<Row>& rows) {
                     .reason = kStart,
                     .is_headline = source == "cache"});
     rows.push_back({.work = work + ", once the system has loaded it",
-                    .ours = ours + "_from_main" + once,
+                    .ours = from_main + once,
                     .peer = "start/four_threads" + once,
                     .peer_name = "the start of four threads with a task loop",
                     .aim = kInforms});
