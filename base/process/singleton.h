@@ -80,7 +80,7 @@ class Singleton {
     return created;
   }
 
-  // The end of an object needs no memory: it can't report that there is none.
+  // Reserves the place now: Retire runs in a destructor, which can't report a lack of memory.
   static void ReserveRetired() {
     Retired& retired = AllRetired();
     MutexLock lock(retired.mutex);

@@ -248,7 +248,7 @@ bool BaseThread::Begin() {
 
 // --- The queues ---
 
-// Whoever waits for the outcome learns by the end of the task's closure that there is none.
+// A task that fails has no outcome. Its waiting owner learns that when the closure is destroyed.
 template <class Task>
 void BaseThread::RunTask(const Task& task) {
   try {

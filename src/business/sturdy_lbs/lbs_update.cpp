@@ -91,7 +91,7 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(const Fetch& fetch) {
   const LBSQuery query = {fetch.token, config->sv, config->pv, config->tp,
                           settings_.address_family};
   MultipleURLHttpRequest request = BuildLBSRequest(urls, query, fetch.family);
-  // Ask for a refusal: once the service is gone there is none, so the first answer ends the
+  // Ask for a refusal: a service that is gone refuses nothing, so the first answer ends the
   // request.
   auto refuses = zo_base::ForAnyThread(
       *this, GetTaskLoop(),

@@ -9,7 +9,7 @@
 
 namespace zo_sturdy {
 
-// Ends the wait for one host query: by its answer, or by its destruction if there is none.
+// Ends the wait for one host query: by its answer, or by its destruction without an answer.
 // Threads: any; the first answer counts.
 // Owner:   the closures of the query, by a shared pointer.
 // Errors:  none. A std::promise that is destroyed unanswered needs memory.

@@ -205,7 +205,7 @@ void MultipleURLHttpRequestHelper::RecordFailure(const std::string& url, int32_t
   record.timestamp = static_cast<uint64_t>(now_ms);
   record.send_time = static_cast<int32_t>(std::clamp<int64_t>(
       now_ms - sent_ms, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
-  // Look nothing up here: behind a silent name server that takes 10 to 20 s, in which this thread
+  // Look nothing up here: with a silent name server that takes 10 to 20 s, in which this thread
   // does nothing else.
   const std::string host = url::GetURLHost(url, false);
   record.host_ip = net::IsIPLiteral(host) ? std::list<std::string>{host} : host_addresses;
