@@ -19,8 +19,8 @@ namespace {
 // The bytes that are kept to find the place again in a log that was cut, and the fewest that do.
 constexpr size_t kAnchorBytes = 65536;
 constexpr size_t kLeastAnchorBytes = 32;
-// A log that ends within a line is perhaps being written. After these waits the reader looks for
-// the writer.
+// A log that ends within a line is perhaps being written. After these waits the writer has died or
+// is stopped.
 constexpr int kMostWaits = 500;
 constexpr std::chrono::milliseconds kWait{1};
 
@@ -48,14 +48,6 @@ Buffer ReadBuffer(const std::string& path) {
 
 bool EndsWithinLine(const std::string& text) {
   return !text.empty() && text.back() != '\n';
-}
-
-// Returns whether the log has the begin of the buffer's text. The text is cleared when its append
-// has ended, also if that failed, so a log that ends within a line is then in the middle of an
-// append.
-bool HasBeginOf(const Buffer& buffer, const std::string& log) {
-  return !buffer.text.empty() &&
-         log.find(buffer.text.substr(0, kLeastAnchorBytes)) != std::string::npos;
 }
 
 // Returns whether a process has the file mapped, as a writer has its buffer. Processes of other
@@ -99,8 +91,11 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
       log.compare(log.size() - framed, text.size(), text) == 0) {
     return text.size();
   }
-  // An append is in progress: a part of the buffer's text is in the log.
+  // An append is in progress: the buffer's text or a part of it is in the log.
   if (EndsWithinLine(log)) {
+    if (log.find(text) != std::string::npos) {
+      return text.size();
+    }
     for (size_t part = std::min(text.size(), log.size()); part > 0; --part) {
       if (log.compare(log.size() - part, part, text, 0, part) == 0) {
         return part;
@@ -127,8 +122,12 @@ struct LogReader::Look {
 
 LogReader::LogReader(std::string log_path) : path_(std::move(log_path)) {}
 
+std::string LogReader::BufferPath() const {
+  return path_ + std::string(zo_base::kLogBufferSuffix);
+}
+
 LogReader::Look LogReader::LookAtFiles() const {
-  const std::string buffer_path = path_ + std::string(zo_base::kLogBufferSuffix);
+  const std::string buffer_path = BufferPath();
   for (int waits = 0;;) {
     const GrowingFile file(path_);
     Look look;
@@ -147,11 +146,6 @@ LogReader::Look LogReader::LookAtFiles() const {
              (!again.text.starts_with(buffer.text) || file.Size() > look.begin + look.log.size()));
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
-    }
-    // Wait for the end of a line that is being written, as long as its writer lives.
-    if (waits == kMostWaits && EndsWithinLine(look.log) && HasBeginOf(buffer, look.log) &&
-        IsMapped(buffer_path)) {
-      waits = 0;
     }
     if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text)) && waits < kMostWaits) {
       ++waits;
@@ -185,9 +179,14 @@ size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
 }
 
 std::string LogReader::ReadNewText() {
-  // Leave out what earlier calls have returned.
   Look look = LookAtFiles();
   std::string text = look.log + look.buffer.substr(look.overlap);
+  // Hold a line back that its writer can still end.
+  const bool is_held = EndsWithinLine(text) && IsMapped(BufferPath());
+  if (is_held) {
+    text.erase(text.find_last_of('\n') + 1);
+  }
+  // Leave out what earlier calls have returned.
   std::string fresh = text.substr(KnownBytes(look, text));
   // Remember the place for the next call.
   if (look.begin != offset_ || look.inode != inode_) {
@@ -196,12 +195,12 @@ std::string LogReader::ReadNewText() {
   follows_ = true;
   inode_ = look.inode;
   offset_ = look.begin;
-  if (look.overlap == 0) {
+  if (look.overlap == 0 && !is_held) {
     offset_ += look.log.size();
     before_ += look.log;
     KeepTail(before_);
     given_ = std::move(look.buffer);
-  } else {  // the next look must still know what both files have
+  } else {  // the next look must still know what both files have, or read the held line again
     given_ = std::move(text);
   }
   return fresh;

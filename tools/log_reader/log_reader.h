@@ -16,7 +16,8 @@ namespace log_reader {
 //   4. It clears the buffer.
 // From 2 to 4 both files have the same text, and during 2 the log has a part of it. The files have
 // no lock, so the reader compares them: lines differ, since each has its time. A line whose append
-// is in progress is returned whole: a call waits while the process that writes it lives.
+// is in progress is returned whole: while the process that writes it lives, a call leaves it to a
+// later one.
 //
 // Threads: one at a time.
 // Owner:   anyone. Opens the files for reading during a call, and maps nothing.
@@ -39,6 +40,7 @@ class LogReader {
  private:
   struct Look;
 
+  [[nodiscard]] std::string BufferPath() const;
   [[nodiscard]] Look LookAtFiles() const;
   // Returns how many bytes of the look's text earlier calls have returned.
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;
