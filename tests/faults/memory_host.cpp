@@ -1,7 +1,8 @@
 // A client whose n-th allocation fails, and with "onward" the next ones too.
 //   memory_host FOLDER URL once|onward FIRST STEP
 // Plays the same course with n = FIRST, FIRST + STEP, ... until n is beyond the last allocation:
-// start, every getter, a host from the cache, a fetch that fails over and is reported, exit. Prints
+// start, every getter, a host from the cache, a new token, another network, a fetch that fails over
+// and is reported, exit. Prints
 // each n before its course, what was wrong in it, and at last "ended" and the number of courses.
 #include <unistd.h>
 
@@ -93,6 +94,8 @@ void PlayStarted(const zo_sturdy::_ZOSturdyLBSSettings& record) {
     Expect(service->Start(record), "the next start works");
   }
   CallGetters(*service);
+  Try([&] { object.SetBusinessToken("new token"); });
+  Try([&] { object.NotifyNetworkChanged(net::kIPFamilyV4); });
   AwaitEnd(*service);
   // With memory, all works again.
   last_code = -1;

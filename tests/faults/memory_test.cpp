@@ -16,7 +16,7 @@
 namespace {
 
 // Courses wait more than they compute, so this many clients of a way share them.
-constexpr int kClients = 4;
+constexpr int kClients = 12;
 
 struct Client {
   lab::TempFolder folder;

@@ -87,7 +87,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
 
   // A fetch, from the call that began it to its end.
   struct Fetch {
-    uint64_t number;  // from 1; a newer one has a higher number
+    uint64_t number;  // from 1; no other fetch of this service has it
     net::AddressFamily family;
     std::string token;                        // at the begin
     bool by_defaults;                         // begun since defaults were returned
@@ -114,7 +114,8 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   // True if the token has changed since the fetch began, or if a forced fetch has begun since.
   // Logs both tokens, with `step` in front.
   bool IsOutdated(const Fetch& fetch, const char* step);
-  // Lets the next fetch begin. Returns false if a forced one has begun already, or after a stop.
+  // Lets the next fetch begin. Returns false, and does nothing, if the fetch was dropped before it
+  // began, if a forced one has superseded it, or after a stop.
   bool EndFetch(uint64_t number, bool by_defaults);
   void PostToClient(bool success);
   void CallClient(bool success);

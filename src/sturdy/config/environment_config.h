@@ -41,7 +41,7 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   _EnvironmentConfig(const _EnvironmentConfig&) = delete;
   _EnvironmentConfig& operator=(const _EnvironmentConfig&) = delete;
 
-  // Copies the settings and computes the final `data_path`. Creates no folder.
+  // Copies the settings and adds the business to `data_path`. Creates no folder.
   void ApplySettings(const _ZOSturdyEnvironmentSettings& settings);
 
   std::string GetBusinessToken();
@@ -62,7 +62,7 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   int32_t sv = 0;
   int32_t pv = 0;
   int32_t tp = 0;
-  std::string data_path;  // with "/" as its only separator and at its end
+  std::string data_path;  // absolute from a start on, with "/" as its only separator and at its end
   std::atomic<net::AddressFamily> address_family{net::kIPFamilyAny};
   zo_base::Snapshot<HttpRequestInvoker> http_request_invoker;
   zo_base::Snapshot<StatisticSettings> statistic_settings;

@@ -45,7 +45,7 @@ void StopHttpClient() {
 }
 
 // Log and caches are opened by this path again and again. A relative one would move with the
-// host's working directory.
+// host's working directory. It stays relative if that directory has been deleted.
 void MakeAbsolute(std::string& path) {
   std::error_code error;
   const zo_base::fs::path absolute = zo_base::fs::absolute(path, error);
