@@ -11,8 +11,8 @@
 // Threads: every function and operation may be called from any thread of the client, several at
 //          once, except where a comment says otherwise. ReleaseLBSService invalidates the
 //          service's pointer, and ExitSturdyEnvironment every pointer: no other call on one may
-//          run or begin during or after that call. Only a QueryHost or GetLBSResponse that waits
-//          may: it is ended.
+//          run or begin during or after that call. Only a QueryHost or GetLBSResponse that has
+//          begun to wait may: it is ended.
 // Owner:   the library owns every object whose pointer it returns; a client never deletes one.
 //          The library copies input records and texts before the call returns. Output buffers
 //          belong to the client.
@@ -168,7 +168,7 @@ class IZOSturdyLBSService {
 
   // Fetches a new document in the background; the update callback reports the outcome. Does nothing
   // while a fetch is under way. The one that the callback reports has ended, so a call inside the
-  // callback counts.
+  // callback counts, unless another one has begun since.
   // `family`: URLs whose host is an address of another family are left out. With kIPFamilyAny no
   // URL is left out. With a value without a name, every URL whose host is an address is left out.
   // If no URL is left, the fetch stays under way until the token changes or, with a token set, the
@@ -189,9 +189,10 @@ class IZOSturdyLBSService {
 
   // Writes the active document, which is JSON text. `out`: kLBSResponseBufferSize bytes, zeroed.
   // Blocks: with `no_wait` false, until the fetch under way ends. With dead servers a fetch takes
-  // some seconds for each URL, and the slowest look-up of a name: 10 to 20 s without any answer. A
-  // release or an exit on another thread ends the wait, and then nothing is written. With `no_wait`
-  // true it doesn't block.
+  // some seconds for each URL, and the slowest look-up of a name: 10 to 20 s without any answer.
+  // Then HTTP DNS is asked for the names, as long as a QueryHost takes, and a second pass over its
+  // addresses takes some seconds for each again. A release or an exit on another thread ends the
+  // wait, and then nothing is written. With `no_wait` true it doesn't block.
   virtual void GetLBSResponse(bool no_wait, char* out) = 0;
 
   // Writes the next address to connect to: the servers of the document in turn, then a default,
@@ -253,7 +254,7 @@ class IZOSturdyObject {
 
   // Stops and destroys the service. The next GetLBSService creates a new one, which needs a Start;
   // one that runs meanwhile may return null. From inside the update callback it only writes a log
-  // line.
+  // line. In a forked child it does nothing.
   // Blocks: until a running callback has returned and an arriving document is stored. Doesn't wait
   // for a fetch in flight.
   virtual void ReleaseLBSService() = 0;
@@ -268,7 +269,8 @@ class IZOSturdyObject {
   // names by the system's resolver come on top. An exit ends the wait. For a known host it doesn't
   // wait. But in the last part of the lifetime of its addresses, each call sends a request of its
   // own, until one is answered. If no endpoint accepts a connection, 60 calls keep the 12 threads
-  // that transfer busy for 35 s, and a fetch waits that long. So keep the result; don't ask often.
+  // that transfer busy for 35 s for each endpoint. A fetch that begins at once waits 35 s, and a
+  // later one for the rest of the whole time. So keep the result; don't ask often.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
   // Changes the application's key; an empty text removes it. Once the service is started, each

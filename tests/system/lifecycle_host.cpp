@@ -5,6 +5,7 @@
 //   many      the same, with enough fetches to keep all workers in handshakes
 //   thread    exits on another thread
 //   callback  exits in the update callback
+//   forked in callback  forks there; a static object's destructor exits in the child
 //   call      exits while other threads are in calls
 //   fork      a forked child returns from main, then the parent
 //   forked    the same, and in each the destructor of a static object exits the environment
@@ -35,6 +36,7 @@ namespace {
 
 std::atomic<int> calls{0};
 std::atomic<bool> ends_in_callback{false};
+std::atomic<bool> forks_in_callback{false};
 
 // The static object of the host.
 struct Keeper {
@@ -57,13 +59,16 @@ void Count() {
 
 void OnUpdate(int /*code*/, const char* /*document*/) {
   if (ends_in_callback) {
+    keeper.exits = forks_in_callback && fork() == 0;  // an exit in the child
+    wait(nullptr);
     std::exit(0);
   }
   Count();
 }
 
 int End(const std::string& way, zo_sturdy::IZOSturdyLBSService& service) {
-  if (way == "callback") {
+  if (way == "callback" || way == "forked in callback") {
+    forks_in_callback = way != "callback";
     ends_in_callback = true;
     zo_sturdy::GetSturdyObject(1)->SetBusinessToken("third");
     pause();

@@ -59,6 +59,7 @@ bool ZOSturdyLBSServiceImpl::Start(const _ZOSturdyLBSSettings& record) {
 
 void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
                                        const std::shared_ptr<_EnvironmentConfig>& config) {
+  connections_.reserve(3);  // a failed start must know each connection that it has made
   {
     // Hold the lock until the settings are there: a change of the network comes before or after.
     zo_base::RecursiveMutexLock no_change(config->mutex);

@@ -128,9 +128,6 @@ bool EnvironmentManager::IsStartedHere() const {
 }
 
 void EnvironmentManager::StopAndExit(int32_t id) {
-  if (!IsStartedHere()) {
-    return;
-  }
   const zo_base::MutexLock lock(lifecycle_mutex_);
   // Ask every thread to end before the first join, so that what they wait for overlaps.
   if (const auto object = ToImpl(Find(kOnlyId))) {
@@ -233,11 +230,16 @@ IZOSturdyObject* GetSturdyObject(int id) {
 }
 
 void ExitSturdyEnvironment(int id) {
+  auto& manager = EnvironmentManager::Instance();
+  // Ask first: the log of a forked child is its parent's.
+  if (!manager.IsStartedHere()) {
+    return;
+  }
   if (zo_base::IsLibraryThread()) {
     ZO_LOG(LV_APP) << "[environment] Exit on a thread of the library, ignored";
     return;
   }
-  EnvironmentManager::Instance().StopAndExit(id);
+  manager.StopAndExit(id);
 }
 
 }  // namespace zo_sturdy

@@ -76,13 +76,15 @@ std::shared_ptr<ZOSturdyLBSServiceImpl> ZOSturdyObjectImpl::LBSService() const {
 }
 
 void ZOSturdyObjectImpl::ReleaseLBSService() {
+  // Ask first: the log of a forked child is its parent's.
+  if (!EnvironmentManager::Instance().IsStartedHere()) {
+    return;
+  }
   if (zo_base::IsLibraryThread()) {
     ZO_LOG(LV_APP) << "[sturdy object] Release on a thread of the library, ignored";
     return;
   }
-  if (EnvironmentManager::Instance().IsStartedHere()) {
-    StopLBSService(/*allow_new=*/true);
-  }
+  StopLBSService(/*allow_new=*/true);
 }
 
 void ZOSturdyObjectImpl::StopLBSService(bool allow_new) {
@@ -96,7 +98,7 @@ void ZOSturdyObjectImpl::StopLBSService(bool allow_new) {
     zo_base::MutexLock lock(service_mutex);
     lbs_service.reset();
   }
-  service.reset();  // destroyed before a new one can be made
+  service.reset();  // a call that waits may hold the stopped service for some ms
   if (allow_new) {
     lbs_once.Reset();
   }

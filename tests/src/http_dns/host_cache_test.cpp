@@ -113,6 +113,9 @@ TEST_F(HostCacheTest, HostsThatWereNotAskedForLeaveRoom) {
     EXPECT_GT(size, kMaxUnaskedBytes - 50000);
     EXPECT_EQ(Check("~"), 1);
   }
+  const std::vector<std::string> too_long(9000, "1");
+  EXPECT_FALSE(
+      cache_.UpdateHost("a0", start_ms, 300000, too_long, {}, false, HostSource::kUnasked));
   clock.Advance(90000);
   answer("b", 10, "1");
   EXPECT_EQ(cache_.GetEntries().size(), 12U);

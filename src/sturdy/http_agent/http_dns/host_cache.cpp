@@ -117,40 +117,33 @@ bool HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
   std::vector<std::string> new_ipv4 = UsableAddresses(ipv4);
   std::vector<std::string> new_ipv6 = UsableAddresses(ipv6);
   zo_base::RecursiveMutexLock lock(mutex_);
-  const bool is_new = entries_.count(host) == 0;
-  const size_t added = BytesInFile(host) + BytesInFile(new_ipv4) + BytesInFile(new_ipv6);
-  if (is_new && added > Room(source, is_new)) {
+  // Build the new entry.
+  const auto found = entries_.find(host);
+  const bool is_new = found == entries_.end();
+  HostEntry updated = is_new ? HostEntry() : found->second;
+  const size_t old_bytes = is_new ? 0 : BytesInFile(host, updated);
+  updated.asked = updated.asked || source == HostSource::kAsked;
+  updated.updated_at = now;
+  updated.ttl = ttl_ms;
+  updated.refresh_time = stale_from_start ? now : SaturatingAdd(now, ShareOf(ttl_ms, kFreshShare));
+  updated.cache_expired_time = SaturatingAdd(now, ShareOf(ttl_ms, kServedShare));
+  if (!new_ipv4.empty()) {
+    updated.ipv4 = std::move(new_ipv4);
+  }
+  if (!new_ipv6.empty()) {
+    updated.ipv6 = std::move(new_ipv6);
+  }
+  // Write it if there is room. An old list must not get a new lease in place of a longer one.
+  const size_t new_bytes = BytesInFile(host, updated);
+  const HostSource share = updated.asked ? HostSource::kAsked : source;
+  if (new_bytes > old_bytes && new_bytes - old_bytes > Room(share, is_new)) {
     return false;
   }
-  // Count the name. Move an entry that is asked for now out of the share of the others.
   HostEntry& entry = entries_[host];
-  if (is_new) {
-    Count(entry, 0, BytesInFile(host));
-  }
-  if (source == HostSource::kAsked && !entry.asked) {
-    unasked_bytes_ -= BytesInFile(host, entry);
-    entry.asked = true;
-  }
-  // Write it.
-  entry.updated_at = now;
-  entry.ttl = ttl_ms;
-  entry.refresh_time = stale_from_start ? now : SaturatingAdd(now, ShareOf(ttl_ms, kFreshShare));
-  entry.cache_expired_time = SaturatingAdd(now, ShareOf(ttl_ms, kServedShare));
-  ReplaceAddresses(entry, entry.ipv4, std::move(new_ipv4), source);
-  ReplaceAddresses(entry, entry.ipv6, std::move(new_ipv6), source);
+  Count(entry, old_bytes, 0);
+  entry = std::move(updated);
+  Count(entry, 0, new_bytes);
   return true;
-}
-
-void HostCache::ReplaceAddresses(const HostEntry& entry, std::vector<std::string>& old,
-                                 std::vector<std::string> addresses, HostSource source) {
-  const size_t room = Room(entry.asked ? HostSource::kAsked : source, false);
-  const size_t old_bytes = BytesInFile(old);
-  const size_t new_bytes = BytesInFile(addresses);
-  if (addresses.empty() || (new_bytes > old_bytes && new_bytes - old_bytes > room)) {
-    return;
-  }
-  old = std::move(addresses);
-  Count(entry, old_bytes, new_bytes);
 }
 
 size_t HostCache::Room(HostSource source, bool is_new) {

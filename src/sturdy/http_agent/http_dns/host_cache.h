@@ -56,8 +56,8 @@ enum class HostSource { kAsked, kUnasked, kFile };
 // Threads: any; the mutex is held for a single operation.
 // Owner:   HostResolver.
 // Errors:  none are reported. Skips an address that is longer than kMaxIPTextBytes, not of visible
-//          ASCII or not the host of a URL that is made with it, the rest of a list that reaches
-//          kMaxAddressListBytes, and what a known host would add beyond its bound.
+//          ASCII or neither an IP address nor the host of a URL that is made with it, and the rest
+//          of a list that reaches kMaxAddressListBytes.
 class HostCache {
  public:
   using Entries = std::map<std::string, HostEntry>;
@@ -72,7 +72,7 @@ class HostCache {
                        std::vector<std::string>& ips);
 
   // Gives the entry a new lease. Replaces a list only by one that has addresses. Returns false, and
-  // does nothing, if there is no room for a new host.
+  // does nothing, if there is no room for what is new.
   bool UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
                   const std::vector<std::string>& ipv4, const std::vector<std::string>& ipv6,
                   bool stale_from_start, HostSource source = HostSource::kAsked);
@@ -86,8 +86,6 @@ class HostCache {
   // Returns how many bytes a host may add to the file.
   size_t Room(HostSource source, bool is_new) ZO_REQUIRES(mutex_);
   void Count(const HostEntry& entry, size_t removed, size_t added) ZO_REQUIRES(mutex_);
-  void ReplaceAddresses(const HostEntry& entry, std::vector<std::string>& old,
-                        std::vector<std::string> addresses, HostSource source) ZO_REQUIRES(mutex_);
 
   zo_base::RecursiveMutex mutex_;
   Entries entries_ ZO_GUARDED_BY(mutex_);

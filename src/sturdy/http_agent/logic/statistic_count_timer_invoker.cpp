@@ -82,12 +82,11 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
     if (IsPaused()) {
       return;
     }
+    const bool has_waited = waits_for_pause;
     CancelTimer();
-    const std::list<StatisticRecord> batch = records;
-    DoInvoke(batch);
+    const bool keeps = !DoInvoke(std::list<StatisticRecord>(records)) && has_waited;
     ZO_LOG(LV_APP) << "[statistic][count] Statistic count :" << records.size();
-    records.clear();
-    count = 0;
+    EndBatch(keeps);
   } else if (count == 1) {
     // Arm only if no batch follows: the loop keeps a cancelled arming until it is due.
     StartTimer(settings->time);
@@ -119,14 +118,19 @@ void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
   if (of_arming != arming) {
     return;
   }
-  waits_for_pause = false;
+  const bool has_waited = std::exchange(waits_for_pause, false);
   if (IsPaused()) {
     return;
   }
   ZO_LOG(LV_APP) << "[statistic][time out] Statistic count :" << records.size();
-  const std::list<StatisticRecord> batch = records;
-  DoInvoke(batch);
-  records.clear();
+  const bool keeps = !DoInvoke(std::list<StatisticRecord>(records)) && has_waited;
+  EndBatch(keeps);
+}
+
+void StatisticCountTimerInvoker::EndBatch(bool keeps_records) {
+  if (!keeps_records) {
+    records.clear();
+  }
   count = 0;
 }
 
@@ -164,7 +168,7 @@ void StatisticCountTimerInvoker::Merge(const std::list<StatisticRecord>& failure
   }
 }
 
-void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
+bool StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batch) {
   const auto settings = ReadSettings();
   // Compute how long ago the last good report was. Read its time before the clock: a report that
   // completes meanwhile, without `lock`, may set it later.
@@ -174,12 +178,13 @@ void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
   if (passed_ms >= 0 && passed_ms < settings->min_delay) {
     const int64_t rest_ms = settings->min_delay - passed_ms;
     // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
-    // and the next report has the failures that come until the delay is over.
+    // unless they have waited for the end of a pause, and the next report has the failures that
+    // come until the delay is over.
     Merge(batch, false,
           static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));
     ZO_LOG(LV_APP) << "[statistic] Time now - last report time < " << settings->min_delay << " ("
                    << passed_ms << ") stop report";
-    return;
+    return false;
   }
   // Send the report.
   const MultipleURLHttpRequest report = MakeReport(settings->host, batch);
@@ -187,10 +192,11 @@ void StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
   const HttpRequestInvoker invoker =
       config != nullptr ? config->GetHttpRequestInvoker() : HttpRequestInvoker();
   if (!invoker) {
-    return;
+    return true;
   }
   ZO_LOG(LV_APP) << "[statistic] Do statistic data :" << report.body;
   invoker(report, false);
+  return true;
 }
 
 MultipleURLHttpRequest StatisticCountTimerInvoker::MakeReport(

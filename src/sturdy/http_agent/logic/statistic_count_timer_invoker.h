@@ -50,7 +50,9 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   bool IsPaused() ZO_REQUIRES(lock);
   // Adds the failures whose URL isn't there yet, and arms the timer if `delay` (ms) is above 0.
   void Merge(const std::list<StatisticRecord>& failures, bool at_front, int32_t delay);
-  void DoInvoke(const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
+  // Reports the batch. Returns false, and arms the timer, if the last good report is too recent.
+  bool DoInvoke(const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
+  void EndBatch(bool keeps_records) ZO_REQUIRES(lock);
   MultipleURLHttpRequest MakeReport(const std::string& endpoint,
                                     const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
   void DeriveSdkType(const std::string& business) ZO_REQUIRES(lock);
