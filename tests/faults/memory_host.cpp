@@ -94,7 +94,7 @@ void PlayStarted(const zo_sturdy::_ZOSturdyLBSSettings& record) {
     Expect(service->Start(record), "the next start works");
   }
   CallGetters(*service);
-  Try([&] { object.SetBusinessToken("new token"); });
+  Try([&] { object.SetBusinessToken("a new token that needs memory"); });
   Try([&] { object.NotifyNetworkChanged(net::kIPFamilyV4); });
   AwaitEnd(*service);
   // With memory, all works again.

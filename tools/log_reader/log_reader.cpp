@@ -51,7 +51,8 @@ bool EndsWithinLine(const std::string& text) {
 }
 
 // Returns whether a process has the file mapped, as a writer has its buffer. Processes of other
-// users can't be seen, but only root may read their logs.
+// users can't be seen, but only root may read their logs. Those of another mount namespace can't
+// either.
 bool IsMapped(const std::string& path) {
   namespace fs = std::filesystem;
   std::error_code error;
@@ -65,6 +66,15 @@ bool IsMapped(const std::string& path) {
     }
   }
   return false;
+}
+
+// Returns how many bytes of the buffer's text the log ends in.
+size_t AppendedPart(const std::string& log, const std::string& text) {
+  size_t part = std::min(text.size(), log.size());
+  while (part > 0 && log.compare(log.size() - part, part, text, 0, part) != 0) {
+    --part;
+  }
+  return part;
 }
 
 // Returns how many bytes of the buffer's text the log already has.
@@ -96,11 +106,7 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
     if (log.find(text) != std::string::npos) {
       return text.size();
     }
-    for (size_t part = std::min(text.size(), log.size()); part > 0; --part) {
-      if (log.compare(log.size() - part, part, text, 0, part) == 0) {
-        return part;
-      }
-    }
+    return AppendedPart(log, text);
   }
   return 0;
 }
@@ -113,6 +119,8 @@ void KeepTail(std::string& text) {
 
 // The two files between two of the writer's steps.
 struct LogReader::Look {
+  [[nodiscard]] std::string Text() const { return log + buffer.substr(overlap); }
+
   uint64_t inode = 0;
   uint64_t begin = 0;  // the place of `log` in the log file
   std::string log;
@@ -147,7 +155,10 @@ LogReader::Look LogReader::LookAtFiles() const {
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
     }
-    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text)) && waits < kMostWaits) {
+    const size_t part = AppendedPart(look.log, buffer.text);
+    const bool is_appending = part > 0 && part < buffer.text.size();
+    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) || is_appending) &&
+        waits < kMostWaits) {
       ++waits;
       std::this_thread::sleep_for(kWait);
       continue;
@@ -180,14 +191,21 @@ size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
 
 std::string LogReader::ReadNewText() {
   Look look = LookAtFiles();
-  std::string text = look.log + look.buffer.substr(look.overlap);
-  // Hold a line back that its writer can still end.
-  const bool is_held = EndsWithinLine(text) && IsMapped(BufferPath());
-  if (is_held) {
-    text.erase(text.find_last_of('\n') + 1);
+  bool is_held = false;
+  if (EndsWithinLine(look.Text())) {
+    is_held = IsMapped(BufferPath());
+    if (!is_held) {
+      look = LookAtFiles();  // the writer may have ended the line before it died
+    }
   }
-  // Leave out what earlier calls have returned.
+  // Leave out what earlier calls have returned, and a message that its writer can still end.
+  std::string text = look.Text();
   std::string fresh = text.substr(KnownBytes(look, text));
+  if (is_held && !fresh.empty()) {
+    const size_t held_bytes = ParseMessages(fresh).back().bytes.size();
+    fresh.erase(fresh.size() - held_bytes);
+    text.erase(text.size() - held_bytes);
+  }
   // Remember the place for the next call.
   if (look.begin != offset_ || look.inode != inode_) {
     before_.clear();

@@ -15,9 +15,9 @@ namespace log_reader {
 //   3. If the log is too long, it copies the newer half and renames that over the log.
 //   4. It clears the buffer.
 // From 2 to 4 both files have the same text, and during 2 the log has a part of it. The files have
-// no lock, so the reader compares them: lines differ, since each has its time. A line whose append
-// is in progress is returned whole: while the process that writes it lives, a call leaves it to a
-// later one.
+// no lock, so the reader compares them: lines differ, since each has its time. A message
+// whose append is in progress is returned whole: while the process that writes it lives, a call
+// leaves it to a later one.
 //
 // Threads: one at a time.
 // Owner:   anyone. Opens the files for reading during a call, and maps nothing.

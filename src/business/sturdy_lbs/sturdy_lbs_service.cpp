@@ -100,7 +100,7 @@ void ZOSturdyLBSServiceImpl::CutConnections() {
     try {
       connection.disconnect();
     } catch (const std::bad_alloc&) {
-      continue;  // it stays until the exit, and does nothing once the service is gone
+      continue;  // it stays until the exit; once the service is gone it does nothing
     }
   }
   connections_.clear();

@@ -114,8 +114,8 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   // True if the token has changed since the fetch began, or if a forced fetch has begun since.
   // Logs both tokens, with `step` in front.
   bool IsOutdated(const Fetch& fetch, const char* step);
-  // Lets the next fetch begin. Returns false, and does nothing, if the fetch was dropped before it
-  // began, if a forced one has superseded it, or after a stop.
+  // Lets the next fetch begin. Returns false, and lets none begin, if the fetch was dropped before
+  // it began, if a forced one has superseded it, or after a stop.
   bool EndFetch(uint64_t number, bool by_defaults);
   void PostToClient(bool success);
   void CallClient(bool success);

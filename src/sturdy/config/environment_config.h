@@ -62,7 +62,9 @@ class _EnvironmentConfig : public zo_base::ZOObjectIMPL {
   int32_t sv = 0;
   int32_t pv = 0;
   int32_t tp = 0;
-  std::string data_path;  // absolute from a start on, with "/" as its only separator and at its end
+  // With "/" as its only separator and at its end. From a start on absolute, if the process has a
+  // working directory.
+  std::string data_path;
   std::atomic<net::AddressFamily> address_family{net::kIPFamilyAny};
   zo_base::Snapshot<HttpRequestInvoker> http_request_invoker;
   zo_base::Snapshot<StatisticSettings> statistic_settings;

@@ -55,8 +55,13 @@ void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
   if (const auto config = GetEnvironmentConfig()) {
     // Emit under the lock, so that two changes reach the service in order.
     zo_base::RecursiveMutexLock lock(config->mutex);
-    config->address_family = family;
-    config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
+    const net::AddressFamily before = config->address_family.exchange(family);
+    try {
+      config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
+    } catch (...) {
+      config->address_family = before;  // so that the client's next call is a change again
+      throw;
+    }
   }
 }
 
@@ -130,7 +135,8 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
   if (text == config->business_token) {
     return;
   }
-  std::string before = std::exchange(config->business_token, text);
+  std::string before = text;
+  before.swap(config->business_token);
   try {
     config->Emit(_EnvironmentConfig::SIG_BusinessTokenChanged, text);
   } catch (...) {

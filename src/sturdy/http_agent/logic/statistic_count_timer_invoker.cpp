@@ -82,11 +82,10 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
     if (IsPaused()) {
       return;
     }
-    const bool has_waited = waits_for_pause;
     CancelTimer();
-    const bool keeps = !DoInvoke(std::list<StatisticRecord>(records)) && has_waited;
+    const bool is_sent = DoInvoke(std::list<StatisticRecord>(records));
     ZO_LOG(LV_APP) << "[statistic][count] Statistic count :" << records.size();
-    EndBatch(keeps);
+    EndBatch(is_sent);
   } else if (count == 1) {
     // Arm only if no batch follows: the loop keeps a cancelled arming until it is due.
     StartTimer(settings->time);
@@ -118,18 +117,18 @@ void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
   if (of_arming != arming) {
     return;
   }
-  const bool has_waited = std::exchange(waits_for_pause, false);
+  waits_for_pause = false;
   if (IsPaused()) {
     return;
   }
   ZO_LOG(LV_APP) << "[statistic][time out] Statistic count :" << records.size();
-  const bool keeps = !DoInvoke(std::list<StatisticRecord>(records)) && has_waited;
-  EndBatch(keeps);
+  EndBatch(DoInvoke(std::list<StatisticRecord>(records)));
 }
 
-void StatisticCountTimerInvoker::EndBatch(bool keeps_records) {
-  if (!keeps_records) {
+void StatisticCountTimerInvoker::EndBatch(bool is_sent) {
+  if (is_sent || !has_paused_batch) {
     records.clear();
+    has_paused_batch = false;
   }
   count = 0;
 }
@@ -139,6 +138,7 @@ bool StatisticCountTimerInvoker::IsPaused() {
   if (rest_ms <= 0) {
     return false;
   }
+  has_paused_batch = true;
   // Arm once: further failures in the pause only join the batch.
   if (!waits_for_pause) {
     ZO_LOG(LV_APP) << "[statistic] Last report failed,wait ms :" << rest_ms;
@@ -178,8 +178,8 @@ bool StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
   if (passed_ms >= 0 && passed_ms < settings->min_delay) {
     const int64_t rest_ms = settings->min_delay - passed_ms;
     // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
-    // unless they have waited for the end of a pause, and the next report has the failures that
-    // come until the delay is over.
+    // unless they have a batch that was paused, and the next report has the failures that come
+    // until the delay is over.
     Merge(batch, false,
           static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));
     ZO_LOG(LV_APP) << "[statistic] Time now - last report time < " << settings->min_delay << " ("

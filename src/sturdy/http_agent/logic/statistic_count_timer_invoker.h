@@ -50,9 +50,9 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   bool IsPaused() ZO_REQUIRES(lock);
   // Adds the failures whose URL isn't there yet, and arms the timer if `delay` (ms) is above 0.
   void Merge(const std::list<StatisticRecord>& failures, bool at_front, int32_t delay);
-  // Reports the batch. Returns false, and arms the timer, if the last good report is too recent.
+  // Sends the batch. Returns false, and arms the timer, if the last good report is too recent.
   bool DoInvoke(const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
-  void EndBatch(bool keeps_records) ZO_REQUIRES(lock);
+  void EndBatch(bool is_sent) ZO_REQUIRES(lock);
   MultipleURLHttpRequest MakeReport(const std::string& endpoint,
                                     const std::list<StatisticRecord>& batch) ZO_REQUIRES(lock);
   void DeriveSdkType(const std::string& business) ZO_REQUIRES(lock);
@@ -68,7 +68,8 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   // Counts the armings and the cancels. A time-out that was posted before a cancel, and takes the
   // lock after it, has an old number.
   uint64_t arming ZO_GUARDED_BY(lock) = 0;
-  bool waits_for_pause ZO_GUARDED_BY(lock) = false;  // the timer is armed for the end of the pause
+  bool waits_for_pause ZO_GUARDED_BY(lock) = false;   // the timer is armed for the end of the pause
+  bool has_paused_batch ZO_GUARDED_BY(lock) = false;  // `records` stay until they are sent
   std::string sdktype ZO_GUARDED_BY(lock);
 };
 
