@@ -2,7 +2,9 @@
 
 #include <optional>
 
+#include "base/decimal.h"
 #include "base/log/log.h"
+#include "base/thread/clock.h"
 #include "src/business/sturdy_lbs/lbs_document.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
 #include "src/sturdy/config/environment_config.h"
@@ -20,15 +22,33 @@ void ActiveDocument::Load(const std::shared_ptr<_EnvironmentConfig>& config) {
 }
 
 void ActiveDocument::LoadOrReset() {
+  const char* refusal = nullptr;
   if (!response_.LoadCache()) {
-    response_.ResetToDefault(settings_, true);
+    refusal = response_.HasCacheFile() ? "damaged" : "missing";
   } else if (!response_.CheckCache(settings_)) {
+    refusal =
+        response_.Get(lbs_key::kRootAddress) == settings_.lbs_url ? "other_family" : "other_url";
+  } else if (!response_.CheckResponse(response_.Get(lbs_key::kResponse))) {
+    refusal = "incomplete";
+  }
+  if (refusal != nullptr) {
+    ZO_LOG(LV_APP) << "[lbs] First document from settings cache:" << refusal;
     response_.ResetToDefault(settings_, true);
     return;
   }
-  if (!response_.CheckResponse(response_.Get(lbs_key::kResponse))) {
-    response_.ResetToDefault(settings_, true);
+  const std::string fetched_at = response_.Get(lbs_key::kFetchedAt);
+  if (fetched_at.empty()) {
+    ZO_LOG(LV_APP) << "[lbs] First document from cache fetched:never";
+  } else {
+    ZO_LOG(LV_APP) << "[lbs] First document from cache fetched:"
+                   << zo_base::Clock::WallMs() - zo_base::LeadingDigits<int64_t>(fetched_at)
+                   << " ms ago";
   }
+}
+
+bool ActiveDocument::ApplyFetched(const std::string& rsp, const std::string& family_text) {
+  response_.SetFetchedAt(std::to_string(zo_base::Clock::WallMs()));
+  return Apply(rsp, family_text);
 }
 
 bool ActiveDocument::Apply(const std::string& rsp, const std::string& family_text) {

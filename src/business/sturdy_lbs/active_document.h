@@ -31,6 +31,9 @@ class ActiveDocument {
   // Makes a document active and saves it. False, with the old one kept, if it has no "common".
   bool Apply(const std::string& rsp, const std::string& family_text);
 
+  // The same for a document that has just been fetched: the cache gets its time.
+  bool ApplyFetched(const std::string& rsp, const std::string& family_text);
+
   void ParseMsgStatInfo(const std::string& text);
 
   const LBSResponse& response() const { return response_; }
@@ -38,7 +41,8 @@ class ActiveDocument {
   _ZOSturdyMsgStatInfo MsgStatRecord() const { return MsgStatInfoRecord(*msg_stat_info_.Get()); }
 
  private:
-  // Loads the cache. Resets the data to the defaults if the cache can't be used.
+  // Loads the cache. Resets the data to the defaults if the cache can't be used. Logs which, and
+  // why.
   void LoadOrReset();
   void Save(const LBSDocument& document, const std::string& rsp, const std::string& family_text,
             const std::string& default_link);

@@ -7,9 +7,10 @@ namespace zo_sturdy {
 CountTimerInvoker::CountTimerInvoker(int32_t count_to_run, int32_t time_to_run_ms)
     : count_threshold(count_to_run), time_threshold(time_to_run_ms) {}
 
-void CountTimerInvoker::Invoke(const std::function<void()>& new_task, bool immediately) {
+void CountTimerInvoker::Invoke(const std::function<void()>& new_task, bool immediately,
+                               const std::function<void()>& timed_task) {
   if (!immediately) {
-    if (!CountCall(new_task)) {
+    if (!CountCall(timed_task ? timed_task : new_task)) {
       return;
     }
     ZO_LOG(LV_APP) << "[count timer invoker][times] Invoke task";
@@ -25,8 +26,8 @@ void CountTimerInvoker::Invoke(const std::function<void()>& new_task, bool immed
   new_task();
 }
 
-bool CountTimerInvoker::CountCall(const std::function<void()>& new_task) {
-  std::function<void()> latest = new_task;
+bool CountTimerInvoker::CountCall(const std::function<void()>& timed_task) {
+  std::function<void()> latest = timed_task;
   bool first = false;
   bool reached = false;
   {

@@ -24,11 +24,13 @@ class CountTimerInvoker {
   CountTimerInvoker(const CountTimerInvoker&) = delete;
   CountTimerInvoker& operator=(const CountTimerInvoker&) = delete;
 
-  void Invoke(const std::function<void()>& new_task, bool immediately);
+  // `timed_task` is what the timer runs in place of `new_task`, if it isn't empty.
+  void Invoke(const std::function<void()>& new_task, bool immediately,
+              const std::function<void()>& timed_task = nullptr);
 
  private:
   // Counts the call and starts the timer at the first one. True if the count is reached.
-  bool CountCall(const std::function<void()>& new_task);
+  bool CountCall(const std::function<void()>& timed_task);
   void TimedOut();
 
   const int32_t count_threshold;

@@ -11,18 +11,30 @@ namespace zo_sturdy {
 
 using zo_base::json11::Json;
 
+namespace {
+
+constexpr const char* kFolder = "lbs/";
+constexpr const char* kFile = "lbs.data";
+
+}  // namespace
+
 bool LBSResponse::LoadCache() {
   const auto config = GetEnvironmentConfig();
   if (config == nullptr) {
     return false;
   }
-  const std::string folder = config->data_path + "lbs/";
+  const std::string folder = config->data_path + kFolder;
   if (!zo_base::FolderExists(folder)) {
     zo_base::CreateFolders(folder);
   }
-  store_.Load(folder + "lbs.data");
+  store_.Load(folder + kFile);
   return !Get(lbs_key::kResponse).empty() && !Get(lbs_key::kRootAddress).empty() &&
          !Get(lbs_key::kRuntimeAddress).empty();
+}
+
+bool LBSResponse::HasCacheFile() {
+  const auto config = GetEnvironmentConfig();
+  return config != nullptr && zo_base::FileSize(config->data_path + kFolder + kFile).has_value();
 }
 
 bool LBSResponse::CheckCache(const LBSSettings& settings) {

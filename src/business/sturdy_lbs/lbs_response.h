@@ -25,6 +25,7 @@ inline constexpr const char* kVltList = "vlt_list";
 inline constexpr const char* kName = "name";
 inline constexpr const char* kDesc = "desc";
 inline constexpr const char* kMsgStatInfo = "msg_stat_info";
+inline constexpr const char* kFetchedAt = "fetched_at";  // ms since the epoch; absent if never
 }  // namespace lbs_key
 
 // The active LBS data of the process and its file "lbs/lbs.data", which lets the next
@@ -38,6 +39,9 @@ class LBSResponse : public EnvironmentConfigGetterBase {
  public:
   // Reads the file. Creates its folder if that is missing. True if it holds a usable entry.
   bool LoadCache();
+
+  // Tells a file that can't be used from an absent one.
+  bool HasCacheFile();
 
   // True if the cache was made for these settings: the same main URL and a matching family.
   bool CheckCache(const LBSSettings& settings);
@@ -63,6 +67,8 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   void SetName(const std::string& name) { Set(lbs_key::kName, name); }
   void SetDesc(const std::string& desc) { Set(lbs_key::kDesc, desc); }
   void SetMsgStatInfo(const std::string& json_text) { Set(lbs_key::kMsgStatInfo, json_text); }
+
+  void SetFetchedAt(const std::string& wall_ms) { Set(lbs_key::kFetchedAt, wall_ms); }
 
   // Returns an empty text for an absent key.
   std::string Get(const char* key) const { return store_.Get(key); }

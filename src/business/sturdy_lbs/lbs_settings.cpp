@@ -1,6 +1,7 @@
 #include "src/business/sturdy_lbs/lbs_settings.h"
 
 #include <cstdint>
+#include <string>
 #include <utility>
 
 #include "net/url.h"
@@ -78,6 +79,19 @@ void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings)
   if (settings.default_link_list.empty()) {
     settings.default_link_list = DefaultLinks(settings, settings.address_family);
   }
+}
+
+std::string SettingsText(const LBSSettings& settings) {
+  std::string text = "enable:" + std::to_string(settings.enable) +
+                     " address_family:" + std::to_string(settings.address_family.load()) +
+                     " lbs_url:" + settings.lbs_url +
+                     " default_link_v4:" + settings.default_link_v4 +
+                     " default_link_v6:" + settings.default_link_v6 +
+                     " backup_urls:" + std::to_string(settings.lbs_backup_urls.size());
+  for (const std::string& url : settings.lbs_backup_urls) {
+    text += " " + url;
+  }
+  return text;
 }
 
 }  // namespace zo_sturdy

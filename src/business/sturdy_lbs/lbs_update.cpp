@@ -26,7 +26,8 @@ constexpr int64_t kPauseAfterDefaultsMs = 1200;
 
 void ZOSturdyLBSServiceImpl::Update(net::AddressFamily family) {
   ZO_LOG(LV_APP) << "[lbs]Call Update";
-  update_invoker_.Invoke([this, family] { UpdateLBS(family, false); }, /*immediately=*/true);
+  update_invoker_.Invoke([this, family] { UpdateLBS(family, false, FetchReason::kUpdate); },
+                         /*immediately=*/true);
 }
 
 void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,
@@ -34,24 +35,21 @@ void ZOSturdyLBSServiceImpl::SetUpdateCallback(void (*callback)(int code,
   update_callback_ = callback;
 }
 
-void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force) {
-  BeginFetch(family, force, /*by_defaults=*/false);
-}
-
-void ZOSturdyLBSServiceImpl::BeginFetch(net::AddressFamily family, bool force, bool by_defaults) {
+void ZOSturdyLBSServiceImpl::UpdateLBS(net::AddressFamily family, bool force, FetchReason reason) {
+  const uint64_t number = ++last_fetch_;
+  ZO_LOG(LV_APP) << "[lbs] Fetch asked for by " << TextOf(reason) << " number:" << number;
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS force = " << force;
   if (post_state_ != PostState::kAccepting) {
     return;  // The post would be dropped, and nothing would clear `updatting_lbs_`.
   }
   // Drop a fetch that nobody needs.
-  if (by_defaults && zo_base::Clock::MonotonicMs() < defaults_paused_until_ms_) {
+  if (IsByDefaults(reason) && zo_base::Clock::MonotonicMs() < defaults_paused_until_ms_) {
     ZO_LOG(LV_APP) << "[lbs]UpdateLBS less than 1200ms after a fetch for defaults,return";
     return;
   }
-  const uint64_t number = ++last_fetch_;
   const auto lost = std::make_shared<LostRequestNotice>(
-      zo_base::ForAnyThread(*this, GetTaskLoop(), [this, number, by_defaults] {
-        if (EndFetch(number, by_defaults)) {
+      zo_base::ForAnyThread(*this, GetTaskLoop(), [this, number, reason] {
+        if (EndFetch(number, reason)) {
           ZO_LOG(LV_APP) << "[lbs]UpdateLBS lost its request";
           PostToClient(false);
         }
@@ -65,7 +63,7 @@ void ZOSturdyLBSServiceImpl::BeginFetch(net::AddressFamily family, bool force, b
   }
   // Begin it.
   ZO_LOG(LV_APP) << "[lbs]UpdateLBS set updatting = true";
-  const Fetch fetch = {number, family, CurrentToken(), by_defaults, lost};
+  const Fetch fetch = {number, family, CurrentToken(), reason, lost};
   // Post on the thread object: locking the loop's weak pointer would make this thread an owner of
   // the service.
   zo_base::PostTo(static_cast<zo_base::ITaskDelegate&>(*this),
@@ -113,6 +111,7 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(const Fetch& fetch) {
     fetch.lost->Answered();
     return;
   }
+  ZO_LOG(LV_APP) << "[lbs] Fetch begins number:" << fetch.number;
   ZO_LOG(LV_APP) << "[lbs] Begin update LBS";
   SendMultipleURLRequest(request, true);
 }
@@ -163,19 +162,19 @@ void ZOSturdyLBSServiceImpl::FinishUpdate(const Fetch& fetch, bool success,
   ZO_LOG(LV_APP) << "[lbs] Update LBS success = " << success;
   ZO_LOG(LV_APP) << "[lbs] Update LBS " << zo_base::Framed{body};
   if (success) {
-    active_.Apply(body, std::to_string(static_cast<int32_t>(fetch.family)));
+    active_.ApplyFetched(body, std::to_string(static_cast<int32_t>(fetch.family)));
   }
   // Let the next fetch begin, then call the client, which may ask for it.
-  EndFetch(fetch.number, fetch.by_defaults);
+  EndFetch(fetch.number, fetch.reason);
   fetch.lost->Answered();
   PostToClient(success);
 }
 
-bool ZOSturdyLBSServiceImpl::EndFetch(uint64_t number, bool by_defaults) {
+bool ZOSturdyLBSServiceImpl::EndFetch(uint64_t number, FetchReason reason) {
   if (updatting_lbs_ != number) {
     return false;  // it was dropped before it began, or a forced one has superseded it
   }
-  if (by_defaults) {
+  if (IsByDefaults(reason)) {
     defaults_paused_until_ms_ = zo_base::Clock::MonotonicMs() + kPauseAfterDefaultsMs;
   }
   const bool is_newest = updatting_lbs_.compare_exchange_strong(number, 0);

@@ -94,8 +94,12 @@ std::optional<LinkAddress> LinkHosts::Peek() {
 
 void LinkHosts::Hold(const char* ip, int16_t port) {
   const zo_base::RecursiveMutexLock lock(hosts_mutex_);
+  HostChooser& links = *host_choosers_.at(kLinkHosts);
   // A port above 32767 arrives negative and keeps its sign.
-  host_choosers_.at(kLinkHosts)->HoldHost(ip, static_cast<uint32_t>(int32_t{port}));
+  links.HoldHost(ip, static_cast<uint32_t>(int32_t{port}));
+  const std::string held = ip + (":" + std::to_string(port));
+  ZO_LOG(LV_APP) << "[lbs] Hold link address " << held
+                 << " found:" << (links.GetCurrentHost() == held);
 }
 
 }  // namespace zo_sturdy

@@ -74,6 +74,7 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
                               [this](const std::string& /*token*/) { OnTokenChanged(); })));
     ApplyLBSSettings(record);
   }
+  ZO_LOG(LV_APP) << "[lbs] Start " << SettingsText(settings_);
   active_.Load(config);
   connections_.push_back(
       Connect(IThread::SIG_ThreadBegin, ToWeakClosure([this] { OnThreadBegin(); })));
@@ -121,21 +122,23 @@ void ZOSturdyLBSServiceImpl::OnThreadBegin() {
   PostState not_running = PostState::kNotRunning;
   post_state_.compare_exchange_strong(not_running, PostState::kAccepting);
   if (!CurrentToken().empty()) {
-    update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, false); },
-                           /*immediately=*/true);
+    update_invoker_.Invoke(
+        [this] { UpdateLBS(settings_.address_family, false, FetchReason::kStart); },
+        /*immediately=*/true);
   }
 }
 
 void ZOSturdyLBSServiceImpl::OnTokenChanged() {
-  update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, true); },
+  update_invoker_.Invoke([this] { UpdateLBS(settings_.address_family, true, FetchReason::kToken); },
                          /*immediately=*/true);
 }
 
 void ZOSturdyLBSServiceImpl::OnNetworkChanged(net::AddressFamily family) {
   const bool changed = settings_.address_family.exchange(family) != family;
   if (!CurrentToken().empty()) {
-    update_invoker_.Invoke([this, family, changed] { UpdateLBS(family, changed); },
-                           /*immediately=*/true);
+    update_invoker_.Invoke(
+        [this, family, changed] { UpdateLBS(family, changed, FetchReason::kNetwork); },
+        /*immediately=*/true);
   }
 }
 
@@ -154,11 +157,12 @@ bool ZOSturdyLBSServiceImpl::GetLinkAddress(char* host, uint16_t* port,
     return false;
   }
   const LinkAddress address = active_.links().Next(*family, [this] {
-    update_invoker_.Invoke(ToWeakClosure([this] {
-                             BeginFetch(settings_.address_family, /*force=*/false,
-                                        /*by_defaults=*/true);
-                           }),
-                           /*immediately=*/false);
+    const auto fetch_for = [this](FetchReason reason) {
+      return ToWeakClosure(
+          [this, reason] { UpdateLBS(settings_.address_family, /*force=*/false, reason); });
+    };
+    update_invoker_.Invoke(fetch_for(FetchReason::kThirdDefault), /*immediately=*/false,
+                           fetch_for(FetchReason::kDefaultTimer));
   });
   Write(address, host, port, family);
   return true;

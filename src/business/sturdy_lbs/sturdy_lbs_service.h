@@ -13,6 +13,7 @@
 #include "base/thread/base_thread.h"
 #include "src/business/sturdy_lbs/active_document.h"
 #include "src/business/sturdy_lbs/count_timer_invoker.h"
+#include "src/business/sturdy_lbs/fetch_reason.h"
 #include "src/business/sturdy_lbs/lbs_settings.h"
 #include "src/sturdy/config/business_service.h"
 #include "src/sturdy/config/lost_request_notice.h"
@@ -68,7 +69,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
 
   // Starts a fetch; with `force` also while one is running. Does nothing before the service's
   // thread has begun (its begin fetches) and from the stop on.
-  void UpdateLBS(net::AddressFamily family, bool force);
+  void UpdateLBS(net::AddressFamily family, bool force, FetchReason reason = FetchReason::kUpdate);
 
   // Of the service's fixed shape; `active_` does the work.
   bool ParseLBSResponse(const std::string& rsp, const std::string& family_text) {
@@ -89,8 +90,8 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   struct Fetch {
     uint64_t number;  // from 1; no other fetch of this service has it
     net::AddressFamily family;
-    std::string token;                        // at the begin
-    bool by_defaults;                         // begun since defaults were returned
+    std::string token;  // at the begin
+    FetchReason reason;
     std::shared_ptr<LostRequestNotice> lost;  // ends a fetch that nothing else ends
   };
 
@@ -105,7 +106,6 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   std::string CurrentToken();
 
   // one fetch
-  void BeginFetch(net::AddressFamily family, bool force, bool by_defaults);
   void RequestUpdate(const Fetch& fetch);
   bool JudgeResponse(const Fetch& fetch, int32_t index, int32_t code, const std::string& body,
                      bool& need_statistic);
@@ -116,7 +116,7 @@ class ZOSturdyLBSServiceImpl : public IZOSturdyLBSService,
   bool IsOutdated(const Fetch& fetch, const char* step);
   // Lets the next fetch begin. Returns false, and lets none begin, if the fetch was dropped before
   // it began, if a forced one has superseded it, or after a stop.
-  bool EndFetch(uint64_t number, bool by_defaults);
+  bool EndFetch(uint64_t number, FetchReason reason);
   void PostToClient(bool success);
   void CallClient(bool success);
 

@@ -106,6 +106,11 @@ void EnvironmentManager::Start(const _ZOSturdyEnvironmentSettings& settings) {
   log->SetLogFile(config_->data_path + std::string(zo_base::kLogFileName), 0, 0);
   log->SetLevel(zo_base::LV_APP);
   ZO_LOG(LV_APP) << kBanner;
+  ZO_LOG(LV_APP) << "[environment] Start version:" STURDY_VERSION_STRING " business:"
+                 << config_->business << " sdk_version:" << config_->sdk_version_text
+                 << " sv:" << config_->sv << " pv:" << config_->pv << " tp:" << config_->tp
+                 << " key:" << (config_->GetBusinessToken().empty() ? "none" : "set")
+                 << " data_path:" << config_->data_path;
   CreateEnvironment();
 }
 
@@ -165,6 +170,7 @@ void EnvironmentManager::TearDown() {
   Clear();
   SetCurrentConfig(nullptr);
   config_.reset();
+  ZO_LOG(LV_APP) << "[environment] Exit";
   ZO_LOG(LV_APP) << kBanner;
   at_exit_manager_.reset();
   next_id_ = 0;

@@ -55,6 +55,7 @@ void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
   if (const auto config = GetEnvironmentConfig()) {
     // Emit under the lock, so that two changes reach the service in order.
     zo_base::RecursiveMutexLock lock(config->mutex);
+    ZO_LOG(LV_APP) << "[environment] Network changed family:" << family;
     const net::AddressFamily before = config->address_family.exchange(family);
     try {
       config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
@@ -135,6 +136,7 @@ void ZOSturdyObjectImpl::SetBusinessToken(const char* token) {
   if (text == config->business_token) {
     return;
   }
+  ZO_LOG(LV_APP) << "[environment] Token changed key:" << (text.empty() ? "none" : "set");
   std::string before = text;
   before.swap(config->business_token);
   try {

@@ -9,6 +9,7 @@
 #include "src/sturdy/config/environment_config.h"
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/support/client.h"
+#include "tests/support/log_lines.h"
 
 namespace zo_sturdy {
 namespace {
@@ -67,6 +68,11 @@ TEST_F(SturdyObject, ChangesReachTheConfigurationAndItsListeners) {
     object.NotifyNetworkChanged(static_cast<net::AddressFamily>(family));
   }
   EXPECT_THAT(heard, testing::ElementsAre("second/second", "/", "2/2", "2/2", "-7/-7"));
+  EXPECT_EQ(
+      LogLines(data_path_).With(" changed "),
+      (Messages{"[environment] Token changed key:set", "[environment] Token changed key:none",
+                "[environment] Network changed family:2", "[environment] Network changed family:2",
+                "[environment] Network changed family:-7"}));
 }
 
 TEST_F(SturdyObject, QueryHostWritesNoMoreThanItsText) {

@@ -67,6 +67,7 @@ TEST_F(SecondPassTest, EachUrlGoesToEachAddressOfItsHost) {
   EXPECT_EQ(outcome.Result(), std::make_tuple(1, false, "second http://10.0.0.3/x"));
   EXPECT_EQ(transport_->sent, 8);
   EXPECT_EQ(log.With("multiple_time_out:1500 time_out:6000 use http dns:false").size(), 1U);
+  EXPECT_EQ(log.With("[multiple]Second pass of " + request.urls[0].url).size(), 1U);
   EXPECT_EQ(
       log.Tagged({"[multiple]Use", "[multiple] -- "}),
       (Messages{

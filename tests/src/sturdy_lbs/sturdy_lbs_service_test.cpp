@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <thread>
 
@@ -22,6 +23,7 @@ const std::string kNew = TestDocument({"a:1", "1.2.3.4:2", "[::1]:3"}, {"http://
 const std::string kInvoke = "[count timer invoker] Invoke immediately";
 const std::string kForced = "[lbs]UpdateLBS force = true";
 const std::string kUnforced = "[lbs]UpdateLBS force = false";
+const std::string kAsked = "[lbs] Fetch asked for by ";
 const std::string kBusy = "[lbs]UpdateLBS updatting_lbs_ = true,return";
 
 // The log of a whole fetch is tested with servers, in tests/system.
@@ -49,8 +51,12 @@ class LBSServiceTest : public LbsTest {
 
 TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   StartWithToken();
+  EXPECT_THAT(log.Text(), HasSubstr("[lbs] Start enable:1 address_family:0 "
+                                    "lbs_url:http://root.example/lbs default_link_v4:10.0.0.9:9 "
+                                    "default_link_v6:localhost:8080 backup_urls:0"));
   service->Update(net::kIPFamilyAny);  // dropped while one runs
-  EXPECT_EQ(Lines(), (Messages{"[lbs]Call Update", kInvoke, kUnforced, kBusy}));
+  EXPECT_EQ(Lines(),
+            (Messages{"[lbs]Call Update", kInvoke, kAsked + "update number:2", kUnforced, kBusy}));
   EXPECT_FALSE(Answer(first, 500, kNew)) << "the body is good, the status isn't";
   service->Update(net::kIPFamilyAny);
   const std::string long_one = "http://h/" + std::string(kMaxLbsUrlBytes - 9, 'h');
@@ -70,13 +76,38 @@ TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   service->Update(net::kIPFamilyAny);
   EXPECT_THAT(Request(3).urls, SizeIs(64));
 
-  // The next run serves from the cache, until its settings change.
-  for (const auto& [record, link] :
-       {std::pair(Record(), "a:1"), {Record("http://changed.example/"), kDefaultV4}}) {
+  // The next run serves from the cache, until its settings change or the file is damaged.
+  const auto changed = [](net::AddressFamily family) {
+    auto record = Record("http://changed/");
+    record.address_family = family;
+    Fill(record.default_link_v6, kDefaultV4);
+    return record;
+  };
+  const std::string incomplete =
+      R"({"lbs_rsp": "{}", "root_lbs_addr": "http://changed/", "runntime_lbs": "u"})";
+  const struct {
+    _ZOSturdyLBSSettings record;
+    std::string link, origin, file;
+  } cases[] = {
+      {Record(), "a:1", "[lbs] First document from cache fetched:5 ms ago", ""},
+      {changed(net::kIPFamilyV6), kDefaultV4, "[lbs] First document from settings cache:other_url",
+       ""},
+      {changed(net::kIPFamilyAny), kDefaultV4, "[lbs] First document from cache fetched:never", ""},
+      {changed(net::kIPFamilyV4), kDefaultV4,
+       "[lbs] First document from settings cache:other_family", ""},
+      {changed(net::kIPFamilyAny), kDefaultV4,
+       "[lbs] First document from settings cache:incomplete", incomplete},
+      {Record(), kDefaultV4, "[lbs] First document from settings cache:damaged", "{"}};
+  clock.Advance(5);
+  for (const auto& run : cases) {
     service->Stop();
+    if (!run.file.empty()) {
+      std::ofstream(cache) << run.file;
+    }
     service = MakeService();
-    ASSERT_TRUE(service->Start(record));
-    EXPECT_EQ(Link(*service), link);
+    ASSERT_TRUE(service->Start(run.record));
+    EXPECT_EQ(Link(*service), run.link);
+    EXPECT_EQ(log.With("First document").back(), run.origin);
   }
 }
 
@@ -98,8 +129,10 @@ TEST_F(LBSServiceTest, TokenAndFamilyChangesForceAFetch) {
   NotifyNetwork(net::kIPFamilyV6);
   NotifyNetwork(net::kIPFamilyV4);
   EXPECT_EQ(Request(3).ip_family, net::kIPFamilyV4);
-  EXPECT_EQ(Lines(), (Messages{kInvoke, kUnforced, kBusy, kInvoke, kForced,
-                               "[lbs]UpdateLBS set updatting = true", "[lbs] Begin update LBS"}));
+  EXPECT_EQ(Lines(),
+            (Messages{kInvoke, kAsked + "network number:4", kUnforced, kBusy, kInvoke,
+                      kAsked + "network number:5", kForced, "[lbs]UpdateLBS set updatting = true",
+                      "[lbs] Fetch begins number:5", "[lbs] Begin update LBS"}));
   // The answer of the fetch before the change is dropped, and doesn't end the newer fetch.
   EXPECT_TRUE(Answer(Request(2), 500, kNew));
   EXPECT_THAT(log.With("superseded"),
@@ -167,6 +200,10 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
                       "HoldHost ip:1.2.3.4 port:2\r\nin host list = true\r\n Hosts size :3"
                       "  current index :1" +
                           list}));
+  service->HoldLinkAddress("1.2.3.4", 3);
+  service->HoldLinkAddress("1.2.3.4", 2);
+  EXPECT_EQ(log.With("[lbs] Hold link address 1.2.3.4:").size(), 3U);
+  EXPECT_EQ(log.With("[lbs] Hold").at(1), "[lbs] Hold link address 1.2.3.4:3 found:false");
   EXPECT_EQ(Peek(*service), "1.2.3.4:2");                  // the hold goes back to it
   EXPECT_EQ(Link(*service, net::kIPFamilyV6), "[::1]:3");  // not the held one: it is IPv4
   EXPECT_EQ(Peek(*service), "");
@@ -184,6 +221,7 @@ TEST_F(LBSServiceTest, LinksRotateAndThirdDefaultFetches) {
     Link(*service);
   }
   EXPECT_EQ(Request(0).ip_family, net::kIPFamilyAny);
+  EXPECT_EQ(log.With(kAsked), (Messages{kAsked + "third_default number:1"}));
   // For 1200 ms after the end of that fetch, defaults cause no other one; an update does.
   const auto last_line_of_three_defaults = [this] {
     for (int i = 0; i < 12; ++i) {

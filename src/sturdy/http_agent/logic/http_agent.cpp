@@ -244,6 +244,7 @@ bool HttpAgent::StartSecondPass(const MultipleURLHttpRequestHelper& helper,
     ZO_LOG(LV_APP) << "[multiple]Use http dns,url empty";
     return false;
   }
+  ZO_LOG(LV_APP) << "[multiple]Second pass of " << request.urls.front().url;
   InvokeMultipleURLHttpRequest(second);
   return true;
 }
