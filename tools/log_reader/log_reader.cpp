@@ -51,12 +51,14 @@ bool EndsWithinLine(const std::string& text) {
 }
 
 // Returns whether a process has the file mapped, as a writer has its buffer. Processes of other
-// users can't be seen, but only root may read their logs. Those of another mount namespace can't
-// either.
+// users and of another mount namespace can't be seen.
 bool IsMapped(const std::string& path) {
   namespace fs = std::filesystem;
   std::error_code error;
-  const std::string end = " " + fs::weakly_canonical(path, error).string();
+  const std::string end = " " + fs::canonical(path, error).string();
+  if (error) {
+    return false;
+  }
   for (fs::directory_iterator it("/proc", error), last; it != last; it.increment(error)) {
     std::ifstream maps(it->path() / "maps");
     for (std::string line; std::getline(maps, line);) {
@@ -75,6 +77,16 @@ size_t AppendedPart(const std::string& log, const std::string& text) {
     --part;
   }
   return part;
+}
+
+// Returns how many bytes of the buffer's text an append that has come to a line's end, or isn't
+// cleared, has perhaps put at the end of the log. A line may also stand there twice.
+size_t Appended(const std::string& log, const Buffer& buffer) {
+  const size_t reach = buffer.capacity + buffer.text.size();
+  const size_t begin = log.size() - std::min(log.size(), reach);
+  return !buffer.text.empty() && log.find(buffer.text, begin) != std::string::npos
+             ? buffer.text.size()
+             : AppendedPart(log, buffer.text);
 }
 
 // Returns how many bytes of the buffer's text the log already has.
@@ -155,15 +167,17 @@ LogReader::Look LogReader::LookAtFiles() const {
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
     }
-    const size_t part = AppendedPart(look.log, buffer.text);
-    const bool is_appending = part > 0 && part < buffer.text.size();
-    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) || is_appending) &&
+    look.overlap = Overlap(look.log, buffer);
+    const size_t appended = look.overlap == 0 ? Appended(look.log, buffer) : 0;
+    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) || appended > 0) &&
         waits < kMostWaits) {
       ++waits;
       std::this_thread::sleep_for(kWait);
       continue;
     }
-    look.overlap = Overlap(look.log, buffer);
+    if (appended > 0 && IsMapped(buffer_path)) {
+      look.overlap = appended;  // the writer is stopped within the append
+    }
     look.buffer = std::move(buffer.text);
     return look;
   }

@@ -134,11 +134,16 @@ void ZOSturdyLBSServiceImpl::OnTokenChanged() {
 }
 
 void ZOSturdyLBSServiceImpl::OnNetworkChanged(net::AddressFamily family) {
-  const bool changed = settings_.address_family.exchange(family) != family;
-  if (!CurrentToken().empty()) {
-    update_invoker_.Invoke(
-        [this, family, changed] { UpdateLBS(family, changed, FetchReason::kNetwork); },
-        /*immediately=*/true);
+  const net::AddressFamily before = settings_.address_family.exchange(family);
+  try {
+    if (!CurrentToken().empty()) {
+      update_invoker_.Invoke(
+          [this, family, before] { UpdateLBS(family, before != family, FetchReason::kNetwork); },
+          /*immediately=*/true);
+    }
+  } catch (...) {
+    settings_.address_family = before;  // so that the client's next call is a change again
+    throw;
   }
 }
 

@@ -60,7 +60,7 @@ void ZOSturdyObjectImpl::NotifyNetworkChanged(net::AddressFamily family) {
     try {
       config->Emit(_EnvironmentConfig::SIG_NetworkChanged, family);
     } catch (...) {
-      config->address_family = before;  // so that the client's next call is a change again
+      config->address_family = before;  // as the service does
       throw;
     }
   }

@@ -123,7 +123,8 @@ TEST_F(StatisticsTest, ReportsGoOutByCountAndByTime) {
        "=9,20,0 f1 +20 >1 b4 f2 +20 +4979 +1 >1,2 "
        "=1,20,0 b5 c3,5000 >1,2,3 b6 +5000 >1,2,3 "},
       {"ABatchThatHasWaitedForThatOutlastsAGoodOne",
-       "=1,60000,10000 f1 >1 f2 >2 b0 +600 g1 +9400 f3 +600 >1,3 "},
+       "=1,60000,10000 f1 >1 f2 >2 b0 +600 g1 +9400 f3 +600 >1,3 "
+       "=2,60000,10000 f4 f5 >4,5 f6 f7 >6,7 b3 +10001 g4 f8 +10000 >4,5,8 "},
       {"NewSettingsKeepWhatIsGathered", "=9,60000,0 f1 o f9 +59999 +1 >1@t "},
       {"AnySettingsWork",
        "=0,60000,-1 f2 >2 g0 f3 >3 =9,-5,9223372036854775807 f4 +0 +2147483647 "

@@ -159,11 +159,13 @@ TEST_F(LogReaderTest, FollowsThroughFlushCutRestartAndLoss) {
 // This process maps the buffer, as a writer does, and stops within an append: of the buffer's text,
 // of the line after it, and of a line that follows no text.
 TEST_F(LogReaderTest, HoldsTheLineOfALivingWriterBack) {
-  SetLog(Lines(0, 30) + Line(30).substr(0, 1));
   SetBuffer(Lines(30, 39));
   {
     zo_base::MappedFile writer;
     ASSERT_TRUE(writer.Map(path_ + ".qel_mmap", kCapacity + sizeof(int32_t)));
+    SetLog(Lines(0, 31));
+    EXPECT_EQ(LogReader(path_).ReadNewText(), Lines(0, 39)) << "at a line's end";
+    SetLog(Lines(0, 30) + Line(30).substr(0, 1));
     LogReader log(path_);
     EXPECT_EQ(log.ReadNewText(), Lines(0, 39));
     Append(Line(30).substr(1) + Lines(31, 39) + Line(39).substr(0, 1));

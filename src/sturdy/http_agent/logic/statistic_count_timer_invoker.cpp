@@ -77,6 +77,7 @@ void StatisticCountTimerInvoker::Invoke(const std::list<StatisticRecord>& failur
   }
   zo_base::RecursiveMutexLock guard(lock);
   Merge(failures, at_front, -1);
+  keeps_records = keeps_records || at_front || paused_until_ms > zo_base::Clock::MonotonicMs();
   ++count;
   if (count >= settings->count) {
     if (IsPaused()) {
@@ -126,9 +127,9 @@ void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
 }
 
 void StatisticCountTimerInvoker::EndBatch(bool is_sent) {
-  if (is_sent || !has_paused_batch) {
+  if (is_sent || !keeps_records) {
     records.clear();
-    has_paused_batch = false;
+    keeps_records = false;
   }
   count = 0;
 }
@@ -138,7 +139,6 @@ bool StatisticCountTimerInvoker::IsPaused() {
   if (rest_ms <= 0) {
     return false;
   }
-  has_paused_batch = true;
   // Arm once: further failures in the pause only join the batch.
   if (!waits_for_pause) {
     ZO_LOG(LV_APP) << "[statistic] Last report failed,wait ms :" << rest_ms;
@@ -178,7 +178,7 @@ bool StatisticCountTimerInvoker::DoInvoke(const std::list<StatisticRecord>& batc
   if (passed_ms >= 0 && passed_ms < settings->min_delay) {
     const int64_t rest_ms = settings->min_delay - passed_ms;
     // This only arms the timer: `records` still has every URL of the batch. The caller clears them,
-    // unless they have a batch that was paused, and the next report has the failures that come
+    // unless a report with some of them has failed, and the next report has the failures that come
     // until the delay is over.
     Merge(batch, false,
           static_cast<int32_t>(std::min<int64_t>(rest_ms, std::numeric_limits<int32_t>::max())));

@@ -68,8 +68,9 @@ class StatisticCountTimerInvoker : public zo_base::BaseThread {
   // Counts the armings and the cancels. A time-out that was posted before a cancel, and takes the
   // lock after it, has an old number.
   uint64_t arming ZO_GUARDED_BY(lock) = 0;
-  bool waits_for_pause ZO_GUARDED_BY(lock) = false;   // the timer is armed for the end of the pause
-  bool has_paused_batch ZO_GUARDED_BY(lock) = false;  // `records` stay until they are sent
+  bool waits_for_pause ZO_GUARDED_BY(lock) = false;  // the timer is armed for the end of the pause
+  // A report has failed: its records, and those that came in the pause, stay until they are sent.
+  bool keeps_records ZO_GUARDED_BY(lock) = false;
   std::string sdktype ZO_GUARDED_BY(lock);
 };
 
