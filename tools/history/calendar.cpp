@@ -1,0 +1,67 @@
+#include "tools/history/calendar.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "tools/history/history.h"
+
+namespace history {
+
+namespace {
+
+constexpr int64_t kSecondMs = 1000;
+constexpr int64_t kDayMs = 86400 * kSecondMs;
+// Each year has a 29 February, so that every text has a place.
+constexpr int64_t kYearMs = 366 * kDayMs;
+constexpr std::array<int, 13> kMonthBegins = {0,   31,  60,  91,  121, 152, 182,
+                                              213, 244, 274, 305, 335, 366};
+constexpr std::string_view kShape = "00-00 00:00:00.000";
+
+int64_t Number(std::string_view text, size_t at, size_t digits) {
+  int64_t number = 0;
+  for (const char c : text.substr(at, digits)) {
+    number = number * 10 + (c - '0');
+  }
+  return number;
+}
+
+bool IsTime(std::string_view text) {
+  return text.size() == kShape.size() &&
+         std::equal(kShape.begin(), kShape.end(), text.begin(), [](char shape, char c) {
+           return shape == '0' ? c >= '0' && c <= '9' : c == shape;
+         });
+}
+
+}  // namespace
+
+int64_t Calendar::ToMs(std::string_view text) {
+  if (!IsTime(text)) {
+    return last_ms_;
+  }
+  const auto month = static_cast<size_t>(std::clamp<int64_t>(Number(text, 0, 2), 1, 12));
+  const int64_t day = kMonthBegins.at(month - 1) + Number(text, 3, 2) - 1;
+  const int64_t minute = (day * 24 + Number(text, 6, 2)) * 60 + Number(text, 9, 2);
+  const int64_t in_year = (minute * 60 + Number(text, 12, 2)) * kSecondMs + Number(text, 15, 3);
+  // A step back by more than half a year is New Year. A shorter one is a clock that was set.
+  if (year_begin_ms_ + in_year + kYearMs / 2 < last_ms_) {
+    year_begin_ms_ += kYearMs;
+  }
+  last_ms_ = year_begin_ms_ + in_year;
+  return last_ms_;
+}
+
+std::string TimeText(int64_t at_ms) {
+  const int64_t in_year = ((at_ms % kYearMs) + kYearMs) % kYearMs;
+  const auto day = static_cast<int>(in_year / kDayMs);
+  const auto next = std::upper_bound(kMonthBegins.begin(), kMonthBegins.end() - 1, day);
+  const auto month = static_cast<int>(next - kMonthBegins.begin());
+  const auto seconds = static_cast<int>(in_year % kDayMs / kSecondMs);
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%02d-%02d %02d:%02d:%02d.%03d", month,
+                day - *(next - 1) + 1, seconds / 3600, seconds / 60 % 60, seconds % 60,
+                static_cast<int>(in_year % kSecondMs));
+  return text.data();
+}
+
+}  // namespace history
