@@ -19,10 +19,10 @@ namespace {
 // The bytes that are kept to find the place again in a log that was cut, and the fewest that do.
 constexpr size_t kAnchorBytes = 65536;
 constexpr size_t kLeastAnchorBytes = 32;
-// A log that ends within a line is perhaps being written. After these waits the writer has died or
-// is stopped.
-constexpr int kMostWaits = 500;
+// A log that ends within a line is perhaps being written. After the longest wait the writer has
+// died or is stopped.
 constexpr std::chrono::milliseconds kWait{1};
+constexpr std::chrono::milliseconds kLongestWait{500};
 
 struct Buffer {
   size_t capacity = 0;
@@ -70,25 +70,6 @@ bool IsMapped(const std::string& path) {
   return false;
 }
 
-// Returns how many bytes of the buffer's text the log ends in.
-size_t AppendedPart(const std::string& log, const std::string& text) {
-  size_t part = std::min(text.size(), log.size());
-  while (part > 0 && log.compare(log.size() - part, part, text, 0, part) != 0) {
-    --part;
-  }
-  return part;
-}
-
-// Returns how many bytes of the buffer's text an append that has come to a line's end, or isn't
-// cleared, has perhaps put at the end of the log. A line may also stand there twice.
-size_t Appended(const std::string& log, const Buffer& buffer) {
-  const size_t reach = buffer.capacity + buffer.text.size();
-  const size_t begin = log.size() - std::min(log.size(), reach);
-  return !buffer.text.empty() && log.find(buffer.text, begin) != std::string::npos
-             ? buffer.text.size()
-             : AppendedPart(log, buffer.text);
-}
-
 // Returns how many bytes of the buffer's text the log already has.
 size_t Overlap(const std::string& log, const Buffer& buffer) {
   const std::string& text = buffer.text;
@@ -118,7 +99,11 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
     if (log.find(text) != std::string::npos) {
       return text.size();
     }
-    return AppendedPart(log, text);
+    for (size_t part = std::min(text.size(), log.size()); part > 0; --part) {
+      if (log.compare(log.size() - part, part, text, 0, part) == 0) {
+        return part;
+      }
+    }
   }
   return 0;
 }
@@ -148,7 +133,8 @@ std::string LogReader::BufferPath() const {
 
 LogReader::Look LogReader::LookAtFiles() const {
   const std::string buffer_path = BufferPath();
-  for (int waits = 0;;) {
+  const auto wait_end = std::chrono::steady_clock::now() + kLongestWait;
+  for (;;) {
     const GrowingFile file(path_);
     Look look;
     look.inode = file.inode();
@@ -167,17 +153,12 @@ LogReader::Look LogReader::LookAtFiles() const {
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
     }
-    look.overlap = Overlap(look.log, buffer);
-    const size_t appended = look.overlap == 0 ? Appended(look.log, buffer) : 0;
-    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) || appended > 0) &&
-        waits < kMostWaits) {
-      ++waits;
+    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text)) &&
+        std::chrono::steady_clock::now() < wait_end) {
       std::this_thread::sleep_for(kWait);
       continue;
     }
-    if (appended > 0 && IsMapped(buffer_path)) {
-      look.overlap = appended;  // the writer is stopped within the append
-    }
+    look.overlap = Overlap(look.log, buffer);
     look.buffer = std::move(buffer.text);
     return look;
   }

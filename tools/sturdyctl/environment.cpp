@@ -18,8 +18,8 @@ constexpr int kEnvironmentId = 1;
 
 // Returns whether the client's user can write the caches that are there.
 bool CanWriteCaches(const std::string& data_folder) {
-  for (const char* path : {"", "lbs/", "lbs/lbs.data", "http_dns/", "http_dns/http_dns_cache.data",
-                           "http_dns/http_server_cache.data"}) {
+  for (const char* path : {"", "sturdy_comp.log", "lbs/", "lbs/lbs.data", "http_dns/",
+                           "http_dns/http_dns_cache.data", "http_dns/http_server_cache.data"}) {
     if (access((data_folder + path).c_str(), W_OK) != 0 && errno != ENOENT) {
       return false;
     }

@@ -123,6 +123,7 @@ void StatisticCountTimerInvoker::TimedOut(uint64_t of_arming) {
     return;
   }
   ZO_LOG(LV_APP) << "[statistic][time out] Statistic count :" << records.size();
+  count = 0;  // without memory for the report, the next failure arms the timer again
   EndBatch(DoInvoke(std::list<StatisticRecord>(records)));
 }
 
