@@ -70,6 +70,19 @@ bool IsMapped(const std::string& path) {
   return false;
 }
 
+// Returns how many bytes of the buffer's text stand at the end of the log, from a line's begin on.
+size_t AppendedPart(const std::string& log, const std::string& text) {
+  size_t part = std::min(text.size(), log.size());
+  const auto is_appended = [&] {
+    const size_t begin = log.size() - part;
+    return (begin == 0 || log[begin - 1] == '\n') && log.compare(begin, part, text, 0, part) == 0;
+  };
+  while (part > 0 && !is_appended()) {
+    --part;
+  }
+  return part;
+}
+
 // Returns how many bytes of the buffer's text the log already has.
 size_t Overlap(const std::string& log, const Buffer& buffer) {
   const std::string& text = buffer.text;
@@ -99,11 +112,7 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
     if (log.find(text) != std::string::npos) {
       return text.size();
     }
-    for (size_t part = std::min(text.size(), log.size()); part > 0; --part) {
-      if (log.compare(log.size() - part, part, text, 0, part) == 0) {
-        return part;
-      }
-    }
+    return AppendedPart(log, text);
   }
   return 0;
 }
@@ -153,7 +162,10 @@ LogReader::Look LogReader::LookAtFiles() const {
     if (!file.IsInPlace() || file.Size() < look.begin + look.log.size()) {
       continue;  // the log was cut meanwhile
     }
-    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text)) &&
+    // Wait for the end of an append. Equal lines may look like one, so this is a reason to wait
+    // only.
+    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) ||
+         AppendedPart(look.log, buffer.text) > 0) &&
         std::chrono::steady_clock::now() < wait_end) {
       std::this_thread::sleep_for(kWait);
       continue;

@@ -15,7 +15,8 @@ namespace log_reader {
 //   3. If the log is too long, it copies the newer half and renames that over the log.
 //   4. It clears the buffer.
 // From 2 to 4 both files have the same text, and during 2 the log has a part of it. The files have
-// no lock, so the reader compares them: lines differ, since each has its time. A message
+// no lock, so the reader compares them: lines differ, since each has its time. Equal lines of one
+// ms, and a writer that stops for half a second within an append, can give lines twice. A message
 // whose append is in progress is returned whole: while the process that writes it lives, a call
 // leaves it to a later one.
 //

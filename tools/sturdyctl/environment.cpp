@@ -16,8 +16,8 @@ namespace {
 
 constexpr int kEnvironmentId = 1;
 
-// Returns whether the client's user can write the caches that are there.
-bool CanWriteCaches(const std::string& data_folder) {
+// Returns whether the client's user can write the folders and files that are there.
+bool CanWriteFiles(const std::string& data_folder) {
   for (const char* path : {"", "sturdy_comp.log", "lbs/", "lbs/lbs.data", "http_dns/",
                            "http_dns/http_dns_cache.data", "http_dns/http_server_cache.data"}) {
     if (access((data_folder + path).c_str(), W_OK) != 0 && errno != ENOENT) {
@@ -43,7 +43,7 @@ Environment::Environment(const ClientOptions& options)
   // The library works without its files too. A start that can write them leaves a line in the log.
   // The process ends now, so the environment needs no exit, which can take long in a dead network.
   if (log_reader::LogReader(log_).ReadNewText().empty() ||
-      !CanWriteCaches(lab::DataFolder(client_folder_, options.business))) {
+      !CanWriteFiles(lab::DataFolder(client_folder_, options.business))) {
     throw std::runtime_error("the data folder " + client_folder_ + " can't be made or written.");
   }
 }

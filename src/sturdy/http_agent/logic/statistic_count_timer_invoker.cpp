@@ -101,8 +101,11 @@ void StatisticCountTimerInvoker::StartTimer(int32_t delay) {
   // A negative delay has passed already.
   const auto delay_ms = static_cast<uint32_t>(std::max(delay, 0));
   waits_for_pause = false;
+  // Without memory for the timer the count begins again, so that the next failure arms it.
+  const int32_t counted = std::exchange(count, 0);
   timer.StartPosted(
       delay_ms, [this, number = ++arming] { TimedOut(number); }, 0);
+  count = counted;
 }
 
 void StatisticCountTimerInvoker::CancelTimer() {
