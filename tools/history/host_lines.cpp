@@ -1,0 +1,133 @@
+#include "tools/history/host_lines.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace history {
+
+namespace {
+
+constexpr int64_t kSecondMs = 1000;
+constexpr int64_t kMaxTtlS = 10'000'000'000;
+
+std::vector<std::string> Split(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find(separator), text.size());
+    if (end > 0) {
+      parts.emplace_back(text.substr(0, end));
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return parts;
+}
+
+void AddTexts(const nlohmann::json& list, std::vector<std::string>& texts) {
+  for (const auto& element : list) {
+    if (element.is_string()) {
+      texts.push_back(element.get<std::string>());
+    }
+  }
+}
+
+// Returns a member of an object, or null.
+nlohmann::json Member(const nlohmann::json& object, const char* key) {
+  return object.is_object() && object.contains(key) ? object[key] : nlohmann::json();
+}
+
+}  // namespace
+
+void HostLines::Take(const Line& line) {
+  std::string_view rest = line.text;
+  if (line.text == "[multiple]Use http dns,host:") {
+    asks_for_second_pass_[ThreadOf(line)] = true;
+  } else if (line.text.starts_with("[multiple]User http dns")) {
+    asks_for_second_pass_[ThreadOf(line)] = false;
+  } else if (line.text == "[http dns] Begin update service") {
+    service_begins_[line.run] = line.at_ms;
+  } else if (Skip(rest, "[http dns] Check cached host: ")) {
+    TakeLook(line, rest);
+  } else if (Skip(rest, "[http dns] Check cached need update type = ")) {
+    const size_t hosts = rest.find(" : ");
+    Wish wish;
+    wish.at_ms = line.at_ms;
+    wish.is_for_second_pass = asks_for_second_pass_[ThreadOf(line)];
+    wish.hosts = hosts == std::string_view::npos ? "" : rest.substr(hosts + 3);
+    std::replace(wish.hosts.begin(), wish.hosts.end(), '|', ',');
+    wishes_[line.run].push_back(wish);
+  } else if (rest.starts_with("[http dns] Query hosts`s ip success = true")) {
+    TakeLeases(line);
+  } else if (Skip(rest, "[http dns] Update success ttl : ")) {
+    Lease lease;
+    lease.at_ms = line.at_ms;
+    lease.run = line.run;
+    lease.ttl_ms = LeadingNumber(rest).value_or(0);
+    lease.message = line.message;
+    history_.leases.push_back(lease);
+  }
+}
+
+void HostLines::TakeLook(const Line& line, std::string_view rest) {
+  const size_t host_end = rest.find(" res: ");
+  const auto state = NumberAfter(rest, " res: ");
+  if (!state || *state < 1 || *state > 3) {
+    return;
+  }
+  HostLook look;
+  look.at_ms = line.at_ms;
+  look.run = line.run;
+  look.host = rest.substr(0, host_end);
+  look.state = static_cast<HostLook::State>(*state);
+  look.message = line.message;
+  if (const size_t addresses = rest.find(" ret:"); addresses != std::string_view::npos) {
+    look.addresses = Split(rest.substr(addresses + 5), '|');
+  }
+  history_.host_looks.push_back(look);
+}
+
+void HostLines::TakeLeases(const Line& line) {
+  const auto json = nlohmann::json::parse(FramedText(line.text), nullptr, false);
+  const nlohmann::json data = Member(json, "data");
+  if (!data.is_object()) {
+    return;
+  }
+  for (const auto& [host, value] : data.items()) {
+    Lease lease;
+    lease.at_ms = line.at_ms;
+    lease.run = line.run;
+    lease.host = host;
+    lease.message = line.message;
+    const nlohmann::json ttl = Member(value, "ttl");
+    if (ttl.is_number_integer()) {
+      lease.ttl_ms = std::clamp<int64_t>(ttl.get<int64_t>(), 0, kMaxTtlS) * kSecondMs;
+    }
+    AddTexts(Member(value, "ip"), lease.addresses);
+    AddTexts(Member(value, "ipv6"), lease.addresses);
+    history_.leases.push_back(lease);
+  }
+}
+
+std::optional<HostLines::Wish> HostLines::TakeWishOfHosts(size_t run, std::string_view url) {
+  std::deque<Wish>& wishes = wishes_[run];
+  const auto wish = std::find_if(wishes.begin(), wishes.end(),
+                                 [&](const Wish& one) { return url.ends_with("=" + one.hosts); });
+  if (wish == wishes.end()) {
+    return std::nullopt;
+  }
+  Wish taken = std::move(*wish);
+  wishes.erase(wish);
+  return taken;
+}
+
+std::optional<int64_t> HostLines::TakeBeginOfService(size_t run) {
+  const auto begin = service_begins_.find(run);
+  if (begin == service_begins_.end()) {
+    return std::nullopt;
+  }
+  const int64_t at_ms = begin->second;
+  service_begins_.erase(begin);
+  return at_ms;
+}
+
+}  // namespace history

@@ -1,0 +1,130 @@
+#include "tools/history/line.h"
+
+#include <map>
+
+#include "base/log/log_format.h"
+#include "tools/history/calendar.h"
+
+namespace history {
+
+namespace {
+
+using log_reader::LogMessage;
+
+constexpr std::string_view kDashes = "\n-----------------------";
+constexpr std::string_view kStartOfBanner = "------ start ------";
+constexpr std::string_view kStartLine = "[environment] Start version";
+constexpr std::string_view kExitLine = "[environment] Exit";
+constexpr std::string_view kEndOfOldText = "load from mmap file end";
+
+bool IsBanner(std::string_view text) {
+  return text.starts_with("\r\n---") && text.find(kStartOfBanner) != std::string_view::npos;
+}
+
+// Divides the messages of each process into runs.
+class RunFinder {
+ public:
+  explicit RunFinder(History& history) : history_(history) {}
+
+  // Takes the end of the text that a start has taken over. All that is open has ended by then; a
+  // second process in the same folder begins a run of its own with its next line.
+  void TakeOldTextEnd() { open_.clear(); }
+
+  // Returns the run of a message.
+  size_t Take(const LogMessage& message, size_t place, int64_t at_ms) {
+    auto open = open_.find(message.process_id);
+    const bool is_banner = IsBanner(message.text);
+    const bool is_exit = is_banner && open != open_.end() && IsExit(message, place);
+    if (is_banner && !is_exit) {
+      open = Open(message.process_id, at_ms);
+    } else if (open == open_.end()) {
+      open = Open(message.process_id, std::nullopt);
+    }
+    const size_t run = open->second;
+    history_.runs[run].last_ms = at_ms;
+    if (is_exit) {
+      history_.runs[run].exit_ms = at_ms;
+      open_.erase(open);
+    }
+    announced_exit_[{message.process_id, message.thread_id}] = message.text == kExitLine;
+    return run;
+  }
+
+ private:
+  std::map<uint32_t, size_t>::iterator Open(uint32_t process_id, std::optional<int64_t> begin_ms) {
+    Run run;
+    run.process_id = process_id;
+    run.begin_ms = begin_ms;
+    history_.runs.push_back(run);
+    return open_.insert_or_assign(process_id, history_.runs.size() - 1).first;
+  }
+
+  // An older log doesn't say which banner is an exit's: there the banner within a run is.
+  bool IsExit(const LogMessage& message, size_t place) const {
+    const auto announced = announced_exit_.find({message.process_id, message.thread_id});
+    if (announced != announced_exit_.end() && announced->second) {
+      return true;
+    }
+    for (size_t i = place + 1; i < history_.messages.size(); ++i) {
+      const LogMessage& next = history_.messages[i];
+      if (next.process_id == message.process_id) {
+        return !next.text.starts_with(kStartLine);
+      }
+    }
+    return true;
+  }
+
+  History& history_;
+  std::map<uint32_t, size_t> open_;  // the open run of each process
+  // Whether the last line of a thread of a process was that of an exit.
+  std::map<std::pair<uint32_t, uint32_t>, bool> announced_exit_;
+};
+
+}  // namespace
+
+std::vector<Line> FindLines(History& history) {
+  std::vector<Line> lines;
+  std::map<ThreadKey, size_t> last_of_thread;
+  Calendar calendar;
+  RunFinder runs(history);
+  for (size_t i = 0; i < history.messages.size(); ++i) {
+    const LogMessage& message = history.messages[i];
+    if (message.IsMarker() && message.text == kEndOfOldText) {
+      runs.TakeOldTextEnd();
+    }
+    if (message.time.empty() || message.level == "LV_PRO") {
+      continue;
+    }
+    Line line;
+    line.message = i;
+    line.at_ms = calendar.ToMs(message.time);
+    line.run = runs.Take(message, i, line.at_ms);
+    line.thread_id = message.thread_id;
+    line.text = message.text;
+    const auto [last, is_first] = last_of_thread.try_emplace(ThreadOf(line), lines.size());
+    if (!is_first) {
+      line.previous = last->second;
+      lines[last->second].next = lines.size();
+      last->second = lines.size();
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string_view FramedText(std::string_view text) {
+  const size_t begin = text.find(kDashes);
+  const size_t end = text.rfind(kDashes);
+  const size_t line_end = text.find('\n', begin == std::string_view::npos ? begin : begin + 1);
+  if (line_end == std::string_view::npos || end <= begin) {
+    return {};
+  }
+  std::string_view framed = text.substr(line_end + 1);
+  framed = framed.substr(0, end > line_end ? end - line_end - 1 : 0);
+  if (framed.ends_with('\r')) {
+    framed.remove_suffix(1);
+  }
+  return framed;
+}
+
+}  // namespace history
