@@ -1,11 +1,10 @@
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <regex>
 
-#include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/interrupt.h"
 #include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
@@ -94,31 +93,6 @@ class Filter {
   std::string since_;  // empty once it has been reached
 };
 
-// Returns the path of the one log in a client's data folder.
-// Errors: UsageError if there is none, or more than one.
-std::string FindLog(const std::string& folder) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(folder, error)) {
-    return folder;
-  }
-  if (!std::filesystem::is_directory(folder, error)) {
-    throw UsageError("there is no folder " + folder + ".");
-  }
-  const std::vector<std::string> logs = log_reader::FindLogs(folder);
-  if (logs.empty()) {
-    throw UsageError("there is no log in " + folder +
-                     " that you may read; give a client's data folder.");
-  }
-  if (logs.size() > 1) {
-    std::string names;
-    for (const std::string& log : logs) {
-      names += " " + log;
-    }
-    throw UsageError("there are several logs in " + folder + "; give one of them:" + names);
-  }
-  return logs.front();
-}
-
 void Print(log_reader::LogReader& log, Filter& filter) {
   for (const LogMessage& message : log.ReadNewMessages()) {
     if (filter.Shows(message)) {
@@ -133,9 +107,6 @@ void Print(log_reader::LogReader& log, Filter& filter) {
 int RunLog(const LogOptions& options) {
   Filter filter(options, std::time(nullptr));
   log_reader::LogReader log(FindLog(options.folder));
-  if (const std::string refused = log_reader::FindRefusedFile(log.path()); !refused.empty()) {
-    throw UsageError("you may not read " + refused + ".");
-  }
   if (!options.follow) {
     Print(log, filter);
     return kExitOk;

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace sturdyctl {
+
+// Returns the path of the one log in a client's data folder, or of the log itself.
+// Errors: UsageError if there is none, if there is more than one, or if it may not be read.
+std::string FindLog(const std::string& folder);
+
+}  // namespace sturdyctl
