@@ -48,6 +48,11 @@ int RunLog(const LogOptions&) {
   return 0;
 }
 
+int RunWhy(const WhyOptions&) {
+  ++commands_run;
+  return 0;
+}
+
 int RunServe(const std::string&) {
   ++commands_run;
   return 0;

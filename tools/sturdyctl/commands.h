@@ -31,6 +31,15 @@ struct LogOptions {
 // Ctrl-C.
 int RunLog(const LogOptions& options);
 
+struct WhyOptions {
+  std::string folder;  // as that of LogOptions
+  bool all = false;
+  bool json = false;
+};
+
+// Prints why the client got its last answer, or each.
+int RunWhy(const WhyOptions& options);
+
 // Plays a scenario file and prints each request until Ctrl-C.
 int RunServe(const std::string& scenario_path);
 

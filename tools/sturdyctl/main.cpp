@@ -110,6 +110,34 @@ void AddLog(CLI::App& app, Command& chosen) {
   log->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunLog(*given); }; });
 }
 
+void AddWhy(CLI::App& app, Command& chosen) {
+  const auto given = std::make_shared<sturdyctl::WhyOptions>();
+  CLI::App* why = app.add_subcommand("why", "Say why a client got its address, from its log");
+  why->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
+      ->type_name("DIR")
+      ->required();
+  why->add_flag("--all", given->all, "Explain each answer, not only the last one");
+  why->add_flag("--json", given->json, "Print one JSON object, with all fetches");
+  why->footer(
+      "JSON: {\"fetches\": [{\"id\", \"kind\": lbs|service|hosts|report, \"asked_because\":\n"
+      "         start|update|token|network|third_default|default_timer|second_pass|other,\n"
+      "         \"begin\", \"end\": time or null, \"outcome\": taken|failed|superseded|under_way,\n"
+      "         \"taken_from\": {\"index\", \"url\", \"pass\"} or null,\n"
+      "         \"tries\": [{\"index\", \"url\", \"pass\": 1|2,\n"
+      "           \"begin_ms\", \"end_ms\" or null, \"silent_ms\" if it was passed over: since "
+      "the\n"
+      "             fetch's begin,\n"
+      "           \"outcome\": taken|bad_status|bad_document|failed|late|dropped|under_way,\n"
+      "           \"status\": 0 without an answer, \"cause\": a word of the log, or empty,\n"
+      "           \"started_because\": first|silence|failure,\n"
+      "           \"unsure\": true if the log fits another request too}]}],\n"
+      "       \"answers\": [{\"time\", \"host\", \"port\", \"source\": list|default,\n"
+      "         \"document\": {\"from\": fetch|cache|settings, \"fetch\": its id} or null}]}\n"
+      "       A null is what the log doesn't say.\n" +
+      std::string(kExitCodes));
+  why->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunWhy(*given); }; });
+}
+
 void AddServe(CLI::App& app, Command& chosen) {
   const auto scenario = std::make_shared<std::string>();
   CLI::App* serve =
@@ -135,7 +163,7 @@ int Run(int argc, char** argv) {
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
   Command chosen;
-  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddServe, AddDemo}) {
+  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddServe, AddDemo}) {
     add(app, chosen);
   }
   try {

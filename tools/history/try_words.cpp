@@ -1,0 +1,117 @@
+#include "tools/history/try_words.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace history {
+
+namespace {
+
+constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kCauses = {{
+    {"bad_url", "it is no URL that can be asked"},
+    {"name_not_resolved", "no address was found for its name"},
+    {"refused", "the server refused the connection"},
+    {"unreachable", "no network route leads to the server"},
+    {"connect_timeout", "the server didn't accept the connection in time"},
+    {"tls_failed", "the TLS handshake failed"},
+    {"send_failed", "the server didn't take the request"},
+    {"head_timeout", "the server took the request and sent no answer in time"},
+    {"read_timeout", "the answer began and then stopped for too long"},
+    {"reset", "the server closed the connection without an answer"},
+    {"cut_short", "the connection ended within the answer"},
+    {"too_large", "the answer was too large"},
+    {"too_long", "the whole transfer took too long"},
+    {"too_many_redirects", "the server redirected too often"},
+    {"malformed", "the answer was no HTTP"},
+    {"shut_down", "the client was exiting"},
+    {"out_of_memory", "the process had no memory, thread or descriptor left"},
+    {"not_available", "libcurl couldn't be loaded"},
+}};
+
+std::string Ms(int64_t from_ms, int64_t to_ms) {
+  return std::to_string(to_ms - from_ms) + " ms";
+}
+
+std::string FailureWords(const Try& one) {
+  if (one.cause.empty()) {
+    return ", and the log doesn't say why";
+  }
+  const std::string_view words = CauseWords(one.cause);
+  return words.empty() ? ": " + one.cause : ": " + std::string(words) + " (" + one.cause + ")";
+}
+
+std::string EndWords(const Try& one) {
+  const std::string after = one.end_ms ? " after " + Ms(one.begin_ms, *one.end_ms) : "";
+  switch (one.outcome) {
+    case TryOutcome::kTaken:
+      return "gave a good answer" + after;
+    case TryOutcome::kBadStatus:
+      return "answered with status " + std::to_string(one.status) + after;
+    case TryOutcome::kBadDocument:
+      return "answered" + after + ", but with a body that isn't complete";
+    case TryOutcome::kFailed:
+      return "failed" + after + FailureWords(one);
+    case TryOutcome::kLate:
+      return "had given no answer when another URL had" +
+             (one.cause.empty() ? "" : "; it failed" + after + FailureWords(one));
+    case TryOutcome::kDropped:
+      return one.end_ms && one.cause.empty() ? "answered" + after + ", but the answer was ignored"
+                                             : "wasn't waited for any longer";
+    case TryOutcome::kUnderWay:
+      break;
+  }
+  return "had given no answer yet";
+}
+
+}  // namespace
+
+std::string_view CauseWords(std::string_view cause) {
+  const auto* const found = std::find_if(kCauses.begin(), kCauses.end(),
+                                         [&](const auto& one) { return one.first == cause; });
+  return found == kCauses.end() ? std::string_view() : found->second;
+}
+
+std::string ShortUrl(std::string_view url) {
+  return std::string(url.substr(0, url.find_first_of("?#")));
+}
+
+std::string TryWords(const Try& one) {
+  std::string words = "URL " + std::to_string(one.index) + " " + ShortUrl(one.url);
+  if (one.silent_ms) {
+    words += " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so ";
+    words += one.outcome == TryOutcome::kTaken ? "the next URL, if any, was asked; it still "
+                                               : "it was passed over; it ";
+  } else {
+    words += " ";
+  }
+  words += EndWords(one);
+  if (one.is_unsure) {
+    words += " (or another request's URL of this number; the log doesn't tell them apart)";
+  }
+  return words;
+}
+
+std::string ReasonWords(AskedBecause reason) {
+  switch (reason) {
+    case AskedBecause::kStart:
+      return "the service started";
+    case AskedBecause::kUpdate:
+      return "the client called Update";
+    case AskedBecause::kToken:
+      return "the token changed";
+    case AskedBecause::kNetwork:
+      return "the network changed";
+    case AskedBecause::kThirdDefault:
+      return "the client had got three defaults";
+    case AskedBecause::kDefaultTimer:
+      return "the client had got a default 1200 ms before";
+    case AskedBecause::kSecondPass:
+      return "a failed request needed addresses";
+    case AskedBecause::kOther:
+      break;
+  }
+  return "of something that the log doesn't say";
+}
+
+}  // namespace history
