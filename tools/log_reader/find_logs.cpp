@@ -37,6 +37,23 @@ std::vector<std::string> FindLogs(const std::string& folder) {
   return {logs.begin(), logs.end()};
 }
 
+std::string FindRefusedFolder(const std::string& folder) {
+  std::error_code error;
+  for (const fs::path& parent : {fs::path(folder), fs::path(folder) / "sturdy_comp"}) {
+    fs::directory_iterator it(parent, error);
+    if (error && error != std::errc::no_such_file_or_directory) {
+      return parent.string();
+    }
+    for (; it != fs::directory_iterator(); it.increment(error)) {
+      const fs::file_status log = fs::status(it->path() / zo_base::kLogFileName, error);
+      if (log.type() == fs::file_type::unknown) {
+        return it->path().string();
+      }
+    }
+  }
+  return {};
+}
+
 std::string FindRefusedFile(const std::string& log_path) {
   for (const std::string& path : {log_path, BufferPath(log_path)}) {
     if (GrowingFile(path).is_refused()) {

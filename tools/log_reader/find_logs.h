@@ -13,6 +13,10 @@ namespace log_reader {
 // only its buffer file until its first flush; that counts as a log.
 std::vector<std::string> FindLogs(const std::string& folder);
 
+// Returns the first of the folders that FindLogs looks into which can't be opened; empty if there
+// is none. An absent folder is none.
+std::string FindRefusedFolder(const std::string& folder);
+
 // Returns the first of a log's two files that exists but can't be opened; empty if there is none.
 std::string FindRefusedFile(const std::string& log_path);
 

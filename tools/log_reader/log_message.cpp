@@ -97,16 +97,20 @@ LogMessage Marker(std::string_view line) {
 
 }  // namespace
 
-bool LogMessage::HasTag(std::string_view tag) const {
+std::vector<std::string_view> LogMessage::Tags() const {
+  std::vector<std::string_view> tags;
   std::string_view rest = text;
   while (rest.substr(0, 1) == "[") {
     const size_t end = std::min(rest.find(']'), rest.size());
-    if (rest.substr(1, end - 1) == tag) {
-      return true;
-    }
+    tags.push_back(rest.substr(1, end - 1));
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
-  return false;
+  return tags;
+}
+
+bool LogMessage::HasTag(std::string_view tag) const {
+  const std::vector<std::string_view> tags = Tags();
+  return std::find(tags.begin(), tags.end(), tag) != tags.end();
 }
 
 std::vector<LogMessage> ParseMessages(std::string_view text) {

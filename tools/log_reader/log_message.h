@@ -22,8 +22,9 @@ struct LogMessage {
   std::string bytes;  // the whole message as the log has it
 
   [[nodiscard]] bool IsMarker() const { return level.empty(); }
-  // Returns whether this tag is among those at the begin of the text: "[http dns][init] ..." has
-  // "http dns" and "init". A tag without "]" reaches to the end of the text.
+  // Returns the tags at the begin of the text, as parts of it: "[http dns][init] ..." has "http
+  // dns" and "init". A tag without "]" reaches to the end of the text.
+  [[nodiscard]] std::vector<std::string_view> Tags() const;
   [[nodiscard]] bool HasTag(std::string_view tag) const;
 };
 

@@ -10,7 +10,8 @@ namespace sturdyctl {
 // Each command returns the exit code of the process.
 // Errors: UsageError, which main prints and turns into exit code 2.
 
-// Prints `count` link addresses, each with its source: the list or a default.
+// Prints `count` link addresses, each with its source: the list, the settings or a default. With
+// `wait_for_update`, fails without a token, a URL of the family or a good fetch.
 int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json);
 
 // Prints the addresses of each name. Returns 1 if one of them has none.
@@ -23,12 +24,13 @@ int RunWatch(const ClientOptions& options, bool json);
 struct LogOptions {
   std::string folder;             // a data folder, a folder in it, or the log itself
   std::vector<std::string> tags;  // with or without brackets; empty: all messages
-  std::string since;
+  std::string since;              // empty: from the begin
+  std::string until;              // empty: to the end
   bool follow = false;
 };
 
 // Prints the log of a client, including the lines in its buffer. With `follow`, goes on until
-// Ctrl-C.
+// Ctrl-C. Fails if no message has one of the tags.
 int RunLog(const LogOptions& options);
 
 struct WhyOptions {

@@ -27,13 +27,19 @@ std::string FindLog(const std::string& folder) {
   if (std::filesystem::is_regular_file(folder, error)) {
     return Readable(folder);
   }
-  if (!std::filesystem::is_directory(folder, error)) {
+  const bool is_folder = std::filesystem::is_directory(folder, error);
+  if (error == std::errc::permission_denied) {
+    throw UsageError("you may not read " + folder + ".");
+  }
+  if (!is_folder) {
     throw UsageError("there is no folder " + folder + ".");
   }
   const std::vector<std::string> logs = log_reader::FindLogs(folder);
   if (logs.empty()) {
-    throw UsageError("there is no log in " + folder +
-                     " that you may read; give a client's data folder.");
+    const std::string refused = log_reader::FindRefusedFolder(folder);
+    throw UsageError(refused.empty()
+                         ? "there is no log in " + folder + "; give a client's data folder."
+                         : "you may not read " + refused + ", so its log isn't found.");
   }
   if (logs.size() > 1) {
     std::string names;

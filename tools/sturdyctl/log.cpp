@@ -1,6 +1,11 @@
 #include <cstdio>
 #include <ctime>
+#include <optional>
 #include <regex>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
 
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
@@ -26,7 +31,7 @@ std::string LogTime(std::time_t time) {
 
 // Returns the user's time as the log writes it, or "" if every line is younger. A time without a
 // date means today.
-std::string ParseTime(const std::string& text, std::time_t now) {
+std::string ParseTime(const std::string& option, const std::string& text, std::time_t now) {
   std::smatch part;
   if (std::regex_match(text, part, std::regex("(\\d{1,6})([smhd])"))) {
     const char unit = part[2].str()[0];
@@ -46,7 +51,8 @@ std::string ParseTime(const std::string& text, std::time_t now) {
     return date + " " + part[2].str() + ":" + seconds + "." + (part[4].str() + "000").substr(0, 3);
   }
   throw UsageError(
-      "--since takes a time such as 14:05, 14:05:30.250 or \"03-14 14:05\", or an age such as "
+      option +
+      " takes a time such as 14:05, 14:05:30.250 or \"03-14 14:05\", or an age such as "
       "90s, 15m, 2h or 1d, but not \"" +
       text + "\".");
 }
@@ -62,13 +68,25 @@ class Filter {
         tag = tag.substr(1, tag.size() - 2);
       }
     }
-    const std::string since = options.since.empty() ? "" : ParseTime(options.since, now);
+    const std::string since = options.since.empty() ? "" : ParseTime("--since", options.since, now);
     since_ = since.empty() ? "" : WithYear(since);
+    if (!options.until.empty()) {
+      const std::string until = ParseTime("--until", options.until, now);
+      until_ = until.empty() ? kBeforeAll : WithYear(until);
+    }
+    if (!since_.empty() && !until_.empty() && since_ >= until_) {
+      throw UsageError("--since must be before --until.");
+    }
   }
 
-  // Returns whether the user wants to see the message. Once one is recent enough, all later ones
-  // are, even if the clock was set back.
+  // Returns whether the user wants to see the message. The first one that is recent enough begins
+  // the range and the first one after it ends it, even if the clock is set back later.
   bool Shows(const LogMessage& message) {
+    is_over_ =
+        is_over_ || (!until_.empty() && !message.time.empty() && WithYear(message.time) >= until_);
+    if (is_over_) {
+      return false;
+    }
     if (!since_.empty()) {
       if (message.time.empty() || WithYear(message.time) < since_) {
         return false;
@@ -82,7 +100,41 @@ class Filter {
     return tagged;
   }
 
+  // Returns whether no later message can be shown.
+  [[nodiscard]] bool is_over() const { return is_over_; }
+
+  // Tells the user of tags that no message has, and which ones there are.
+  // Errors: std::runtime_error if no wanted tag is there, unless the log may grow.
+  void CheckTags(const std::vector<LogMessage>& messages, bool may_grow) const {
+    std::set<std::string_view> there;
+    for (const LogMessage& message : messages) {
+      const std::vector<std::string_view> tags = message.Tags();
+      there.insert(tags.begin(), tags.end());
+    }
+    size_t missing = 0;
+    std::string text = "no message has the tag";
+    for (const std::string& tag : tags_) {
+      if (there.find(tag) == there.end()) {
+        text += (missing++ > 0 ? ", " : " ") + tag;
+      }
+    }
+    if (missing == 0) {
+      return;
+    }
+    text += "; the tags are:";
+    for (const std::string_view tag : there) {
+      text.append(tag == *there.begin() ? " " : ", ").append(tag);
+    }
+    if (missing == tags_.size() && !may_grow) {
+      throw std::runtime_error(text + ".");
+    }
+    std::fprintf(stderr, "sturdyctl: %s.\n", text.c_str());
+  }
+
  private:
+  // Sorts before each time with its year.
+  static constexpr char kBeforeAll[] = "0";
+
   // Lines have no year. One that seems to be of the future is of last year.
   std::string WithYear(const std::string& time) const {
     return (time > tomorrow_ ? "0 " : "1 ") + time;
@@ -91,10 +143,12 @@ class Filter {
   std::vector<std::string> tags_;
   const std::string tomorrow_;
   std::string since_;  // empty once it has been reached
+  std::string until_;
+  bool is_over_ = false;
 };
 
-void Print(log_reader::LogReader& log, Filter& filter) {
-  for (const LogMessage& message : log.ReadNewMessages()) {
+void Print(const std::vector<LogMessage>& messages, Filter& filter) {
+  for (const LogMessage& message : messages) {
     if (filter.Shows(message)) {
       std::fwrite(message.bytes.data(), 1, message.bytes.size(), stdout);
     }
@@ -107,14 +161,17 @@ void Print(log_reader::LogReader& log, Filter& filter) {
 int RunLog(const LogOptions& options) {
   Filter filter(options, std::time(nullptr));
   log_reader::LogReader log(FindLog(options.folder));
-  if (!options.follow) {
-    Print(log, filter);
-    return kExitOk;
+  std::optional<Interrupt> interrupt;
+  if (options.follow) {
+    interrupt.emplace();
   }
-  Interrupt interrupt;
-  do {
-    Print(log, filter);
-  } while (std::ferror(stdout) == 0 && !interrupt.WaitFor(kPollInterval));
+  const std::vector<LogMessage> messages = log.ReadNewMessages();
+  filter.CheckTags(messages, options.follow);
+  Print(messages, filter);
+  while (options.follow && std::ferror(stdout) == 0 && !filter.is_over() &&
+         !interrupt->WaitFor(kPollInterval)) {
+    Print(log.ReadNewMessages(), filter);
+  }
   return kExitOk;
 }
 

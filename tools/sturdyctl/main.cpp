@@ -10,6 +10,7 @@
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/pages.h"
+#include "tools/sturdyctl/parse_error.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace {
@@ -30,11 +31,11 @@ void AddLink(CLI::App& app, Command& chosen) {
     bool json = false;
   };
   const auto given = std::make_shared<Arguments>();
-  CLI::App* link =
-      app.add_subcommand("link", "Print link addresses, each from the list or a default");
+  CLI::App* link = app.add_subcommand(
+      "link", "Print link addresses, each from the list, the settings or a default");
   link->add_option("--count", given->count, "Number of addresses")->check(CLI::Range(1, 100000));
   link->add_flag("--wait", given->wait,
-                 "Wait for the end of the first fetch (forever if no URL is of --family)");
+                 "Wait for the end of the first fetch; end with 1 if it fails or none is made");
   link->add_flag("--json", given->json, "Print one JSON object");
   given->options.AddTo(*link);
   link->footer(
@@ -101,11 +102,14 @@ void AddLog(CLI::App& app, Command& chosen) {
       ->type_name("DIR")
       ->required();
   log->add_flag("--follow", given->follow, "Print new messages until Ctrl-C");
-  log->add_option("--tag", given->tags, "Only messages with this tag, such as lbs; repeatable")
+  log->add_option("--tag", given->tags,
+                  "Only messages with this tag, such as lbs; repeat it for more")
       ->allow_extra_args(false);
   log->add_option(
       "--since", given->since,
       "Only messages since 14:05 or \"03-14 14:05:30\", or of the last 90s, 15m, 2h or 1d");
+  log->add_option("--until", given->until,
+                  "Only messages before this time, or until 90s, 15m, 2h or 1d ago");
   log->footer(kExitCodes);
   log->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunLog(*given); }; });
 }
@@ -171,7 +175,7 @@ int Run(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    std::fprintf(stderr, "sturdyctl: %s\n", error.what());
+    std::fprintf(stderr, "sturdyctl: %s\n", sturdyctl::ParseErrorText(app, error).c_str());
     return sturdyctl::kExitUsage;
   }
   return chosen();

@@ -102,15 +102,18 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
 TEST_F(LogReaderTest, RefusedFilesCountAsEmpty) {
   SetLog(Lines(0, 3));
   EXPECT_EQ(FindRefusedFile(path_), "") << "without a buffer";
+  EXPECT_EQ(FindRefusedFolder(folder_.path()), "") << "without a folder sturdy_comp";
   rlimit limit = {};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit none = {0, limit.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
   const std::string text = LogReader(path_).ReadNewText();
   const std::string refused = FindRefusedFile(path_);
+  const std::string folder = FindRefusedFolder(folder_.path());
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_EQ(text, "");
   EXPECT_EQ(refused, path_);
+  EXPECT_EQ(folder, folder_.path());
 }
 
 // Looks after each step. The looks together return what was written.

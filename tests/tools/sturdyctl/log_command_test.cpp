@@ -80,6 +80,9 @@ TEST_F(LogCommand, FiltersByTagAndTime) {
       {{log, "--since", "365d"}, old + hours + back + now},
       {{log, "--since", At(-2 * kHour - 60)}, hours + back + now},
       {{log, "--since", At(-2 * kHour + 60).substr(0, 14)}, now},
+      {{log, "--until", "3600s", "--tag", "rsp", "--tag", "misspelt"},
+       "sturdyctl: no message has the tag misspelt; the tags are: lbs, multiple, rsp.\n" + hours},
+      {{log, "--since", "150m", "--until", "3600s", "--follow"}, hours + back},
   };
   for (const auto& show : cases) {
     std::vector<std::string> command = {STURDYCTL, "log"};
