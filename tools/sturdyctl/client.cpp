@@ -12,6 +12,8 @@ namespace sturdyctl {
 
 namespace {
 
+constexpr int kFetched = 200;
+
 // The service's callback has no user value, so the process has one target.
 std::mutex update_mutex;
 Client::UpdateCallback& UpdateTarget() {
@@ -57,7 +59,14 @@ Client::Client(const ClientOptions& options, UpdateCallback on_update) {
   const auto lbs = options.LbsRecord();
   {
     const std::lock_guard<std::mutex> lock(update_mutex);
-    UpdateTarget() = std::move(on_update);
+    UpdateTarget() = [this, on_update = std::move(on_update)](int code, const std::string& text) {
+      if (code == kFetched) {
+        has_fetched_ = true;
+      }
+      if (on_update) {
+        on_update(code, text);
+      }
+    };
   }
   environment_ = std::make_unique<Environment>(options);
   service_ = object().GetLBSService();
@@ -65,7 +74,14 @@ Client::Client(const ClientOptions& options, UpdateCallback on_update) {
     throw std::runtime_error("the service did not start");
   }
   service_->SetUpdateCallback(&OnUpdate);
+  log_reader::LogReader start(log());
   service_->Start(lbs);
+  for (const log_reader::LogMessage& message : start.ReadNewMessages()) {
+    if (message.text.starts_with("[lbs] First document from cache fetched:") &&
+        message.text.ends_with(" ago")) {
+      has_fetched_ = true;
+    }
+  }
 }
 
 Client::~Client() {
@@ -83,6 +99,7 @@ LinkAnswer Client::NextLink(net::AddressFamily family) {
     throw std::runtime_error("the service returned no link address");
   }
   answer.host = host;
+  answer.from_settings = !has_fetched_;
   for (const log_reader::LogMessage& message : log().ReadNewMessages()) {
     if (message.text.starts_with("[lbs] Get link address ") &&
         message.text.ends_with(" use default:true")) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -12,13 +13,14 @@
 
 namespace sturdyctl {
 
-// One answer of GetLinkAddress. `from_default` comes from the line that the call left in the log,
-// since the call doesn't return it.
+// One answer of GetLinkAddress. The call doesn't return the source: `from_default` comes from the
+// line that it left in the log. `from_settings`: no server has ever sent the list.
 struct LinkAnswer {
   std::string host;
   uint16_t port = 0;
   net::AddressFamily family = net::kIPFamilyAny;
   bool from_default = false;
+  bool from_settings = false;
 
   std::string HostPort() const { return host + ":" + std::to_string(port); }
 };
@@ -52,6 +54,7 @@ class Client {
  private:
   std::unique_ptr<Environment> environment_;
   zo_sturdy::IZOSturdyLBSService* service_ = nullptr;
+  std::atomic<bool> has_fetched_{false};  // the active document, in this run or an earlier one
 };
 
 }  // namespace sturdyctl

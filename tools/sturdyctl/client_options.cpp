@@ -1,13 +1,17 @@
 #include "tools/sturdyctl/client_options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstring>
+#include <regex>
 
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
 
 namespace {
+
+constexpr int kMaxPort = 65535;
 
 template <size_t kSize>
 void Fill(char (&field)[kSize], const std::string& text, const std::string& option) {
@@ -30,20 +34,30 @@ void FillRows(char (&rows)[kRows][kSize], const std::vector<std::string>& texts,
   }
 }
 
+// Refuses a text that the library would ask nothing for. It has a scheme, a host and perhaps a
+// port.
+void CheckUrl(const std::string& text) {
+  static const std::regex url(
+      R"(https?://([^/?#@\s]*@)?(\[[0-9a-f:.]+\]|[^/?#@:\[\]\s]+)(:0*(\d{1,5}))?([/?#]\S*)?)",
+      std::regex::icase);
+  std::smatch part;
+  if (!std::regex_match(text, part, url) || (part[4].matched && std::stoi(part[4]) > kMaxPort)) {
+    throw UsageError("--lbs takes URLs such as http://host/path, and \"" + text + "\" isn't one.");
+  }
+}
+
 }  // namespace
 
 void ClientOptions::AddTo(CLI::App& command) {
   AddEnvironmentTo(command);
   command
       .add_option("--lbs", lbs_urls,
-                  "URL of a load-balancing server; tried in the given order, at most 6")
-      ->allow_extra_args(false);
+                  "URLs of load-balancing servers; tried in the given order, at most 6")
+      ->type_name("URL");
   command.add_option("--default-v4", default_v4, "host:port of the default IPv4 link server");
   command.add_option("--default-v6", default_v6, "host:port of the default IPv6 link server");
-  command
-      .add_option("--default-link", default_links,
-                  "host:port of a server in the list of defaults; at most 5")
-      ->allow_extra_args(false);
+  command.add_option("--default-link", default_links,
+                     "host:port of the servers in the list of defaults; at most 5");
 }
 
 void ClientOptions::AddEnvironmentTo(CLI::App& command) {
@@ -83,6 +97,7 @@ zo_sturdy::_ZOSturdyLBSSettings ClientOptions::LbsRecord() const {
   if (!lbs_urls.empty()) {
     Fill(record.lbs_url, lbs_urls[0], "--lbs");
     FillRows(record.lbs_backup_urls, lbs_urls, 1, "--lbs");
+    std::for_each(lbs_urls.begin(), lbs_urls.end(), CheckUrl);
   }
   Fill(record.default_link_v4, default_v4, "--default-v4");
   Fill(record.default_link_v6, default_v6, "--default-v6");

@@ -1,3 +1,5 @@
+#include <netdb.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -25,6 +27,18 @@ void CheckName(const std::string& name) {
   }
 }
 
+// Returns whether the library takes the name as an address, so that there is nothing to resolve.
+bool IsAddress(const std::string& name) {
+  addrinfo hints = {};
+  hints.ai_flags = AI_NUMERICHOST;  // looks nothing up
+  addrinfo* found = nullptr;
+  const bool is_address = getaddrinfo(name.c_str(), nullptr, &hints, &found) == 0;
+  if (is_address) {
+    freeaddrinfo(found);
+  }
+  return is_address;
+}
+
 nlohmann::json Query(zo_sturdy::IZOSturdyObject& object, const std::string& name,
                      net::AddressFamily family) {
   std::string out(zo_sturdy::kQueryHostBufferSize, '\0');
@@ -41,13 +55,16 @@ nlohmann::json Query(zo_sturdy::IZOSturdyObject& object, const std::string& name
 }
 
 void Print(const nlohmann::json& host) {
-  std::printf("%-40s", host.at("host").get<std::string>().c_str());
+  const auto name = host.at("host").get<std::string>();
+  std::printf("%-40s", name.c_str());
   for (const char* family : {"ipv4", "ipv6"}) {
     for (const auto& address : host.at(family)) {
       std::printf(" %s", address.get<std::string>().c_str());
     }
   }
-  std::puts(host.at("code") == kResolved ? "" : " not resolved");
+  std::puts(host.at("code") == kResolved ? ""
+            : IsAddress(name)            ? " is an address, so there is nothing to resolve"
+                                         : " not resolved");
   std::fflush(stdout);
 }
 

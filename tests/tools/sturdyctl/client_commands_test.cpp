@@ -134,23 +134,30 @@ TEST_F(SturdyctlTest, QueryHostFailsIfANameHasNoAddress) {
   for (const auto& [arguments, code, hosts] : cases) {
     EXPECT_EQ(JsonOf("query-host", arguments, code).at("hosts").dump(), hosts);
   }
-  lab::Child text(Command("query-host", {"a.test", "b.test"}));
+  lab::Child text(Command("query-host", {"a.test", "b.test", "::1"}));
   EXPECT_THAT(text.ReadRest(),
               testing::ContainsRegex(
-                  "^a.test +192.0.2.1 192.0.2.2 \\[2001:db8::1\\]\nb.test +not resolved\nlog: "));
+                  "^a.test +192.0.2.1 192.0.2.2 \\[2001:db8::1\\]\nb.test +not resolved\n"
+                  "::1 +is an address, so there is nothing to resolve\nlog: "));
   EXPECT_EQ(text.Wait(), 1);
 }
 
 TEST_F(SturdyctlTest, LinkOptionsReachTheSettings) {
   const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
-      {{"--default-link", "a:1", "--default-link", "b:2", "--count", "2"}, {"a:1", "b:2"}},
-      {{"--default-v4", "192.0.2.1:4", "--default-v6", "[::1]:6", "--family", "v6"}, {"[::1]:6"}},
+      {{"--default-link", "a:1", "b:2", "--count", "2"}, {"settings a:1", "settings b:2"}},
+      // From the cache, which the run before has made of its settings.
+      {{"--default-link", "c:3", "--count", "3"},
+       {"settings a:1", "settings b:2", "default localhost:8080"}},
+      {{"--lbs", "http://new/", "--default-v4", "192.0.2.1:4", "--default-v6", "[::1]:6",
+        "--family", "v6"},
+       {"settings [::1]:6"}},
   };
   for (const auto& [arguments, expected] : cases) {
     const json output = JsonOf("link", arguments);
     std::vector<std::string> links;
     for (const json& link : output.at("links")) {
-      links.push_back(link.at("host").get<std::string>() + ":" + link.at("port").dump());
+      links.push_back(link.at("source").get<std::string>() + " " +
+                      link.at("host").get<std::string>() + ":" + link.at("port").dump());
     }
     EXPECT_EQ(links, expected);
   }
@@ -170,7 +177,8 @@ TEST_F(SturdyctlTest, TlsKeysGoToNoFile) {
   std::vector<std::string> link = Fetching("link", lab, {"--wait"});
   link.insert(link.begin(), {"/usr/bin/env", "SSLKEYLOGFILE=" + keys});
   lab::Child child(link);
-  EXPECT_THAT(child.ReadRest(), HasSubstr("192.0.2.1:1"));
+  EXPECT_THAT(child.ReadRest(),
+              HasSubstr("192.0.2.1:1                              v4   from list"));
   std::ifstream in(keys);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "");
 }
