@@ -11,6 +11,7 @@
 #include "base/process/no_destructor.h"
 #include "network/http_request_win.h"
 #include "network/http_response.h"
+#include "network/transfer_failure.h"
 
 namespace KRBASE::network {
 
@@ -158,6 +159,7 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
   if (is_queued) {
     Wake();
   } else if (request != nullptr) {
+    LogTransferFailure(request->url, {TransferCause::kOutOfMemory, {}}, 0);
     Answer(this, request, HttpResponse());
   }
 }
@@ -257,6 +259,9 @@ void HttpClient::Forward(const std::shared_ptr<HttpRequest>& request, IHttpReque
 
 // Nobody else would end the request, so the thread tries until there is memory for the answer.
 void HttpClient::AnswerWithoutTransfer(const std::shared_ptr<HttpRequest>& request) {
+  if (IsRunning()) {
+    LogTransferFailure(request->url, {TransferCause::kOutOfMemory, {}}, 0);
+  }
   while (IsRunning()) {
     try {
       Answer(this, request, HttpResponse());

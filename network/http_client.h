@@ -57,7 +57,8 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
   // Blocks until there is a request and leaves it at the front of `working`. Empty at a stop.
   std::shared_ptr<HttpRequest> WaitForRequest();
   void Forward(const std::shared_ptr<HttpRequest>& request, IHttpRequestor& transport);
-  // Answers a request that no worker can take, or whose answer is lost, with status 0.
+  // Answers a request that no worker can take, or whose answer is lost, with status 0 and the cause
+  // kOutOfMemory.
   void AnswerWithoutTransfer(const std::shared_ptr<HttpRequest>& request);
   void Wake();
   void ClearLists();

@@ -1,11 +1,14 @@
 #include "network/http_request_win.h"
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/thread/clock.h"
 #include "network/http_status.h"
 #include "network/platform/exit_gate.h"
+#include "network/transfer_failure.h"
 #include "network/win_http.h"
 
 namespace KRBASE::network {
@@ -32,8 +35,9 @@ HttpHeaderList HeaderPairs(std::string_view head) {
   return pairs;
 }
 
-// Blocks for the whole transfer. Throws std::bad_alloc.
-std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
+// Blocks for the whole transfer. Sets `failure` if it fails. Throws std::bad_alloc.
+std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request,
+                                       std::optional<TransferFailure>& failure) {
   CWinHttp http;
   for (const auto& [name, value] : request.headers) {
     http.AddHeader(name, value);
@@ -43,6 +47,7 @@ std::shared_ptr<HttpResponse> Transfer(const HttpRequest& request) {
 
   auto response = std::make_shared<HttpResponse>();
   response->body = http.Request(request.url, request.method, "", post_data);
+  failure = http.GetFailure();
   response->success = http.GetStatusCode() == kStatusOk;
   response->host_addresses = http.GetHostAddresses();
   response->headers = HeaderPairs(http.GetHeaderText());
@@ -67,10 +72,16 @@ void HttpRequestWin::MakePool() {
 void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Done& done) {
   // The empty answer is made here, since there may be no memory for it later.
   pool->commit([request, done, response = std::make_shared<HttpResponse>()]() mutable {
+    const int64_t begin_ms = zo_base::Clock::MonotonicMs();
+    std::optional<TransferFailure> failure;
     try {
-      response = Transfer(*request);
+      response = Transfer(*request, failure);
     } catch (const std::exception&) {
-      // Most likely out of memory. Fails like any other transfer, with the empty answer.
+      // Fails like any other transfer, with the empty answer.
+      failure = {TransferCause::kOutOfMemory, {}};
+    }
+    if (failure.has_value()) {
+      LogTransferFailure(request->url, *failure, zo_base::Clock::MonotonicMs() - begin_ms);
     }
     done(response);
   });

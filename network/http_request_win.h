@@ -12,8 +12,9 @@ namespace KRBASE::network {
 // Ignores `host`, `ip`, `port` and `sni` of a request.
 // Threads: Send from one at a time. `done` runs on a worker.
 // Owner:   HttpClient. The destructor waits for the transfers in progress.
-// Errors:  a failed transfer is a response with status 0. Send throws if the pool can't take the
-//          task. Otherwise `done` is called exactly once, unless the pool ends first.
+// Errors:  a failed transfer is a response with status 0, or with the status of an answer that lost
+//          its body. The worker logs it before it calls `done`. Send throws if the pool can't take
+//          the task. Otherwise `done` is called exactly once, unless the pool ends first.
 class HttpRequestWin : public IHttpRequestor {
  public:
   ~HttpRequestWin() override;

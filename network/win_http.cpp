@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/platform/file.h"
+#include "network/platform/exit_gate.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_limits.h"
 
@@ -20,11 +21,14 @@ using KRBASE::network::kHttpQueryFailed;
 using KRBASE::network::kHttpReadFailed;
 using KRBASE::network::kHttpSendFailed;
 using KRBASE::network::kHttpTooLarge;
+using KRBASE::network::TransferCause;
+using KRBASE::network::TransferSteps;
 using KRBASE::network::platform::CrackUrl;
 using KRBASE::network::platform::HttpConnection;
 using KRBASE::network::platform::HttpRequestHandle;
 using KRBASE::network::platform::HttpSession;
 using KRBASE::network::platform::HttpUrl;
+using KRBASE::network::platform::IsExitGateClosed;
 using KRBASE::network::platform::kMaxBodyBytes;
 
 namespace {
@@ -51,6 +55,11 @@ bool CWinHttp::Fail(HttpInterfaceError reason) {
   return false;
 }
 
+bool CWinHttp::FailTransfer(HttpInterfaceError reason, TransferCause cause) {
+  failure = {cause, request != nullptr ? request->steps() : TransferSteps()};
+  return Fail(reason);
+}
+
 void CWinHttp::CloseHandles() {
   request.reset();
   connection.reset();
@@ -60,7 +69,8 @@ void CWinHttp::CloseHandles() {
 bool CWinHttp::OpenSession() {
   session = HttpSession::Open(kAgent);
   if (session == nullptr) {
-    return Fail(kHttpOpenFailed);
+    return FailTransfer(kHttpOpenFailed, IsExitGateClosed() ? TransferCause::kShutDown
+                                                            : TransferCause::kNotAvailable);
   }
   session->SetTimeOuts({connect_time_out, send_time_out, receive_time_out});
   return true;
@@ -77,19 +87,20 @@ bool CWinHttp::OpenRequest(const std::string& url, HttpMethod method,
   is_https = cracked.is_https;
   connection = HttpConnection::Open(*session, cracked.host, cracked.port);
   if (connection == nullptr) {
-    return Fail(kHttpConnectFailed);
+    return FailTransfer(kHttpConnectFailed, TransferCause::kBadUrl);
   }
   request = HttpRequestHandle::Open(*connection, method, cracked.target, is_https);
   if (request == nullptr) {
-    return Fail(kHttpOpenFailed);
+    return FailTransfer(kHttpOpenFailed, TransferCause::kOutOfMemory);
   }
   // For a plain URL too: it may be redirected to https.
   request->IgnoreCertificateErrors();
   request->AddOrReplaceHeaders(header.ToText());
   if (!request->Send(extra_headers, post_data)) {
-    return Fail(request->name_not_resolved() ? kHttpNameNotResolved : kHttpSendFailed);
+    const bool is_unnamed = request->cause() == TransferCause::kNameNotResolved;
+    return FailTransfer(is_unnamed ? kHttpNameNotResolved : kHttpSendFailed, request->cause());
   }
-  return request->ReceiveResponse() || Fail(kHttpOpenFailed);
+  return request->ReceiveResponse() || FailTransfer(kHttpOpenFailed, request->cause());
 }
 
 CWinHttp::ReadResult CWinHttp::ReadBlocks(const TakeBlock& take) {
@@ -115,6 +126,7 @@ std::string CWinHttp::Request(const std::string& url, int32_t method,
   body.clear();
   header_text.clear();
   status = 0;
+  failure.reset();
   const std::string_view text_to_post = post_data.c_str();
   if (!OpenRequest(url, HttpMethodOf(method), extra_headers, text_to_post)) {
     return body;
@@ -126,7 +138,8 @@ std::string CWinHttp::Request(const std::string& url, int32_t method,
     return body.size() <= kMaxBodyBytes;
   });
   if (result != ReadResult::kComplete) {
-    error = result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed;
+    FailTransfer(result == ReadResult::kQueryFailed ? kHttpQueryFailed : kHttpReadFailed,
+                 result == ReadResult::kRefused ? TransferCause::kTooLarge : request->cause());
     body.clear();
   }
   return body;

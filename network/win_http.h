@@ -13,6 +13,7 @@
 #include "network/http_interfaces.h"
 #include "network/http_method.h"
 #include "network/platform/http_handles.h"
+#include "network/transfer_failure.h"
 
 // A small synchronous HTTP wrapper over the platform's handles: one blocking transfer at a time.
 // Accepts any certificate. A request to a bare address needs that: its URL names an address, the
@@ -42,6 +43,9 @@ class CWinHttp : public IWinHttp {
   void SetTimeOut(int32_t connect_ms, int32_t send_ms, int32_t receive_ms) override;
   virtual ~CWinHttp();
 
+  // Why the last Request failed; empty if it got the whole answer, whatever its status.
+  const std::optional<KRBASE::network::TransferFailure>& GetFailure() const { return failure; }
+
   // What the look-up of the last URL's host gave, as texts for reports.
   std::list<std::string> GetHostAddresses() const;
 
@@ -60,6 +64,8 @@ class CWinHttp : public IWinHttp {
   ReadResult ReadBlocks(const TakeBlock& take);
   void CloseHandles();
   bool Fail(KRBASE::network::HttpInterfaceError reason);
+  bool FailTransfer(KRBASE::network::HttpInterfaceError reason,
+                    KRBASE::network::TransferCause cause);
 
   bool is_https = false;
   std::unique_ptr<KRBASE::network::platform::HttpSession> session;
@@ -72,6 +78,7 @@ class CWinHttp : public IWinHttp {
   HttpDownloadCallback callback = nullptr;
   void* user_value = nullptr;
   KRBASE::network::HttpInterfaceError error = KRBASE::network::kHttpNoError;
+  std::optional<KRBASE::network::TransferFailure> failure;
   std::string header_text;
   std::string body;
   int32_t status = 0;

@@ -1,7 +1,5 @@
 #include "network/platform/curl_options.h"
 
-#include <sys/socket.h>
-
 #include <cstdint>
 
 namespace KRBASE::network::platform {
@@ -11,17 +9,6 @@ namespace {
 // Every host is connected to under this name, and only this name has addresses. So libcurl never
 // looks up the host in the URL, which it still uses for the Host header and for TLS.
 constexpr const char* kConnectName = "looked-up-before";
-
-curl_socket_t OpenSocket(void* /*unused*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
-  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
-
-// Keeps the keys of a connection out of the file that SSLKEYLOGFILE names: libcurl has set its own
-// callback for them by now. It has also opened the file, when it was set up.
-CURLcode StopKeyLog(CURL* /*unused*/, void* context, void* /*unused*/) {
-  Curl().set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
-  return CURLE_OK;
-}
 
 // A line in the form that libcurl sends unchanged. It drops a line "Name:" without a value.
 std::string RawHeader(const HeaderLines::Line& line) {
@@ -41,7 +28,6 @@ bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists)
   is_set &= Set(easy, CURLOPT_NOPROXY, "*");
   is_set &= Set(easy, CURLOPT_CONNECT_TO, lists.connect_to.get());
   is_set &= Set(easy, CURLOPT_RESOLVE, lists.resolve.get());
-  is_set &= Set(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
   is_set &= Set(easy, CURLOPT_NOSIGNAL, 1L);
   is_set &= Set(easy, CURLOPT_FRESH_CONNECT, 1L);
   is_set &= Set(easy, CURLOPT_FORBID_REUSE, 1L);
@@ -55,10 +41,6 @@ bool SetConnection(CURL* easy, const TransferPlan& plan, const CurlLists& lists)
 bool SetTls(CURL* easy, const TransferPlan& plan) {
   bool is_set = Set(easy, CURLOPT_SSL_ENABLE_ALPN, 0L);
   is_set &= Set(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
-  if (Curl().set_keylog_callback != nullptr) {
-    // Fails if libcurl uses another TLS library; transfers work all the same.
-    Set(easy, CURLOPT_SSL_CTX_FUNCTION, &StopKeyLog);
-  }
   if (plan.ignore_certificate_errors) {
     is_set &= Set(easy, CURLOPT_SSL_VERIFYPEER, 0L);
     is_set &= Set(easy, CURLOPT_SSL_VERIFYHOST, 0L);

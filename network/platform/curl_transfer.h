@@ -3,13 +3,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/thread/clock.h"
+#include "network/platform/curl_cause.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/curl_options.h"
 #include "network/platform/response_head.h"
 #include "network/platform/transfer_plan.h"
+#include "network/transfer_failure.h"
 
 namespace KRBASE::network::platform {
 
@@ -19,7 +22,8 @@ namespace KRBASE::network::platform {
 // socket.
 // Threads: the worker's, except that setting the clock wakes a wait from any thread.
 // Owner:   HttpRequestHandle, which makes a new one for each redirect.
-// Errors:  a step returns false, and so do all later ones. A time-out is such a failure.
+// Errors:  a step returns false, and so do all later ones. A time-out is such a failure. `cause`
+//          has the first failure.
 class CurlTransfer final : private zo_base::ClockListener {
  public:
   // Requires: `plan` and the body it refers to outlive the transfer, unchanged.
@@ -40,6 +44,11 @@ class CurlTransfer final : private zo_base::ClockListener {
   [[nodiscard]] bool ReceiveHead();
   // Blocks until a part of the body has been received, or all of it.
   [[nodiscard]] bool WaitForBody();
+
+  // Requires: a step has returned false.
+  [[nodiscard]] TransferCause cause() const { return cause_; }
+  // The steps so far. The transfer knows nothing of the look-up.
+  [[nodiscard]] TransferSteps steps() const;
 
   [[nodiscard]] const std::string& head() const { return head_.text(); }
   [[nodiscard]] int32_t status() const;
@@ -65,12 +74,19 @@ class CurlTransfer final : private zo_base::ClockListener {
   // Lets libcurl go as far as it can without waiting.
   void DriveLibcurl();
   // Waits for sockets. Returns false, and fails the transfer, if `until_ms` or the deadline has
-  // passed.
-  bool WaitUntil(int64_t until_ms);
+  // passed; in the first case with `cause`.
+  bool WaitUntil(int64_t until_ms, TransferCause cause);
+  [[nodiscard]] bool is_connected() const { return connected_at_ms_.has_value(); }
   [[nodiscard]] bool IsSent() const;
   [[nodiscard]] int64_t SentBytes() const;
-  void Fail();
+  [[nodiscard]] TransferPhase phase() const;
+  // Fails with the cause that libcurl's result has.
+  void FailWith(CURLcode code);
+  void Fail(TransferCause cause);
 
+  static curl_socket_t OnSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+  // Called when TCP has connected. Not called if libcurl uses another TLS library than OpenSSL.
+  static CURLcode OnTlsBegin(CURL* easy, void* context, void* self);
   static int OnConnected(void* self, char* to_ip, char* from_ip, int to_port, int from_port);
   static size_t OnHeadLine(char* data, size_t size, size_t count, void* self);
   static size_t OnBody(char* data, size_t size, size_t count, void* self);
@@ -85,9 +101,14 @@ class CurlTransfer final : private zo_base::ClockListener {
   std::unique_ptr<CURLM, MultiDeleter> multi_;
 
   bool is_prepared_ = false;
-  bool is_connected_ = false;
+  int socket_error_ = 0;  // the errno of the last socket; 0 if it could be opened
   bool is_over_ = false;  // libcurl has ended the transfer, or we have failed it
   bool has_failed_ = false;
+  TransferCause cause_{};
+  int64_t begun_at_ms_ = 0;
+  std::optional<int64_t> tls_at_ms_;
+  std::optional<int64_t> connected_at_ms_;  // TLS included
+  std::optional<int64_t> head_at_ms_;
 
   ResponseHead head_;
   std::string buffer_;  // the received part of the body

@@ -95,6 +95,10 @@ void ReregisterExitHandler() {
   (void)zo_base::AtEnd(CloseGate);  // if that fails, the earlier registration holds
 }
 
+bool IsExitGateClosed() {
+  return is_closed.load();
+}
+
 ExitGateGuard::ExitGateGuard() : is_inside_(Enter()) {}
 
 ExitGateGuard::~ExitGateGuard() {

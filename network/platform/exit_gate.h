@@ -29,6 +29,10 @@ void PrepareExitGate();
 // Call it inside the gate after loading code that may have registered handlers.
 void ReregisterExitHandler();
 
+// Returns whether the process has begun to exit.
+// Threads:  any.
+bool IsExitGateClosed();
+
 // Counts its thread as inside while it exists, unless the gate refuses the thread.
 // Requires: PrepareExitGate has returned. A thread holds one at a time: with two it could sleep
 //           inside the gate.

@@ -5,6 +5,7 @@
 #include "net/platform/resolver.h"
 #include "network/platform/curl_library.h"
 #include "network/platform/curl_transfer.h"
+#include "network/platform/exit_gate.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
@@ -69,9 +70,9 @@ bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_vie
 }
 
 bool HttpRequestHandle::SendHop() {
+  steps_ = {};
   if (!ResolveHost()) {
-    name_not_resolved_ = true;
-    return false;
+    return Fail(TransferCause::kNameNotResolved);
   }
   transfer_ = std::make_unique<CurlTransfer>(plan_);
   transfer_->SetDeadline(deadline_ms_);
@@ -85,12 +86,14 @@ bool HttpRequestHandle::ResolveHost() {
     plan_.addresses.push_back(literal);
     return true;
   }
+  const int64_t begin_ms = zo_base::Clock::MonotonicMs();
   net::ResolvedAddressList resolved;
   int system_error = 0;
   if (net::ResolveHostEndpoints(plan_.url.host, 0, net::kIPFamilyAny, resolved, system_error) !=
       net::kResolved) {
     return false;
   }
+  steps_.name_ms = zo_base::Clock::MonotonicMs() - begin_ms;
   for (const net::IPEndpoint& endpoint : resolved.endpoints) {
     plan_.addresses.push_back(endpoint.address);
   }
@@ -107,8 +110,16 @@ bool HttpRequestHandle::ReceiveResponse() {
     if (next_hop == NextHop::kNone) {
       return true;
     }
-    if (next_hop == NextHop::kUnusable || redirects == kMaxRedirects ||
-        zo_base::Clock::MonotonicMs() >= deadline_ms_ || !SendHop()) {
+    if (next_hop == NextHop::kUnusable) {
+      return Fail(IsExitGateClosed() ? TransferCause::kShutDown : TransferCause::kBadUrl);
+    }
+    if (redirects == kMaxRedirects) {
+      return Fail(TransferCause::kTooManyRedirects);
+    }
+    if (zo_base::Clock::MonotonicMs() >= deadline_ms_) {
+      return Fail(TransferCause::kTooLong);
+    }
+    if (!SendHop()) {
       return false;
     }
   }
@@ -128,6 +139,7 @@ HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
   if (target.has_value() && plan_.url.is_https && !target->is_https) {
     return NextHop::kNone;
   }
+  steps_ = steps();
   transfer_.reset();  // before the plan that it refers to changes
   if (!target.has_value()) {
     return NextHop::kUnusable;
@@ -166,6 +178,21 @@ bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
 
 size_t HttpRequestHandle::ReadData(char* out, size_t limit_bytes) {
   return transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
+}
+
+TransferCause HttpRequestHandle::cause() const {
+  return transfer_ != nullptr ? transfer_->cause() : cause_;
+}
+
+TransferSteps HttpRequestHandle::steps() const {
+  TransferSteps steps = transfer_ != nullptr ? transfer_->steps() : steps_;
+  steps.name_ms = steps_.name_ms;
+  return steps;
+}
+
+bool HttpRequestHandle::Fail(TransferCause cause) {
+  cause_ = cause;
+  return false;
 }
 
 }  // namespace KRBASE::network::platform

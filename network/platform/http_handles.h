@@ -12,12 +12,13 @@
 #include "network/http_method.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_plan.h"
+#include "network/transfer_failure.h"
 
 // The platform's HTTP handles: a session opens connections, a connection opens requests. Another
 // platform implements these three over its own calls.
 // Threads: one at a time. Send, ReceiveResponse and QueryDataAvailable block.
 // Owner:   the caller. Destroy requests before their connection, connections before their session.
-// Errors:  Open returns an empty pointer, every other call false.
+// Errors:  Open returns an empty pointer, every other call false. A request has its cause.
 namespace KRBASE::network::platform {
 
 class CurlTransfer;
@@ -76,11 +77,9 @@ class HttpRequestHandle {
   // Adds lines "Name: value", each ended by CRLF. A line replaces an earlier one of its name.
   void AddOrReplaceHeaders(std::string_view header_text);
 
-  // Looks the host up, connects and sends. After a failure `name_not_resolved` says whether the
-  // host has no address.
+  // Looks the host up, connects and sends.
   // Requires: `body` stays until the answer has been read.
   [[nodiscard]] bool Send(std::string_view extra_header_text, std::string_view body);
-  [[nodiscard]] bool name_not_resolved() const { return name_not_resolved_; }
   // The addresses that the look-up gave, as texts for reports; those of a redirect don't count.
   [[nodiscard]] const std::list<std::string>& host_addresses() const { return host_addresses_; }
 
@@ -97,6 +96,11 @@ class HttpRequestHandle {
   // Moves at most this many received bytes to `out` and returns their number.
   [[nodiscard]] size_t ReadData(char* out, size_t limit_bytes);
 
+  // Requires: a call has returned false.
+  [[nodiscard]] TransferCause cause() const;
+  // The steps of the last hop so far.
+  [[nodiscard]] TransferSteps steps() const;
+
  private:
   enum class NextHop { kNone, kPrepared, kUnusable };
 
@@ -105,12 +109,14 @@ class HttpRequestHandle {
   // Sends the plan's request in place of the one before.
   bool SendHop();
   bool ResolveHost();
+  bool Fail(TransferCause cause);  // returns false
   // Turns the plan into that of the next hop if the answer redirects.
   NextHop PrepareNextHop();
 
   TransferPlan plan_;
   std::unique_ptr<CurlTransfer> transfer_;  // refers to the plan
-  bool name_not_resolved_ = false;
+  TransferCause cause_{};                   // of a failure outside of a transfer
+  TransferSteps steps_;  // the look-up's; all of a hop that has ended in a redirect
   std::list<std::string> host_addresses_;
   int64_t deadline_ms_ = INT64_MAX;
 };

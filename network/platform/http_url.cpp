@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <string_view>
 
 #include "base/ascii.h"
 #include "base/decimal.h"
@@ -37,20 +36,6 @@ std::optional<uint16_t> PortOf(std::string_view text, bool is_https) {
   return port == 0 ? url::DefaultPort(is_https) : port;
 }
 
-std::string Escaped(std::string_view text) {
-  static constexpr char kHexDigits[] = "0123456789ABCDEF";
-  std::string escaped;
-  for (const char byte : text) {
-    const auto value = static_cast<unsigned char>(byte);
-    if (value <= 0x20U || value >= 0x7FU) {
-      escaped += {'%', kHexDigits[value >> 4U], kHexDigits[value & 0xFU]};
-    } else {
-      escaped += byte;
-    }
-  }
-  return escaped;
-}
-
 std::string CanonicalHost(std::string_view host) {
   net::IPBytes address;
   if (!net::ParseIPLiteral(host, address)) {
@@ -78,6 +63,20 @@ std::optional<std::string> JoinUrls(const std::string& base, const std::string& 
 }
 
 }  // namespace
+
+std::string Escaped(std::string_view text) {
+  static constexpr char kHexDigits[] = "0123456789ABCDEF";
+  std::string escaped;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (value <= 0x20U || value >= 0x7FU) {
+      escaped += {'%', kHexDigits[value >> 4U], kHexDigits[value & 0xFU]};
+    } else {
+      escaped += byte;
+    }
+  }
+  return escaped;
+}
 
 std::string UrlHost(const net::IPBytes& address) {
   const std::string text = net::IPBytesToText(address);

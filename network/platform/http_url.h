@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "net/ip_address.h"
 
@@ -25,6 +26,9 @@ struct HttpUrl {
 // Refuses other schemes than http and https, an empty host, an invalid port, and a host, or a path
 // with its query, of this many characters or more.
 std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_t path_limit);
+
+// Replaces each byte that is no visible ASCII character by "%" and two hexadecimal digits.
+std::string Escaped(std::string_view text);
 
 // The form of an address in a URL: IPv6 in brackets.
 std::string UrlHost(const net::IPBytes& address);

@@ -23,18 +23,18 @@ bool HasUnrequestedCoding(std::string_view line) {
 
 }  // namespace
 
-bool ResponseHead::AddLine(std::string_view line, int32_t status) {
+std::optional<TransferCause> ResponseHead::AddLine(std::string_view line, int32_t status) {
   received_bytes_ += line.size();
   if (received_bytes_ > kMaxHeadBytes) {
-    return false;
+    return TransferCause::kTooLarge;
   }
   if (is_complete_) {
-    return true;  // a trailer
+    return std::nullopt;  // a trailer
   }
   // libcurl reads a status of 200 from a line that begins with "HTTP/" in other letters.
   if (std::exchange(starts_next_, false)) {
     if (line.rfind("HTTP/", 0) != 0) {
-      return false;
+      return TransferCause::kMalformed;
     }
     text_.clear();
   }
@@ -45,12 +45,15 @@ bool ResponseHead::AddLine(std::string_view line, int32_t status) {
   // The empty line ends a head. A 1xx head has another one after it.
   if (line.empty()) {
     if (status < kFirstStatus) {
-      return false;  // includes 0, our status of a failed transfer
+      return TransferCause::kMalformed;  // includes 0, our status of a failed transfer
     }
     is_complete_ = status > kLastInterimStatus;
     starts_next_ = true;
   }
-  return !HasUnrequestedCoding(line);
+  if (HasUnrequestedCoding(line)) {
+    return TransferCause::kMalformed;
+  }
+  return std::nullopt;
 }
 
 }  // namespace KRBASE::network::platform

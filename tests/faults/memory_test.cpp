@@ -57,7 +57,7 @@ TEST(Memory, EachAllocationMayFail) {
   }
   for (const char* text :
        {"[thread] No memory for a task of ", "[multiple]No memory for the request",
-        "[lbs]UpdateLBS lost its request"}) {
+        "[lbs]UpdateLBS lost its request", " failed: out_of_memory after "}) {
     EXPECT_NE(log.find(text), std::string::npos) << text;
   }
 }

@@ -64,13 +64,15 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
       {lab::HttpServer("lbs"), lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
   const lab::Descriptor swallows(BindAllAddresses(SOCK_DGRAM, 53));
   dns_endpoints_ = {{"127.0.0.1", lab.Port("dns"), false}};
-  const std::vector<std::string> urls = {"http://lbs.example:" + std::to_string(lab.Port("lbs")) +
-                                         kLbsPath};
+  const std::vector<std::string> urls = {
+      "http://lbs.example:" + std::to_string(lab.Port("lbs")) + kLbsPath, "http://192.0.2.1:1/lbs"};
   const std::string document = TestDocument({"192.0.2.1:1"}, urls).Text();
   lab.SetBehaviours("lbs", kLbsPath, {lab::Answer(document)});
   auto& service = Fetch(urls);
   EXPECT_EQ(AwaitUpdate(), Update(200, document));
   EXPECT_THAT(log_.With("[lbs] Check response index:0 code:0"), SizeIs(1));
+  EXPECT_THAT(log_.With(urls[0] + " failed: name_not_resolved after "), SizeIs(1));
+  EXPECT_THAT(log_.With(urls[1] + " failed: unreachable after "), SizeIs(1));
   EXPECT_THAT(log_.With("[multiple]User http dns, host:lbs.example"), SizeIs(1));
   EXPECT_EQ(lab.journal().RequestsOf("lbs").at(0).Header("Host")->substr(0, 11), "lbs.example");
 

@@ -30,14 +30,16 @@ constexpr int32_t kReceiveMs = 20000;
 // Expects a stalled transfer to end with these results, and not before its limit. Calls `each_time`
 // whenever it has advanced the clock.
 void ExpectEnd(
-    const std::string& url, const std::string& post_data, HttpInterfaceError error, int32_t status,
-    int64_t limit_ms, const std::function<void()>& each_time = [] {}) {
+    const std::string& url, const std::string& post_data, HttpInterfaceError error,
+    TransferCause cause, int32_t status, int64_t limit_ms,
+    const std::function<void()>& each_time = [] {}) {
   ScopedTestClock clock;
   std::future<void> transfer = std::async(std::launch::async, [&] {
     CWinHttp http;
     http.SetTimeOut(kConnectMs, kSendMs, kReceiveMs);
     EXPECT_EQ(http.Request(url, post_data.empty() ? 0 : 1, "", post_data), "");
     EXPECT_EQ(http.GetErrorCode(), error);
+    EXPECT_EQ(WordOf(http.GetFailure()->cause), WordOf(cause));
     EXPECT_EQ(http.GetStatusCode(), status);
   });
   int64_t passed_ms = 0;
@@ -54,18 +56,24 @@ TEST(TimeOut, EndsEachStall) {
   const struct {
     lab::Server server;
     HttpInterfaceError error;
+    TransferCause cause;
     int32_t status;
     int32_t limit_ms;
   } kStalls[] = {
-      {HttpServer("it").Listens(lab::Listening::kNeverConnect), kHttpSendFailed, 0, kConnectMs},
-      {HttpsServer("it").Listens(lab::Listening::kNoHandshake), kHttpSendFailed, 0, kConnectMs},
-      {HttpServer("it").On("/", lab::Silent()), kHttpOpenFailed, 0, kReceiveMs},
-      {HttpServer("it").On("/", dripped), kHttpOpenFailed, 0, kReceiveMs},
-      {HttpServer("it").On("/", in_pieces), kHttpQueryFailed, 200, kReceiveMs},
+      {HttpServer("it").Listens(lab::Listening::kNeverConnect), kHttpSendFailed,
+       TransferCause::kConnectTimeout, 0, kConnectMs},
+      {HttpsServer("it").Listens(lab::Listening::kNoHandshake), kHttpSendFailed,
+       TransferCause::kConnectTimeout, 0, kConnectMs},
+      {HttpServer("it").On("/", lab::Silent()), kHttpOpenFailed, TransferCause::kHeadTimeout, 0,
+       kReceiveMs},
+      {HttpServer("it").On("/", dripped), kHttpOpenFailed, TransferCause::kHeadTimeout, 0,
+       kReceiveMs},
+      {HttpServer("it").On("/", in_pieces), kHttpQueryFailed, TransferCause::kReadTimeout, 200,
+       kReceiveMs},
   };
   for (const auto& stall : kStalls) {
     const Lab lab({stall.server});
-    ExpectEnd(lab.Url("it", "/"), "", stall.error, stall.status, stall.limit_ms);
+    ExpectEnd(lab.Url("it", "/"), "", stall.error, stall.cause, stall.status, stall.limit_ms);
     EXPECT_TRUE(lab.journal().WaitForOpen("it", 0, 10s));
   }
 }
@@ -82,13 +90,13 @@ constexpr size_t kMoreThanSocketsHold = size_t{64} << 20U;
 TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
   const DeafServer server;
   const std::string body(kMoreThanSocketsHold, 'x');
-  ExpectEnd(server.url, body, kHttpSendFailed, 0, kSendMs);
+  ExpectEnd(server.url, body, kHttpSendFailed, TransferCause::kSendFailed, 0, kSendMs);
   close(accept(server.listener.get(), nullptr, nullptr));
 
   // Each step makes progress now, but all of them would take minutes.
   int reader = -1;
   std::string taken(size_t{256} << 10U, '\0');
-  ExpectEnd(server.url, body, kHttpSendFailed, 0, 30000, [&] {
+  ExpectEnd(server.url, body, kHttpSendFailed, TransferCause::kTooLong, 0, 30000, [&] {
     reader = reader < 0 ? accept4(server.listener.get(), nullptr, nullptr, SOCK_NONBLOCK) : reader;
     (void)recv(reader, taken.data(), taken.size(), MSG_DONTWAIT);
   });
@@ -155,6 +163,7 @@ TEST(TimeOut, OfTheWholeIncludesRedirects) {
   http.SetTimeOut(kConnectMs, kSendMs, kReceiveMs);
   EXPECT_EQ(http.Request(lab.Url("it", "/"), 0, "", ""), "");
   EXPECT_EQ(http.GetErrorCode(), kHttpOpenFailed);
+  EXPECT_EQ(http.GetFailure()->cause, TransferCause::kTooLong);
   EXPECT_EQ(lab.journal().Requests().size(), 5U);
 }
 

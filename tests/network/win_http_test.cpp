@@ -1,11 +1,13 @@
 #include "network/win_http.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <tuple>
 
 #include "lab/lab.h"
 #include "network/http_interface_error.h"
+#include "tests/support/sanitizers.h"
 
 namespace KRBASE::network {
 namespace {
@@ -16,8 +18,8 @@ using lab::HttpsServer;
 using lab::Lab;
 using lab::Redirect;
 
-// Error, status and body.
-using Outcome = std::tuple<int32_t, int32_t, std::string>;
+// Error, status, body and the word of the cause.
+using Outcome = std::tuple<int32_t, int32_t, std::string, std::string_view>;
 
 // The default of 100 ms to receive is too little on a loaded machine.
 struct PatientHttp : CWinHttp {
@@ -28,7 +30,8 @@ Outcome Get(const std::string& url) {
   PatientHttp http;
   const std::string body = http.Request(url, 0, "", "");
   EXPECT_EQ(http.GetBodySize(), static_cast<int32_t>(body.size()));
-  return {http.GetErrorCode(), http.GetStatusCode(), body};
+  return {http.GetErrorCode(), http.GetStatusCode(), body,
+          http.GetFailure() ? WordOf(http.GetFailure()->cause) : ""};
 }
 
 TEST(CWinHttp, SendsExactlyTheseBytes) {
@@ -102,28 +105,30 @@ TEST(CWinHttp, ReturnsTheFinalHeadUnchanged) {
 
 TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
   const std::string line = "X: " + std::string(40000, 'x') + "\r\n";
-  const std::string long_head = "HTTP/1.1 200 OK\r\n" + line + line + "\r\n";
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
   const std::string zipped_transfer =
       "HTTP/1.1 200 OK\r\ntransfer-encoding: gzip, chunked\r\n\r\n0\r\n\r\n";
   const std::string big(1048576, 'b');
   const std::pair<lab::Behaviour, Outcome> kCases[] = {
-      {Answer(std::string("a\0b", 3)), {0, 200, std::string("a\0b", 3)}},
-      {Answer("abc").Framed(lab::Framing::kUntilClose), {0, 200, "abc"}},
-      {Answer("no zip").Field("Content-Encoding", "gzip"), {0, 200, "no zip"}},
-      {lab::Garbage(zipped_transfer), {kHttpOpenFailed, 0, ""}},
-      {Answer(big), {0, 200, big}},
-      {Answer(big + "b"), {kHttpReadFailed, 200, ""}},
-      {Answer("abcdef").Truncated(2), {kHttpReadFailed, 200, ""}},
-      {lab::Garbage("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"), {kHttpQueryFailed, 200, ""}},
-      {lab::Garbage(), {kHttpOpenFailed, 0, ""}},
-      {lab::CloseEarly(), {kHttpOpenFailed, 0, ""}},
-      {lab::Reset(), {kHttpOpenFailed, 0, ""}},
-      {lab::Garbage("HTTP/1.1 2000 OK\r\n\r\n"), {kHttpOpenFailed, 0, ""}},
-      {lab::Garbage("HtTP/1.1 500 No\r\n\r\n200 OK"), {kHttpOpenFailed, 0, ""}},
-      {lab::Garbage("HTTP/200\r\n\r\nbody"), {kHttpOpenFailed, 0, ""}},
-      {lab::Garbage(long_head), {kHttpOpenFailed, 0, ""}},
-      {Answer(302, "stay"), {0, 302, "stay"}},
-      {Redirect("file:///etc/passwd"), {kHttpOpenFailed, 0, ""}},
+      {Answer(std::string("a\0b", 3)), {0, 200, std::string("a\0b", 3), ""}},
+      {Answer("abc").Framed(lab::Framing::kUntilClose), {0, 200, "abc", ""}},
+      {Answer("no zip").Field("Content-Encoding", "gzip"), {0, 200, "no zip", ""}},
+      {lab::Garbage(zipped_transfer), {kHttpOpenFailed, 0, "", "malformed"}},
+      {Answer(big), {0, 200, big, ""}},
+      {Answer(big + "b"), {kHttpReadFailed, 200, "", "too_large"}},
+      {Answer("abcdef").Truncated(2), {kHttpReadFailed, 200, "", "cut_short"}},
+      {lab::Garbage(ok + "Content-Length: 9\r\n\r\n"), {kHttpQueryFailed, 200, "", "cut_short"}},
+      {lab::Garbage(ok + "X: 1\r\n"), {kHttpOpenFailed, 0, "", "cut_short"}},
+      {lab::Garbage(), {kHttpOpenFailed, 0, "", "malformed"}},
+      {lab::CloseEarly(), {kHttpOpenFailed, 0, "", "reset"}},
+      {lab::Reset(), {kHttpOpenFailed, 0, "", "reset"}},
+      {lab::Garbage("HTTP/1.1 2000 OK\r\n\r\n"), {kHttpOpenFailed, 0, "", "malformed"}},
+      {lab::Garbage("HtTP/1.1 500 No\r\n\r\n200 OK"), {kHttpOpenFailed, 0, "", "malformed"}},
+      {lab::Garbage("HTTP/200\r\n\r\nbody"), {kHttpOpenFailed, 0, "", "malformed"}},
+      {lab::Garbage(ok + line + line + "\r\n"), {kHttpOpenFailed, 0, "", "too_large"}},
+      {lab::Garbage(ok + big), {kHttpOpenFailed, 0, "", "too_large"}},
+      {Answer(302, "stay"), {0, 302, "stay", ""}},
+      {Redirect("file:///etc/passwd"), {kHttpOpenFailed, 0, "", "bad_url"}},
   };
   for (const auto& [behaviour, expected] : kCases) {
     const Lab lab({HttpServer("http").On("/", behaviour), HttpsServer("https").On("/", behaviour)});
@@ -135,11 +140,34 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
 }
 
 TEST(CWinHttp, ReportsWhereATransferFailed) {
-  const Lab lab({HttpServer("refuses").Listens(lab::Listening::kRefuse)});
-  EXPECT_EQ(Get(std::string("http://a\0b/", 11)), (Outcome{kHttpNameNotResolved, 0, ""}));
-  EXPECT_EQ(Get("http://" + std::string(260, 'a')), (Outcome{kHttpConnectFailed, 0, ""}));
-  EXPECT_EQ(Get("http://a/" + std::string(1299, 'a')), (Outcome{kHttpConnectFailed, 0, ""}));
-  EXPECT_EQ(Get(lab.Url("refuses", "/")), (Outcome{kHttpSendFailed, 0, ""}));
+  using lab::Listening;
+  const Lab lab({HttpServer("refuses").Listens(Listening::kRefuse),
+                 HttpServer("resets").Listens(Listening::kReset),
+                 HttpServer("chunks").On("/", lab::Garbage("HTTP/1.1 200 OK\r\nTransfer-Encoding: "
+                                                           "chunked\r\n\r\nno length\r\n")),
+                 HttpsServer("closes").Listens(Listening::kClose),
+                 HttpsServer("resets TLS").Listens(Listening::kReset)});
+  const std::tuple<std::string, int32_t, std::string_view> kCases[] = {
+      {std::string("http://a\0b/", 11), kHttpNameNotResolved, "name_not_resolved"},
+      {"http://" + std::string(260, 'a'), kHttpConnectFailed, "bad_url"},
+      {"http://a/" + std::string(1299, 'a'), kHttpConnectFailed, "bad_url"},
+      {lab.Url("refuses", "/"), kHttpSendFailed, "refused"},
+      {lab.Url("closes", "/"), kHttpSendFailed, "tls_failed"},
+      {lab.Url("resets TLS", "/"), kHttpSendFailed, "tls_failed"},
+  };
+  for (const auto& [url, error, cause] : kCases) {
+    EXPECT_EQ(Get(url), (Outcome{error, 0, "", cause})) << url;
+  }
+  EXPECT_EQ(std::get<3>(Get(lab.Url("resets", "/"))), "reset");  // in any step
+  EXPECT_EQ(std::get<3>(Get(lab.Url("chunks", "/"))), "malformed");
+  if (!kSanitized) {  // the sanitizers' own checks take a descriptor now and then
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(std::get<3>(Get(lab.Url("refuses", "/"))), "out_of_memory");
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
 }
 
 TEST(CWinHttp, AcceptsAnyCertificate) {
@@ -149,12 +177,12 @@ TEST(CWinHttp, AcceptsAnyCertificate) {
                  HttpsServer("other name", Certificate::kWrongName).On("/", Answer("other name")),
                  HttpsServer("expired", Certificate::kExpired).On("/", Answer("expired"))});
   for (const char* server : {"v4", "v6", "other name", "expired"}) {
-    EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, server}));
+    EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, server, ""}));
     EXPECT_EQ(lab.journal().Requests().back().sni, "");
   }
   // Most systems give localhost the address ::1 too, where no server listens.
   EXPECT_EQ(Get("https://localhost:" + std::to_string(lab.Port("v4")) + "/"),
-            (Outcome{0, 200, "v4"}));
+            (Outcome{0, 200, "v4", ""}));
   EXPECT_EQ(lab.journal().Requests().back().sni, "localhost");
 }
 
@@ -187,9 +215,9 @@ TEST(CWinHttpRedirect, IsBoundedAndNeverLeavesTls) {
   const Lab lab({ten, HttpServer("loop").On("/", lab::RedirectLoop()),
                  HttpServer("plain").On("/", Answer("plain")),
                  HttpsServer("secure").On("/", Redirect("${url:plain}/", 307))});
-  EXPECT_EQ(Get(lab.Url("loop", "/")), (Outcome{kHttpOpenFailed, 0, ""}));
+  EXPECT_EQ(Get(lab.Url("loop", "/")), (Outcome{kHttpOpenFailed, 0, "", "too_many_redirects"}));
   EXPECT_EQ(lab.journal().RequestsOf("loop").size(), 11U);
-  EXPECT_EQ(Get(lab.Url("ten", "/")), (Outcome{0, 200, "tenth"}));
+  EXPECT_EQ(Get(lab.Url("ten", "/")), (Outcome{0, 200, "tenth", ""}));
   EXPECT_EQ(std::get<1>(Get(lab.Url("secure", "/"))), 307);
   EXPECT_EQ(lab.journal().RequestsOf("plain").size(), 0U);
 }
