@@ -15,6 +15,12 @@ string(REGEX REPLACE "(^|\n)- " "\\1  * " changes "${changes}")
 string(STRIP "${changes}" changes)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 
+# The page that sturdyctl writes has d3 in it. Its licence is the comment of the page.
+file(READ ${CPACK_STURDY_SOURCE_DIR}/tools/timeline/page.html d3_terms)
+string(REGEX MATCH "Copyright ([^\n]*)\n\n(Redistribution[^>]*)\n-->" d3_terms "${d3_terms}")
+set(d3_holder "${CMAKE_MATCH_1}")
+string(REPLACE "\n" "\n " d3_terms "${CMAKE_MATCH_2}")
+
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   set(root ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})
   file(GLOB pages ${root}/share/man/man1/*.1)
@@ -32,6 +38,17 @@ Copyright: ${holder}
 License: Expat
  ${terms}
 ")
+  if(component STREQUAL "tools")
+    file(APPEND ${folder}/copyright "
+Files: usr/bin/sturdyctl
+Copyright: ${holder}
+ ${d3_holder}
+License: Expat and BSD-3-Clause
+ ${terms}
+ .
+ ${d3_terms}
+")
+  endif()
   file(WRITE ${folder}/changelog
 "${CPACK_PACKAGE_NAME} (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium
 

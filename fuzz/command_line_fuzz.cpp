@@ -53,6 +53,12 @@ int RunWhy(const WhyOptions&) {
   return 0;
 }
 
+int RunTimeline(const TimelineOptions& options) {
+  Expect(!options.output.empty(), "a page to write");
+  ++commands_run;
+  return 0;
+}
+
 int RunServe(const std::string&) {
   ++commands_run;
   return 0;

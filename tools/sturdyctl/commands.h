@@ -42,6 +42,15 @@ struct WhyOptions {
 // Prints why the client got its last answer, or each.
 int RunWhy(const WhyOptions& options);
 
+struct TimelineOptions {
+  std::string folder;  // as for the log
+  std::string output;  // the path of the page
+  std::string trace;   // the path of the trace; empty: none
+};
+
+// Writes a page that shows what a client did and why.
+int RunTimeline(const TimelineOptions& options);
+
 // Plays a scenario file and prints each request until Ctrl-C.
 int RunServe(const std::string& scenario_path);
 

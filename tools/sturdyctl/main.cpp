@@ -142,6 +142,22 @@ void AddWhy(CLI::App& app, Command& chosen) {
   why->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunWhy(*given); }; });
 }
 
+void AddTimeline(CLI::App& app, Command& chosen) {
+  const auto given = std::make_shared<sturdyctl::TimelineOptions>();
+  CLI::App* timeline =
+      app.add_subcommand("timeline", "Write a page that shows what a client did and why");
+  timeline->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
+      ->type_name("DIR")
+      ->required();
+  timeline->add_option("--output", given->output, "The page to write; any browser opens it offline")
+      ->type_name("FILE")
+      ->required();
+  timeline->add_option("--trace", given->trace, "Also write a trace, for Perfetto")
+      ->type_name("FILE");
+  timeline->footer(kExitCodes);
+  timeline->callback([given, &chosen] { chosen = [given] { return RunTimeline(*given); }; });
+}
+
 void AddServe(CLI::App& app, Command& chosen) {
   const auto scenario = std::make_shared<std::string>();
   CLI::App* serve =
@@ -167,7 +183,8 @@ int Run(int argc, char** argv) {
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
   Command chosen;
-  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddServe, AddDemo}) {
+  for (const auto add :
+       {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddTimeline, AddServe, AddDemo}) {
     add(app, chosen);
   }
   try {

@@ -1,0 +1,37 @@
+#include <fstream>
+#include <stdexcept>
+
+#include "tools/history/read_history.h"
+#include "tools/log_reader/log_reader.h"
+#include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/find_log.h"
+#include "tools/sturdyctl/output.h"
+#include "tools/sturdyctl/usage_error.h"
+#include "tools/timeline/page.h"
+#include "tools/timeline/trace.h"
+
+namespace sturdyctl {
+
+namespace {
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << text).flush()) {
+    throw std::runtime_error(path + " can't be written.");
+  }
+}
+
+}  // namespace
+
+int RunTimeline(const TimelineOptions& options) {
+  const std::string log_path = FindLog(options.folder);
+  const history::History history =
+      history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
+  WriteFile(options.output, timeline::MakePage(history, log_path));
+  if (!options.trace.empty()) {
+    WriteFile(options.trace, JsonText(timeline::MakeTrace(history)));
+  }
+  return kExitOk;
+}
+
+}  // namespace sturdyctl

@@ -1,0 +1,91 @@
+#include "tools/timeline/headline.h"
+
+#include "tools/history/try_words.h"
+
+namespace timeline {
+
+namespace {
+
+using history::Document;
+using history::Fetch;
+using history::History;
+using history::Try;
+
+std::string UrlName(const Try& one) {
+  return history::ShortUrl(one.url) + " (URL " + std::to_string(one.index) +
+         (one.pass == 2 ? " of the second pass)" : ")");
+}
+
+// Returns why the answer didn't come from the first URL.
+std::string WhyNotFirst(const Fetch& fetch) {
+  const size_t taken = *fetch.taken;
+  if (fetch.tries[taken].pass == 2) {
+    return ", after all URLs of the first pass had failed";
+  }
+  if (taken == 0) {
+    return "";
+  }
+  if (taken > 1) {
+    return ", after " + std::to_string(taken) + " URLs had given none";
+  }
+  const Try& first = fetch.tries.front();
+  return first.silent_ms ? ", after URL 0 had been silent for " +
+                               std::to_string(*first.silent_ms - first.begin_ms) + " ms"
+                         : ", after URL 0 had failed";
+}
+
+std::string FromFetch(const Document& document, const History& history) {
+  if (!document.fetch || !history.fetches[*document.fetch].taken) {
+    return "from the list that a server sent";
+  }
+  const Fetch& fetch = history.fetches[*document.fetch];
+  return "from the list that " + UrlName(fetch.tries[*fetch.taken]) + " sent" + WhyNotFirst(fetch);
+}
+
+// Returns whether a fetch of a newer document has failed before the time.
+bool HasFailedSince(const Document& document, int64_t until_ms, const History& history) {
+  for (const Fetch& fetch : history.fetches) {
+    if (fetch.kind == history::Kind::kLbs && fetch.run == document.run &&
+        fetch.outcome == history::FetchOutcome::kFailed && fetch.end_ms &&
+        *fetch.end_ms >= document.at_ms && *fetch.end_ms <= until_ms) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string Origin(const Document& document, const History& history) {
+  switch (document.from) {
+    case Document::From::kFetch:
+      return FromFetch(document, history);
+    case Document::From::kCache:
+      return "from the list in the cache of an earlier run";
+    case Document::From::kSettings:
+      return "from the settings";
+    case Document::From::kUnknown:
+      break;
+  }
+  return "from the list that was active";
+}
+
+}  // namespace
+
+std::string Headline(const History& history) {
+  if (history.answers.empty()) {
+    return "The client has asked for no address.";
+  }
+  const history::Answer& answer = history.answers.back();
+  std::string text = "The client got " + answer.host + ":" + std::to_string(answer.port);
+  if (answer.is_default) {
+    text += ", a default, since the list has no server left to try";
+  } else if (answer.document) {
+    text += " " + Origin(history.documents[*answer.document], history);
+  }
+  if (answer.document &&
+      HasFailedSince(history.documents[*answer.document], answer.at_ms, history)) {
+    text += "; no URL has sent a newer list";
+  }
+  return text + ".";
+}
+
+}  // namespace timeline
