@@ -20,6 +20,10 @@ constexpr size_t kMaxKeyBytes = 1024;  // escaped twice
 // The line with two keys has this between them.
 constexpr std::string_view kSecondKey = " request business token:";
 
+// The log writes these directly before a URL or an address.
+constexpr std::array<std::string_view, 5> kLabels = {
+    "url:", "host:", "lbs_url:", "default_link_v4:", "default_link_v6:"};
+
 // A shorter key is looked for where a key is expected, and nowhere else: it may be a plain word.
 constexpr size_t kShortestKeyBytes = 6;
 // Bounds the time that a hostile text costs.
@@ -112,7 +116,8 @@ class Walk {
     const bool ends_url = EndsUrl(at_);
     is_address_ = !ends_url && (is_address_ || c == '/' || c == ':');
     out_ += c;
-    if (ends_url || c == '/') {
+    const std::string_view word = std::string_view(out_).substr(user_begin_);
+    if (ends_url || c == '/' || std::count(kLabels.begin(), kLabels.end(), word) != 0) {
       user_begin_ = out_.size();
     }
     ++at_;
