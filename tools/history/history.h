@@ -65,6 +65,7 @@ struct Try {
 struct Fetch {
   Kind kind = Kind::kLbs;
   AskedBecause asked_because = AskedBecause::kOther;
+  std::optional<size_t> ask;      // of an LBS fetch
   std::optional<int64_t> number;  // the service's, of an LBS fetch
   size_t run = 0;
   int64_t begin_ms = 0;  // when it was asked for

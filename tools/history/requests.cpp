@@ -71,7 +71,7 @@ void Requests::TakeRequest(const Line& line) {
     request.fetch = *thread.judged;
     request.pass = 2;
   } else {
-    request.fetch = AddFetch(line, request);
+    request.fetch = AddFetch(line, request.urls.front().url);
   }
   Fetch& fetch = history_.fetches[request.fetch];
   fetch.messages.push_back(line.message);
@@ -85,17 +85,16 @@ void Requests::TakeRequest(const Line& line) {
   }
 }
 
-size_t Requests::AddFetch(const Line& line, Request& request) {
-  const std::string& url = request.urls.front().url;
+size_t Requests::AddFetch(const Line& line, const std::string& url) {
   Fetch fetch;
   fetch.kind = KindOf(url);
   fetch.run = line.run;
   fetch.begin_ms = line.at_ms;
   const size_t number = history_.fetches.size();
   if (fetch.kind == Kind::kLbs) {
-    request.ask = asks_.TakeBegun(line.run);
-    if (request.ask) {
-      Ask& ask = history_.asks[*request.ask];
+    fetch.ask = asks_.TakeBegun(line.run);
+    if (fetch.ask) {
+      Ask& ask = history_.asks[*fetch.ask];
       ask.fetch = number;
       fetch.begin_ms = ask.at_ms;
       fetch.asked_because = ask.because;
@@ -153,48 +152,55 @@ bool Requests::Fits(const Request& request, const StepLines& step) const {
           request.urls[static_cast<size_t>(request.index) + 1].url == step.next_url);
 }
 
-// What a line can say before another thread's line has told of it, or what older logs don't say.
-bool Requests::FitsWell(const Request& request, const StepLines& step) const {
-  if (step.is_silence) {
-    return true;
-  }
-  const Fetch& fetch = history_.fetches[request.fetch];
+// The next three say less than Fits: lines are missing, or two threads have logged in another order
+// than they have acted. So each counts only if it leaves a request.
+
+bool Requests::FitsTimers(const Request& request, const StepLines& step) {
   const bool is_armed = request.armed.contains(step.index);
   const bool others_armed = request.armed.size() > (is_armed ? 1 : 0);
-  if (step.is_good == false &&
-      (step.had_timer != is_armed || step.has_waiting.value_or(others_armed) != others_armed)) {
-    return false;
-  }
-  const bool is_newest = request.ask == asks_.Newest(fetch.run);
-  if ((step.is_outdated && is_newest) || (step.is_judged && !is_newest)) {
-    return false;
-  }
-  const Try& one = fetch.tries[request.in_flight.at(step.index)];
-  return step.code != 0 || transfers_.HasFailureOf(one, fetch.run);
+  return step.is_good != false ||
+         (step.had_timer == is_armed && step.has_waiting.value_or(others_armed) == others_armed);
+}
+
+bool Requests::FitsNewest(const Request& request, const StepLines& step) const {
+  const bool is_newest = history_.fetches[request.fetch].ask == asks_.Newest(request.thread.first);
+  return !(step.is_outdated && is_newest) && !(step.is_judged && !is_newest);
+}
+
+bool Requests::FitsFailure(const Request& request, const StepLines& step) const {
+  const Fetch& fetch = history_.fetches[request.fetch];
+  return step.code != 0 ||
+         transfers_.HasFailureOf(fetch.tries[request.in_flight.at(step.index)], fetch.run);
 }
 
 // Returns the numbers of the open requests that the step can belong to.
 std::vector<size_t> Requests::Fitting(const Line& line, const StepLines& step) const {
-  std::vector<size_t> all;
-  std::vector<size_t> own;   // on their own thread
-  std::vector<size_t> good;  // that fit all that the lines say
   const auto open = open_.find(line.run);
   if (open == open_.end()) {
     return {};
   }
+  std::vector<size_t> fitting;
   for (const auto& [number, request] : open->second) {
     if (Fits(request, step)) {
-      all.push_back(number);
-      if (request.thread == ThreadOf(line)) {
-        own.push_back(number);
-      }
+      fitting.push_back(number);
     }
   }
-  // Once a thread has ended, a worker takes its steps.
-  const std::vector<size_t>& placed = own.empty() ? all : own;
-  std::copy_if(placed.begin(), placed.end(), std::back_inserter(good),
-               [&](size_t number) { return FitsWell(open->second.at(number), step); });
-  return good.empty() ? placed : good;
+  const auto keep_if = [&](const auto& fits) {
+    std::vector<size_t> kept;
+    std::copy_if(fitting.begin(), fitting.end(), std::back_inserter(kept),
+                 [&](size_t number) { return fits(open->second.at(number)); });
+    if (!kept.empty()) {
+      fitting.swap(kept);
+    }
+  };
+  // Once a thread has ended, workers take its steps.
+  keep_if([&](const Request& request) { return request.thread == ThreadOf(line); });
+  if (!step.is_silence) {
+    keep_if([&](const Request& request) { return FitsTimers(request, step); });
+    keep_if([&](const Request& request) { return FitsNewest(request, step); });
+    keep_if([&](const Request& request) { return FitsFailure(request, step); });
+  }
+  return fitting;
 }
 
 void Requests::TakeStep(const Line& line, const StepLines& step) {

@@ -42,7 +42,6 @@ class Requests {
     ThreadKey thread;
     std::vector<Url> urls;
     bool may_use_http_dns = false;
-    std::optional<size_t> ask;
     int index = -1;                   // the URL sent last
     std::map<int, size_t> in_flight;  // URLs whose answer may come, and their tries
     std::map<int, size_t> armed;      // those of them whose silence may end
@@ -53,7 +52,7 @@ class Requests {
   };
 
   void TakeRequest(const Line& line);
-  size_t AddFetch(const Line& line, Request& request);
+  size_t AddFetch(const Line& line, const std::string& url);
   void AddTry(const Line& line, StartedBecause because, std::optional<size_t> started_by,
               Request& request);
   void TakeStep(const Line& line, const StepLines& step);
@@ -66,7 +65,9 @@ class Requests {
 
   [[nodiscard]] std::vector<size_t> Fitting(const Line& line, const StepLines& step) const;
   [[nodiscard]] bool Fits(const Request& request, const StepLines& step) const;
-  [[nodiscard]] bool FitsWell(const Request& request, const StepLines& step) const;
+  [[nodiscard]] static bool FitsTimers(const Request& request, const StepLines& step);
+  [[nodiscard]] bool FitsNewest(const Request& request, const StepLines& step) const;
+  [[nodiscard]] bool FitsFailure(const Request& request, const StepLines& step) const;
 
   History& history_;
   const std::vector<Line>& lines_;
