@@ -4,7 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "base/log/log.h"
 #include "net/url.h"
 #include "src/sturdy/config/record_fields.h"
 
@@ -82,17 +81,17 @@ void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings)
   }
 }
 
-void LogSettings(const LBSSettings& settings) {
-  std::string backups;
+std::string SettingsText(const LBSSettings& settings) {
+  std::string text = "enable:" + std::to_string(settings.enable) +
+                     " address_family:" + std::to_string(settings.address_family.load()) +
+                     " lbs_url:" + settings.lbs_url +
+                     " default_link_v4:" + settings.default_link_v4 +
+                     " default_link_v6:" + settings.default_link_v6 +
+                     " backup_urls:" + std::to_string(settings.lbs_backup_urls.size());
   for (const std::string& url : settings.lbs_backup_urls) {
-    backups.append(" ").append(url);
+    text += " " + url;
   }
-  ZO_LOG(LV_APP) << "[lbs] Start enable:" << settings.enable
-                 << " address_family:" << settings.address_family.load()
-                 << " lbs_url:" << settings.lbs_url
-                 << " default_link_v4:" << settings.default_link_v4
-                 << " default_link_v6:" << settings.default_link_v6
-                 << " backup_urls:" << settings.lbs_backup_urls.size() << backups;
+  return text;
 }
 
 }  // namespace zo_sturdy
