@@ -46,6 +46,7 @@ struct TimelineOptions {
   std::string folder;  // as for the log
   std::string output;  // the path of the page
   std::string trace;   // the path of the trace; empty: none
+  bool redact = false;
 };
 
 // Writes a page that shows what a client did and why.

@@ -154,6 +154,7 @@ void AddTimeline(CLI::App& app, Command& chosen) {
       ->required();
   timeline->add_option("--trace", given->trace, "Also write a trace, for Perfetto")
       ->type_name("FILE");
+  timeline->add_flag("--redact", given->redact, kRedact);
   timeline->footer(kExitCodes);
   timeline->callback([given, &chosen] { chosen = [given] { return RunTimeline(*given); }; });
 }
