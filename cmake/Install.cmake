@@ -1,5 +1,5 @@
 # Defines what cmake --install installs, in three components: runtime (the library), development
-# (header, CMake package, pkg-config file, guides, examples) and tools (sturdyctl). No installed file
+# (headers, CMake package, pkg-config file, guides, examples) and tools (sturdyctl). No installed file
 # contains the prefix, so the installed tree can be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -13,6 +13,7 @@ install(
           NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/include/sturdy/sturdy.h
+              ${PROJECT_SOURCE_DIR}/include/sturdy/client.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sturdy COMPONENT development)
 
 install(EXPORT sturdy_comp NAMESPACE sturdy:: DESTINATION ${package_dir}

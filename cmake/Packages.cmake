@@ -50,7 +50,7 @@ set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "where a messaging client connects - files to build clients${about}
 .
-This package contains the header, the CMake and pkg-config files, guides
+This package contains the headers, the CMake and pkg-config files, guides
 and examples.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME sturdyctl)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The public interface of sturdy_comp. A client includes nothing else. Plain C++11.
+// The public interface of sturdy_comp. A client includes nothing else, or client.h, which wraps it.
+// Plain C++11.
 //
 // The library answers one question for a messaging client: where do I connect? A client
 //   1. fills _ZOSturdyEnvironmentSettings and calls StartSturdyEnvironment,

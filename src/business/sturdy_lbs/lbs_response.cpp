@@ -1,7 +1,5 @@
 #include "src/business/sturdy_lbs/lbs_response.h"
 
-#include <utility>
-
 #include "base/decimal.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
@@ -18,10 +16,6 @@ namespace {
 constexpr const char* kFolder = "lbs/";
 constexpr const char* kFile = "lbs.data";
 
-// A document of the largest size can name a hundred thousand backups. Trying them all would take
-// days and hold up every other fetch.
-constexpr size_t kMaxLbsUrls = 64;
-
 }  // namespace
 
 bool LBSResponse::LoadCache() {
@@ -33,11 +27,7 @@ bool LBSResponse::LoadCache() {
   if (!zo_base::FolderExists(folder)) {
     zo_base::CreateFolders(folder);
   }
-  return ReadCache(folder + kFile);
-}
-
-bool LBSResponse::ReadCache(const std::string& path) {
-  store_.Load(path);
+  store_.Load(folder + kFile);
   return !Get(lbs_key::kResponse).empty() && !Get(lbs_key::kRootAddress).empty() &&
          !Get(lbs_key::kRuntimeAddress).empty();
 }
@@ -62,14 +52,8 @@ bool LBSResponse::CheckResponse(const std::string& body) const {
   return IsCompleteLBSDocument(body);
 }
 
-std::vector<std::string> LBSResponse::GetFetchUrls() const {
-  std::vector<std::string> urls = {Get(lbs_key::kRuntimeAddress)};
-  for (std::string& backup : ReadTextList(Get(lbs_key::kBackupAddresses))) {
-    if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
-      urls.push_back(std::move(backup));
-    }
-  }
-  return urls;
+std::vector<std::string> LBSResponse::GetBackupLBS() const {
+  return ReadTextList(Get(lbs_key::kBackupAddresses));
 }
 
 void LBSResponse::ResetToDefault(const LBSSettings& settings, bool save) {
