@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "tools/log_reader/log_reader.h"
-#include "tools/redactor/redact_messages.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/interrupt.h"
@@ -148,16 +147,6 @@ class Filter {
   bool is_over_ = false;
 };
 
-// Returns the messages since the last call, without their secrets if there is a redactor.
-std::vector<LogMessage> Read(log_reader::LogReader& log,
-                             std::optional<redactor::Redactor>& redactor) {
-  std::vector<LogMessage> messages = log.ReadNewMessages();
-  if (redactor) {
-    redactor::RedactMessages(*redactor, messages);
-  }
-  return messages;
-}
-
 void Print(const std::vector<LogMessage>& messages, Filter& filter) {
   for (const LogMessage& message : messages) {
     if (filter.Shows(message)) {
@@ -176,16 +165,12 @@ int RunLog(const LogOptions& options) {
   if (options.follow) {
     interrupt.emplace();
   }
-  std::optional<redactor::Redactor> redactor;
-  if (options.redact) {
-    redactor.emplace();
-  }
-  const std::vector<LogMessage> messages = Read(log, redactor);
+  const std::vector<LogMessage> messages = log.ReadNewMessages();
   filter.CheckTags(messages, options.follow);
   Print(messages, filter);
   while (options.follow && std::ferror(stdout) == 0 && !filter.is_over() &&
          !interrupt->WaitFor(kPollInterval)) {
-    Print(Read(log, redactor), filter);
+    Print(log.ReadNewMessages(), filter);
   }
   return kExitOk;
 }

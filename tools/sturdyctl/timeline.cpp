@@ -2,7 +2,6 @@
 #include <stdexcept>
 
 #include "tools/history/read_history.h"
-#include "tools/history/redact_history.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
@@ -26,11 +25,8 @@ void WriteFile(const std::string& path, const std::string& text) {
 
 int RunTimeline(const TimelineOptions& options) {
   const std::string log_path = FindLog(options.folder);
-  history::History history =
+  const history::History history =
       history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
-  if (options.redact) {
-    history::RedactHistory(history);
-  }
   WriteFile(options.output, timeline::MakePage(history, log_path));
   if (!options.trace.empty()) {
     WriteFile(options.trace, JsonText(timeline::MakeTrace(history)));
