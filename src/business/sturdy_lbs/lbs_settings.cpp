@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "base/log/log.h"
 #include "net/url.h"
 #include "src/sturdy/config/record_fields.h"
 
@@ -81,17 +82,17 @@ void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings)
   }
 }
 
-std::string SettingsText(const LBSSettings& settings) {
-  std::string text = "enable:" + std::to_string(settings.enable) +
-                     " address_family:" + std::to_string(settings.address_family.load()) +
-                     " lbs_url:" + settings.lbs_url +
-                     " default_link_v4:" + settings.default_link_v4 +
-                     " default_link_v6:" + settings.default_link_v6 +
-                     " backup_urls:" + std::to_string(settings.lbs_backup_urls.size());
+void LogSettings(const LBSSettings& settings) {
+  std::string backups;
   for (const std::string& url : settings.lbs_backup_urls) {
-    text += " " + url;
+    backups.append(" ").append(url);
   }
-  return text;
+  ZO_LOG(LV_APP) << "[lbs] Start enable:" << settings.enable
+                 << " address_family:" << settings.address_family.load()
+                 << " lbs_url:" << settings.lbs_url
+                 << " default_link_v4:" << settings.default_link_v4
+                 << " default_link_v6:" << settings.default_link_v6
+                 << " backup_urls:" << settings.lbs_backup_urls.size() << backups;
 }
 
 }  // namespace zo_sturdy

@@ -39,7 +39,7 @@ struct LBSSettings {
 // trusted: a text may lack its NUL, a bool may hold any byte.
 void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings);
 
-// Returns the settings as a line of the log.
-std::string SettingsText(const LBSSettings& settings);
+// Writes the settings that a service starts with.
+void LogSettings(const LBSSettings& settings);
 
 }  // namespace zo_sturdy

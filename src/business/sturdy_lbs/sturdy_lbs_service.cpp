@@ -74,7 +74,7 @@ void ZOSturdyLBSServiceImpl::StartOnce(const _ZOSturdyLBSSettings& record,
                               [this](const std::string& /*token*/) { OnTokenChanged(); })));
     ApplyLBSSettings(record);
   }
-  ZO_LOG(LV_APP) << "[lbs] Start " << SettingsText(settings_);
+  LogSettings(settings_);
   active_.Load(config);
   connections_.push_back(
       Connect(IThread::SIG_ThreadBegin, ToWeakClosure([this] { OnThreadBegin(); })));

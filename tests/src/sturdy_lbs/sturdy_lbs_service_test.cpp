@@ -51,7 +51,7 @@ class LBSServiceTest : public LbsTest {
 
 TEST_F(LBSServiceTest, NextFetchUsesTheUrlsOfTheDocument) {
   StartWithToken();
-  EXPECT_THAT(log.Text(), HasSubstr("[lbs] Start enable:1 address_family:0 "
+  EXPECT_THAT(log.Text(), HasSubstr("[lbs] Start enable:true address_family:0 "
                                     "lbs_url:http://root.example/lbs default_link_v4:10.0.0.9:9 "
                                     "default_link_v6:localhost:8080 backup_urls:0"));
   service->Update(net::kIPFamilyAny);  // dropped while one runs
