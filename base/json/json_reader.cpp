@@ -33,6 +33,7 @@ Json JsonReader::parse_document(std::string& err) {
 Json JsonReader::fail(std::string message) {
   if (!failed_) {
     error_ = std::move(message);
+    fault_offset_ = static_cast<size_t>(position_ - begin_);
     failed_ = true;
   }
   return {};

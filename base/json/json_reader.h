@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,12 +18,15 @@ namespace zo_base::json11 {
 class JsonReader {
  public:
   JsonReader(const std::string& in, JsonParse strategy)
-      : position_(in.data()), end_(in.data() + in.size()), strategy_(strategy) {}
+      : position_(in.data()), begin_(in.data()), end_(in.data() + in.size()), strategy_(strategy) {}
 
   JsonReader(const JsonReader&) = delete;
   JsonReader& operator=(const JsonReader&) = delete;
 
   Json parse_document(std::string& err);
+
+  // Returns how many bytes had been read when the first failure was found.
+  [[nodiscard]] size_t fault_offset() const { return fault_offset_; }
 
  private:
   Json fail(std::string message);
@@ -48,9 +52,11 @@ class JsonReader {
   int32_t parse_code_unit();
 
   const char* position_;
+  const char* const begin_;
   const char* const end_;
   const JsonParse strategy_;
   std::string error_;
+  size_t fault_offset_ = 0;
   bool failed_ = false;
 };
 

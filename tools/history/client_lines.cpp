@@ -59,12 +59,13 @@ bool ClientLines::TakeDocument(const Line& line, OfThread& thread) {
     document.fetch = requests_.JudgedBy(ThreadOf(line));
   } else if (rest.starts_with("[lbs]ParseLBSResponse rsp:")) {
     document.text = FramedText(rest);
+    document.message = line.message;
   } else if (rest.starts_with("[lbs]ParseLBSResponse parsel result = false")) {
     document = Document();
   } else if (rest.starts_with("[lbs]ParseLBSResponse parsel result = true")) {
     document.at_ms = line.at_ms;
     document.run = line.run;
-    document.message = line.message;
+    document.message = document.text.empty() ? line.message : document.message;
     const auto json = nlohmann::json::parse(document.text, nullptr, false);
     if (json.is_object() && json.contains("common") && json["common"].is_object()) {
       document.links = Texts(json["common"], "link");

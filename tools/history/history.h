@@ -108,7 +108,7 @@ struct Document {
   std::string text;
   std::vector<std::string> links;
   std::vector<std::string> defaults;
-  size_t message = 0;
+  size_t message = 0;  // with the text, if the log has it
 };
 
 // An address that the client got.

@@ -14,7 +14,6 @@ using log_reader::LogMessage;
 constexpr std::string_view kDashes = "\n-----------------------";
 constexpr std::string_view kStartOfBanner = "------ start ------";
 constexpr std::string_view kStartLine = "[environment] Start version";
-constexpr std::string_view kExitLine = "[environment] Exit";
 constexpr std::string_view kEndOfOldText = "load from mmap file end";
 
 bool IsBanner(std::string_view text) {
@@ -26,15 +25,16 @@ class RunFinder {
  public:
   explicit RunFinder(History& history) : history_(history) {}
 
-  // Takes the end of the text that a start has taken over. All that is open has ended by then; a
-  // second process in the same folder begins a run of its own with its next line.
-  void TakeOldTextEnd() { open_.clear(); }
+  // Takes the end of the text that a start has taken over: the next banner is that of a start.
+  void TakeOldTextEnd() { is_start_next_ = true; }
 
   // Returns the run of a message.
   size_t Take(const LogMessage& message, size_t place, int64_t at_ms) {
     auto open = open_.find(message.process_id);
     const bool is_banner = IsBanner(message.text);
-    const bool is_exit = is_banner && open != open_.end() && IsExit(message, place);
+    const bool is_exit =
+        is_banner && open != open_.end() && !is_start_next_ && IsExit(message, place);
+    is_start_next_ = is_start_next_ && !is_banner;
     if (is_banner && !is_exit) {
       open = Open(message.process_id, at_ms);
     } else if (open == open_.end()) {
@@ -46,7 +46,6 @@ class RunFinder {
       history_.runs[run].exit_ms = at_ms;
       open_.erase(open);
     }
-    announced_exit_[{message.process_id, message.thread_id}] = message.text == kExitLine;
     return run;
   }
 
@@ -59,12 +58,9 @@ class RunFinder {
     return open_.insert_or_assign(process_id, history_.runs.size() - 1).first;
   }
 
-  // An older log doesn't say which banner is an exit's: there the banner within a run is.
+  // A start's banner is followed by its settings. An older log lacks them: there the banner within
+  // a run is that of an exit.
   bool IsExit(const LogMessage& message, size_t place) const {
-    const auto announced = announced_exit_.find({message.process_id, message.thread_id});
-    if (announced != announced_exit_.end() && announced->second) {
-      return true;
-    }
     for (size_t i = place + 1; i < history_.messages.size(); ++i) {
       const LogMessage& next = history_.messages[i];
       if (next.process_id == message.process_id) {
@@ -75,9 +71,8 @@ class RunFinder {
   }
 
   History& history_;
+  bool is_start_next_ = false;
   std::map<uint32_t, size_t> open_;  // the open run of each process
-  // Whether the last line of a thread of a process was that of an exit.
-  std::map<std::pair<uint32_t, uint32_t>, bool> announced_exit_;
 };
 
 }  // namespace

@@ -7,8 +7,7 @@ namespace history {
 
 namespace {
 
-// A transfer begins this much after its request at most, unless all workers are busy or the machine
-// is.
+// Times of two threads that are this close don't say which came first.
 constexpr int64_t kNearMs = 100;
 
 char ToLower(char c) {
@@ -60,7 +59,7 @@ bool Transfers::HasFailureOf(const Try& one, size_t run) const {
 }
 
 std::optional<Transfers::Failure> Transfers::TakeFailureOf(const Try& one, size_t run,
-                                                           bool is_near) {
+                                                           bool must_follow) {
   const auto found = failures_.find({run, ShownUrl(one.url)});
   if (found == failures_.end()) {
     return std::nullopt;
@@ -73,7 +72,7 @@ std::optional<Transfers::Failure> Transfers::TakeFailureOf(const Try& one, size_
   const auto nearest = std::min_element(
       list.begin(), list.end(),
       [&](const Failure& a, const Failure& b) { return distance(a) < distance(b); });
-  if (is_near && distance(*nearest) > kNearMs) {
+  if (must_follow && nearest->begin_ms < one.begin_ms - kNearMs) {
     return std::nullopt;
   }
   Failure failure = *nearest;

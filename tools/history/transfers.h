@@ -23,9 +23,9 @@ class Transfers {
 
   void Take(const Line& line);
 
-  // Removes and returns the failure of a try of this run. With `is_near`, only one that began with
-  // the try counts: an answer with a status has a failure only if its body was lost.
-  std::optional<Failure> TakeFailureOf(const Try& one, size_t run, bool is_near);
+  // Removes and returns the failure of a try of this run. With `must_follow`, only one that began
+  // after the try counts: an answer with a status has a failure only if its body was lost.
+  std::optional<Failure> TakeFailureOf(const Try& one, size_t run, bool must_follow);
   [[nodiscard]] bool HasFailureOf(const Try& one, size_t run) const;
 
  private:

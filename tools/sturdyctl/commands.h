@@ -27,6 +27,7 @@ struct LogOptions {
   std::string since;              // empty: from the begin
   std::string until;              // empty: to the end
   bool follow = false;
+  bool redact = false;
 };
 
 // Prints the log of a client, including the lines in its buffer. With `follow`, goes on until
@@ -37,6 +38,7 @@ struct WhyOptions {
   std::string folder;  // as that of LogOptions
   bool all = false;
   bool json = false;
+  bool redact = false;
 };
 
 // Prints why the client got its last answer, or each.
@@ -46,6 +48,7 @@ struct TimelineOptions {
   std::string folder;  // as for the log
   std::string output;  // the path of the page
   std::string trace;   // the path of the trace; empty: none
+  bool redact = false;
 };
 
 // Writes a page that shows what a client did and why.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/log_reader/log_reader.h"
+#include "tools/redactor/redact_messages.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/interrupt.h"
@@ -147,6 +148,16 @@ class Filter {
   bool is_over_ = false;
 };
 
+// Returns the messages since the last call, without their secrets if there is a redactor.
+std::vector<LogMessage> Read(log_reader::LogReader& log,
+                             std::optional<redactor::Redactor>& redactor) {
+  std::vector<LogMessage> messages = log.ReadNewMessages();
+  if (redactor) {
+    redactor::RedactMessages(*redactor, messages);
+  }
+  return messages;
+}
+
 void Print(const std::vector<LogMessage>& messages, Filter& filter) {
   for (const LogMessage& message : messages) {
     if (filter.Shows(message)) {
@@ -165,12 +176,16 @@ int RunLog(const LogOptions& options) {
   if (options.follow) {
     interrupt.emplace();
   }
-  const std::vector<LogMessage> messages = log.ReadNewMessages();
+  std::optional<redactor::Redactor> redactor;
+  if (options.redact) {
+    redactor.emplace();
+  }
+  const std::vector<LogMessage> messages = Read(log, redactor);
   filter.CheckTags(messages, options.follow);
   Print(messages, filter);
   while (options.follow && std::ferror(stdout) == 0 && !filter.is_over() &&
          !interrupt->WaitFor(kPollInterval)) {
-    Print(log.ReadNewMessages(), filter);
+    Print(Read(log, redactor), filter);
   }
   return kExitOk;
 }

@@ -18,6 +18,9 @@ namespace {
 constexpr char kExitCodes[] =
     "Exit codes: 0 done, 1 failed, 2 the command line or a file that it names is invalid.";
 
+constexpr char kRedact[] =
+    "Write [redacted] for the application's key and for each value of a URL's query";
+
 // The command that the command line chooses. Returns the exit code.
 using Command = std::function<int()>;
 
@@ -110,6 +113,7 @@ void AddLog(CLI::App& app, Command& chosen) {
       "Only messages since 14:05 or \"03-14 14:05:30\", or of the last 90s, 15m, 2h or 1d");
   log->add_option("--until", given->until,
                   "Only messages before this time, or until 90s, 15m, 2h or 1d ago");
+  log->add_flag("--redact", given->redact, kRedact);
   log->footer(kExitCodes);
   log->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunLog(*given); }; });
 }
@@ -122,6 +126,7 @@ void AddWhy(CLI::App& app, Command& chosen) {
       ->required();
   why->add_flag("--all", given->all, "Explain each answer, not only the last one");
   why->add_flag("--json", given->json, "Print one JSON object, with all fetches");
+  why->add_flag("--redact", given->redact, kRedact);
   why->footer(
       "JSON: {\"fetches\": [{\"id\", \"kind\": lbs|service|hosts|report, \"asked_because\":\n"
       "         start|update|token|network|third_default|default_timer|second_pass|other,\n"
@@ -154,6 +159,7 @@ void AddTimeline(CLI::App& app, Command& chosen) {
       ->required();
   timeline->add_option("--trace", given->trace, "Also write a trace, for Perfetto")
       ->type_name("FILE");
+  timeline->add_flag("--redact", given->redact, kRedact);
   timeline->footer(kExitCodes);
   timeline->callback([given, &chosen] { chosen = [given] { return RunTimeline(*given); }; });
 }

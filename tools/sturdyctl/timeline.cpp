@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "tools/history/read_history.h"
+#include "tools/history/redact_history.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
@@ -25,8 +26,11 @@ void WriteFile(const std::string& path, const std::string& text) {
 
 int RunTimeline(const TimelineOptions& options) {
   const std::string log_path = FindLog(options.folder);
-  const history::History history =
+  history::History history =
       history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
+  if (options.redact) {
+    history::RedactHistory(history);
+  }
   WriteFile(options.output, timeline::MakePage(history, log_path));
   if (!options.trace.empty()) {
     WriteFile(options.trace, JsonText(timeline::MakeTrace(history)));

@@ -3,6 +3,7 @@
 
 #include "tools/history/history_json.h"
 #include "tools/history/read_history.h"
+#include "tools/history/redact_history.h"
 #include "tools/history/why_words.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
@@ -15,6 +16,9 @@ namespace sturdyctl {
 int RunWhy(const WhyOptions& options) {
   log_reader::LogReader log(FindLog(options.folder));
   history::History history = history::ReadHistory(log.ReadNewMessages());
+  if (options.redact) {
+    history::RedactHistory(history);
+  }
   if (options.json) {
     if (!options.all && history.answers.size() > 1) {
       history.answers.erase(history.answers.begin(), history.answers.end() - 1);

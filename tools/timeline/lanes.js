@@ -1,6 +1,6 @@
 // The lanes of the chart, from top to bottom. An item is a bar (with `end`) or a point:
 //   {key, kind, begin, end, row, classes, text, words, messages}
-const kAtOnceMs = 100;   // a failure within this time is one "at once"
+const kAtOnceMs = 1000;  // a failure within this time is one "at once"
 const kMaxLanes = 14;    // of one group; the URLs after it share a lane
 const kMaxRows = 5;      // of one lane
 

@@ -1,5 +1,7 @@
 #include "src/business/sturdy_lbs/lbs_response.h"
 
+#include <utility>
+
 #include "base/decimal.h"
 #include "base/json/json.h"
 #include "base/log/log.h"
@@ -16,6 +18,10 @@ namespace {
 constexpr const char* kFolder = "lbs/";
 constexpr const char* kFile = "lbs.data";
 
+// A document of the largest size can name a hundred thousand backups. Trying them all would take
+// days and hold up every other fetch.
+constexpr size_t kMaxLbsUrls = 64;
+
 }  // namespace
 
 bool LBSResponse::LoadCache() {
@@ -27,7 +33,11 @@ bool LBSResponse::LoadCache() {
   if (!zo_base::FolderExists(folder)) {
     zo_base::CreateFolders(folder);
   }
-  store_.Load(folder + kFile);
+  return ReadCache(folder + kFile);
+}
+
+bool LBSResponse::ReadCache(const std::string& path) {
+  store_.Load(path);
   return !Get(lbs_key::kResponse).empty() && !Get(lbs_key::kRootAddress).empty() &&
          !Get(lbs_key::kRuntimeAddress).empty();
 }
@@ -52,8 +62,14 @@ bool LBSResponse::CheckResponse(const std::string& body) const {
   return IsCompleteLBSDocument(body);
 }
 
-std::vector<std::string> LBSResponse::GetBackupLBS() const {
-  return ReadTextList(Get(lbs_key::kBackupAddresses));
+std::vector<std::string> LBSResponse::GetFetchUrls() const {
+  std::vector<std::string> urls = {Get(lbs_key::kRuntimeAddress)};
+  for (std::string& backup : ReadTextList(Get(lbs_key::kBackupAddresses))) {
+    if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
+      urls.push_back(std::move(backup));
+    }
+  }
+  return urls;
 }
 
 void LBSResponse::ResetToDefault(const LBSSettings& settings, bool save) {

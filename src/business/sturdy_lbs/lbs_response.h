@@ -40,6 +40,9 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   // Reads the file. Creates its folder if that is missing. True if it holds a usable entry.
   bool LoadCache();
 
+  // The same for the file at a path. Creates nothing.
+  bool ReadCache(const std::string& path);
+
   // Tells a file that can't be used from an absent one.
   bool HasCacheFile();
 
@@ -49,7 +52,12 @@ class LBSResponse : public EnvironmentConfigGetterBase {
   // True if a body is a complete document.
   bool CheckResponse(const std::string& body) const;
 
-  std::vector<std::string> GetBackupLBS() const;
+  // Returns the URLs of the next fetch, 64 at most: the runtime one, then the backups. Leaves out
+  // backups longer than kMaxLbsUrlBytes.
+  std::vector<std::string> GetFetchUrls() const;
+
+  // Returns the family that the cache was made for; IPv4 for a cache without that key.
+  int CachedFamily() const;
 
   // Replaces all data by a document built from the settings. Empties the file; with `save` writes
   // the new data to it. The data is right also if the file can't be written.
@@ -76,8 +84,6 @@ class LBSResponse : public EnvironmentConfigGetterBase {
 
  private:
   void Set(const char* key, const std::string& value);
-  // Returns the family that the cache was made for; IPv4 for a cache without that key.
-  int CachedFamily() const;
 
   zo_base::KeyValueFile store_;
 };

@@ -14,10 +14,6 @@ namespace {
 
 using KRBASE::network::kStatusOk;
 
-// A document of the largest size can name a hundred thousand backups. Trying them all would take
-// days and hold up every other fetch.
-constexpr size_t kMaxLbsUrls = 64;
-
 // After a fetch that defaults caused, defaults cause none for this time. A client that asks again
 // at once while every link server refuses would flood the LBS servers.
 constexpr int64_t kPauseAfterDefaultsMs = 1200;
@@ -78,17 +74,11 @@ void ZOSturdyLBSServiceImpl::RequestUpdate(const Fetch& fetch) {
   if (config == nullptr) {
     return;
   }
-  // Collect the URLs: the runtime one, then the backups.
-  std::vector<std::string> urls = {active_.response().Get(lbs_key::kRuntimeAddress)};
-  for (std::string& backup : active_.response().GetBackupLBS()) {
-    if (urls.size() < kMaxLbsUrls && backup.size() <= kMaxLbsUrlBytes) {
-      urls.push_back(std::move(backup));
-    }
-  }
   // Build the request.
   const LBSQuery query = {fetch.token, config->sv, config->pv, config->tp,
                           settings_.address_family};
-  MultipleURLHttpRequest request = BuildLBSRequest(urls, query, fetch.family);
+  MultipleURLHttpRequest request =
+      BuildLBSRequest(active_.response().GetFetchUrls(), query, fetch.family);
   // Ask for a refusal: a service that is gone refuses nothing, so the first answer ends the
   // request.
   auto refuses = zo_base::ForAnyThread(

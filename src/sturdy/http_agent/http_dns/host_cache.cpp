@@ -94,6 +94,10 @@ int64_t ShareOf(int32_t ttl_ms, double share) {
 
 }  // namespace
 
+int64_t ServedMs(int32_t ttl_ms) {
+  return ShareOf(ttl_ms, kServedShare);
+}
+
 CacheState HostCache::CheckHost(net::AddressFamily ip_family, const std::string& host,
                                 std::vector<std::string>& ips) {
   zo_base::RecursiveMutexLock lock(mutex_);
@@ -126,7 +130,7 @@ bool HostCache::UpdateHost(const std::string& host, int64_t now, int32_t ttl_ms,
   updated.updated_at = now;
   updated.ttl = ttl_ms;
   updated.refresh_time = stale_from_start ? now : SaturatingAdd(now, ShareOf(ttl_ms, kFreshShare));
-  updated.cache_expired_time = SaturatingAdd(now, ShareOf(ttl_ms, kServedShare));
+  updated.cache_expired_time = SaturatingAdd(now, ServedMs(ttl_ms));
   if (!new_ipv4.empty()) {
     updated.ipv4 = std::move(new_ipv4);
   }

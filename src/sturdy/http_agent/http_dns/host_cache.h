@@ -48,6 +48,9 @@ inline constexpr size_t kMaxUnaskedBytes = size_t{256} << 10;
 // unasked until an answer names them to a query that asked for them.
 enum class HostSource { kAsked, kUnasked, kFile };
 
+// Returns how long an entry with a lifetime is served.
+int64_t ServedMs(int32_t ttl_ms);
+
 // The addresses of host names, in memory.
 //
 // An entry with a lifetime of T is fresh for three quarters of T, and isn't served after nine

@@ -10,19 +10,16 @@
 #include "net/ip_address.h"
 #include "network/http_status.h"
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
+#include "src/sturdy/http_agent/http_dns/host_item.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 
 namespace zo_sturdy {
 namespace {
 
-using dns_key::kIPv4;
 using dns_key::kIPv6;
-using dns_key::kTtl;
 using KRBASE::network::kStatusOk;
 using zo_base::json11::Json;
-
-constexpr char kCacheExpiredTime[] = "cache_expired_time";
 
 // Bounds of the lease that a loaded entry gets. An entry with less time left than the first is
 // stale: the next query serves and refreshes it.
@@ -271,17 +268,13 @@ bool HostResolver::LoadHostCache(const std::string& folder) {
 }
 
 void HostResolver::LoadHostItem(const std::string& host, const std::string& text) {
-  const Json item = ParseJson(text);
+  const HostItem item = ReadHostItem(text);
   const int64_t now = zo_base::Clock::WallMs();
-  int64_t expired_ms = now;
-  if (item.object_items().count(kCacheExpiredTime) != 0) {
-    expired_ms = SaturatingWhole<int64_t>(item[kCacheExpiredTime].number_value());
-  }
-  const int64_t remaining = SaturatingSubtract(expired_ms, now);
+  const int64_t remaining = SaturatingSubtract(item.expired_ms.value_or(now), now);
   const bool stale_from_start = remaining < kShortestLeaseMs;
   const int64_t lease_ms = std::clamp(remaining, kShortestLeaseMs, kLongestLeaseMs);
-  host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), TextsOf(item[kIPv4]),
-                         TextsOf(item[kIPv6]), stale_from_start, HostSource::kFile);
+  host_cache_.UpdateHost(host, now, static_cast<int32_t>(lease_ms), item.ipv4, item.ipv6,
+                         stale_from_start, HostSource::kFile);
 }
 
 // The lock serializes saves: answers may arrive on different threads.
@@ -289,11 +282,7 @@ void HostResolver::SaveHostCache() {
   const zo_base::MutexLock lock(save_mutex_);
   host_cache_file_.Clear();  // drop the entries that the cache refused when they were loaded
   for (const auto& [host, entry] : host_cache_.GetEntries()) {
-    const Json item = Json::object{{kTtl, entry.ttl},
-                                   {kCacheExpiredTime, entry.cache_expired_time},
-                                   {kIPv4, Json::array(entry.ipv4.begin(), entry.ipv4.end())},
-                                   {kIPv6, Json::array(entry.ipv6.begin(), entry.ipv6.end())}};
-    host_cache_file_.Set(host, zo_base::ZOAny(item.dump()), zo_base::SVT::kString);
+    host_cache_file_.Set(host, zo_base::ZOAny(HostItemText(entry)), zo_base::SVT::kString);
   }
   host_cache_file_.Save();
 }

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "base/built_in_values.h"
-#include "base/decimal.h"
 #include "base/log/log.h"
 #include "base/thread/clock.h"
 #include "base/thread/for_any_thread.h"
@@ -16,6 +15,7 @@
 #include "src/sturdy/http_agent/http_dns/dns_json.h"
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
+#include "src/sturdy/http_agent/http_dns/service_cache.h"
 
 namespace zo_sturdy {
 namespace {
@@ -25,10 +25,9 @@ using dns_key::kIPv4;
 using dns_key::kIPv6;
 using dns_key::kTtl;
 using KRBASE::network::kStatusOk;
+using service_cache_key::kExpiredTime;
+using service_cache_key::kUpdatedAt;
 using zo_base::json11::Json;
-
-constexpr char kUpdatedAt[] = "updated_at";
-constexpr char kExpiredTime[] = "expired_time";
 
 // The lifetime of the built-in endpoints. Nothing waits for it: they count as expired at once.
 constexpr int64_t kDefaultTtl = 3600;
@@ -81,7 +80,7 @@ void ServiceDirectory::LoadServerCache(const std::string& folder) {
     return;
   }
   server_cache_file_.Load(folder + "http_server_cache.data");
-  if (UsableName(server_cache_file_.Get(kHost)).empty() || server_cache_file_.Get(kIPv4).empty()) {
+  if (!IsUsableServiceCache(server_cache_file_)) {
     ResetServerCache(true);
   }
 }
@@ -108,11 +107,8 @@ void ServiceDirectory::SetServerValue(const char* key, const std::string& value)
 }
 
 bool ServiceDirectory::InitInterfaceAddress() {
-  const ServiceAddress missing{1, 0, ""};
-  service_table_.ReplaceServiceAddresses(
-      server_cache_file_.Get(kHost),
-      ReadEndpoints(ParseJson(server_cache_file_.Get(kIPv4)), missing),
-      ReadEndpoints(ParseJson(server_cache_file_.Get(kIPv6)), missing));
+  const ServiceCache cache = ReadServiceCache(server_cache_file_);
+  service_table_.ReplaceServiceAddresses(cache.host, cache.ipv4, cache.ipv6);
   // Post on the thread object, whose queue keeps the task until the thread runs.
   zo_base::PostTo(manager_, manager_.ToWeakClosure([this] { BeginUpdateCycle(); }));
   return true;
@@ -151,8 +147,7 @@ bool ServiceDirectory::UpdateServerCache(const Json& json) {
 
 void ServiceDirectory::BeginUpdateCycle() {
   const int64_t left =
-      SaturatingSubtract(zo_base::LeadingNumber<int64_t>(server_cache_file_.Get(kExpiredTime)),
-                         zo_base::Clock::WallMs());
+      SaturatingSubtract(ServiceExpiredMs(server_cache_file_), zo_base::Clock::WallMs());
   if (left < kLeastLeftMs) {
     ZO_LOG(LV_APP) << "[http dns][init] expired_time - time_now <= 2000ms update now";
     DoReload(net::kIPFamilyAny);
@@ -251,7 +246,7 @@ void ServiceDirectory::ApplyServiceResponse(const Json& json) {
     }
   }
   UpdateServerCache(json);
-  const int64_t ttl_ms = zo_base::LeadingNumber<int64_t>(server_cache_file_.Get(kTtl));
+  const int64_t ttl_ms = ServiceTtlMs(server_cache_file_);
   ZO_LOG(LV_APP) << "[http dns] Update success ttl : " << ttl_ms << " ms";
   ReloadAfter(ttl_ms, "[http dns] Update S (success)");
 }

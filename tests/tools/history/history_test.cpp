@@ -1,0 +1,248 @@
+// Logs that a living client seldom leaves.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "base/log/log_format.h"
+#include "network/transfer_cause.h"
+#include "tools/history/history_json.h"
+#include "tools/history/read_history.h"
+#include "tools/history/try_words.h"
+#include "tools/history/why_words.h"
+
+namespace history {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr int kClient = 1;
+constexpr int kAgent = 2;
+constexpr int kManager = 3;
+constexpr int kWorker = 4;
+const std::string kBanner =
+    "\r\n----------------------------------------------------- start "
+    "-----------------------------------------------------";
+const std::string kDashes = "-----------------------";
+
+// Writes a log. The time advances by 1 ms a line.
+class Log {
+ public:
+  Log& Say(int thread, const std::string& text) {
+    char prefix[64];
+    std::snprintf(prefix, sizeof prefix, "12-31 23:59:%02d.%03d %d-%d [LV_APP] ", now_ms_ / 1000,
+                  now_ms_ % 1000, process_, thread);
+    text_ += prefix + text + "\n";
+    ++now_ms_;
+    return *this;
+  }
+  Log& Wait(int ms) {
+    now_ms_ += ms;
+    return *this;
+  }
+  Log& As(int process) {
+    process_ = process;
+    return *this;
+  }
+  Log& Raw(std::string_view text) {
+    text_ += text;
+    return *this;
+  }
+  Log& Document(const std::string& links) {
+    return Say(kAgent, "[lbs]ParseLBSResponse rsp:\r\n---" + kDashes +
+                           "\r\n{\"common\":{\"link\":[" + links + "]}}\r\n---" + kDashes)
+        .Say(kAgent, "[lbs]ParseLBSResponse parsel result = true,update active lbs");
+  }
+  Log& Request(int thread, const std::vector<std::string>& urls) {
+    std::string list;
+    for (const std::string& url : urls) {
+      list += "host: url:" + url + "\r\n";
+    }
+    return Say(thread,
+               "[multiple]Invoke send multiple_time_out:2000 time_out:7000 use http dns:false")
+        .Say(thread, "[multiple]Invoke send multiple url\r\n" + kDashes + "\r\nurl list:\r\n" +
+                         list + kDashes)
+        .Say(thread, "[multiple]Send sub url request:" + urls.front())
+        .Say(thread, "[multiple]Start timer index:0");
+  }
+  Log& Answer(const std::string& address, bool is_default) {
+    return Say(kClient, "[lbs] Get link address addr_family = 2")
+        .Say(kClient, "[lbs] Get link address " + address +
+                          " use default:" + (is_default ? "true" : "false"))
+        .Say(kClient, "[lbs] Addr may be ipv6 " + address);
+  }
+
+  [[nodiscard]] History Read() const { return ReadHistory(log_reader::ParseMessages(text_)); }
+
+ private:
+  std::string text_;
+  int now_ms_ = 0;
+  int process_ = 7;
+};
+
+// A process that was killed, its successor with the same number, and one beside it; the first lines
+// are lost, and the log crosses New Year.
+TEST(HistoryTest, DividesALogIntoRuns) {
+  const History history =
+      Log()
+          .Raw("torn line\n")
+          .Say(kClient, "[environment] Token changed key:set")
+          .Say(kClient, kBanner)
+          .Say(kClient, "[environment] Start version:1 business:b")
+          .As(8)
+          .Say(kClient, kBanner)
+          .Say(kClient, "[environment] Start version:1 business:c")
+          .As(7)
+          .Say(kClient, "[environment] Exit")
+          .Say(kClient, kBanner)
+          .Raw("01-01 00:00:00.000 8-1 [LV_APP] [lbs] Hold link address [::1]:80 found:true\n")
+          .Read();
+  ASSERT_EQ(history.runs.size(), 3u);
+  EXPECT_FALSE(history.runs[0].begin_ms || history.runs[0].exit_ms);
+  EXPECT_EQ(history.changes.back().run, 0u);
+  EXPECT_TRUE(history.runs[1].begin_ms && history.runs[1].exit_ms);
+  EXPECT_EQ(history.runs[1].settings, "version:1 business:b");
+  EXPECT_FALSE(history.runs[2].exit_ms.has_value());
+  ASSERT_EQ(history.holds.size(), 1u);
+  EXPECT_TRUE(history.holds[0].is_found && history.holds[0].run == 2u);
+  EXPECT_EQ(history.holds[0].address, "[::1]:80");
+  EXPECT_GT(history.runs[2].last_ms, *history.runs[2].begin_ms);
+  EXPECT_EQ(TimeText(history.runs[2].last_ms), "01-01 00:00:00.000");
+}
+
+// Banners alone, and once the text of a run that was killed: an older log.
+TEST(HistoryTest, TakesTheBannerWithinARunOfAnOlderLogAsAnExit) {
+  const History history = Log()
+                              .Say(kClient, kBanner)
+                              .Raw(zo_base::kOldTextBegin)
+                              .Raw(zo_base::kOldTextEnd)
+                              .Say(kClient, kBanner)
+                              .Say(kClient, kBanner)
+                              .Say(kClient, kBanner)
+                              .Read();
+  ASSERT_EQ(history.runs.size(), 3u);
+  EXPECT_FALSE(history.runs[0].exit_ms || history.runs[2].exit_ms);
+  EXPECT_TRUE(history.runs[1].exit_ms.has_value());
+}
+
+// Two host queries at once: their answers name neither host nor URL.
+TEST(HistoryTest, MarksWhatFitsTwoRequestsAsUnsure) {
+  const std::string url = "http://d/httpdns/v2/d?domain=";
+  const auto answer = [](Log log, int code) {
+    return log.Say(kManager, "[multiple][rsp]Index:0 code :" + std::to_string(code))
+        .Say(kManager, "[multiple][rsp]All url requested :true")
+        .Say(kManager, "[multiple][rsp]Business check response true,index :0")
+        .Say(kManager, "[http dns] Query hosts`s ip success = true\r\n" + kDashes +
+                           "\r\n{\"data\":{\"a\":{\"ip\":[\"1.1.1.1\"],\"ttl\":60}}}\r\n" +
+                           kDashes);
+  };
+  Log log;
+  log.Say(kAgent, "[multiple]Use http dns,host:")
+      .Say(kAgent, "[http dns] Check cached host: a res: 3")
+      .Say(kAgent, "[http dns] Check cached need update type = sync host list : a")
+      .Say(kClient, "[http dns] Check cached need update type = sync host list : b|c")
+      .Request(kManager, {url + "a"});
+  const Log both = Log(log).Request(kManager, {url + "b,c"});
+  const History sure = answer(log, 200).Read();
+  EXPECT_FALSE(sure.fetches.at(0).tries.at(0).is_unsure);
+  EXPECT_EQ(sure.fetches[0].asked_because, AskedBecause::kSecondPass);
+  EXPECT_EQ(sure.leases.at(0).ttl_ms, 60000);
+  EXPECT_THAT(sure.leases[0].addresses, ElementsAre("1.1.1.1"));
+  EXPECT_EQ(sure.host_looks.at(0).state, HostLook::State::kMissing);
+  const History unsure = answer(both, 200).Read();
+  EXPECT_TRUE(unsure.fetches.at(0).tries.at(0).is_unsure);
+  EXPECT_TRUE(unsure.fetches.at(1).tries.at(0).is_unsure);
+  EXPECT_EQ(unsure.fetches[1].asked_because, AskedBecause::kOther);
+  EXPECT_TRUE(ToJson(unsure.fetches[1], 1)["tries"][0]["unsure"]);
+}
+
+// Requests of two services end with the same index. Only one URL has failed, and an older failure
+// of it has another cause.
+TEST(HistoryTest, GivesAFailureToTheTryThatBeganWithIt) {
+  const History history =
+      Log()
+          .Say(kWorker, "[transfer] http://a:80/x/ failed: refused after 0 ms (name -)")
+          .Wait(3000)
+          .Request(kManager, {"http://u:p@A/x/httpdns/v2/d?domain=a#f"})
+          .Request(kManager, {"http://a/x/?httpdns/v2/d?domain=b"})
+          .Wait(2000)
+          .Say(kWorker, "[transfer] http://a:80/x/ failed: reset after 2000 ms (name 1 ms)")
+          .Say(kManager, "[multiple][rsp]Index:0 code :0")
+          .Say(kManager, "[multiple][rsp]All url requested :true")
+          .Say(kManager, "[multiple][rsp]Business check response false,index :0")
+          .Say(kManager, "[multiple][rsp]Stop timer index :0")
+          .Say(kManager, "[multiple][rsp]All sub url has been requested")
+          .Read();
+  ASSERT_EQ(history.fetches.size(), 2u);
+  EXPECT_EQ(history.fetches[0].tries.at(0).outcome, TryOutcome::kUnderWay);
+  const Try& failed = history.fetches[1].tries.at(0);
+  EXPECT_EQ(failed.outcome, TryOutcome::kFailed);
+  EXPECT_EQ(failed.cause, "reset");
+  EXPECT_FALSE(failed.is_unsure);
+  EXPECT_EQ(history.fetches[1].outcome, FetchOutcome::kFailed);
+}
+
+TEST(HistoryTest, ReadsWhyFetchesWereDropped) {
+  const History history =
+      Log()
+          .Say(kClient, "[lbs]Call Update")
+          .Say(kClient, "[lbs]UpdateLBS force = false")
+          .Say(kClient, "[lbs]UpdateLBS updatting_lbs_ = true,return")
+          .Say(kClient, "[lbs] Fetch asked for by third_default number:4")
+          .Say(kClient, "[lbs]UpdateLBS force = false")
+          .Say(kClient, "[lbs]UpdateLBS less than 1200ms after a fetch for defaults,return")
+          .Say(kClient, "[lbs] Fetch asked for by network number:5")
+          .Say(kClient, "[lbs]UpdateLBS force = true")
+          .Say(kClient, "[lbs]UpdateLBS set updatting = true")
+          .Say(kAgent, "[lbs] Fetch begins number:5")
+          .Say(kAgent, "[lbs] LBS addr url list empty!")
+          .Read();
+  std::vector<std::pair<AskedBecause, Ask::Fate>> asks;
+  for (const Ask& ask : history.asks) {
+    asks.emplace_back(ask.because, ask.fate);
+  }
+  EXPECT_THAT(asks, ElementsAre(std::pair(AskedBecause::kUpdate, Ask::Fate::kUnderWay),
+                                std::pair(AskedBecause::kThirdDefault, Ask::Fate::kTooSoon),
+                                std::pair(AskedBecause::kNetwork, Ask::Fate::kNoUrl)));
+}
+
+TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
+  Log log;
+  log.Say(kAgent, "[lbs] First document from cache fetched:90000000 ms ago")
+      .Document("\"[::1]:80\",\"[::2]:80\"")
+      .Answer("[::1]:80", false)
+      .Answer("[::2]:80", false);
+  EXPECT_THAT(
+      WhyWords(log.Read()).Last(),
+      testing::AllOf(testing::StartsWith("[::2]:80  from the list, since 12-31 23:59:00.002\n"),
+                     HasSubstr("server 2 of 2 in the list: the client had got [::1]:80"),
+                     HasSubstr("an earlier run of the client fetched it 1 day before")));
+  log.Answer("[::9]:80", true);
+  EXPECT_THAT(WhyWords(log.Read()).Last(),
+              testing::AllOf(testing::StartsWith("[::9]:80  a default\n"),
+                             HasSubstr("the client had got [::1]:80, [::2]:80")));
+  log.Answer("[::1]:80", false);
+  EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("after a default, the list begins again"));
+  log.Say(kClient, "[lbs] Hold link address [::2]:80 found:true").Answer("[::2]:80", false);
+  EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("the client had held [::2]:80 at"));
+  log.Say(kAgent, "[lbs] First document from settings cache:other_url")
+      .Document("")
+      .Answer("d:1", true);
+  EXPECT_THAT(WhyWords(log.Read()).Last(),
+              testing::AllOf(HasSubstr("a default because the list is empty"),
+                             HasSubstr("since the cache was fetched with another first LBS URL")));
+  EXPECT_THAT(WhyWords(log.Read()).All(), testing::ContainsRegex("1 day before(.|\n)*other first"));
+  EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("no answer"));
+}
+
+TEST(WhyWordsTest, KnowsEachCauseOfTheTransport) {
+  for (const std::string_view cause : KRBASE::network::kTransferCauseWords) {
+    EXPECT_NE(CauseWords(cause), "") << cause;
+  }
+}
+
+}  // namespace
+}  // namespace history

@@ -1,0 +1,110 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "lab/child.h"
+#include "lab/data_folder.h"
+#include "lab/lab.h"
+#include "lab/paths.h"
+#include "lab/server_cache.h"
+#include "lab/temp_folder.h"
+#include "tests/support/test_document.h"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr char kMarkup[] = "</script><!--<script>window.foreign = 1</script><img src=x>";
+constexpr int kSlowMs = 2600;  // for a whole answer: longer than the silence that the client bears
+
+lab::Scenario Servers() {
+  const std::string document =
+      TestDocument({"192.0.2.1:1"}).Name(kMarkup).Lbs("${url:slow}/lbs/conf.jsp").Text();
+  const lab::HostBook book{{{"localhost", {{{"127.0.0.2"}}, {}, 3600}}}};
+  return {lab::HttpServer("lbs").On(kLbsPath, lab::Reset()),
+          lab::HttpServer("reset").On(kLbsPath, lab::Reset()),
+          lab::HttpServer("slow").On(kLbsPath, lab::Answer(document).InPieces(4, kSlowMs)),
+          lab::HttpServer("silent").On(kLbsPath, lab::Silent()),
+          lab::HttpServer("broken").On(kLbsPath, lab::Answer(503)),
+          lab::HttpServer("alive")
+              .At("127.0.0.2")
+              .OnPortOf("broken")
+              .On(kLbsPath, lab::Answer(document)),
+          lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))};
+}
+
+// Two lives of a client: in the first, a late answer is taken; in the second, that of a second
+// pass.
+class Timeline : public testing::Test {
+ protected:
+  Timeline() : lab_(Servers()) {
+    lab::WriteServerCache(lab::DataFolder(folder_.path()),
+                          {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}}});
+    Run({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4", "--lbs",
+         lab_.Url("lbs", kLbsPath), lab_.Url("reset", kLbsPath), lab_.Url("slow", kLbsPath),
+         lab_.Url("silent", kLbsPath)});
+    Run({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4", "--lbs",
+         "http://localhost:" + std::to_string(lab_.Port("broken")) + kLbsPath});
+    Run({"timeline", folder_.path(), "--output", page_, "--trace", trace_});
+  }
+
+  static void Run(std::vector<std::string> command) {
+    command.insert(command.begin(), STURDYCTL);
+    lab::Child child(command);
+    const std::string output = child.ReadRest();
+    EXPECT_EQ(child.Wait(), 0) << output;
+  }
+
+  const lab::TempFolder folder_;
+  const lab::Lab lab_;
+  const std::string page_ = folder_.File("page.html");
+  const std::string trace_ = folder_.File("trace.json");
+};
+
+TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
+  const int requests = lab_.journal().Count();
+  ASSERT_EQ(requests, 4 + 3);
+  const json expected = {
+      {"headline",
+       "The client got 192.0.2.1:1 from the list that " + lab_.Url("alive", kLbsPath) +
+           " (URL 0 of the second pass) sent, after all URLs of the first pass had failed."},
+      {"bars", requests + 1},  // HTTP DNS refuses at its name and answers at its address
+      {"late_winners", 1},
+      {"folded", 2},
+      {"hover", "was silent for"},
+      {"clicked", kMarkup}};
+  lab::Child check({"/usr/bin/env", "python3", PAGE_CHECK, page_, expected.dump()});
+  EXPECT_EQ(check.ReadRest(), "");
+  EXPECT_EQ(check.Wait(), 0);
+  EXPECT_EQ(lab_.journal().Count(), requests);
+}
+
+TEST_F(Timeline, TraceHasAnEventForEachRequestAndAFlowForEachCause) {
+  std::ifstream file(trace_);
+  std::map<std::string, std::map<json, json>> by_phase;  // and id: an id is there once
+  std::map<std::string, size_t> counts;
+  const json trace = json::parse(file);
+  for (const json& event : trace.at("traceEvents")) {
+    by_phase[event.at("ph")][event.value("id", json())] = event;
+    ++counts[event.at("ph")];
+  }
+  const size_t requests = lab_.journal().Requests().size() + 1;  // as above
+  EXPECT_EQ(counts["b"], requests);
+  EXPECT_EQ(by_phase["b"].size(), requests);
+  EXPECT_EQ(counts["e"], requests);
+  for (const auto& [id, begin] : by_phase["b"]) {
+    EXPECT_LE(begin.at("ts"), by_phase["e"].at(id).at("ts"));
+  }
+  EXPECT_EQ(counts["i"], 2U + 2U);  // an answer and a wish for a fetch in each life
+  EXPECT_EQ(counts["s"], 3U + 1U);  // three more URLs in the first life, the address in the second
+  for (const auto& [id, flow] : by_phase["s"]) {
+    EXPECT_LE(flow.at("ts"), by_phase["f"].at(id).at("ts"));
+  }
+}
+
+}  // namespace

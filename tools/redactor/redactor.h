@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace redactor {
+
+inline constexpr std::string_view kRedacted = "[redacted]";
+
+// Replaces secrets by "[redacted]" in any text: lines of the log, URLs, documents, cache files,
+// and JSON inside JSON. Secrets are
+//   - each value of a URL's query, and its fragment,
+//   - the user information of a URL,
+//   - the value of a member, header or line whose name ends with "appkey", "token", "password" and
+//     the like,
+//   - each key of the application that one of these has shown, wherever else it stands as a word.
+// Addresses, paths and the names of a query's values stay. JSON stays JSON.
+//
+// Threads: one.
+// Owner:   anyone.
+// Errors:  none; any bytes have a result. A text whose begin is lost can begin with the rest of a
+//          secret: RedactCut removes its first word too.
+class Redactor {
+ public:
+  // Finds the keys of the application in a text. Redact then also removes them from texts that come
+  // before it.
+  void Learn(std::string_view text) { Redact(text); }
+
+  // Also learns the keys of this text.
+  std::string Redact(std::string_view text);
+  std::string RedactCut(std::string_view text);
+
+ private:
+  std::vector<std::string> keys_;
+};
+
+}  // namespace redactor
