@@ -81,7 +81,7 @@ TEST_F(ClientHeader, SettingsReachTheRecords) {
   const LogLines log(folder_.path());
   EXPECT_TRUE(log.WaitFor("business:im_g1 sdk_version:v7 sv:1 pv:2 tp:3 key:none"));
   EXPECT_TRUE(log.WaitFor(
-      "enable:1 address_family:2 lbs_url:http://u0/ default_link_v4:d4.example:4 "
+      "enable:true address_family:2 lbs_url:http://u0/ default_link_v4:d4.example:4 "
       "default_link_v6:[::1]:6 backup_urls:5 http://u1/ http://u2/ http://u3/ http://u4/ "
       "http://u5/"));
 }
