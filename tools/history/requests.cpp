@@ -318,7 +318,8 @@ void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
   Fetch& fetch = history_.fetches[*thread.judged];
   if (Skip(rest, "[multiple] -- ")) {
     fetch.names.emplace_back(rest);
-  } else if (rest == "[multiple]Use http dns,host list empty") {
+  } else if (rest == "[multiple]Use http dns,host list empty" ||
+             (fetch.kind == Kind::kLbs && rest == "[lbs] Update LBS success = false")) {
     EndFetch(line, FetchOutcome::kFailed, *thread.judged);
   } else if (rest == "[multiple]User http dns,query host fail" ||
              rest == "[multiple]Use http dns,url empty") {
@@ -327,8 +328,6 @@ void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
   } else if (rest.starts_with("[multiple]User http dns, ") ||
              rest.starts_with("[multiple]Second pass of ")) {
     thread.begins_second_pass = true;
-  } else if (fetch.kind == Kind::kLbs && rest == "[lbs] Update LBS success = false") {
-    EndFetch(line, FetchOutcome::kFailed, *thread.judged);
   } else if (fetch.kind == Kind::kLbs && rest.starts_with("[lbs] Update LBS complete ") &&
              (TellsOfTwoTokens(rest) || rest.ends_with(" superseded by a forced fetch"))) {
     EndFetch(line, FetchOutcome::kSuperseded, *thread.judged);

@@ -17,7 +17,7 @@ std::string ParseErrorText(const CLI::App& app, const CLI::ParseError& error) {
     return "give a command; see sturdyctl --help.";
   }
   // Replace the texts that only the parser's author understands. They begin with the option.
-  const std::string text = error.what();
+  std::string text = error.what();
   const std::string option = text.substr(0, text.find(':'));
   const std::string rest = text.substr(option.size());
   if (rest.starts_with(": At Most 1 required but received")) {
