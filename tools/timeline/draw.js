@@ -5,6 +5,7 @@ const kTop = 54;           // px for the texts of the axis
 const kRow = 20, kBar = 14, kGap = 8, kGroup = 18;
 const kMinBar = 4;         // px, so that a short request can be seen and clicked
 const kManyItems = 1500;   // in one view: those at one pixel are drawn once
+const kMinLife = 5;        // px between two vertical lines
 const kMaxSame = 6;        // points of one instant that have places of their own
 const kCharPx = 6.6;
 
@@ -112,7 +113,7 @@ class Chart {
       const [x0, x1] = [fold.from, fold.to].map(px => this.left + this.transform.applyX(px * this.base));
       if (x1 < this.left || x0 > right) continue;
       const a = Math.max(x0, this.left), b = Math.min(x1, right + 14);
-      this.back.append("rect").attr("class", "fold").attr("x", a).attr("y", kTop - 22).attr("width", b - a).attr("height", this.height - kTop);
+      this.back.append("rect").attr("class", "fold").attr("x", a).attr("y", kTop - 22).attr("width", b - a).attr("height", this.height - kTop + 22);
       if (x1 - x0 > 12 && (x0 + x1) / 2 > this.left + 16) {
         const text = durationText(fold.end - fold.begin);
         if (x1 - x0 > text.length * 5.4) {
@@ -138,11 +139,14 @@ class Chart {
     const [from, to] = this.view();
     const times = this.axis.times.slice(d3.bisectLeft(this.axis.times, from), d3.bisectRight(this.axis.times, to));
     const begins = this.axis.stretches.map(stretch => stretch.begin);
+    const isWide = stretch => this.x(stretch.end) - this.x(stretch.begin) > 90;
     let free = this.left;
     for (const ms of times) {
       const x = this.x(ms);
       if (x < free || x > right) continue;
-      const since = ms - begins[d3.bisectRight(begins, ms) - 1];
+      const stretch = d3.bisectRight(begins, ms) - 1;
+      if (!isWide(this.axis.stretches[stretch])) continue;
+      const since = ms - begins[stretch];
       const text = since === 0 ? "0" : "+" + offsetText(since);
       this.back.append("line").attr("class", "tick").attr("x1", x).attr("x2", x).attr("y1", kTop - 22).attr("y2", this.height);
       this.back.append("text").attr("class", "soft").attr("x", x).attr("y", kTop - 26).attr("text-anchor", "middle")
@@ -180,9 +184,11 @@ class Chart {
     const lives = this.data.runs.flatMap(run => [
       {at: run.begin, kind: "start", text: "start"},
       run.exit !== null ? {at: run.exit, kind: "exit", text: "exit"} : {at: run.last, kind: "end", text: "last line"}]);
-    let free = -Infinity;
+    let free = -Infinity, last = -Infinity;
     for (const life of lives.filter(one => one.at !== null && one.at >= from && one.at <= to)) {
       const x = this.x(life.at);
+      if (x - last < kMinLife) continue;
+      last = x;
       this.content.append("line").attr("class", "life " + life.kind).attr("x1", x).attr("x2", x).attr("y1", kTop - 18).attr("y2", this.height);
       if (x > free) {
         const atEnd = life.kind !== "start";

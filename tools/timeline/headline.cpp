@@ -61,7 +61,7 @@ std::string Origin(const Document& document, const History& history) {
     case Document::From::kCache:
       return "from the list in the cache of an earlier run";
     case Document::From::kSettings:
-      return "from the settings";
+      return "from the list of its settings";
     case Document::From::kUnknown:
       break;
   }
@@ -80,6 +80,8 @@ std::string Headline(const History& history) {
     text += ", a default, since the list has no server left to try";
   } else if (answer.document) {
     text += " " + Origin(history.documents[*answer.document], history);
+  } else {
+    text += " from a list of which the log doesn't say where it comes from";
   }
   if (answer.document &&
       HasFailedSince(history.documents[*answer.document], answer.at_ms, history)) {

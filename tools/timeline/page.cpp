@@ -27,14 +27,15 @@ Json Reasons(const history::History& history) {
   return reasons;
 }
 
+// Returns where the log is, and its time.
 std::string About(const history::History& history, const std::string& log_path) {
-  std::string text = log_path;
-  if (!history.runs.empty()) {
-    const history::Run& first = history.runs.front();
-    text += ", " + history::TimeText(first.begin_ms.value_or(first.last_ms)) + " to " +
-            history::TimeText(history.runs.back().last_ms);
+  std::string first;
+  std::string last;
+  for (const log_reader::LogMessage& message : history.messages) {
+    last = message.time.empty() ? last : message.time;
+    first = first.empty() ? last : first;
   }
-  return text;
+  return first.empty() ? log_path : log_path + ", " + first + " to " + last;
 }
 
 // Returns JSON that may stand in a script element: "<" occurs in its strings only, and the escape
