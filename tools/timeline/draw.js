@@ -247,8 +247,9 @@ class Chart {
   }
 
   drawPoint(node, item, x, y) {
-    if (item.kind === "dot" || item.kind === "ring") {
-      node.append("circle").attr("class", "body").attr("cx", x).attr("cy", y).attr("r", item.kind === "dot" ? 5 : 8);
+    const radius = {dot: 5, ring: 8, look: 4}[item.kind];
+    if (radius) {
+      node.append("circle").attr("class", "body").attr("cx", x).attr("cy", y).attr("r", radius);
     } else if (item.kind === "square") {
       node.append("rect").attr("class", "body").attr("x", x - 4).attr("y", y - 4).attr("width", 8).attr("height", 8);
     } else {

@@ -26,7 +26,7 @@ std::string WhyNotFirst(const Fetch& fetch) {
     return "";
   }
   if (taken > 1) {
-    return ", after " + std::to_string(taken) + " URLs had given none";
+    return ", after " + std::to_string(taken) + " URLs before it had failed or been silent";
   }
   const Try& first = fetch.tries.front();
   return first.silent_ms ? ", after URL 0 had been silent for " +

@@ -100,7 +100,7 @@ function leaseLanes(data) {
   const looks = d3.nest().key(one => one.host).object(data.looks);
   const hosts = [...new Set(Object.keys(byHost).concat(Object.keys(looks)))].slice(0, kMaxLanes);
   return hosts.map(key => ({key, values: byHost[key] ?? []})).map(({key, values}) => ({
-    id: "lease " + key, group: "", label: key || "endpoints", rows: 1,
+    id: "lease " + key, group: "", label: key || "endpoints", rows: looks[key] ? 2 : 1,
     items: values.flatMap((one, i) => {
       const run = data.runs[one.run];
       const last = Math.min(values[i + 1]?.at ?? Infinity, run ? run.exit ?? run.last : Infinity);
@@ -110,7 +110,7 @@ function leaseLanes(data) {
         end: Math.min(last, one.at + to * Math.max(one.ttl, 1)), row: 0, classes: "lease " + state, inside: state, text: "",
         words: () => leaseWords(data, one), messages: [one.message]})).filter(item => item.begin < item.end || item.classes === "lease fresh");
     }).concat((looks[key] ?? []).map((one, i) => ({
-      key: `look ${key} ${i}`, kind: "ring", begin: one.at, row: 0, classes: "look look-" + one.state, text: "",
+      key: `look ${key} ${i}`, kind: "look", begin: one.at, row: 1, classes: "look look-" + one.state, text: "",
       words: () => lookWords(data, one), messages: [one.message]}))).sort((a, b) => a.begin - b.begin)}));
 }
 

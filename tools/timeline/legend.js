@@ -26,6 +26,18 @@ function showLegend(data) {
   if (data.holds.length > 0) {
     samples.push(["held by the client", dot("hold", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 6))]);
   }
+  const origins = {fetch: "document from a fetch", cache: "from the cache", settings: "from the settings"};
+  for (const [from, text] of Object.entries(origins)) {
+    if (data.documents.some(one => one.from === from)) samples.push([text, bar("from-" + from)]);
+  }
+  if (data.leases.length > 0) {
+    for (const [state, text] of [["fresh", "host of HTTP DNS: fresh"], ["stale", "stale, served"], ["gone", "gone"]]) {
+      samples.push([text, bar(state)]);
+    }
+  }
+  if (data.looks.length > 0) {
+    samples.push(["look into its cache (red: not there)", dot("look look-missing", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 4))]);
+  }
   samples.push(["idle time, folded", svg => svg.append("rect").attr("class", "fold").attr("width", 22).attr("height", 14)]);
   d3.select("#legend").selectAll("li").data(samples).enter().append("li").each(function ([text, draw]) {
     draw(d3.select(this).append("svg").attr("width", 22).attr("height", 14));

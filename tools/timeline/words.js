@@ -6,9 +6,9 @@ const kFate = {
 const kKind = {lbs: "fetch of the document", service: "update of the HTTP DNS endpoints",
                hosts: "query of HTTP DNS for hosts", report: "report of failures"};
 
+// The URL, in a second pass with the name that was presented there.
 function nameOf(one) {
-  const isOwn = one.host === "" || one.url.replace(/^\w+:\/\//, "").replace(/[:/].*$/, "") === one.host;
-  return one.url + (isOwn ? "" : " as " + one.host);
+  return one.url + (one.pass === 2 && one.host ? " as " + one.host : "");
 }
 
 function tryWords(data, fetch, one) {
