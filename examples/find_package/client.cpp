@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <exception>
 #include <string>
 
 bool Connects(const sturdy::Link& link) {
@@ -21,7 +22,7 @@ bool Connects(const sturdy::Link& link) {
   return connected;
 }
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   if (argc != 3)
     return 2;
   sturdy::Settings settings;
@@ -40,4 +41,7 @@ int main(int argc, char** argv) {
       client.Hold(link);
   }
   return connected ? 0 : 1;
-}  // exits the environment
+} catch (const std::exception& error) {  // of the client's constructor
+  std::fprintf(stderr, "%s\n", error.what());
+  return 1;
+}
