@@ -18,7 +18,7 @@ enum class TransferCause : uint8_t {
   kSendFailed,        // the peer took no part of the request for the send limit
   kHeadTimeout,       // the head of the answer wasn't complete within the receive limit
   kReadTimeout,       // no part of the body came for the receive limit
-  kReset,             // the peer reset or closed the connection before the head
+  kReset,             // the peer reset or closed the connection before the first line of the head
   kCutShort,          // the connection ended within the head or the body
   kTooLarge,          // the head or the body exceeds its bound
   kTooLong,           // the whole took more than kMaxTransferMs
