@@ -59,6 +59,11 @@ int RunTimeline(const TimelineOptions& options) {
   return 0;
 }
 
+int RunState(const StateOptions&) {
+  ++commands_run;
+  return 0;
+}
+
 int RunServe(const std::string&) {
   ++commands_run;
   return 0;

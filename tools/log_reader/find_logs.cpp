@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "base/log/log_format.h"
 #include "tools/log_reader/growing_file.h"
@@ -17,24 +18,52 @@ std::string BufferPath(const std::string& log_path) {
   return log_path + std::string(zo_base::kLogBufferSuffix);
 }
 
+// Returns the log that a folder of a client has; empty if it has none.
+std::string LogIn(const fs::path& folder) {
+  std::error_code error;
+  const fs::path log = folder / zo_base::kLogFileName;
+  const bool exists =
+      fs::is_regular_file(log, error) || fs::is_regular_file(BufferPath(log), error);
+  return exists ? log.string() : std::string();
+}
+
+bool HasCache(const fs::path& folder) {
+  std::error_code error;
+  return fs::exists(folder / "lbs/lbs.data", error) || fs::is_directory(folder / "http_dns", error);
+}
+
+// Returns the folders in which a client with this data folder may keep its files.
+std::set<fs::path> Candidates(const std::string& folder) {
+  std::set<fs::path> candidates = {folder};
+  std::error_code error;
+  for (const fs::path& parent : {fs::path(folder), fs::path(folder) / "sturdy_comp"}) {
+    for (fs::directory_iterator it(parent, error), end; it != end; it.increment(error)) {
+      candidates.insert(it->path());
+    }
+  }
+  return candidates;
+}
+
 }  // namespace
 
 std::vector<std::string> FindLogs(const std::string& folder) {
-  std::set<std::string> logs;
-  std::error_code error;
-  const auto add = [&](const fs::path& path) {
-    const fs::path log = path / zo_base::kLogFileName;
-    if (fs::is_regular_file(log, error) || fs::is_regular_file(BufferPath(log), error)) {
-      logs.insert(log.string());
-    }
-  };
-  add(folder);
-  for (const fs::path& parent : {fs::path(folder), fs::path(folder) / "sturdy_comp"}) {
-    for (fs::directory_iterator it(parent, error), end; it != end; it.increment(error)) {
-      add(it->path());
+  std::vector<std::string> logs;
+  for (const fs::path& candidate : Candidates(folder)) {
+    if (std::string log = LogIn(candidate); !log.empty()) {
+      logs.push_back(std::move(log));
     }
   }
-  return {logs.begin(), logs.end()};
+  return logs;
+}
+
+std::vector<std::string> FindClientFolders(const std::string& folder) {
+  std::vector<std::string> folders;
+  for (const fs::path& candidate : Candidates(folder)) {
+    if (!LogIn(candidate).empty() || HasCache(candidate)) {
+      folders.push_back(candidate.string());
+    }
+  }
+  return folders;
 }
 
 std::string FindRefusedFolder(const std::string& folder) {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-// Finds the logs of a client on the disk.
+// Finds the logs and the folders of a client on the disk.
 // Threads: any.
 // Errors:  a folder that can't be read counts as empty.
 namespace log_reader {
@@ -12,6 +12,9 @@ namespace log_reader {
 // order of their paths. So `folder` may be a client's data folder or a folder inside one. A log has
 // only its buffer file until its first flush; that counts as a log.
 std::vector<std::string> FindLogs(const std::string& folder);
+
+// Returns the folders there that hold a client's log or one of its caches.
+std::vector<std::string> FindClientFolders(const std::string& folder);
 
 // Returns the first of the folders that FindLogs looks into which can't be opened; empty if there
 // is none. An absent folder is none.

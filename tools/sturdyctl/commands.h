@@ -44,6 +44,15 @@ struct WhyOptions {
 // Prints why the client got its last answer, or each.
 int RunWhy(const WhyOptions& options);
 
+struct StateOptions {
+  std::string folder;  // a data folder, a folder in it, or the log in one
+  bool json = false;
+  bool redact = false;
+};
+
+// Prints what a client's caches hold.
+int RunState(const StateOptions& options);
+
 struct TimelineOptions {
   std::string folder;  // as for the log
   std::string output;  // the path of the page

@@ -20,13 +20,30 @@ std::string Readable(const std::string& log_path) {
   return log_path;
 }
 
-}  // namespace
-
-std::string FindLog(const std::string& folder) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(folder, error)) {
-    return Readable(folder);
+// Returns the one path that was found.
+// Errors: UsageError if there is none, or more than one.
+std::string OnlyOne(const std::vector<std::string>& found, const std::string& folder,
+                    const std::string& kind) {
+  if (found.empty()) {
+    const std::string refused = log_reader::FindRefusedFolder(folder);
+    throw UsageError(
+        refused.empty() ? "there is no " + kind + " in " + folder + "; give a client's data folder."
+                        : "you may not read " + refused + ", so its " + kind + " isn't found.");
   }
+  if (found.size() > 1) {
+    std::string names;
+    for (const std::string& path : found) {
+      names += " " + path;
+    }
+    throw UsageError("there are several " + kind + "s in " + folder +
+                     "; give one of them:" + names);
+  }
+  return found.front();
+}
+
+// Errors: UsageError if it is no folder.
+void CheckFolder(const std::string& folder) {
+  std::error_code error;
   const bool is_folder = std::filesystem::is_directory(folder, error);
   if (error == std::errc::permission_denied) {
     throw UsageError("you may not read " + folder + ".");
@@ -34,21 +51,26 @@ std::string FindLog(const std::string& folder) {
   if (!is_folder) {
     throw UsageError("there is no folder " + folder + ".");
   }
-  const std::vector<std::string> logs = log_reader::FindLogs(folder);
-  if (logs.empty()) {
-    const std::string refused = log_reader::FindRefusedFolder(folder);
-    throw UsageError(refused.empty()
-                         ? "there is no log in " + folder + "; give a client's data folder."
-                         : "you may not read " + refused + ", so its log isn't found.");
+}
+
+}  // namespace
+
+std::string FindLog(const std::string& folder) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(folder, error)) {
+    return Readable(folder);
   }
-  if (logs.size() > 1) {
-    std::string names;
-    for (const std::string& log : logs) {
-      names += " " + log;
-    }
-    throw UsageError("there are several logs in " + folder + "; give one of them:" + names);
+  CheckFolder(folder);
+  return Readable(OnlyOne(log_reader::FindLogs(folder), folder, "log"));
+}
+
+std::string FindClientFolder(const std::string& folder) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(folder, error)) {
+    return std::filesystem::absolute(folder).parent_path().string();
   }
-  return Readable(logs.front());
+  CheckFolder(folder);
+  return OnlyOne(log_reader::FindClientFolders(folder), folder, "client");
 }
 
 }  // namespace sturdyctl

@@ -8,4 +8,8 @@ namespace sturdyctl {
 // Errors: UsageError if there is none, if there is more than one, or if it may not be read.
 std::string FindLog(const std::string& folder);
 
+// Returns the one folder there that holds a client's files: its log, or its caches.
+// Errors: as those of FindLog.
+std::string FindClientFolder(const std::string& folder);
+
 }  // namespace sturdyctl

@@ -147,6 +147,32 @@ void AddWhy(CLI::App& app, Command& chosen) {
   why->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunWhy(*given); }; });
 }
 
+void AddState(CLI::App& app, Command& chosen) {
+  const auto given = std::make_shared<sturdyctl::StateOptions>();
+  CLI::App* state = app.add_subcommand("state", "Print what a client's caches hold");
+  state->add_option("FOLDER", given->folder, "Data folder of the client")
+      ->type_name("DIR")
+      ->required();
+  state->add_flag("--json", given->json, "Print one JSON object");
+  state->add_flag("--redact", given->redact, kRedact);
+  state->footer(
+      "JSON: {\"folder\",\n"
+      "       \"document\": {\"file\": F, \"usable\": a start takes it, \"origin\": "
+      "fetch|settings,\n"
+      "         \"age_ms\": null without a fetch, \"family\": any|v4|v6, \"root_url\": of the "
+      "settings\n"
+      "         that it counts for, \"fetch_urls\", \"links\", \"defaults\"},\n"
+      "       \"endpoints\": {\"file\": F, \"usable\", \"name\", \"urls\", \"ttl_ms\", "
+      "\"left_ms\"},\n"
+      "       \"hosts\": {\"file\": F, \"hosts\": [{\"name\", \"state\": fresh|stale|gone,\n"
+      "         \"addresses\", \"fresh_ms\", \"left_ms\": until then, below 0 if it has "
+      "passed}]}}\n"
+      "       F: {\"path\", \"condition\": missing|unreadable|empty|damaged|good, \"faults\":\n"
+      "         [{\"member\": empty for the file itself, \"offset\": bytes or null, \"what\"}]}\n" +
+      std::string(kExitCodes));
+  state->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunState(*given); }; });
+}
+
 void AddTimeline(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::TimelineOptions>();
   CLI::App* timeline =
@@ -189,8 +215,8 @@ int Run(int argc, char** argv) {
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
   Command chosen;
-  for (const auto add :
-       {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddTimeline, AddServe, AddDemo}) {
+  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddState, AddTimeline,
+                         AddServe, AddDemo}) {
     add(app, chosen);
   }
   try {

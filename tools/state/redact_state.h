@@ -1,0 +1,12 @@
+#pragma once
+
+#include "tools/redactor/redactor.h"
+#include "tools/state/client_state.h"
+
+namespace client_state {
+
+// Replaces the application's key and each value of a query by "[redacted]" in all texts of the
+// state.
+void RedactState(redactor::Redactor& redactor, ClientState& state);
+
+}  // namespace client_state

@@ -1,0 +1,65 @@
+#include "tools/state/state_json.h"
+
+namespace client_state {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json ToJson(const CacheFile& file) {
+  Json json = {
+      {"path", file.path}, {"condition", TextOf(file.condition)}, {"faults", Json::array()}};
+  for (const Fault& fault : file.faults) {
+    Json one = {{"member", fault.member}, {"offset", nullptr}, {"what", fault.what}};
+    if (fault.offset) {
+      one["offset"] = *fault.offset;
+    }
+    json["faults"].push_back(one);
+  }
+  return json;
+}
+
+Json ToJson(const DocumentState& state, int64_t now_ms) {
+  Json json = {{"file", ToJson(state.file)},
+               {"usable", state.is_usable},
+               {"origin", state.fetched_ms ? "fetch" : "settings"},
+               {"age_ms", nullptr},
+               {"family", FamilyText(state.family)},
+               {"root_url", state.root_url},
+               {"fetch_urls", state.fetch_urls},
+               {"links", state.links},
+               {"defaults", state.defaults}};
+  if (state.fetched_ms) {
+    json["age_ms"] = now_ms - *state.fetched_ms;
+  }
+  return json;
+}
+
+Json ToJson(const EndpointsState& state, int64_t now_ms) {
+  return {{"file", ToJson(state.file)}, {"usable", state.is_usable},
+          {"name", state.name},         {"urls", state.urls},
+          {"ttl_ms", state.ttl_ms},     {"left_ms", state.expired_ms - now_ms}};
+}
+
+Json ToJson(const HostsState& state, int64_t now_ms) {
+  Json json = {{"file", ToJson(state.file)}, {"hosts", Json::array()}};
+  for (const HostState& host : state.hosts) {
+    json["hosts"].push_back({{"name", host.name},
+                             {"state", TextOf(host.kind)},
+                             {"addresses", host.addresses},
+                             {"fresh_ms", host.stale_ms - now_ms},
+                             {"left_ms", host.gone_ms - now_ms}});
+  }
+  return json;
+}
+
+}  // namespace
+
+Json ToJson(const ClientState& state) {
+  return {{"folder", state.folder},
+          {"document", ToJson(state.document, state.now_ms)},
+          {"endpoints", ToJson(state.endpoints, state.now_ms)},
+          {"hosts", ToJson(state.hosts, state.now_ms)}};
+}
+
+}  // namespace client_state
