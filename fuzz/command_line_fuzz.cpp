@@ -64,6 +64,16 @@ int RunState(const StateOptions&) {
   return 0;
 }
 
+int RunStats(const StatsOptions&) {
+  ++commands_run;
+  return 0;
+}
+
+int RunBundle(const std::string&, const std::string&) {
+  ++commands_run;
+  return 0;
+}
+
 int RunServe(const std::string&) {
   ++commands_run;
   return 0;

@@ -7,8 +7,7 @@
 
 namespace history {
 
-void RedactHistory(History& history) {
-  redactor::Redactor redactor;
+void RedactHistory(redactor::Redactor& redactor, History& history) {
   redactor::RedactMessages(redactor, history.messages);
   const auto redact = [&](std::string& text) { text = redactor.Redact(text); };
   const auto redact_all = [&](std::vector<std::string>& texts) {

@@ -53,6 +53,18 @@ struct StateOptions {
 // Prints what a client's caches hold.
 int RunState(const StateOptions& options);
 
+struct StatsOptions {
+  std::string folder;  // as that of LogOptions
+  bool json = false;
+  bool redact = false;
+};
+
+// Prints counts of what a client did.
+int RunStats(const StatsOptions& options);
+
+// Writes what support needs of the client in `folder` into a new folder, without secrets.
+int RunBundle(const std::string& folder, const std::string& output);
+
 struct TimelineOptions {
   std::string folder;  // as for the log
   std::string output;  // the path of the page

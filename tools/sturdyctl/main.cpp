@@ -173,6 +173,47 @@ void AddState(CLI::App& app, Command& chosen) {
   state->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunState(*given); }; });
 }
 
+void AddStats(CLI::App& app, Command& chosen) {
+  const auto given = std::make_shared<sturdyctl::StatsOptions>();
+  CLI::App* stats = app.add_subcommand("stats", "Count what a client did, from its log");
+  stats->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
+      ->type_name("DIR")
+      ->required();
+  stats->add_flag("--json", given->json, "Print one JSON object");
+  stats->add_flag("--redact", given->redact, kRedact);
+  stats->footer(
+      "JSON: {\"starts\", \"fetches\": {\"by_reason\": {word: count}, \"by_outcome\": {word: "
+      "count}},\n"
+      "       \"tries_per_fetch\": {number: fetches}, \"urls\": [{\"url\", \"tries\", \"wins\"}],\n"
+      "       \"causes\": {word: failed tries of all requests}, \"second_passes\": of all "
+      "requests,\n"
+      "       \"answers\", \"defaults\": of these, \"caches\": [{\"age_ms\": since its fetch or "
+      "null,\n"
+      "       \"refusal\": why a start didn't use it}]}\n" +
+      std::string(kExitCodes));
+  stats->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunStats(*given); }; });
+}
+
+void AddBundle(CLI::App& app, Command& chosen) {
+  struct Arguments {
+    std::string folder;
+    std::string output;
+  };
+  const auto given = std::make_shared<Arguments>();
+  CLI::App* bundle = app.add_subcommand(
+      "bundle", "Write what support needs of a client into a new folder, without secrets");
+  bundle->add_option("FOLDER", given->folder, "Data folder of the client")
+      ->type_name("DIR")
+      ->required();
+  bundle->add_option("--output", given->output, "The folder to make; an empty one is taken")
+      ->type_name("DIR")
+      ->required();
+  bundle->footer(kExitCodes);
+  bundle->callback([given, &chosen] {
+    chosen = [given] { return sturdyctl::RunBundle(given->folder, given->output); };
+  });
+}
+
 void AddTimeline(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::TimelineOptions>();
   CLI::App* timeline =
@@ -215,8 +256,8 @@ int Run(int argc, char** argv) {
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
   Command chosen;
-  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddState, AddTimeline,
-                         AddServe, AddDemo}) {
+  for (const auto add : {AddLink, AddQueryHost, AddWatch, AddLog, AddWhy, AddState, AddStats,
+                         AddTimeline, AddBundle, AddServe, AddDemo}) {
     add(app, chosen);
   }
   try {

@@ -1,12 +1,10 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tools/history/read_history.h"
-#include "tools/history/redact_history.h"
-#include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/output.h"
+#include "tools/sturdyctl/read_client.h"
 #include "tools/sturdyctl/usage_error.h"
 #include "tools/timeline/page.h"
 #include "tools/timeline/trace.h"
@@ -26,11 +24,7 @@ void WriteFile(const std::string& path, const std::string& text) {
 
 int RunTimeline(const TimelineOptions& options) {
   const std::string log_path = FindLog(options.folder);
-  history::History history =
-      history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
-  if (options.redact) {
-    history::RedactHistory(history);
-  }
+  const history::History history = ReadClient(log_path, options.redact);
   WriteFile(options.output, timeline::MakePage(history, log_path));
   if (!options.trace.empty()) {
     WriteFile(options.trace, JsonText(timeline::MakeTrace(history)));

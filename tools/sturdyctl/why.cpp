@@ -2,23 +2,17 @@
 #include <string>
 
 #include "tools/history/history_json.h"
-#include "tools/history/read_history.h"
-#include "tools/history/redact_history.h"
 #include "tools/history/why_words.h"
-#include "tools/log_reader/log_reader.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/output.h"
+#include "tools/sturdyctl/read_client.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
 
 int RunWhy(const WhyOptions& options) {
-  log_reader::LogReader log(FindLog(options.folder));
-  history::History history = history::ReadHistory(log.ReadNewMessages());
-  if (options.redact) {
-    history::RedactHistory(history);
-  }
+  history::History history = ReadClient(FindLog(options.folder), options.redact);
   if (options.json) {
     if (!options.all && history.answers.size() > 1) {
       history.answers.erase(history.answers.begin(), history.answers.end() - 1);

@@ -1,0 +1,133 @@
+#include <fcntl.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "base/built_in_values.h"
+#include "base/log/log_format.h"
+#include "base/platform/file.h"
+#include "sturdy/sturdy.h"
+#include "tools/history/read_history.h"
+#include "tools/history/redact_history.h"
+#include "tools/history/why_words.h"
+#include "tools/log_reader/find_logs.h"
+#include "tools/log_reader/log_reader.h"
+#include "tools/state/read_state.h"
+#include "tools/state/redact_state.h"
+#include "tools/state/state_words.h"
+#include "tools/sturdyctl/commands.h"
+#include "tools/sturdyctl/find_log.h"
+#include "tools/sturdyctl/usage_error.h"
+#include "tools/timeline/page.h"
+
+namespace sturdyctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The folder that a bundle is written to.
+// Threads: one.
+// Errors:  UsageError if it exists and isn't an empty folder; std::runtime_error if a file can't be
+//          written or is there already.
+class NewFolder {
+ public:
+  explicit NewFolder(const std::string& path) : path_(path) {
+    std::error_code error;
+    if (fs::exists(path, error) && !fs::is_directory(path, error)) {
+      throw UsageError(path + " is no folder.");
+    }
+    if (fs::exists(path, error) && !(fs::is_empty(path, error) && !error)) {
+      throw UsageError(path + " isn't empty; nothing is overwritten.");
+    }
+    Make(path);
+  }
+
+  // Writes a new file. Its name may begin with a folder.
+  void Write(const std::string& name, const std::string& text) const {
+    const std::string path = path_ + "/" + name;
+    Make(fs::path(path).parent_path().string());
+    constexpr mode_t kOwnerOnly = 0600;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
+    std::FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
+    const bool written =
+        file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file == nullptr || std::fclose(file) != 0 || !written) {
+      throw std::runtime_error(path + " can't be written.");
+    }
+    std::printf("  %s\n", name.c_str());
+  }
+
+ private:
+  static void Make(const std::string& path) {
+    if (!zo_base::CreateFolders(path)) {
+      throw std::runtime_error("the folder " + path + " can't be made.");
+    }
+  }
+
+  const std::string path_;
+};
+
+// Returns the versions of the library, of the tool and of the system.
+std::string Versions(const history::History& history) {
+  std::string text = "tool    sturdyctl " STURDY_VERSION_STRING "\n";
+  text += "client  ";
+  text += history.runs.empty() || history.runs.back().settings.empty()
+              ? "unknown"
+              : history.runs.back().settings;
+  utsname system = {};
+  if (uname(&system) == 0) {
+    text +=
+        std::string("\nsystem  ") + system.sysname + " " + system.release + " " + system.machine;
+  }
+  return text + "\n";
+}
+
+}  // namespace
+
+int RunBundle(const std::string& folder, const std::string& output) {
+  // Read everything before the folder is made: it may be inside the client's.
+  const std::string client = FindClientFolder(folder);
+  const std::string log_path = client + "/" + std::string(zo_base::kLogFileName);
+  if (const std::string refused = log_reader::FindRefusedFile(log_path); !refused.empty()) {
+    throw UsageError("you may not read " + refused + ".");
+  }
+  history::History history =
+      history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
+  client_state::ClientState state = client_state::ReadState(client);
+  // Redact it. The log comes first, since it shows the application's key.
+  redactor::Redactor redactor;
+  history::RedactHistory(redactor, history);
+  client_state::RedactState(redactor, state);
+  std::string log;
+  for (const log_reader::LogMessage& message : history.messages) {
+    log += message.bytes;
+  }
+  // Write it as a client keeps it, so that the tool's other commands can read the bundle.
+  const NewFolder bundle(output);
+  std::printf("%s\n", output.c_str());
+  bundle.Write(std::string(zo_base::kLogFileName), log);
+  using Condition = client_state::CacheFile::Condition;
+  for (const client_state::CacheFile* file :
+       {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
+    if (file->condition == Condition::kGood || file->condition == Condition::kDamaged) {
+      const std::string text = zo_base::ReadFilePrefix(file->path, zo_sturdy::kMaxCacheFileBytes);
+      bundle.Write(fs::relative(file->path, client).string(), redactor.Redact(text));
+    }
+  }
+  bundle.Write("state.txt", client_state::StateWords(state));
+  bundle.Write("why.txt", history::WhyWords(history).All());
+  bundle.Write("timeline.html", timeline::MakePage(history, log_path));
+  bundle.Write("versions.txt", Versions(history));
+  std::puts(
+      "The application's key and the values of queries are removed. Names and addresses stay.");
+  return kExitOk;
+}
+
+}  // namespace sturdyctl
