@@ -140,6 +140,18 @@ std::string LogReader::BufferPath() const {
   return path_ + std::string(zo_base::kLogBufferSuffix);
 }
 
+// After two cuts the log may have the inode number of the file before them, so this also compares
+// the bytes before the offset.
+bool LogReader::IsKnown(const GrowingFile& file) const {
+  if (file.inode() != inode_ || file.Size() < offset_) {
+    return false;
+  }
+  const size_t bytes = std::min(before_.size(), kLeastAnchorBytes);
+  std::string text;
+  return bytes == 0 || (file.ReadFrom(offset_ - bytes, text) &&
+                        before_.compare(before_.size() - bytes, bytes, text, 0, bytes) == 0);
+}
+
 LogReader::Look LogReader::LookAtFiles() const {
   const std::string buffer_path = BufferPath();
   const auto wait_end = std::chrono::steady_clock::now() + kLongestWait;
@@ -147,8 +159,7 @@ LogReader::Look LogReader::LookAtFiles() const {
     const GrowingFile file(path_);
     Look look;
     look.inode = file.inode();
-    const bool same = look.inode == inode_ && file.Size() >= offset_;
-    look.begin = same ? offset_ : 0;
+    look.begin = IsKnown(file) ? offset_ : 0;
     // Read the buffer twice to notice a clearing meanwhile.
     Buffer buffer;
     Buffer again;
@@ -177,23 +188,25 @@ LogReader::Look LogReader::LookAtFiles() const {
 }
 
 size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
-  if (look.inode == inode_ && look.begin == offset_) {
-    if (const size_t at = text.find(given_); at != std::string::npos) {
-      return at + given_.size();
-    }
-    // The disk was full: perhaps only a part of the buffer's text has reached the log.
-    const auto differ = std::mismatch(text.begin(), text.end(), given_.begin(), given_.end()).first;
-    const std::string_view same(text.data(), static_cast<size_t>(differ - text.begin()));
-    return same.find_last_of('\n') + 1;
+  const bool is_same = look.inode == inode_ && look.begin == offset_;
+  if (const size_t at = text.find(given_); is_same && at != std::string::npos) {
+    return at + given_.size();
   }
-  // The log was cut or replaced: find the end of the known text in it.
+  // The log was cut or replaced: find the end of the known text in it. A log that was cut twice may
+  // have the inode number of the file before.
   std::string anchor = before_ + given_;
   for (KeepTail(anchor); anchor.size() >= kLeastAnchorBytes; anchor.erase(0, anchor.size() / 2)) {
     if (const size_t at = text.rfind(anchor); at != std::string::npos) {
       return at + anchor.size();
     }
   }
-  return 0;
+  if (!is_same) {
+    return 0;
+  }
+  // The disk was full: perhaps only a part of the buffer's text has reached the log.
+  const auto differ = std::mismatch(text.begin(), text.end(), given_.begin(), given_.end()).first;
+  const std::string_view same(text.data(), static_cast<size_t>(differ - text.begin()));
+  return same.find_last_of('\n') + 1;
 }
 
 std::string LogReader::ReadNewText() {

@@ -8,6 +8,8 @@
 
 namespace log_reader {
 
+class GrowingFile;
+
 // Reads a log as one text: the log file, then what its buffer file (base/log/log_format.h) has in
 // addition. The writer's process may be running or dead. The reader can meet any of its steps:
 //   1. It copies a line to the end of the buffer's text, and then counts it.
@@ -42,6 +44,8 @@ class LogReader {
   struct Look;
 
   [[nodiscard]] std::string BufferPath() const;
+  // Returns whether `offset_` is a place in this file.
+  [[nodiscard]] bool IsKnown(const GrowingFile& file) const;
   [[nodiscard]] Look LookAtFiles() const;
   // Returns how many bytes of the look's text earlier calls have returned.
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;
