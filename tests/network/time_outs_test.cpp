@@ -28,11 +28,11 @@ constexpr int32_t kSendMs = 15000;
 constexpr int32_t kReceiveMs = 20000;
 
 // Expects a stalled transfer to end with these results, and not before its limit. Calls `each_time`
-// whenever it has advanced the clock.
+// whenever it has advanced the clock, which leaves the transfer time to reach its stall.
 void ExpectEnd(
     const std::string& url, const std::string& post_data, HttpInterfaceError error,
     TransferCause cause, int32_t status, int64_t limit_ms,
-    const std::function<void()>& each_time = [] {}) {
+    const std::function<void()>& each_time = [] {}, std::chrono::milliseconds step = 1ms) {
   ScopedTestClock clock;
   std::future<void> transfer = std::async(std::launch::async, [&] {
     CWinHttp http;
@@ -43,7 +43,7 @@ void ExpectEnd(
     EXPECT_EQ(http.GetStatusCode(), status);
   });
   int64_t passed_ms = 0;
-  for (; transfer.wait_for(1ms) != std::future_status::ready; passed_ms += limit_ms / 40) {
+  for (; transfer.wait_for(step) != std::future_status::ready; passed_ms += limit_ms / 40) {
     clock.Advance(limit_ms / 40);
     each_time();
   }
@@ -90,7 +90,8 @@ constexpr size_t kMoreThanSocketsHold = size_t{64} << 20U;
 TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
   const DeafServer server;
   const std::string body(kMoreThanSocketsHold, 'x');
-  ExpectEnd(server.url, body, kHttpSendFailed, TransferCause::kSendFailed, 0, kSendMs);
+  ExpectEnd(
+      server.url, body, kHttpSendFailed, TransferCause::kSendFailed, 0, kSendMs, [] {}, 10ms);
   close(accept(server.listener.get(), nullptr, nullptr));
 
   // Each step makes progress now, but all of them would take minutes.
