@@ -83,6 +83,12 @@ size_t AppendedPart(const std::string& log, const std::string& text) {
   return part;
 }
 
+// Returns whether the text is perhaps being appended, alone or before a message: it is cleared
+// after that.
+bool IsAppending(const std::string& log, const std::string& text) {
+  return AppendedPart(log, text) > 0 || (!text.empty() && log.find(text) != std::string::npos);
+}
+
 // Returns how many bytes of the buffer's text the log already has.
 size_t Overlap(const std::string& log, const Buffer& buffer) {
   const std::string& text = buffer.text;
@@ -176,7 +182,7 @@ LogReader::Look LogReader::LookAtFiles() const {
     // Wait for the end of an append. Equal lines may look like one, so this is a reason to wait
     // only.
     if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) ||
-         AppendedPart(look.log, buffer.text) > 0) &&
+         IsAppending(look.log, buffer.text)) &&
         std::chrono::steady_clock::now() < wait_end) {
       std::this_thread::sleep_for(kWait);
       continue;
