@@ -4,9 +4,11 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "base/log/log_format.h"
@@ -169,6 +171,13 @@ TEST_F(LogReaderTest, HoldsTheLineOfALivingWriterBack) {
   {
     zo_base::MappedFile writer;
     ASSERT_TRUE(writer.Map(path_ + ".qel_mmap", kCapacity + sizeof(int32_t)));
+    SetLog(Lines(0, 39) + Line(39));  // "more" is to come
+    auto whole = std::async(std::launch::async, [&] { return LogReader(path_).ReadNewText(); });
+    EXPECT_EQ(whole.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    Append("more\n");
+    SetBuffer("");
+    EXPECT_EQ(whole.get(), Lines(0, 40) + "more\n");
+    SetBuffer(Lines(30, 39));
     SetLog(Lines(0, 30) + Line(30).substr(0, 1));
     LogReader log(path_);
     EXPECT_EQ(log.ReadNewText(), Lines(0, 39));
