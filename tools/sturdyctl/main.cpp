@@ -18,6 +18,7 @@ namespace {
 constexpr char kExitCodes[] =
     "Exit codes: 0 done, 1 failed, 2 the command line or a file that it names is invalid.";
 
+constexpr char kFolderOrLog[] = "Data folder of the client, or a log in it";
 constexpr char kRedact[] =
     "Write [redacted] for the application's key and for each value of a URL's query";
 
@@ -98,12 +99,21 @@ void AddWatch(CLI::App& app, Command& chosen) {
   });
 }
 
+// Adds the argument of the commands that read what a client has left.
+void AddFolder(CLI::App& command, std::string& folder, const std::string& description) {
+  command.add_option("FOLDER", folder, description)->type_name("DIR")->required();
+}
+
+// Adds the options of the commands that print it.
+void AddForm(CLI::App& command, bool& json, bool& redact) {
+  command.add_flag("--json", json, "Print one JSON object");
+  command.add_flag("--redact", redact, kRedact);
+}
+
 void AddLog(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::LogOptions>();
   CLI::App* log = app.add_subcommand("log", "Print a client's log, even while the client runs");
-  log->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
-      ->type_name("DIR")
-      ->required();
+  AddFolder(*log, given->folder, kFolderOrLog);
   log->add_flag("--follow", given->follow, "Print new messages until Ctrl-C");
   log->add_option("--tag", given->tags,
                   "Only messages with this tag, such as lbs; repeat it for more")
@@ -121,9 +131,7 @@ void AddLog(CLI::App& app, Command& chosen) {
 void AddWhy(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::WhyOptions>();
   CLI::App* why = app.add_subcommand("why", "Say why a client got its address, from its log");
-  why->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
-      ->type_name("DIR")
-      ->required();
+  AddFolder(*why, given->folder, kFolderOrLog);
   why->add_flag("--all", given->all, "Explain each answer, not only the last one");
   why->add_flag("--json", given->json, "Print one JSON object, with all fetches");
   why->add_flag("--redact", given->redact, kRedact);
@@ -150,11 +158,8 @@ void AddWhy(CLI::App& app, Command& chosen) {
 void AddState(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::StateOptions>();
   CLI::App* state = app.add_subcommand("state", "Print what a client's caches hold");
-  state->add_option("FOLDER", given->folder, "Data folder of the client")
-      ->type_name("DIR")
-      ->required();
-  state->add_flag("--json", given->json, "Print one JSON object");
-  state->add_flag("--redact", given->redact, kRedact);
+  AddFolder(*state, given->folder, "Data folder of the client");
+  AddForm(*state, given->json, given->redact);
   state->footer(
       "JSON: {\"folder\",\n"
       "       \"document\": {\"file\": F, \"usable\": a start takes it, \"origin\": "
@@ -176,11 +181,8 @@ void AddState(CLI::App& app, Command& chosen) {
 void AddStats(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::StatsOptions>();
   CLI::App* stats = app.add_subcommand("stats", "Count what a client did, from its log");
-  stats->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
-      ->type_name("DIR")
-      ->required();
-  stats->add_flag("--json", given->json, "Print one JSON object");
-  stats->add_flag("--redact", given->redact, kRedact);
+  AddFolder(*stats, given->folder, kFolderOrLog);
+  AddForm(*stats, given->json, given->redact);
   stats->footer(
       "JSON: {\"starts\", \"fetches\": {\"by_reason\": {word: count}, \"by_outcome\": {word: "
       "count}},\n"
@@ -202,9 +204,7 @@ void AddBundle(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<Arguments>();
   CLI::App* bundle = app.add_subcommand(
       "bundle", "Write what support needs of a client into a new folder, without secrets");
-  bundle->add_option("FOLDER", given->folder, "Data folder of the client")
-      ->type_name("DIR")
-      ->required();
+  AddFolder(*bundle, given->folder, "Data folder of the client");
   bundle->add_option("--output", given->output, "The folder to make; an empty one is taken")
       ->type_name("DIR")
       ->required();
@@ -218,9 +218,7 @@ void AddTimeline(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::TimelineOptions>();
   CLI::App* timeline =
       app.add_subcommand("timeline", "Write a page that shows what a client did and why");
-  timeline->add_option("FOLDER", given->folder, "Data folder of the client, or a log in it")
-      ->type_name("DIR")
-      ->required();
+  AddFolder(*timeline, given->folder, kFolderOrLog);
   timeline->add_option("--output", given->output, "The page to write; any browser opens it offline")
       ->type_name("FILE")
       ->required();

@@ -16,20 +16,13 @@
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/test_document.h"
+#include "tests/tools/run_sturdyctl.h"
 
 namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
-
-std::string Output(std::vector<std::string> command) {
-  command.insert(command.begin(), STURDYCTL);
-  lab::Child child(command);
-  const std::string output = child.ReadRest();
-  EXPECT_EQ(child.Wait(), 0) << output;
-  return output;
-}
 
 std::string FileText(const std::string& path) {
   std::ifstream in(path);
@@ -69,7 +62,7 @@ TEST(Secrets, AreNowhereInWhatTheToolsRedact) {
   LeaveMarkers(folder.path());
   // The marker is there.
   for (const char* command : {"log", "why", "state"}) {
-    EXPECT_THAT(Output({command, folder.path()}), HasSubstr("MARK")) << command;
+    EXPECT_THAT(RunSturdyctl({command, folder.path()}), HasSubstr("MARK")) << command;
   }
   // Nothing printed has it.
   const lab::TempFolder written;
@@ -86,11 +79,11 @@ TEST(Secrets, AreNowhereInWhatTheToolsRedact) {
       {"timeline", "--output", page, "--trace", trace}};
   for (std::vector<std::string> command : commands) {
     command.insert(command.end(), {"--redact", folder.path()});
-    EXPECT_THAT(Output(command), Not(HasSubstr("MARK"))) << testing::PrintToString(command);
+    EXPECT_THAT(RunSturdyctl(command), Not(HasSubstr("MARK"))) << testing::PrintToString(command);
   }
   // Nor has a file.
   const std::string bundle = written.File("bundle");
-  EXPECT_THAT(Output({"bundle", folder.path(), "--output", bundle}), Not(HasSubstr("MARK")));
+  EXPECT_THAT(RunSturdyctl({"bundle", folder.path(), "--output", bundle}), Not(HasSubstr("MARK")));
   std::vector<std::string> files = {page, trace};
   for (const auto& entry : std::filesystem::recursive_directory_iterator(bundle)) {
     if (entry.is_regular_file()) {
@@ -102,8 +95,8 @@ TEST(Secrets, AreNowhereInWhatTheToolsRedact) {
     EXPECT_THAT(FileText(file), testing::AllOf(Not(""), Not(HasSubstr("MARK")))) << file;
   }
   // The bundle is a client's folder for the other commands.
-  EXPECT_THAT(Output({"state", bundle}), HasSubstr("@192.0.2.1:1"));
-  EXPECT_EQ(Output({"log", bundle}), Output({"log", folder.path(), "--redact"}));
+  EXPECT_THAT(RunSturdyctl({"state", bundle}), HasSubstr("@192.0.2.1:1"));
+  EXPECT_EQ(RunSturdyctl({"log", bundle}), RunSturdyctl({"log", folder.path(), "--redact"}));
 }
 
 }  // namespace

@@ -7,24 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "lab/child.h"
 #include "lab/data_folder.h"
 #include "lab/lab.h"
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/test_document.h"
+#include "tests/tools/run_sturdyctl.h"
 
 namespace {
 
 using nlohmann::json;
-
-std::string Print(std::vector<std::string> command) {
-  command.insert(command.begin(), STURDYCTL);
-  lab::Child child(command);
-  const std::string output = child.ReadRest();
-  EXPECT_EQ(child.Wait(), 0) << output;
-  return output;
-}
 
 void AddKeys(const json& value, std::set<std::string>& keys) {
   if (value.is_object()) {
@@ -47,14 +39,14 @@ TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
        lab::HttpServer("lbs").On(
            kLbsPath, lab::Answer(TestDocument({"192.0.2.1:1", "192.0.2.2:2"}).Text()))});
   lab::WriteServerCache(lab::DataFolder(folder.path()));
-  Print({"link", "--wait", "--count", "3", "--token", "secret", "--data", folder.path(), "--lbs",
-         lab.Url("dead", kLbsPath), "--lbs", lab.Url("lbs", kLbsPath)});
+  RunSturdyctl({"link", "--wait", "--count", "3", "--token", "secret", "--data", folder.path(),
+                "--lbs", lab.Url("dead", kLbsPath), "--lbs", lab.Url("lbs", kLbsPath)});
 
   // The data has the keys that the help names, and no others.
-  const json all = json::parse(Print({"why", folder.path(), "--all", "--json"}));
+  const json all = json::parse(RunSturdyctl({"why", folder.path(), "--all", "--json"}));
   std::set<std::string> keys;
   AddKeys(all, keys);
-  const std::string help = Print({"why", "--help"});
+  const std::string help = RunSturdyctl({"why", "--help"});
   const std::regex quoted("\"(\\w+)\"");
   std::set<std::string> named;
   for (std::sregex_iterator it(help.begin(), help.end(), quoted), end; it != end; ++it) {
@@ -70,10 +62,10 @@ TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
   const json& fetch = all["fetches"][all["answers"][2]["document"]["fetch"].get<size_t>()];
   EXPECT_EQ(fetch["taken_from"]["index"], 1);
   EXPECT_EQ(fetch["tries"][0]["cause"], "refused");
-  EXPECT_EQ(json::parse(Print({"why", folder.path(), "--json"}))["answers"].size(), 1u);
+  EXPECT_EQ(json::parse(RunSturdyctl({"why", folder.path(), "--json"}))["answers"].size(), 1u);
 
   // The same in words.
-  EXPECT_THAT(Print({"why", folder.path()}),
+  EXPECT_THAT(RunSturdyctl({"why", folder.path()}),
               testing::AllOf(
                   testing::ContainsRegex("^[^ ]+  a default\n"),
                   testing::HasSubstr("had got 192.0.2.1:1, 192.0.2.2:2"),

@@ -14,6 +14,7 @@
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
 #include "tests/support/test_document.h"
+#include "tests/tools/run_sturdyctl.h"
 
 namespace {
 
@@ -45,19 +46,12 @@ class Timeline : public testing::Test {
   Timeline() : lab_(Servers()) {
     lab::WriteServerCache(lab::DataFolder(folder_.path()),
                           {.ipv4 = {{"127.0.0.1", lab_.Port("dns"), false}}});
-    Run({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4", "--lbs",
-         lab_.Url("lbs", kLbsPath), lab_.Url("reset", kLbsPath), lab_.Url("slow", kLbsPath),
-         lab_.Url("silent", kLbsPath)});
-    Run({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4", "--lbs",
-         "http://localhost:" + std::to_string(lab_.Port("broken")) + kLbsPath});
-    Run({"timeline", folder_.path(), "--output", page_, "--trace", trace_});
-  }
-
-  static void Run(std::vector<std::string> command) {
-    command.insert(command.begin(), STURDYCTL);
-    lab::Child child(command);
-    const std::string output = child.ReadRest();
-    EXPECT_EQ(child.Wait(), 0) << output;
+    RunSturdyctl({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4",
+                  "--lbs", lab_.Url("lbs", kLbsPath), lab_.Url("reset", kLbsPath),
+                  lab_.Url("slow", kLbsPath), lab_.Url("silent", kLbsPath)});
+    RunSturdyctl({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4",
+                  "--lbs", "http://localhost:" + std::to_string(lab_.Port("broken")) + kLbsPath});
+    RunSturdyctl({"timeline", folder_.path(), "--output", page_, "--trace", trace_});
   }
 
   const lab::TempFolder folder_;
