@@ -67,7 +67,7 @@ inline std::optional<int64_t> NumberAfter(std::string_view text, std::string_vie
                                       : LeadingNumber(text.substr(at + label.size()));
 }
 
-// Returns the text between the first and the last line of dashes, as bodies stand in the log; empty
+// Returns the text between the first and the last line of dashes, as the log holds bodies; empty
 // without them.
 std::string_view FramedText(std::string_view text);
 

@@ -70,7 +70,7 @@ bool IsMapped(const std::string& path) {
   return false;
 }
 
-// Returns how many bytes of the buffer's text stand at the end of the log, from a line's begin on.
+// Returns how many bytes of the buffer's text are at the end of the log, from a line's begin on.
 size_t AppendedPart(const std::string& log, const std::string& text) {
   size_t part = std::min(text.size(), log.size());
   const auto is_appended = [&] {

@@ -14,7 +14,7 @@ inline constexpr std::string_view kRedacted = "[redacted]";
 //   - the user information of a URL,
 //   - the value of a member, header or line whose name ends with "appkey", "token", "password" and
 //     the like,
-//   - each key of the application that one of these has shown, wherever else it stands as a word.
+//   - each key of the application that one of these has shown, wherever else it occurs as a word.
 // Addresses, paths and the names of a query's values stay. JSON stays JSON.
 //
 // Threads: one.

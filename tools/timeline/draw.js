@@ -205,7 +205,7 @@ class Chart {
       items[i].room = nextAt.get(items[i].row) ?? this.width;
       nextAt.set(items[i].row, this.x(items[i].begin));
     }
-    // Points of one instant stand side by side.
+    // Draw the points of one instant side by side.
     let same = 0;
     items.forEach((item, i) => {
       same = i > 0 && item.kind !== "bar" && items[i - 1].kind !== "bar" && item.begin === items[i - 1].begin ? Math.min(same + 1, kMaxSame) : 0;

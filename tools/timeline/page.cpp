@@ -38,7 +38,7 @@ std::string About(const history::History& history, const std::string& log_path) 
   return first.empty() ? log_path : log_path + ", " + first + " to " + last;
 }
 
-// Returns JSON that may stand in a script element: "<" occurs in its strings only, and the escape
+// Returns JSON that a script element may hold: "<" occurs in its strings only, and the escape
 // of it there keeps "</script" from ending the element and "<!--" from hiding what follows.
 std::string ForScriptElement(const Json& json) {
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
