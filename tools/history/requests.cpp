@@ -245,9 +245,9 @@ void Requests::TakeStep(const Line& line, const StepLines& step) {
 
 void Requests::TakeSilence(const Line& line, const StepLines& step, Request& request) {
   const size_t place = request.armed.at(step.index);
-  history_.fetches[request.fetch].tries[place].silent_ms = line.at_ms;
   request.armed.erase(step.index);
   if (step.next != nullptr) {
+    history_.fetches[request.fetch].tries[place].silent_ms = line.at_ms;
     AddTry(*step.next, StartedBecause::kSilence, place, request);
   }
 }

@@ -9,7 +9,7 @@ namespace history {
 namespace {
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kCauses = {{
-    {"bad_url", "it is no URL that can be asked"},
+    {"bad_url", "the URL, or one that it redirects to, can't be asked"},
     {"name_not_resolved", "no address was found for its name"},
     {"refused", "the server refused the connection"},
     {"unreachable", "no network route leads to the server"},
@@ -24,7 +24,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kCauses 
     {"too_long", "the whole transfer took too long"},
     {"too_many_redirects", "the server redirected too often"},
     {"malformed", "the answer was no HTTP"},
-    {"shut_down", "the client was exiting"},
+    {"shut_down", "the process was exiting"},
     {"out_of_memory", "the process had no memory, thread or descriptor left"},
     {"not_available", "libcurl couldn't be loaded"},
 }};
@@ -41,6 +41,10 @@ std::string FailureWords(const Try& one) {
   return words.empty() ? ": " + one.cause : ": " + std::string(words) + " (" + one.cause + ")";
 }
 
+std::string LaterFailureWords(const Try& one, const std::string& after) {
+  return one.cause.empty() ? "" : "; it failed" + after + FailureWords(one);
+}
+
 std::string EndWords(const Try& one) {
   const std::string after = one.end_ms ? " after " + Ms(one.begin_ms, *one.end_ms) : "";
   switch (one.outcome) {
@@ -53,11 +57,12 @@ std::string EndWords(const Try& one) {
     case TryOutcome::kFailed:
       return "failed" + after + FailureWords(one);
     case TryOutcome::kLate:
-      return "had given no answer when another URL had" +
-             (one.cause.empty() ? "" : "; it failed" + after + FailureWords(one));
+      return "had given no answer when another URL had" + LaterFailureWords(one, after);
     case TryOutcome::kDropped:
-      return one.end_ms && one.cause.empty() ? "answered" + after + ", but the answer was ignored"
-                                             : "wasn't waited for any longer";
+      if (one.end_ms && one.cause.empty()) {
+        return "answered" + after + ", but the answer was ignored";
+      }
+      return "wasn't waited for any longer" + LaterFailureWords(one, after);
     case TryOutcome::kUnderWay:
       break;
   }
@@ -80,7 +85,7 @@ std::string TryWords(const Try& one) {
   std::string words = "URL " + std::to_string(one.index) + " " + ShortUrl(one.url);
   if (one.silent_ms) {
     words += " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so ";
-    words += one.outcome == TryOutcome::kTaken ? "the next URL, if any, was asked; it still "
+    words += one.outcome == TryOutcome::kTaken ? "the next URL was asked; it still "
                                                : "it was passed over; it ";
   } else {
     words += " ";

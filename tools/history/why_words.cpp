@@ -256,7 +256,8 @@ std::string WhyWords::NewerFetches(const Document& document, int64_t until_ms) c
                      ReasonWords(newest->asked_because);
   if (newest->outcome == FetchOutcome::kFailed && newest->end_ms <= until_ms) {
     text += ", but no URL gave one, so this list stayed";
-    text += failed > 1 ? ", as after " + std::to_string(failed - 1) + " earlier failures" : "";
+    text += failed == 2 ? ", as after an earlier failure" : "";
+    text += failed > 2 ? ", as after " + std::to_string(failed - 1) + " earlier failures" : "";
   } else if (newest->outcome == FetchOutcome::kSuperseded) {
     text += ", but the token or the network changed meanwhile, so its answer was ignored";
   } else {
