@@ -159,7 +159,7 @@ void HttpClient::Send(const std::shared_ptr<HttpRequest>& request) {
   if (is_queued) {
     Wake();
   } else if (request != nullptr) {
-    LogTransferFailure(request->url, {TransferCause::kOutOfMemory, {}}, 0);
+    LogTransferFailure(request->url, {TransferCause::kOutOfMemory}, 0);
     Answer(this, request, HttpResponse());
   }
 }
@@ -260,7 +260,7 @@ void HttpClient::Forward(const std::shared_ptr<HttpRequest>& request, IHttpReque
 // Nobody else would end the request, so the thread tries until there is memory for the answer.
 void HttpClient::AnswerWithoutTransfer(const std::shared_ptr<HttpRequest>& request) {
   if (IsRunning()) {
-    LogTransferFailure(request->url, {TransferCause::kOutOfMemory, {}}, 0);
+    LogTransferFailure(request->url, {TransferCause::kOutOfMemory}, 0);
   }
   while (IsRunning()) {
     try {

@@ -78,7 +78,7 @@ void HttpRequestWin::Send(const std::shared_ptr<HttpRequest>& request, const Don
       response = Transfer(*request, failure);
     } catch (const std::exception&) {
       // Fails like any other transfer, with the empty answer.
-      failure = {TransferCause::kOutOfMemory, {}};
+      failure = {TransferCause::kOutOfMemory};
     }
     if (failure.has_value()) {
       LogTransferFailure(request->url, *failure, zo_base::Clock::MonotonicMs() - begin_ms);

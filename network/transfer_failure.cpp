@@ -45,6 +45,9 @@ std::string ShownStep(int64_t time_ms) {
 void LogTransferFailure(const std::string& url, const TransferFailure& failure,
                         int64_t took_ms) noexcept {
   try {
+    if (!failure.refusal.empty()) {
+      ZO_LOG(LV_ERR) << "[transfer]No request can be sent, error:" << failure.refusal;
+    }
     const TransferSteps& steps = failure.steps;
     ZO_LOG(LV_APP) << "[transfer] " << ShownUrl(url)
                    << " failed: " << kTransferCauseWords[static_cast<size_t>(failure.cause)].data()

@@ -21,12 +21,14 @@ struct TransferSteps {
 
 struct TransferFailure {
   TransferCause cause;
-  TransferSteps steps;  // of the hop that failed
+  TransferSteps steps = {};  // of the hop that failed
+  std::string refusal = {};  // why no session could be opened; else empty
 };
 
 // Writes the line of a failed transfer: the URL that was asked for, the cause, and the times.
 // `took_ms` is the time of the whole transfer, redirects included. The line has the URL's port, but
-// neither its user information nor its query, which can hold a key, nor its fragment.
+// neither its user information nor its query, which can hold a key, nor its fragment. Writes the
+// refusal, if there is one, in a line before it.
 // Threads: any.
 // Errors:  none; without memory the line is lost.
 void LogTransferFailure(const std::string& url, const TransferFailure& failure,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "base/platform/file.h"
 #include "network/platform/exit_gate.h"
@@ -55,8 +56,9 @@ bool CWinHttp::Fail(HttpInterfaceError reason) {
   return false;
 }
 
-bool CWinHttp::FailTransfer(HttpInterfaceError reason, TransferCause cause) {
-  failure = {cause, request != nullptr ? request->steps() : TransferSteps()};
+bool CWinHttp::FailTransfer(HttpInterfaceError reason, TransferCause cause,
+                            const std::string& refusal) {
+  failure = {cause, request != nullptr ? request->steps() : TransferSteps(), refusal};
   return Fail(reason);
 }
 
@@ -67,10 +69,13 @@ void CWinHttp::CloseHandles() {
 }
 
 bool CWinHttp::OpenSession() {
-  session = HttpSession::Open(kAgent);
-  if (session == nullptr) {
-    return FailTransfer(kHttpOpenFailed, IsExitGateClosed() ? TransferCause::kShutDown
-                                                            : TransferCause::kNotAvailable);
+  try {
+    session = HttpSession::Open(kAgent);
+  } catch (const std::runtime_error& refusal) {
+    const bool is_exiting = IsExitGateClosed();
+    return FailTransfer(kHttpOpenFailed,
+                        is_exiting ? TransferCause::kShutDown : TransferCause::kNotAvailable,
+                        refusal.what());
   }
   session->SetTimeOuts({connect_time_out, send_time_out, receive_time_out});
   return true;

@@ -65,7 +65,7 @@ class CWinHttp : public IWinHttp {
   void CloseHandles();
   bool Fail(KRBASE::network::HttpInterfaceError reason);
   bool FailTransfer(KRBASE::network::HttpInterfaceError reason,
-                    KRBASE::network::TransferCause cause);
+                    KRBASE::network::TransferCause cause, const std::string& refusal = "");
 
   bool is_https = false;
   std::unique_ptr<KRBASE::network::platform::HttpSession> session;

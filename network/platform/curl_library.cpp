@@ -8,7 +8,6 @@
 #include <string>
 #include <utility>
 
-#include "base/log/log.h"
 #include "base/process/unload_hook.h"
 #include "base/sync/once_flag.h"
 #include "network/platform/exit_gate.h"
@@ -93,15 +92,9 @@ void Load() {
 
 }  // namespace
 
-bool LoadCurl() {
-  try {
-    PrepareExitGate();
-    loaded_once.Call(Load);
-    return true;
-  } catch (const std::exception& error) {
-    ZO_LOG(LV_ERR) << "[transfer]No request can be sent, error:" << error.what();
-    return false;
-  }
+void LoadCurl() {
+  PrepareExitGate();
+  loaded_once.Call(Load);
 }
 
 const CurlLibrary& Curl() {

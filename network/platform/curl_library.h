@@ -40,13 +40,14 @@ struct CurlLibrary {
   decltype(&::SSL_CTX_set_keylog_callback) set_keylog_callback;
 };
 
-// Loads libcurl and sets it up, once. Returns false, and logs why, if that fails: a file is
-// missing, or no descriptor or memory is left. The next call tries again. Unloading this library
-// undoes it; there are no threads by then.
+// Loads libcurl and sets it up, once. Unloading this library undoes it; there are no threads by
+// then.
 // Threads: any, outside the exit gate. Blocks while another thread loads.
-bool LoadCurl();
+// Errors:  throws std::runtime_error if a file is missing, no descriptor is left or the process is
+//          ending, and std::bad_alloc. The next call tries again.
+void LoadCurl();
 
-// Requires: LoadCurl has returned true.
+// Requires: LoadCurl has returned.
 const CurlLibrary& Curl();
 
 }  // namespace KRBASE::network::platform

@@ -24,9 +24,7 @@ bool BecomesGet(int32_t status, HttpMethod method) {
 }  // namespace
 
 std::unique_ptr<HttpSession> HttpSession::Open(std::string agent) {
-  if (!LoadCurl()) {
-    return nullptr;
-  }
+  LoadCurl();
   return std::unique_ptr<HttpSession>(new HttpSession(std::move(agent)));
 }
 

@@ -18,7 +18,8 @@
 // platform implements these three over its own calls.
 // Threads: one at a time. Send, ReceiveResponse and QueryDataAvailable block.
 // Owner:   the caller. Destroy requests before their connection, connections before their session.
-// Errors:  Open returns an empty pointer, every other call false. A request has its cause.
+// Errors:  Open returns an empty pointer, every other call false. A request has its cause. Only a
+//          session throws: std::runtime_error, with the reason for which none can be opened.
 namespace KRBASE::network::platform {
 
 class CurlTransfer;

@@ -143,7 +143,7 @@ TEST(TimeOut, OfTheTransportIsTwoSecondsForSendingAndReceiving) {
 TEST(TimeOut, OfConnectingLeavesTimeForTheNextAddress) {
   const Lab lab({HttpServer("dead").At("127.0.0.2").Listens(lab::Listening::kNeverConnect),
                  HttpServer("live").OnPortOf("dead").On("/", lab::Answer("fine"))});
-  ASSERT_TRUE(platform::LoadCurl());
+  platform::LoadCurl();
   platform::TransferPlan plan;
   plan.url = *platform::CrackUrl(lab.Url("live", "/"), 260, 1300);
   plan.addresses = {{127, 0, 0, 2}, {127, 0, 0, 1}};

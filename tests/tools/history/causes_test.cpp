@@ -125,6 +125,7 @@ void FetchWithoutLibcurl(Client& client) {
               "hide a file");
   client.Start();
   EXPECT_EQ(umount(CURL_PATH), 0);
+  EXPECT_THAT(client.log.With("[transfer]No request can be sent, error:"), testing::SizeIs(1));
 }
 
 struct Row {
@@ -190,6 +191,7 @@ TEST_P(Cause, StandsInTheLogAndIsExplained) {
   const history::Try& one = fetch->tries.front();
   EXPECT_EQ(one.cause, cause) << client.log.Text();
   EXPECT_FALSE(one.is_unsure);
+  EXPECT_FALSE(one.silent_ms) << "there is no other URL to be asked";
   // The words have its sentence.
   const std::string sentence(history::CauseWords(cause));
   EXPECT_THAT(history::TryWords(one), HasSubstr(": " + sentence + " (" + std::string(cause) + ")"));
