@@ -105,8 +105,10 @@ void Asks::TakeBegin(const Line& line, OfThread& thread) {
   if (!is_sent && !has_no_url) {
     return;
   }
-  // An older log doesn't name the ask: the service's thread begins them in their order.
-  if (!thread.begins && !run.accepted.empty() && !history_.asks[run.accepted.front()].number) {
+  // Without a URL the log doesn't name the ask, and an older one never does: the service's thread
+  // begins them in their order.
+  if (!thread.begins && !run.accepted.empty() &&
+      (has_no_url || !history_.asks[run.accepted.front()].number)) {
     thread.begins = run.accepted.front();
   }
   if (thread.begins) {

@@ -197,7 +197,6 @@ TEST(HistoryTest, ReadsWhyFetchesWereDropped) {
           .Say(kClient, "[lbs] Fetch asked for by network number:5")
           .Say(kClient, "[lbs]UpdateLBS force = true")
           .Say(kClient, "[lbs]UpdateLBS set updatting = true")
-          .Say(kAgent, "[lbs] Fetch begins number:5")
           .Say(kAgent, "[lbs] LBS addr url list empty!")
           .Read();
   std::vector<std::pair<AskedBecause, Ask::Fate>> asks;
@@ -234,8 +233,51 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
   EXPECT_THAT(WhyWords(log.Read()).Last(),
               testing::AllOf(HasSubstr("a default because the list is empty"),
                              HasSubstr("since the cache was fetched with another first LBS URL")));
+  log.Document("\"1.1.1.1:1\"").Answer("d:1", true);
+  EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("the list has no server of IPv6."));
   EXPECT_THAT(WhyWords(log.Read()).All(), testing::ContainsRegex("1 day before(.|\n)*other first"));
   EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("no answer"));
+}
+
+// The list of the cache stays, for another reason each time.
+TEST(WhyWordsTest, SaysWhyNoNewerListHadArrived) {
+  const std::string url = "http://a/lbs";
+  const auto ask = [](Log& log, const std::string& reason) {
+    log.Say(kClient, "[lbs] Fetch asked for by " + reason + " number:1")
+        .Say(kClient, "[lbs]UpdateLBS force = false")
+        .Say(kClient, "[lbs]UpdateLBS set updatting = true");
+  };
+  Log log;
+  log.Say(kClient, kBanner)
+      .Say(kClient, "[environment] Start version:1 key:none data_path:/d")
+      .Say(kAgent, "[lbs] First document from cache fetched:1 ms ago")
+      .Document("\"a:1\",\"b:2\"");
+  EXPECT_THAT(WhyWords(Log(log).Answer("a:1", false).Read()).Last(), HasSubstr("has no token"));
+  Log none = log;
+  ask(none, "update");
+  EXPECT_THAT(WhyWords(Log(none).Answer("a:1", false).Read()).Last(),
+              HasSubstr("the client called Update, but no request had been sent yet"));
+  none.Say(kManager, "[lbs] LBS addr url list empty!").Answer("a:1", false);
+  EXPECT_THAT(WhyWords(none.Read()).Last(), HasSubstr("but no URL is of the wanted family"));
+  // A fetch that fails after the first answer, and is asked for before it.
+  log.Say(kClient, "[environment] Token changed key:set");
+  EXPECT_THAT(WhyWords(Log(log).Answer("a:1", false).Read()).Last(), HasSubstr("asked for yet"));
+  ask(log, "token");
+  log.Answer("a:1", false)
+      .Say(kManager, "[lbs] Fetch begins number:1")
+      .Say(kManager, "[lbs] Begin update LBS")
+      .Request(kManager, {url});
+  const Log taken = Log(log)
+                        .Say(kManager, "[multiple][rsp]Index:0 code :200")
+                        .Say(kManager, "[lbs] Check response index:0 code:200")
+                        .Say(kManager, "[multiple][rsp]Business check response true,index :0");
+  EXPECT_THAT(WhyWords(taken.Read()).Last(),
+              HasSubstr("the token changed, but it hadn't arrived yet: it came at 12-31"));
+  log.Say(kManager, "[multiple][rsp]Index:0 code :503")
+      .Say(kManager, "[multiple][rsp]All sub url has been requested")
+      .Answer("b:2", false);
+  EXPECT_THAT(WhyWords(log.Read()).All(),
+              testing::ContainsRegex("it hadn't arrived yet\\.(.|\n)*no URL gave one"));
 }
 
 TEST(WhyWordsTest, KnowsEachCauseOfTheTransport) {
