@@ -1,6 +1,7 @@
 #include "tools/history/why_words.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tools/history/try_words.h"
 
@@ -35,7 +36,15 @@ std::string AgeWords(int64_t age_ms) {
 }
 
 std::string FamilyWords(int family) {
-  return family == 1 ? "IPv4" : family == 2 ? "IPv6" : "its family";
+  return family == 1 ? "IPv4" : family == 2 ? "IPv6" : "any family";
+}
+
+std::string AskWords(int64_t at_ms, AskedBecause reason) {
+  return "A newer list was asked for at " + TimeText(at_ms) + " because " + ReasonWords(reason);
+}
+
+bool HasFailedBefore(const Fetch& fetch, const Answer& answer) {
+  return fetch.outcome == FetchOutcome::kFailed && fetch.end_ms && *fetch.end_ms <= answer.at_ms;
 }
 
 std::string RefusalWords(const std::string& refusal) {
@@ -59,7 +68,7 @@ std::string WhyWords::Last() const {
   std::string text = Headline(answer) + Place(last);
   if (answer.document) {
     const Document& document = history_.documents[*answer.document];
-    text += Origin(document) + NewerFetches(document, answer.at_ms);
+    text += Origin(document) + NewerFetches(document, answer);
   }
   if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
     text +=
@@ -75,14 +84,19 @@ std::string WhyWords::All() const {
   }
   std::string text;
   std::optional<size_t> explained;
+  std::string told;  // of newer fetches
   for (size_t i = 0; i < history_.answers.size(); ++i) {
     const Answer& answer = history_.answers[i];
     text += Headline(answer) + Place(i);
-    if (answer.document && answer.document != explained) {
-      const Document& document = history_.documents[*answer.document];
-      text += Origin(document) + NewerFetches(document, answer.at_ms);
-      explained = answer.document;
+    if (!answer.document) {
+      continue;
     }
+    const Document& document = history_.documents[*answer.document];
+    const bool is_explained = std::exchange(explained, answer.document) == answer.document;
+    text += is_explained ? "" : Origin(document);
+    const std::string newer = NewerFetches(document, answer);
+    text += is_explained && newer == told ? "" : newer;
+    told = newer;
   }
   return text;
 }
@@ -90,9 +104,14 @@ std::string WhyWords::All() const {
 std::string WhyWords::Headline(const Answer& answer) const {
   std::string text = AddressOf(answer) + (answer.is_default ? "  a default" : "  from the list");
   if (answer.document && !answer.is_default) {
-    text += ", since " + TimeText(history_.documents[*answer.document].at_ms);
+    const Document& document = history_.documents[*answer.document];
+    text += document.from == Document::From::kSettings ? " of the client's settings" : "";
+    text += ", since " + TimeText(document.at_ms);
   }
-  return text + "\n" + Line("The client got it at " + TimeText(answer.at_ms));
+  const std::string asked = answer.family == 1 || answer.family == 2
+                                ? " asked for an address of " + FamilyWords(answer.family) + " and"
+                                : "";
+  return text + "\n" + Line("The client" + asked + " got it at " + TimeText(answer.at_ms));
 }
 
 const Hold* WhyWords::HoldBefore(const Answer& answer) const {
@@ -166,10 +185,17 @@ std::string WhyWords::Place(size_t place) const {
 
 std::string WhyWords::WhyDefault(const Answer& answer, const Rotation& rotation) const {
   if (rotation.got.empty()) {
-    const bool is_empty = answer.document && history_.documents[*answer.document].links.empty();
-    return Line(is_empty ? "It is a default because the list is empty"
-                         : "It is a default because the list has no server of " +
-                               FamilyWords(answer.family) + " that comes after the held one");
+    const std::string family = FamilyWords(answer.family);
+    if (!answer.document) {
+      return Line("It is a default because the list was used up, or has no server of " + family);
+    }
+    if (history_.documents[*answer.document].links.empty()) {
+      return Line("It is a default because the list is empty");
+    }
+    return Line(rotation.hold != nullptr && rotation.hold->is_found
+                    ? "It is a default because no server of " + family +
+                          " comes after the held one in the list"
+                    : "It is a default because the list has no server of " + family);
   }
   std::string servers;
   for (size_t i = 0; i < std::min(rotation.got.size(), kMostShown); ++i) {
@@ -237,33 +263,66 @@ std::string WhyWords::Attempts(const Fetch& fetch) const {
   return text;
 }
 
-// Says why no newer document has replaced this one.
-std::string WhyWords::NewerFetches(const Document& document, int64_t until_ms) const {
+// Says why no newer document had replaced this one when the client got its answer. The order of the
+// messages counts, since a fetch can take less than a ms.
+std::string WhyWords::NewerFetches(const Document& document, const Answer& answer) const {
+  const auto is_between = [&](size_t run, size_t message) {
+    return run == answer.run && message > document.message && message < answer.message;
+  };
+  // Find the newest fetch, and a later wish that hasn't become one.
   const Fetch* newest = nullptr;
   int failed = 0;
-  for (const Fetch& fetch : history_.fetches) {
-    const bool is_newer = fetch.kind == Kind::kLbs && fetch.run == document.run &&
-                          fetch.begin_ms >= document.at_ms && fetch.begin_ms <= until_ms;
-    if (is_newer && fetch.outcome != FetchOutcome::kTaken) {
+  for (size_t i = 0; i < history_.fetches.size(); ++i) {
+    const Fetch& fetch = history_.fetches[i];
+    if (fetch.kind == Kind::kLbs && document.fetch != i &&
+        is_between(fetch.run, fetch.messages.front())) {
       newest = &fetch;
-      failed += fetch.outcome == FetchOutcome::kFailed ? 1 : 0;
+      failed += HasFailedBefore(fetch, answer) ? 1 : 0;
+    }
+  }
+  for (auto ask = history_.asks.rbegin(); ask != history_.asks.rend(); ++ask) {
+    const bool is_wish =
+        ask->fate == Ask::Fate::kNoUrl || (ask->fate == Ask::Fate::kFetched && !ask->fetch);
+    if (is_wish && is_between(ask->run, ask->message) &&
+        (newest == nullptr || ask->message > newest->messages.front())) {
+      return Line(AskWords(ask->at_ms, ask->because) +
+                  (ask->fate == Ask::Fate::kNoUrl
+                       ? ", but no URL is of the wanted family, so nothing was sent"
+                       : ", but no request had been sent yet"));
     }
   }
   if (newest == nullptr) {
-    return "";
+    return document.from == Document::From::kFetch ? "" : WithoutFetch(answer);
   }
-  std::string text = "A newer list was asked for at " + TimeText(newest->begin_ms) + " because " +
-                     ReasonWords(newest->asked_because);
-  if (newest->outcome == FetchOutcome::kFailed && newest->end_ms <= until_ms) {
+  // Say how it ended.
+  std::string text = AskWords(newest->begin_ms, newest->asked_because);
+  if (HasFailedBefore(*newest, answer)) {
     text += ", but no URL gave one, so this list stayed";
     text += failed == 2 ? ", as after an earlier failure" : "";
     text += failed > 2 ? ", as after " + std::to_string(failed - 1) + " earlier failures" : "";
-  } else if (newest->outcome == FetchOutcome::kSuperseded) {
+  } else if (newest->outcome == FetchOutcome::kSuperseded && newest->end_ms <= answer.at_ms) {
     text += ", but the token or the network changed meanwhile, so its answer was ignored";
   } else {
     text += ", but it hadn't arrived yet";
+    text += newest->outcome == FetchOutcome::kTaken && newest->end_ms
+                ? ": it came at " + TimeText(*newest->end_ms)
+                : "";
   }
   return Line(text) + Attempts(*newest);
+}
+
+// Says that no list was asked for, and why, if the reason is that the client has no token.
+std::string WhyWords::WithoutFetch(const Answer& answer) const {
+  bool has_token = history_.runs[answer.run].settings.find(" key:none") == std::string::npos;
+  for (const Change& change : history_.changes) {
+    if (change.what == Change::What::kToken && change.run == answer.run &&
+        change.message < answer.message) {
+      has_token = change.value != "none";
+    }
+  }
+  return Line(has_token ? "No newer list had been asked for yet"
+                        : "No newer list had been asked for: the client has no token, and without "
+                          "one a start or a change of network asks for none");
 }
 
 std::string WhyWords::WithoutAnswer() const {

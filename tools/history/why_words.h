@@ -18,7 +18,7 @@ class WhyWords {
   explicit WhyWords(const History& history) : history_(history) {}
 
   // Return the text about the last answer, or about each. A list that several answers come from is
-  // explained once.
+  // explained once, and what became of newer ones whenever that has changed.
   [[nodiscard]] std::string Last() const;
   [[nodiscard]] std::string All() const;
 
@@ -35,7 +35,8 @@ class WhyWords {
   [[nodiscard]] std::string WhyDefault(const Answer& answer, const Rotation& rotation) const;
   [[nodiscard]] std::string Origin(const Document& document) const;
   [[nodiscard]] std::string Attempts(const Fetch& fetch) const;
-  [[nodiscard]] std::string NewerFetches(const Document& document, int64_t until_ms) const;
+  [[nodiscard]] std::string NewerFetches(const Document& document, const Answer& answer) const;
+  [[nodiscard]] std::string WithoutFetch(const Answer& answer) const;
   [[nodiscard]] Rotation RotationBefore(size_t place) const;
   [[nodiscard]] const Hold* HoldBefore(const Answer& answer) const;
   [[nodiscard]] std::string WithoutAnswer() const;
