@@ -22,13 +22,16 @@ Json ToJson(const CacheFile& file) {
 Json ToJson(const DocumentState& state, int64_t now_ms) {
   Json json = {{"file", ToJson(state.file)},
                {"usable", state.is_usable},
-               {"origin", state.fetched_ms ? "fetch" : "settings"},
+               {"origin", nullptr},
                {"age_ms", nullptr},
                {"family", FamilyText(state.family)},
                {"root_url", state.root_url},
                {"fetch_urls", state.fetch_urls},
                {"links", state.links},
                {"defaults", state.defaults}};
+  if (state.file.condition == CacheFile::Condition::kGood) {
+    json["origin"] = state.fetched_ms ? "fetch" : "settings";
+  }
   if (state.fetched_ms) {
     json["age_ms"] = now_ms - *state.fetched_ms;
   }
@@ -36,9 +39,13 @@ Json ToJson(const DocumentState& state, int64_t now_ms) {
 }
 
 Json ToJson(const EndpointsState& state, int64_t now_ms) {
-  return {{"file", ToJson(state.file)}, {"usable", state.is_usable},
-          {"name", state.name},         {"urls", state.urls},
-          {"ttl_ms", state.ttl_ms},     {"left_ms", state.expired_ms - now_ms}};
+  Json json = {{"file", ToJson(state.file)}, {"usable", state.is_usable}, {"name", state.name},
+               {"urls", state.urls},         {"ttl_ms", nullptr},         {"left_ms", nullptr}};
+  if (state.is_usable) {
+    json["ttl_ms"] = state.ttl_ms;
+    json["left_ms"] = state.expired_ms - now_ms;
+  }
+  return json;
 }
 
 Json ToJson(const HostsState& state, int64_t now_ms) {

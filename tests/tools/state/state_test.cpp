@@ -147,7 +147,9 @@ TEST_F(StateTest, MakesNothing) {
   for (const char* name : {"lbs", "http_dns"}) {
     std::filesystem::remove_all(folder_.File(name));
   }
-  EXPECT_EQ(client_state::ToJson(Read())["document"]["file"]["condition"], "missing");
+  const auto data = client_state::ToJson(Read());
+  EXPECT_EQ(data["document"]["file"]["condition"], "missing");
+  EXPECT_TRUE(data["document"]["origin"].is_null() && data["endpoints"]["left_ms"].is_null());
   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
