@@ -16,16 +16,16 @@ namespace {
 
 std::string Line(const char* label, const std::string& text) {
   std::string line(label);
-  line.resize(20, ' ');
+  line.resize(22, ' ');
   return line + text + "\n";
 }
 
-// Returns "start 2, token 1".
+// Returns "start: 2, token: 1".
 template <class Key, class Text>
 std::string CountWords(const std::map<Key, size_t>& counts, const Text& text_of) {
   std::string words;
   for (const auto& [key, count] : counts) {
-    words += (words.empty() ? "" : ", ") + text_of(key) + " " + std::to_string(count);
+    words += (words.empty() ? "" : ", ") + text_of(key) + ": " + std::to_string(count);
   }
   return words.empty() ? "none" : words;
 }
@@ -46,7 +46,7 @@ std::string StatsWords(const history::Stats& stats) {
                       Line("fetches, reason", CountWords(stats.reasons, same)) +
                       Line("fetches, outcome", CountWords(stats.outcomes, same)) +
                       Line("fetches, tries", CountWords(stats.tries, tries)) +
-                      Line("failures", CountWords(stats.causes, same)) +
+                      Line("causes, all requests", CountWords(stats.causes, same)) +
                       Line("second passes", std::to_string(stats.second_passes)) +
                       Line("answers", std::to_string(stats.answers) + ", " +
                                           std::to_string(stats.defaults) + " of them a default");
