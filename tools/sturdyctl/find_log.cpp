@@ -66,11 +66,11 @@ std::string FindLog(const std::string& folder) {
 
 std::string FindClientFolder(const std::string& folder) {
   std::error_code error;
-  if (std::filesystem::is_regular_file(folder, error)) {
-    return std::filesystem::absolute(folder).parent_path().string();
-  }
-  CheckFolder(folder);
-  return OnlyOne(log_reader::FindClientFolders(folder), folder, "client");
+  const std::string parent = std::filesystem::is_regular_file(folder, error)
+                                 ? std::filesystem::absolute(folder).parent_path().string()
+                                 : folder;
+  CheckFolder(parent);
+  return OnlyOne(log_reader::FindClientFolders(parent), parent, "client");
 }
 
 }  // namespace sturdyctl
