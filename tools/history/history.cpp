@@ -1,9 +1,6 @@
 #include "tools/history/history.h"
 
 #include <array>
-#include <cstdio>
-
-#include "tools/history/calendar.h"
 
 namespace history {
 

@@ -87,7 +87,6 @@ bool StepLines::Read(const Line& line) {
 }
 
 bool StepLines::ReadJudgement(std::string_view text) {
-  is_bad_body = is_bad_body || text.find(" res = false for body error") != std::string_view::npos;
   if (text.starts_with("[lbs] Check response")) {
     kind = Kind::kLbs;
     is_outdated =

@@ -33,7 +33,6 @@ struct StepLines {
   bool is_outdated = false;  // the token has changed, or a forced fetch has begun
   bool is_judged = false;    // by the LBS service, as an answer to the newest fetch
   bool is_last = false;      // all URLs have failed
-  bool is_bad_body = false;  // status 200, but no good document
   std::vector<size_t> messages;
 
  private:
