@@ -16,7 +16,6 @@ constexpr int64_t kDayMs = 86400 * kSecondMs;
 constexpr int64_t kYearMs = 366 * kDayMs;
 constexpr std::array<int, 13> kMonthBegins = {0,   31,  60,  91,  121, 152, 182,
                                               213, 244, 274, 305, 335, 366};
-constexpr std::string_view kShape = "00-00 00:00:00.000";
 
 int64_t Number(std::string_view text, size_t at, size_t digits) {
   int64_t number = 0;
@@ -26,19 +25,9 @@ int64_t Number(std::string_view text, size_t at, size_t digits) {
   return number;
 }
 
-bool IsTime(std::string_view text) {
-  return text.size() == kShape.size() &&
-         std::equal(kShape.begin(), kShape.end(), text.begin(), [](char shape, char c) {
-           return shape == '0' ? c >= '0' && c <= '9' : c == shape;
-         });
-}
-
 }  // namespace
 
 int64_t Calendar::ToMs(std::string_view text) {
-  if (!IsTime(text)) {
-    return last_ms_;
-  }
   const auto month = static_cast<size_t>(std::clamp<int64_t>(Number(text, 0, 2), 1, 12));
   const int64_t day = kMonthBegins.at(month - 1) + Number(text, 3, 2) - 1;
   const int64_t minute = (day * 24 + Number(text, 6, 2)) * 60 + Number(text, 9, 2);
@@ -46,6 +35,10 @@ int64_t Calendar::ToMs(std::string_view text) {
   // A step back by more than half a year is New Year. A shorter one is a clock that was set.
   if (year_begin_ms_ + in_year + kYearMs / 2 < last_ms_) {
     year_begin_ms_ += kYearMs;
+  }
+  // A thread can write a line of the old year after another thread's first of the new one.
+  if (year_begin_ms_ > 0 && year_begin_ms_ + in_year > last_ms_ + kYearMs - kDayMs) {
+    return year_begin_ms_ - kYearMs + in_year;
   }
   last_ms_ = year_begin_ms_ + in_year;
   return last_ms_;

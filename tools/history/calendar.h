@@ -10,8 +10,8 @@ namespace history {
 // Threads: one.
 class Calendar {
  public:
-  // Takes the log's times in order, such as "03-14 15:09:26.535". Returns the last result for a
-  // text that is no time.
+  // Takes the times of the log's messages in order, such as "03-14 15:09:26.535".
+  // Requires: the digits have this form, as those of a LogMessage have.
   int64_t ToMs(std::string_view text);
 
  private:

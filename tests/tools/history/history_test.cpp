@@ -99,6 +99,8 @@ TEST(HistoryTest, DividesALogIntoRuns) {
           .Say(kClient, "[environment] Exit")
           .Say(kClient, kBanner)
           .Raw("01-01 00:00:00.000 8-1 [LV_APP] [lbs] Hold link address [::1]:80 found:true\n")
+          .Raw("12-31 23:59:59.999 8-2 [LV_APP] [lbs] Hold link address b:80 found:true\n")
+          .Raw("01-01 00:00:00.000 8-1 [LV_APP] [lbs] Hold link address c:80 found:true\n")
           .Read();
   ASSERT_EQ(history.runs.size(), 3u);
   EXPECT_FALSE(history.runs[0].begin_ms || history.runs[0].exit_ms);
@@ -106,7 +108,9 @@ TEST(HistoryTest, DividesALogIntoRuns) {
   EXPECT_TRUE(history.runs[1].begin_ms && history.runs[1].exit_ms);
   EXPECT_EQ(history.runs[1].settings, "version:1 business:b");
   EXPECT_FALSE(history.runs[2].exit_ms.has_value());
-  ASSERT_EQ(history.holds.size(), 1u);
+  ASSERT_EQ(history.holds.size(), 3u);
+  EXPECT_EQ(history.holds[1].at_ms, history.holds[0].at_ms - 1);
+  EXPECT_EQ(history.holds[2].at_ms, history.holds[0].at_ms);
   EXPECT_TRUE(history.holds[0].is_found && history.holds[0].run == 2u);
   EXPECT_EQ(history.holds[0].address, "[::1]:80");
   EXPECT_GT(history.runs[2].last_ms, *history.runs[2].begin_ms);
