@@ -49,8 +49,7 @@ void LogTransferFailure(const std::string& url, const TransferFailure& failure,
       ZO_LOG(LV_ERR) << "[transfer]No request can be sent, error:" << failure.refusal;
     }
     const TransferSteps& steps = failure.steps;
-    ZO_LOG(LV_APP) << "[transfer] " << ShownUrl(url)
-                   << " failed: " << kTransferCauseWords[static_cast<size_t>(failure.cause)].data()
+    ZO_LOG(LV_APP) << "[transfer] " << ShownUrl(url) << " failed: " << WordOf(failure.cause).data()
                    << " after " << took_ms << " ms (name " << ShownStep(steps.name_ms)
                    << ", connect " << ShownStep(steps.connect_ms) << ", tls "
                    << ShownStep(steps.tls_ms) << ", head " << ShownStep(steps.head_ms) << ")";
