@@ -11,6 +11,7 @@ namespace {
 
 constexpr int64_t kSecondMs = 1000;
 constexpr size_t kMostShown = 5;
+constexpr char kUnknownOrigin[] = "The log doesn't say where the list comes from";
 
 std::string Line(const std::string& sentence) {
   return "  " + sentence + ".\n";
@@ -69,6 +70,8 @@ std::string WhyWords::Last() const {
   if (answer.document) {
     const Document& document = history_.documents[*answer.document];
     text += Origin(document) + NewerFetches(document, answer);
+  } else {
+    text += Line(kUnknownOrigin);
   }
   if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
     text +=
@@ -89,6 +92,7 @@ std::string WhyWords::All() const {
     const Answer& answer = history_.answers[i];
     text += Headline(answer) + Place(i);
     if (!answer.document) {
+      text += Line(kUnknownOrigin);
       continue;
     }
     const Document& document = history_.documents[*answer.document];
@@ -220,7 +224,7 @@ std::string WhyWords::Origin(const Document& document) const {
                       : "The list comes from the cache, and no server had sent it: an earlier run "
                         "of the client made it from its settings, or an older version wrote it");
     case Document::From::kUnknown:
-      return Line("The log doesn't say where the list comes from");
+      return Line(kUnknownOrigin);
     case Document::From::kFetch:
       break;
   }
@@ -326,7 +330,9 @@ std::string WhyWords::WithoutFetch(const Answer& answer) const {
 }
 
 std::string WhyWords::WithoutAnswer() const {
-  std::string text = "The log has no answer to the client: it has asked for no address.\n";
+  const bool is_whole = history_.runs.empty() || history_.runs.front().begin_ms;
+  std::string text = "The log has no answer to the client";
+  text += is_whole ? ": it has asked for no address.\n" : ", but its begin is lost.\n";
   for (auto fetch = history_.fetches.rbegin(); fetch != history_.fetches.rend(); ++fetch) {
     if (fetch->kind == Kind::kLbs) {
       return text +

@@ -240,7 +240,10 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
   log.Document("\"1.1.1.1:1\"").Answer("d:1", true);
   EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("the list has no server of IPv6."));
   EXPECT_THAT(WhyWords(log.Read()).All(), testing::ContainsRegex("1 day before(.|\n)*other first"));
-  EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("no answer"));
+  EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("has asked for no address"));
+  EXPECT_THAT(WhyWords(Log().Say(kClient, "[lbs]").Read()).Last(), HasSubstr("begin is lost"));
+  EXPECT_THAT(WhyWords(Log().Answer("d:1", true).Read()).Last(),
+              HasSubstr("was used up, or has no server of IPv6.\n  The log doesn't say where"));
 }
 
 // The list of the cache stays, for another reason each time.
