@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/duration_words.h"
 #include "tools/history/try_words.h"
 
 namespace history {
 
 namespace {
 
-constexpr int64_t kSecondMs = 1000;
 constexpr size_t kMostShown = 5;
 constexpr char kUnknownOrigin[] = "The log doesn't say where the list comes from";
 
@@ -19,21 +19,6 @@ std::string Line(const std::string& sentence) {
 
 std::string AddressOf(const Answer& answer) {
   return answer.host + ":" + std::to_string(answer.port);
-}
-
-// Returns an age in its largest unit: "3 days".
-std::string AgeWords(int64_t age_ms) {
-  struct Unit {
-    int64_t seconds;
-    const char* name;
-  };
-  for (const Unit& unit : {Unit{86400, "day"}, Unit{3600, "hour"}, Unit{60, "minute"}}) {
-    const int64_t count = age_ms / kSecondMs / unit.seconds;
-    if (count > 0) {
-      return std::to_string(count) + " " + unit.name + (count > 1 ? "s" : "");
-    }
-  }
-  return std::to_string(age_ms) + " ms";
 }
 
 std::string FamilyWords(int family) {
@@ -220,7 +205,7 @@ std::string WhyWords::Origin(const Document& document) const {
     case Document::From::kCache:
       return Line(document.cache_age_ms
                       ? "The list comes from the cache: an earlier run of the client fetched it " +
-                            AgeWords(*document.cache_age_ms) + " before this start"
+                            DurationWords(*document.cache_age_ms) + " before this start"
                       : "The list comes from the cache, and no server had sent it: an earlier run "
                         "of the client made it from its settings, or an older version wrote it");
     case Document::From::kUnknown:

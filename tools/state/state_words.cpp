@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "tools/duration_words.h"
+
 namespace client_state {
 
 namespace {
@@ -115,25 +117,6 @@ std::string HostsWords(const HostsState& state, int64_t now_ms) {
 }
 
 }  // namespace
-
-std::string DurationWords(int64_t ms) {
-  constexpr int64_t kSecondMs = 1000;
-  constexpr int64_t kMinute = 60;
-  constexpr int64_t kHour = 60 * kMinute;
-  constexpr int64_t kDay = 24 * kHour;
-  const int64_t seconds = ms < 0 ? -(ms / kSecondMs) : ms / kSecondMs;
-  const auto part = [](int64_t count, const char* unit) { return std::to_string(count) + unit; };
-  if (seconds < kMinute) {
-    return part(seconds, " s");
-  }
-  if (seconds < kHour) {
-    return part(seconds / kMinute, " min");
-  }
-  if (seconds < kDay) {
-    return part(seconds / kHour, " h ") + part(seconds % kHour / kMinute, " min");
-  }
-  return part(seconds / kDay, " d ") + part(seconds % kDay / kHour, " h");
-}
 
 std::string StateWords(const ClientState& state) {
   return state.folder + "\n" + DocumentWords(state.document, state.now_ms) +

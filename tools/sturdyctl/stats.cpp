@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "tools/state/state_words.h"
+#include "tools/duration_words.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/output.h"
@@ -34,7 +34,7 @@ std::string CacheWords(const history::Stats::Cache& cache) {
   if (!cache.refusal.empty()) {
     return "not used, " + cache.refusal;
   }
-  return cache.age_ms ? client_state::DurationWords(*cache.age_ms) + " old" : "never fetched";
+  return cache.age_ms ? DurationWords(*cache.age_ms) + " old" : "never fetched";
 }
 
 std::string StatsWords(const history::Stats& stats) {

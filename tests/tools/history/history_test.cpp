@@ -222,7 +222,7 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
       WhyWords(log.Read()).Last(),
       testing::AllOf(testing::StartsWith("[::2]:80  from the list, since 12-31 23:59:00.002\n"),
                      HasSubstr("server 2 of 2 in the list: the client had got [::1]:80"),
-                     HasSubstr("an earlier run of the client fetched it 1 day before")));
+                     HasSubstr("an earlier run of the client fetched it 1 d 1 h before")));
   log.Answer("[::9]:80", true);
   EXPECT_THAT(WhyWords(log.Read()).Last(),
               testing::AllOf(testing::StartsWith("[::9]:80  a default\n"),
@@ -239,7 +239,8 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
                              HasSubstr("since the cache was fetched with another first LBS URL")));
   log.Document("\"1.1.1.1:1\"").Answer("d:1", true);
   EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("the list has no server of IPv6."));
-  EXPECT_THAT(WhyWords(log.Read()).All(), testing::ContainsRegex("1 day before(.|\n)*other first"));
+  EXPECT_THAT(WhyWords(log.Read()).All(),
+              testing::ContainsRegex("1 d 1 h before(.|\n)*other first"));
   EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("has asked for no address"));
   EXPECT_THAT(WhyWords(Log().Say(kClient, "[lbs]").Read()).Last(), HasSubstr("begin is lost"));
   EXPECT_THAT(WhyWords(Log().Answer("d:1", true).Read()).Last(),
