@@ -1,5 +1,7 @@
 #include "tools/state/state_words.h"
 
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "tools/duration_words.h"
@@ -53,6 +55,15 @@ std::string FileWords(const std::string& heading, const CacheFile& file) {
   return words;
 }
 
+std::string FetchedWords(std::optional<int64_t> fetched_ms, int64_t now_ms) {
+  if (!fetched_ms) {
+    return "never: built from settings, or of an older version";
+  }
+  const int64_t age_ms = now_ms - *fetched_ms;
+  return age_ms < 0 ? "by a clock that was " + DurationWords(-age_ms) + " ahead of this one"
+                    : DurationWords(age_ms) + " ago";
+}
+
 std::string DocumentWords(const DocumentState& state, int64_t now_ms) {
   std::string words = FileWords("Document", state.file);
   if (!state.is_usable) {
@@ -61,9 +72,7 @@ std::string DocumentWords(const DocumentState& state, int64_t now_ms) {
   if (state.file.condition != CacheFile::Condition::kGood) {
     return words;
   }
-  words +=
-      Line(state.fetched_ms ? "fetched        " + DurationWords(now_ms - *state.fetched_ms) + " ago"
-                            : "fetched        never: built from settings, or of an older version");
+  words += Line("fetched        " + FetchedWords(state.fetched_ms, now_ms));
   words += Line("counts for     first LBS URL " + state.root_url + ", family " +
                 FamilyText(state.family));
   words += Line("link servers   " + Joined(state.links));
@@ -84,7 +93,7 @@ std::string EndpointsWords(const EndpointsState& state, int64_t now_ms) {
   words += Line("name           " + state.name);
   words += Line("lifetime       " + DurationWords(state.ttl_ms) + ", " +
                 (left_ms > 0 ? DurationWords(left_ms) + " left"
-                             : "ended " + DurationWords(left_ms) + " ago; a start asks at once"));
+                             : "ended " + DurationWords(-left_ms) + " ago; a start asks at once"));
   for (size_t i = 0; i < state.urls.size(); ++i) {
     words += Line((i == 0 ? "asks           " : "  then         ") + state.urls[i]);
   }

@@ -100,6 +100,8 @@ Host names  /http_dns/http_dns_cache.data
   EXPECT_EQ(data["document"]["age_ms"], 192 * kMinute);
   EXPECT_EQ(data["endpoints"]["left_ms"], 30'999);
   EXPECT_EQ(data["hosts"]["hosts"][1]["left_ms"], 3 * kMinute);
+  clock_.SetWall(kNow - 194 * kMinute);
+  EXPECT_NE(Words().find("fetched        by a clock that was 2 min ahead"), std::string::npos);
 }
 
 TEST_F(StateTest, SaysWhatIsDamagedAndWhere) {
