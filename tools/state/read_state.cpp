@@ -1,5 +1,6 @@
 #include "tools/state/read_state.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/decimal.h"
@@ -19,6 +20,12 @@ namespace client_state {
 namespace {
 
 namespace lbs_key = zo_sturdy::lbs_key;
+
+// A file can have any number as a time. Bounds it, so that differences of times don't overflow.
+int64_t Bounded(int64_t time_ms) {
+  constexpr int64_t kFarMs = int64_t{1} << 61;
+  return std::clamp(time_ms, -kFarMs, kFarMs);
+}
 
 bool IsGood(const CacheFile& file) {
   return file.condition == CacheFile::Condition::kGood;
@@ -73,7 +80,7 @@ EndpointsState ReadEndpoints(const std::string& path) {
   file.Load(path);
   state.is_usable = zo_sturdy::IsUsableServiceCache(file);
   state.ttl_ms = zo_sturdy::ServiceTtlMs(file);
-  state.expired_ms = zo_sturdy::ServiceExpiredMs(file);
+  state.expired_ms = Bounded(zo_sturdy::ServiceExpiredMs(file));
   for (const char* key : {dns_key::kIPv4, dns_key::kIPv6}) {
     InspectMember(key, file.Get(key), state.file);
   }
@@ -114,8 +121,8 @@ HostState ReadHost(const std::string& name, const std::string& text, int64_t now
                                                             : HostState::Kind::kGone;
   state.addresses = entry.ipv4;
   state.addresses.insert(state.addresses.end(), entry.ipv6.begin(), entry.ipv6.end());
-  state.stale_ms = entry.refresh_time;
-  state.gone_ms = gone_ms;
+  state.stale_ms = Bounded(entry.refresh_time);
+  state.gone_ms = Bounded(gone_ms);
   return state;
 }
 

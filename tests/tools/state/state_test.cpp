@@ -145,6 +145,19 @@ Host names  /http_dns/http_dns_cache.data
             R"([{"member":"","offset":0,"what":"not a JSON object"}])");
 }
 
+TEST_F(StateTest, TakesAnyNumberAsATime) {
+  Write("http_dns/http_server_cache.data", json({{"host", "dns.test"},
+                                                 {"ipv4", R"([{"host": "10.0.0.1"}])"},
+                                                 {"expired_time", "-9223372036854775808"}})
+                                               .dump());
+  Write("http_dns/http_dns_cache.data",
+        json({{"a.test", R"({"cache_expired_time": -1e30})"}}).dump());
+  const auto data = client_state::ToJson(Read());
+  EXPECT_LT(data["endpoints"]["left_ms"], 0);
+  EXPECT_LT(data["hosts"]["hosts"][0]["left_ms"], 0);
+  EXPECT_NE(Words().find("a.test  gone"), std::string::npos);
+}
+
 TEST_F(StateTest, MakesNothing) {
   for (const char* name : {"lbs", "http_dns"}) {
     std::filesystem::remove_all(folder_.File(name));
