@@ -77,7 +77,9 @@ std::string Headline(const History& history) {
   const history::Answer& answer = history.answers.back();
   std::string text = "The client got " + answer.host + ":" + std::to_string(answer.port);
   if (answer.is_default) {
-    text += ", a default, since the list has no server left to try";
+    const bool is_empty = answer.document && history.documents[*answer.document].links.empty();
+    text += is_empty ? ", a default, since its list is empty"
+                     : ", a default, since the list has no server left to try";
   } else if (answer.document) {
     text += " " + Origin(history.documents[*answer.document], history);
   } else {

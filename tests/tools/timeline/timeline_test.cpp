@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -76,6 +77,15 @@ TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
   EXPECT_EQ(check.ReadRest(), "");
   EXPECT_EQ(check.Wait(), 0);
   EXPECT_EQ(lab_.journal().Count(), requests);
+}
+
+TEST(TimelineHeadline, DefaultOfAnEmptyListIsNotOneAfterItsServers) {
+  const lab::TempFolder folder;
+  RunSturdyctl({"link", "--data", folder.path()});
+  RunSturdyctl({"timeline", folder.path(), "--output", folder.File("page.html")});
+  std::ifstream page(folder.File("page.html"));
+  const std::string text{std::istreambuf_iterator<char>(page), {}};
+  EXPECT_THAT(text, testing::HasSubstr(", a default, since its list is empty."));
 }
 
 TEST_F(Timeline, TraceHasAnEventForEachRequestAndAFlowForEachCause) {
