@@ -20,19 +20,38 @@ function answerLane(data) {
   return pointLane("answers", "Client", "answers", items.concat(holds).sort((a, b) => a.begin - b.begin));
 }
 
+// Gives overlapping items, and those less than `gap` ms apart, rows of their own.
+function pack(lane, gap = 1) {
+  lane.items.sort((a, b) => a.begin - b.begin);
+  const ends = [];
+  for (const item of lane.items) {
+    let row = ends.findIndex(end => end + gap <= item.begin);
+    if (row < 0) row = Math.min(ends.length, kMaxRows - 1);
+    ends[row] = Math.max(ends[row] ?? 0, item.end ?? item.begin);
+    item.row = row;
+  }
+  lane.rows = Math.max(1, ends.length);
+  return lane;
+}
+
 function documentLane(data, end) {
+  const nextOf = new Map(), ofRun = new Map();
+  for (const one of [...data.documents].reverse()) {
+    nextOf.set(one, ofRun.get(one.run));
+    ofRun.set(one.run, one);
+  }
   const items = data.documents.map((one, i) => {
-    const next = data.documents[i + 1];
+    const next = nextOf.get(one);
     const run = data.runs[one.run];
-    const last = run ? run.exit ?? run.last : end;
-    const until = next && next.run === one.run ? next.at : last;
+    const until = next ? next.at : run ? run.exit ?? run.last : end;
     const origin = one.from === "cache" && one.age !== null ? `cache, ${durationText(one.age)} old`
       : one.from === "fetch" ? "fetch" : one.from || "unknown";
     return {key: "document" + i, kind: "bar", begin: one.at, end: Math.max(until, one.at), row: 0, inside: origin,
             text: "", classes: "document from-" + (one.from || "unknown"), words: () => documentWords(data, one),
             messages: [one.message]};
   });
-  return {id: "documents", group: "", label: "active document", rows: 1, items};
+  // Two processes in one folder have a document each.
+  return pack({id: "documents", group: "", label: "active document", items}, 0);
 }
 
 function askLane(data) {
@@ -58,48 +77,36 @@ function tryItem(data, f, t) {
           one.end !== null && one.end - one.begin <= kAtOnceMs, index: one.index, name: nameOf(one)};
 }
 
-// Gives overlapping bars rows of their own.
-function pack(lane) {
-  lane.items.sort((a, b) => a.begin - b.begin);
-  const ends = [];
-  for (const item of lane.items) {
-    let row = ends.findIndex(end => end < item.begin);
-    if (row < 0) row = Math.min(ends.length, kMaxRows - 1);
-    ends[row] = Math.max(ends[row] ?? 0, item.end);
-    item.row = row;
-  }
-  lane.rows = Math.max(1, ends.length);
-  return lane;
+// Returns lanes as one that opens, or with that one before them if it is open.
+function share(key, lanes, label, opened) {
+  if (lanes.length < 2) return lanes;
+  const isOpen = opened.has(key);
+  const head = {id: key, group: "", label: (isOpen ? "\u25be " : "\u25b8 ") + label(lanes.length), opens: key,
+                items: isOpen ? [] : lanes.flatMap(lane => lane.items.map(item => ({...item})))};
+  return isOpen ? [pack(head)].concat(lanes) : [pack(head)];
 }
 
 // One lane a URL. URLs that only ever failed at once share a lane, unless it is open.
 function tryLanes(id, group, items, opened) {
   const byName = d3.nest().key(item => item.name).entries(items)
     .map(({key, values}) => ({id: `${id} ${key}`, group: "", label: key.replace(/^https?:\/\//, ""), title: key, items: values,
-                              index: d3.min(values, item => item.index), atOnce: values.every(item => item.failedAtOnce)}));
+                              index: d3.min(values, item => item.index), atOnce: values.every(item => item.failedAtOnce)})))
+    .map(lane => pack(lane));
   byName.sort((a, b) => a.index - b.index);
-  const share = (part, lanes, label) => {
-    if (lanes.length < 2) return lanes;
-    const key = `${id} ${part}`;
-    const isOpen = opened.has(key);
-    const head = {id: key, group: "", label: (isOpen ? "\u25be " : "\u25b8 ") + label(lanes.length), opens: key,
-                  items: isOpen ? [] : lanes.flatMap(lane => lane.items)};
-    return isOpen ? [head].concat(lanes) : [head];
-  };
   const others = byName.filter(lane => !lane.atOnce);
-  const lanes = share("once", byName.filter(lane => lane.atOnce), n => `${n} URLs failed at once`)
-    .concat(others.slice(0, kMaxLanes), share("more", others.slice(kMaxLanes), n => `${n} more URLs`)).map(pack);
+  const lanes = share(`${id} once`, byName.filter(lane => lane.atOnce), n => `${n} URLs failed at once`, opened)
+    .concat(others.slice(0, kMaxLanes), share(`${id} more`, others.slice(kMaxLanes), n => `${n} more URLs`, opened));
   if (lanes.length > 0) lanes[0].group = group;
   return lanes;
 }
 
 // The lifetime of each host of HTTP DNS: fresh for three quarters of it, then served and refreshed,
 // and gone after nine tenths. The service's own endpoints are used for all of it.
-function leaseLanes(data) {
+function leaseLanes(data, opened) {
   const byHost = d3.nest().key(one => one.host).object(data.leases);
   const looks = d3.nest().key(one => one.host).object(data.looks);
-  const hosts = [...new Set(Object.keys(byHost).concat(Object.keys(looks)))].slice(0, kMaxLanes);
-  return hosts.map(key => ({key, values: byHost[key] ?? []})).map(({key, values}) => ({
+  const hosts = [...new Set(Object.keys(byHost).concat(Object.keys(looks)))];
+  const lanes = hosts.map(key => ({key, values: byHost[key] ?? []})).map(({key, values}) => ({
     id: "lease " + key, group: "", label: key || "endpoints", rows: looks[key] ? 2 : 1,
     items: values.flatMap((one, i) => {
       const run = data.runs[one.run];
@@ -112,6 +119,7 @@ function leaseLanes(data) {
     }).concat((looks[key] ?? []).map((one, i) => ({
       key: `look ${key} ${i}`, kind: "look", begin: one.at, row: 1, classes: "look look-" + one.state, text: "",
       words: () => lookWords(data, one), messages: [one.message]}))).sort((a, b) => a.begin - b.begin)}));
+  return lanes.slice(0, kMaxLanes).concat(share("lease more", lanes.slice(kMaxLanes), n => `${n} more hosts`, opened));
 }
 
 function makeLanes(data, opened) {
@@ -121,7 +129,7 @@ function makeLanes(data, opened) {
     const list = fetch.kind === "report" ? reports : fetch.kind !== "lbs" ? dns : one.pass === 2 ? second : first;
     list.push(tryItem(data, f, t));
   }));
-  const leases = leaseLanes(data);
+  const leases = leaseLanes(data, opened);
   if (leases.length > 0) leases[0].group = "HTTP DNS";
   const lanes = [answerLane(data), documentLane(data, end), askLane(data),
     ...tryLanes("first", "Requests to LBS URLs", first, opened),
