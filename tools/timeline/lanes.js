@@ -15,7 +15,7 @@ function answerLane(data) {
   const holds = data.holds.map((one, i) => ({
     key: "hold" + i, kind: "ring", begin: one.at, row: 0, text: "", classes: "hold",
     words: () => ({title: "The client holds " + one.address,
-                   lines: [`at ${clockText(one.at)}`, one.found ? "it is in the list" : "it isn't in the list"]}),
+                   lines: [`at ${timeText(one.at)}`, one.found ? "it is in the list" : "it isn't in the list"]}),
     messages: [one.message]}));
   return pointLane("answers", "Client", "answers", items.concat(holds).sort((a, b) => a.begin - b.begin));
 }
@@ -90,7 +90,7 @@ function share(key, lanes, label, opened) {
 function tryLanes(id, group, items, opened) {
   const byName = d3.nest().key(item => item.name).entries(items)
     .map(({key, values}) => ({id: `${id} ${key}`, group: "", label: key.replace(/^https?:\/\//, ""), title: key, items: values,
-                              index: d3.min(values, item => item.index), atOnce: values.every(item => item.failedAtOnce)})))
+                              index: d3.min(values, item => item.index), atOnce: values.every(item => item.failedAtOnce)}))
     .map(lane => pack(lane));
   byName.sort((a, b) => a.index - b.index);
   const others = byName.filter(lane => !lane.atOnce);
