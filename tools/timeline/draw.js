@@ -126,7 +126,7 @@ class Chart {
       if (x1 < this.left || x0 > right) continue;
       const seen = Math.max(x0, this.left);
       if (seen >= free && seen < right - 50) {
-        const text = `${dayText(stretch.begin)} ${clockText(stretch.begin)}`;
+        const text = timeText(stretch.begin);
         label(seen, text, 12, "soft");
         free = seen + text.length * kCharPx + 12;
       }

@@ -38,7 +38,7 @@ function showLegend(data) {
   if (data.looks.length > 0) {
     samples.push(["look into its cache (red: not there)", dot("look look-missing", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 4))]);
   }
-  samples.push(["idle time, folded", svg => svg.append("rect").attr("class", "fold").attr("width", 22).attr("height", 14)]);
+  if (makeAxis(data, false).folds.length > 0) samples.push(["idle time, folded", svg => svg.append("rect").attr("class", "fold").attr("width", 22).attr("height", 14)]);
   d3.select("#legend").selectAll("li").data(samples).enter().append("li").each(function ([text, draw]) {
     draw(d3.select(this).append("svg").attr("width", 22).attr("height", 14));
     d3.select(this).append("span").text(text);

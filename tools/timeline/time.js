@@ -6,14 +6,9 @@ function isoText(ms) {
   return new Date(kBegin + ms).toISOString();
 }
 
-// "14:02:09.123"
-function clockText(ms) {
-  return isoText(ms).slice(11, 23);
-}
-
-// "03-14"
-function dayText(ms) {
-  return isoText(ms).slice(5, 10);
+// "03-14 14:02:09.123", as in the log: it may be of several days.
+function timeText(ms) {
+  return isoText(ms).slice(5, 23).replace("T", " ");
 }
 
 function durationText(ms) {

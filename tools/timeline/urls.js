@@ -19,7 +19,7 @@ function showUrls(data) {
     ["URL", row => row.name, ""], ["for", row => row.kind === "lbs" ? "document" : row.kind === "report" ? "reports" : "HTTP DNS", ""],
     ["tries", row => row.tries, "number"], ["wins", row => row.wins, "number"],
     ["median time", row => row.times.length > 0 ? durationText(d3.median(row.times)) : "\u2013", "number"],
-    ["last failure", row => row.cause ? `${row.cause}, at ${clockText(row.at).slice(0, 8)}` : "none", ""]];
+    ["last failure", row => row.cause ? `${row.cause}, at ${timeText(row.at).slice(0, 14)}` : "none", ""]];
   const table = d3.select("#urls table");
   table.append("thead").append("tr").selectAll("th").data(columns).enter().append("th")
     .attr("class", column => column[2]).text(column => column[0]);

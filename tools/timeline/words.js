@@ -15,12 +15,12 @@ function tryWords(data, fetch, one) {
   const by = one.startedBy === null ? "the one before" : "URL " + fetch.tries[one.startedBy].index;
   const because = one.startedBecause === "silence" ? `, because ${by} was silent`
     : one.startedBecause === "failure" ? `, because ${by} failed` : ", the first of its request";
-  return {title: nameOf(one), lines: [one.words + ".", `Asked at ${clockText(one.begin)}${because}.`,
+  return {title: nameOf(one), lines: [one.words + ".", `Asked at ${timeText(one.begin)}${because}.`,
     `Request: ${kKind[fetch.kind]}${one.pass === 2 ? ", second pass" : ""}, sent because ${fetch.because}.`]};
 }
 
 function documentWords(data, one) {
-  const lines = [`active from ${clockText(one.at)}`];
+  const lines = [`active from ${timeText(one.at)}`];
   if (one.from === "fetch" && one.fetch !== null) {
     const fetch = data.fetches[one.fetch];
     if (fetch.taken !== null) lines.push("sent by " + nameOf(fetch.tries[fetch.taken]));
@@ -39,13 +39,13 @@ function documentOrigin(one) {
 }
 
 function answerWords(data, one) {
-  const lines = [one.default ? "a default" : "from the list", `at ${clockText(one.at)}`];
+  const lines = [one.default ? "a default" : "from the list", `at ${timeText(one.at)}`];
   if (one.document !== null) lines.push("document " + documentOrigin(data.documents[one.document]));
   return {title: "The client got " + one.address, lines};
 }
 
 function askWords(data, one) {
-  const lines = [`at ${clockText(one.at)}` + (one.number === null ? "" : `, number ${one.number}`)];
+  const lines = [`at ${timeText(one.at)}` + (one.number === null ? "" : `, number ${one.number}`)];
   if (kFate[one.fate]) lines.push(kFate[one.fate]);
   if (one.fetch !== null) {
     const fetch = data.fetches[one.fetch];
@@ -56,12 +56,12 @@ function askWords(data, one) {
 
 function leaseWords(data, one) {
   return {title: one.host || "Endpoints of HTTP DNS",
-          lines: [`answered at ${clockText(one.at)}`, `lifetime ${durationText(one.ttl)}`,
+          lines: [`answered at ${timeText(one.at)}`, `lifetime ${durationText(one.ttl)}`,
                   one.addresses.length > 0 ? one.addresses.join(", ") : "no address"]};
 }
 
 function lookWords(data, one) {
   const words = {fresh: "fresh", stale: "stale: served, and refreshed in the background", missing: "not known, or gone"};
   return {title: "The cache of HTTP DNS was asked for " + one.host,
-          lines: [`at ${clockText(one.at)}`, words[one.state], one.addresses.join(", ")].filter(line => line)};
+          lines: [`at ${timeText(one.at)}`, words[one.state], one.addresses.join(", ")].filter(line => line)};
 }
