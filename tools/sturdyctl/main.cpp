@@ -43,8 +43,8 @@ void AddLink(CLI::App& app, Command& chosen) {
   link->add_flag("--json", given->json, "Print one JSON object");
   given->options.AddTo(*link);
   link->footer(
-      "JSON: {\"links\": [{\"host\", \"port\", \"family\": any|v4|v6, \"source\": list|default,\n"
-      "       \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n" +
+      "JSON: {\"links\": [{\"host\", \"port\", \"family\": any|v4|v6, \"source\":\n"
+      "       list|settings|default, \"after_ms\"}], \"list\": [\"host:port\"], \"log\": path}\n" +
       std::string(kExitCodes));
   link->callback([given, &chosen] {
     chosen = [given] {
