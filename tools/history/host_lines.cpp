@@ -10,6 +10,8 @@ namespace {
 
 constexpr int64_t kSecondMs = 1000;
 constexpr int64_t kMaxTtlS = 10'000'000'000;
+// A log that lost lines has wishes without requests.
+constexpr size_t kMostWishes = 256;
 
 std::vector<std::string> Split(std::string_view text, char separator) {
   std::vector<std::string> parts;
@@ -23,17 +25,21 @@ std::vector<std::string> Split(std::string_view text, char separator) {
   return parts;
 }
 
-void AddTexts(const nlohmann::json& list, std::vector<std::string>& texts) {
-  for (const auto& element : list) {
+// Returns a member of an object. No copy: one of deeply nested JSON would exhaust the stack.
+const nlohmann::json* Member(const nlohmann::json* object, const char* key) {
+  return object != nullptr && object->is_object() && object->contains(key) ? &object->at(key)
+                                                                           : nullptr;
+}
+
+void AddTexts(const nlohmann::json* list, std::vector<std::string>& texts) {
+  if (list == nullptr) {
+    return;
+  }
+  for (const auto& element : *list) {
     if (element.is_string()) {
       texts.push_back(element.get<std::string>());
     }
   }
-}
-
-// Returns a member of an object, or null.
-nlohmann::json Member(const nlohmann::json& object, const char* key) {
-  return object.is_object() && object.contains(key) ? object[key] : nlohmann::json();
 }
 
 }  // namespace
@@ -55,7 +61,11 @@ void HostLines::Take(const Line& line) {
     wish.is_for_second_pass = asks_for_second_pass_[ThreadOf(line)];
     wish.hosts = hosts == std::string_view::npos ? "" : rest.substr(hosts + 3);
     std::replace(wish.hosts.begin(), wish.hosts.end(), '|', ',');
-    wishes_[line.run].push_back(wish);
+    std::deque<Wish>& wishes = wishes_[line.run];
+    wishes.push_back(wish);
+    if (wishes.size() > kMostWishes) {
+      wishes.pop_front();
+    }
   } else if (rest.starts_with("[http dns] Query hosts`s ip success = true")) {
     TakeLeases(line);
   } else if (Skip(rest, "[http dns] Update success ttl : ")) {
@@ -88,22 +98,22 @@ void HostLines::TakeLook(const Line& line, std::string_view rest) {
 
 void HostLines::TakeLeases(const Line& line) {
   const auto json = nlohmann::json::parse(FramedText(line.text), nullptr, false);
-  const nlohmann::json data = Member(json, "data");
-  if (!data.is_object()) {
+  const nlohmann::json* data = Member(&json, "data");
+  if (data == nullptr || !data->is_object()) {
     return;
   }
-  for (const auto& [host, value] : data.items()) {
+  for (const auto& [host, value] : data->items()) {
     Lease lease;
     lease.at_ms = line.at_ms;
     lease.run = line.run;
     lease.host = host;
     lease.message = line.message;
-    const nlohmann::json ttl = Member(value, "ttl");
-    if (ttl.is_number_integer()) {
-      lease.ttl_ms = std::clamp<int64_t>(ttl.get<int64_t>(), 0, kMaxTtlS) * kSecondMs;
+    const nlohmann::json* ttl = Member(&value, "ttl");
+    if (ttl != nullptr && ttl->is_number_integer()) {
+      lease.ttl_ms = std::clamp<int64_t>(ttl->get<int64_t>(), 0, kMaxTtlS) * kSecondMs;
     }
-    AddTexts(Member(value, "ip"), lease.addresses);
-    AddTexts(Member(value, "ipv6"), lease.addresses);
+    AddTexts(Member(&value, "ip"), lease.addresses);
+    AddTexts(Member(&value, "ipv6"), lease.addresses);
     history_.leases.push_back(lease);
   }
 }

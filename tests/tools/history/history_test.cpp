@@ -165,6 +165,17 @@ TEST(HistoryTest, MarksWhatFitsTwoRequestsAsUnsure) {
 
 // Requests of two services end with the same index. Only one URL has failed, and an older failure
 // of it has another cause.
+// A server can nest the lists of its answer as deep as its length allows.
+TEST(HistoryTest, ReadsADeeplyNestedAnswer) {
+  constexpr size_t kDepth = 300'000;
+  const std::string body =
+      "{\"data\":{\"a\":{\"ip\":" + std::string(kDepth, '[') + std::string(kDepth, ']') + "}}}";
+  Log log;
+  log.Say(kManager, "[http dns] Query hosts`s ip success = true\r\n---" + kDashes + "\r\n" + body +
+                        "\r\n---" + kDashes);
+  EXPECT_EQ(log.Read().leases.size(), 1);
+}
+
 TEST(HistoryTest, GivesAFailureToTheTryThatBeganWithIt) {
   const History history =
       Log()
