@@ -6,6 +6,9 @@ namespace history {
 
 namespace {
 
+// A log that lost lines has asks that never begin.
+constexpr size_t kMostAccepted = 256;
+
 AskedBecause ReasonOf(std::string_view word) {
   for (const AskedBecause reason :
        {AskedBecause::kStart, AskedBecause::kUpdate, AskedBecause::kToken, AskedBecause::kNetwork,
@@ -81,6 +84,9 @@ void Asks::TakeFate(const Line& line, OfThread& thread) {
     OfRun& run = runs_[line.run];
     run.newest = *thread.ask;
     run.accepted.push_back(*thread.ask);
+    if (run.accepted.size() > kMostAccepted) {
+      run.accepted.pop_front();
+    }
   } else if (rest == "updatting_lbs_ = true,return") {
     ask.fate = Ask::Fate::kUnderWay;
   } else if (rest.starts_with("less than ")) {

@@ -1,6 +1,7 @@
 #include "tools/history/line.h"
 
 #include <map>
+#include <utility>
 
 #include "base/log/log_format.h"
 #include "tools/history/calendar.h"
@@ -23,7 +24,13 @@ bool IsBanner(std::string_view text) {
 // Divides the messages of each process into runs.
 class RunFinder {
  public:
-  explicit RunFinder(History& history) : history_(history) {}
+  explicit RunFinder(History& history) : history_(history), next_(history.messages.size()) {
+    std::map<uint32_t, size_t> later;  // the first message of each process, from the end on
+    for (size_t i = next_.size(); i-- > 0;) {
+      const auto [it, is_last] = later.try_emplace(history.messages[i].process_id, i);
+      next_[i] = is_last ? next_.size() : std::exchange(it->second, i);
+    }
+  }
 
   // Takes the end of the text that a start has taken over: the next banner is that of a start.
   void TakeOldTextEnd() { is_start_next_ = true; }
@@ -32,8 +39,7 @@ class RunFinder {
   size_t Take(const LogMessage& message, size_t place, int64_t at_ms) {
     auto open = open_.find(message.process_id);
     const bool is_banner = IsBanner(message.text);
-    const bool is_exit =
-        is_banner && open != open_.end() && !is_start_next_ && IsExit(message, place);
+    const bool is_exit = is_banner && open != open_.end() && !is_start_next_ && IsExit(place);
     is_start_next_ = is_start_next_ && !is_banner;
     if (is_banner && !is_exit) {
       open = Open(message.process_id, at_ms);
@@ -60,18 +66,14 @@ class RunFinder {
 
   // A start's banner is followed by its settings. An older log lacks them: there the banner within
   // a run is that of an exit.
-  bool IsExit(const LogMessage& message, size_t place) const {
-    for (size_t i = place + 1; i < history_.messages.size(); ++i) {
-      const LogMessage& next = history_.messages[i];
-      if (next.process_id == message.process_id) {
-        return !next.text.starts_with(kStartLine);
-      }
-    }
-    return true;
+  bool IsExit(size_t place) const {
+    const size_t next = next_[place];
+    return next == next_.size() || !history_.messages[next].text.starts_with(kStartLine);
   }
 
   History& history_;
   bool is_start_next_ = false;
+  std::vector<size_t> next_;         // of each message: the next one of its process
   std::map<uint32_t, size_t> open_;  // the open run of each process
 };
 

@@ -55,8 +55,9 @@ void Requests::TakeRequest(const Line& line) {
     const size_t url = one.find(" url:");
     if (Skip(host, "host:") && url != std::string_view::npos) {
       const size_t host_bytes = url - (one.size() - host.size());
+      const std::string_view text = one.substr(url + sizeof " url");
       request.urls.push_back(
-          {std::string(host.substr(0, host_bytes)), std::string(one.substr(url + sizeof " url"))});
+          {std::string(host.substr(0, host_bytes)), std::string(text), transfers_.NumberOf(text)});
     }
   }
   if (request.urls.empty()) {
@@ -168,9 +169,9 @@ bool Requests::FitsNewest(const Request& request, const StepLines& step) const {
 }
 
 bool Requests::FitsFailure(const Request& request, const StepLines& step) const {
-  const Fetch& fetch = history_.fetches[request.fetch];
   return step.code != 0 ||
-         transfers_.HasFailureOf(fetch.tries[request.in_flight.at(step.index)], fetch.run);
+         transfers_.HasFailureOf(request.urls[static_cast<size_t>(step.index)].number,
+                                 history_.fetches[request.fetch].run);
 }
 
 // Returns the numbers of the open requests that the step can belong to.

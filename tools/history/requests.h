@@ -34,6 +34,7 @@ class Requests {
   struct Url {
     std::string host;
     std::string url;
+    size_t number = 0;  // for `transfers_`
   };
   // One pass of a fetch.
   struct Request {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
 namespace history {
 
@@ -9,6 +10,8 @@ namespace {
 
 // Times of two threads that are this close don't say which came first.
 constexpr int64_t kNearMs = 100;
+constexpr size_t kMostNear = 64;  // failures of a URL that are compared
+constexpr int64_t kLongestMs = 86'400'000;
 
 char ToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -49,36 +52,43 @@ void Transfers::Take(const Line& line) {
   rest.remove_prefix(url_end + sizeof " failed:");
   failure.cause = rest.substr(0, rest.find(' '));
   failure.end_ms = line.at_ms;
-  failure.begin_ms = line.at_ms - NumberAfter(rest, " after ").value_or(0);
   failure.message = line.message;
-  failures_[{line.run, std::string(url)}].push_back(failure);
+  const int64_t lasted_ms =
+      std::clamp<int64_t>(NumberAfter(rest, " after ").value_or(0), 0, kLongestMs);
+  failures_[{line.run, NumberOfShown(std::string(url))}].emplace(line.at_ms - lasted_ms, failure);
 }
 
-bool Transfers::HasFailureOf(const Try& one, size_t run) const {
-  return failures_.find({run, ShownUrl(one.url)}) != failures_.end();
+size_t Transfers::NumberOf(std::string_view url) {
+  return NumberOfShown(ShownUrl(url));
 }
 
 std::optional<Transfers::Failure> Transfers::TakeFailureOf(const Try& one, size_t run,
                                                            bool must_follow) {
-  const auto found = failures_.find({run, ShownUrl(one.url)});
+  const auto found = failures_.find({run, NumberOf(one.url)});
   if (found == failures_.end()) {
     return std::nullopt;
   }
   // Choose the one that began nearest to the try. Earlier ones are of tries that nobody waited for.
-  std::vector<Failure>& list = found->second;
-  const auto distance = [&](const Failure& failure) {
-    return std::llabs(failure.begin_ms - one.begin_ms);
-  };
-  const auto nearest = std::min_element(
-      list.begin(), list.end(),
-      [&](const Failure& a, const Failure& b) { return distance(a) < distance(b); });
-  if (must_follow && nearest->begin_ms < one.begin_ms - kNearMs) {
+  auto& list = found->second;
+  auto nearest = list.lower_bound(one.begin_ms);
+  if (nearest != list.begin()) {
+    const int64_t before_ms = std::prev(nearest)->first;
+    if (nearest == list.end() || one.begin_ms - before_ms <= nearest->first - one.begin_ms) {
+      nearest = list.lower_bound(before_ms);
+    }
+  }
+  if (must_follow && nearest->first < one.begin_ms - kNearMs) {
     return std::nullopt;
   }
-  Failure failure = *nearest;
-  failure.is_unsure = std::any_of(list.begin(), list.end(), [&](const Failure& other) {
-    return other.cause != failure.cause && distance(other) - distance(failure) < kNearMs;
-  });
+  // Look whether another one is about as near.
+  Failure failure = nearest->second;
+  const int64_t reach_ms = std::abs(nearest->first - one.begin_ms) + kNearMs;
+  size_t near = 0;
+  for (auto other = list.upper_bound(one.begin_ms - reach_ms);
+       other != list.end() && other->first < one.begin_ms + reach_ms && !failure.is_unsure;
+       ++other) {
+    failure.is_unsure = other->second.cause != failure.cause || ++near > kMostNear;
+  }
   list.erase(nearest);
   if (list.empty()) {
     failures_.erase(found);
