@@ -115,17 +115,22 @@ bool LogMessage::HasTag(std::string_view tag) const {
 
 std::vector<LogMessage> ParseMessages(std::string_view text) {
   std::vector<LogMessage> messages;
+  size_t at = 0;
+  size_t begin = text.find(zo_base::kOldTextBegin);
+  size_t end = text.find(zo_base::kOldTextEnd);
   for (;;) {
-    const size_t begin = text.find(zo_base::kOldTextBegin);
-    const size_t end = text.find(zo_base::kOldTextEnd);
     const size_t first = std::min(begin, end);
-    ParseLines(text.substr(0, first), messages);
+    ParseLines(text.substr(at, first - at), messages);
     if (first == std::string_view::npos) {
       return messages;
     }
     const std::string_view marker = begin < end ? zo_base::kOldTextBegin : zo_base::kOldTextEnd;
     messages.push_back(Marker(marker));
-    text.remove_prefix(first + marker.size());
+    at = first + marker.size();
+    // Keep the marker that comes later: a log of one kind of marker would be searched for the other
+    // one again and again.
+    begin = begin < at ? text.find(zo_base::kOldTextBegin, at) : begin;
+    end = end < at ? text.find(zo_base::kOldTextEnd, at) : end;
   }
 }
 

@@ -11,6 +11,7 @@
 
 #include "base/log/log_format.h"
 #include "tools/log_reader/growing_file.h"
+#include "tools/log_reader/text_search.h"
 
 namespace log_reader {
 
@@ -72,21 +73,22 @@ bool IsMapped(const std::string& path) {
 
 // Returns how many bytes of the buffer's text are at the end of the log, from a line's begin on.
 size_t AppendedPart(const std::string& log, const std::string& text) {
-  size_t part = std::min(text.size(), log.size());
-  const auto is_appended = [&] {
-    const size_t begin = log.size() - part;
-    return (begin == 0 || log[begin - 1] == '\n') && log.compare(begin, part, text, 0, part) == 0;
-  };
-  while (part > 0 && !is_appended()) {
-    --part;
+  const TextSearch search(text);
+  size_t part = search.Visit(log, [](size_t) {});
+  while (part > 0 && part < log.size() && log[log.size() - part - 1] != '\n') {
+    part = search.Border(part);
   }
   return part;
+}
+
+bool Contains(std::string_view log, const std::string& text) {
+  return TextSearch(text).FindFirst(log) != std::string::npos;
 }
 
 // Returns whether the text is perhaps being appended, alone or before a message: it is cleared
 // after that.
 bool IsAppending(const std::string& log, const std::string& text) {
-  return AppendedPart(log, text) > 0 || (!text.empty() && log.find(text) != std::string::npos);
+  return !text.empty() && (AppendedPart(log, text) > 0 || Contains(log, text));
 }
 
 // Returns how many bytes of the buffer's text the log already has.
@@ -102,8 +104,7 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
   // The log ends in the buffer's text and the line that had no room for itself in the buffer.
   if (log.size() >= buffer.capacity) {
     const size_t last = log.size() - buffer.capacity;
-    const auto end = log.begin() + static_cast<ptrdiff_t>(std::min(log.size(), last + text.size()));
-    if (std::find_end(log.begin(), end, text.begin(), text.end()) != end) {
+    if (Contains(std::string_view(log).substr(0, last + text.size()), text)) {
       return text.size();
     }
   }
@@ -115,10 +116,7 @@ size_t Overlap(const std::string& log, const Buffer& buffer) {
   }
   // An append is in progress: the buffer's text or a part of it is in the log.
   if (EndsWithinLine(log)) {
-    if (log.find(text) != std::string::npos) {
-      return text.size();
-    }
-    return AppendedPart(log, text);
+    return Contains(log, text) ? text.size() : AppendedPart(log, text);
   }
   return 0;
 }
@@ -140,7 +138,8 @@ struct LogReader::Look {
   size_t overlap = 0;
 };
 
-LogReader::LogReader(std::string log_path) : path_(std::move(log_path)) {}
+LogReader::LogReader(std::string log_path, Writer writer)
+    : path_(std::move(log_path)), writer_(writer) {}
 
 std::string LogReader::BufferPath() const {
   return path_ + std::string(zo_base::kLogBufferSuffix);
@@ -181,9 +180,9 @@ LogReader::Look LogReader::LookAtFiles() const {
     }
     // Wait for the end of an append. Equal lines may look like one, so this is a reason to wait
     // only.
-    if ((EndsWithinLine(look.log) || EndsWithinLine(buffer.text) ||
-         IsAppending(look.log, buffer.text)) &&
-        std::chrono::steady_clock::now() < wait_end) {
+    if (writer_ == Writer::kMayLive && std::chrono::steady_clock::now() < wait_end &&
+        (EndsWithinLine(look.log) || EndsWithinLine(buffer.text) ||
+         IsAppending(look.log, buffer.text))) {
       std::this_thread::sleep_for(kWait);
       continue;
     }
@@ -195,14 +194,15 @@ LogReader::Look LogReader::LookAtFiles() const {
 
 size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
   const bool is_same = look.inode == inode_ && look.begin == offset_;
-  if (const size_t at = text.find(given_); is_same && at != std::string::npos) {
+  if (const size_t at = is_same ? TextSearch(given_).FindFirst(text) : std::string::npos;
+      at != std::string::npos) {
     return at + given_.size();
   }
   // The log was cut or replaced: find the end of the known text in it. A log that was cut twice may
   // have the inode number of the file before.
   std::string anchor = before_ + given_;
   for (KeepTail(anchor); anchor.size() >= kLeastAnchorBytes; anchor.erase(0, anchor.size() / 2)) {
-    if (const size_t at = text.rfind(anchor); at != std::string::npos) {
+    if (const size_t at = TextSearch(anchor).FindLast(text); at != std::string::npos) {
       return at + anchor.size();
     }
   }
@@ -218,7 +218,7 @@ size_t LogReader::KnownBytes(const Look& look, const std::string& text) const {
 std::string LogReader::ReadNewText() {
   Look look = LookAtFiles();
   bool is_held = false;
-  if (EndsWithinLine(look.Text())) {
+  if (writer_ == Writer::kMayLive && EndsWithinLine(look.Text())) {
     is_held = IsMapped(BufferPath());
     if (!is_held) {
       look = LookAtFiles();  // the writer may have ended the line before it died

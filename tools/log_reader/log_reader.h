@@ -27,7 +27,10 @@ class GrowingFile;
 // Errors:  files that are missing or not readable count as empty.
 class LogReader {
  public:
-  explicit LogReader(std::string log_path);
+  // kIsGone: no process writes the files, so nothing is waited for.
+  enum class Writer { kMayLive, kIsGone };
+
+  explicit LogReader(std::string log_path, Writer writer = Writer::kMayLive);
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
@@ -51,6 +54,7 @@ class LogReader {
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;
 
   const std::string path_;
+  const Writer writer_;
   bool follows_ = false;  // after the first look
   uint64_t inode_ = 0;
   uint64_t offset_ = 0;  // in the log file; earlier calls have returned all before it

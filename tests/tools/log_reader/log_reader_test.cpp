@@ -10,12 +10,14 @@
 #include <fstream>
 #include <future>
 #include <thread>
+#include <vector>
 
 #include "base/log/log_format.h"
 #include "base/log/tqlog.h"
 #include "base/platform/mapped_file.h"
 #include "lab/temp_folder.h"
 #include "tools/log_reader/find_logs.h"
+#include "tools/log_reader/text_search.h"
 
 namespace log_reader {
 namespace {
@@ -98,6 +100,17 @@ TEST_F(LogReaderTest, ReadsBothFilesAsOneTextAtEachOfTheWritersSteps) {
   std::filesystem::resize_file(path_ + ".qel_mmap", 3);
   EXPECT_EQ(LogReader(path_).ReadNewText(), old) << "a cut count";
   EXPECT_EQ(LogReader(folder_.path()).ReadNewText(), "") << "a folder is no log";
+}
+
+TEST(TextSearch, FindsEachPlaceOfATextThatRepeatsItself) {
+  const TextSearch search("aabaa");
+  std::vector<size_t> places;
+  EXPECT_EQ(search.Visit("aaabaabaaxaabaab", [&](size_t at) { places.push_back(at); }), 3);
+  EXPECT_EQ(places, (std::vector<size_t>{1, 4, 10}));
+  EXPECT_EQ(search.FindFirst("xaabaabaa"), 1);
+  EXPECT_EQ(search.FindLast("xaabaabaa"), 4);
+  EXPECT_EQ(search.FindLast("aabba"), std::string::npos);
+  EXPECT_EQ(search.Border(5), 2);
 }
 
 // Takes all descriptors away, since root may open any file.
