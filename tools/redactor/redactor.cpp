@@ -56,6 +56,24 @@ bool IsSecretName(std::string_view name) {
                      [&](std::string_view secret) { return plain.ends_with(secret); });
 }
 
+// Finds a word from places on that only rise. Keeps what it has found, so that a text isn't
+// searched anew from each of them.
+class NextPlace {
+ public:
+  explicit NextPlace(std::string_view word) : word_(word) {}
+
+  size_t Find(std::string_view text, size_t from) {
+    if (!found_ || *found_ < from) {
+      found_ = text.find(word_, from);
+    }
+    return *found_;
+  }
+
+ private:
+  const std::string_view word_;
+  std::optional<size_t> found_;
+};
+
 // One walk over a text.
 class Walk {
  public:
@@ -176,10 +194,10 @@ class Walk {
     // A key of the application reaches to the next value that the library writes.
     const bool is_key = value && text_.substr(begin, kKeyName.size() + 1) == "k=";
     if (is_key) {
-      const std::string_view rest = text_.substr(*value, kMaxKeyBytes);
-      const size_t key_bytes = rest.find(kAfterKey);
-      const bool is_ours = rest.substr(0, key_bytes).find("://") == std::string_view::npos;
-      end = key_bytes != std::string_view::npos && is_ours ? *value + key_bytes : end;
+      const size_t key_end = after_key_.Find(text_, *value);
+      const bool is_ours = key_end - *value <= kMaxKeyBytes - kAfterKey.size() &&
+                           scheme_end_.Find(text_, *value) >= key_end;
+      end = is_ours ? key_end : end;
     }
     out_ += text_.substr(begin, value.value_or(begin) - begin);
     at_ = end;
@@ -273,40 +291,53 @@ class Walk {
   size_t at_ = 0;
   std::string out_;
   std::vector<std::string> keys_;
+  NextPlace after_key_{kAfterKey};
+  NextPlace scheme_end_{"://"};
   size_t user_begin_ = 0;    // in the output: where user information would begin
   bool is_address_ = false;  // the word so far has a '/' or a ':'
 };
 
-std::string WithoutWord(const std::string& text, const std::string& word) {
+std::string WithoutWord(const std::string& text, const log_reader::TextSearch& word) {
   std::string out;
   size_t done = 0;
-  for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
-    const size_t end = at + word.size();
+  word.Visit(text, [&](size_t at) {
+    const size_t end = at + word.wanted().size();
     const bool is_part = (at > 0 && IsWordCharacter(text[at - 1])) ||
                          (end < text.size() && IsWordCharacter(text[end]));
     if (!is_part && at >= done) {
       out.append(text, done, at - done).append(kRedacted);
       done = end;
     }
-  }
+  });
   return out.append(text, done);
 }
 
 }  // namespace
 
+void Redactor::Learn(std::string_view text) {
+  Walk walk(text);
+  walk.Run();
+  AddKeys(walk.keys());
+}
+
 std::string Redactor::Redact(std::string_view text) {
   Walk walk(text);
   std::string out = walk.Run();
-  for (const std::string& key : walk.keys()) {
-    if (key.size() >= kShortestKeyBytes && keys_.size() < kMaxKeys &&
-        std::find(keys_.begin(), keys_.end(), key) == keys_.end()) {
-      keys_.push_back(key);
-    }
-  }
-  for (const std::string& key : keys_) {
+  AddKeys(walk.keys());
+  for (const log_reader::TextSearch& key : keys_) {
     out = WithoutWord(out, key);
   }
   return out;
+}
+
+void Redactor::AddKeys(const std::vector<std::string>& keys) {
+  for (const std::string& key : keys) {
+    const auto is_same = [&](const log_reader::TextSearch& known) { return known.wanted() == key; };
+    if (key.size() >= kShortestKeyBytes && keys_.size() < kMaxKeys &&
+        std::none_of(keys_.begin(), keys_.end(), is_same)) {
+      keys_.emplace_back(key);
+    }
+  }
 }
 
 std::string Redactor::RedactCut(std::string_view text) {

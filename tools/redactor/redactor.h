@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/log_reader/text_search.h"
+
 namespace redactor {
 
 inline constexpr std::string_view kRedacted = "[redacted]";
@@ -25,14 +27,16 @@ class Redactor {
  public:
   // Finds the keys of the application in a text. Redact then also removes them from texts that come
   // before it.
-  void Learn(std::string_view text) { Redact(text); }
+  void Learn(std::string_view text);
 
   // Also learns the keys of this text.
   std::string Redact(std::string_view text);
   std::string RedactCut(std::string_view text);
 
  private:
-  std::vector<std::string> keys_;
+  void AddKeys(const std::vector<std::string>& keys);
+
+  std::vector<log_reader::TextSearch> keys_;
 };
 
 }  // namespace redactor
