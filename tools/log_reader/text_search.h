@@ -20,8 +20,8 @@ class TextSearch {
 
   // Calls `visit` with the begin of each occurrence, in order. They may overlap. Returns the
   // largest number of bytes that the text ends in and the wanted text begins with.
-  template <class Visit>
-  size_t Visit(std::string_view text, const Visit& visit) const {
+  template <class Visitor>
+  size_t Visit(std::string_view text, const Visitor& visit) const {
     if (wanted_.empty()) {
       visit(size_t{0});
       return 0;
