@@ -176,8 +176,7 @@ void Check(const History& history) {
 
 // Returns the text of JSON as the command line prints it.
 std::string TextOf(const nlohmann::ordered_json& json) {
-  const std::string text =
-      json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  std::string text = json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   Expect(nlohmann::json::accept(text), "JSON is JSON", text);
   return text;
 }
