@@ -57,7 +57,7 @@ bool IsSecretName(std::string_view name) {
 }
 
 // Finds a word from places on that only rise. Keeps what it has found, so that a text isn't
-// searched anew from each of them.
+// searched again from each of them.
 class NextPlace {
  public:
   explicit NextPlace(std::string_view word) : word_(word) {}
