@@ -34,7 +34,7 @@ bool CountTimerInvoker::CountCall(const std::function<void()>& timed_task) {
     const zo_base::MutexLock lock(mutex);
     task.swap(latest);
     first = count == 0;
-    reached = ++count >= count_threshold;
+    reached = ReachesCount(count, count_threshold);
   }
   if (first) {
     // The task takes locks that are held around posts, so it must not run inside the loop's walk

@@ -9,6 +9,11 @@
 
 namespace zo_sturdy {
 
+// Counts a call. True if it reaches the threshold.
+inline bool ReachesCount(int32_t& count, int32_t threshold) {
+  return ++count >= threshold;
+}
+
 // Limits how often a task runs. A counted call runs its task if it reaches the count; otherwise a
 // timer runs the latest task a set time after the first call. An immediate call runs its own task
 // and drops the counted ones.

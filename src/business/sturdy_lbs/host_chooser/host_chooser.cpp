@@ -31,6 +31,14 @@ bool Serves(const std::string& address, net::AddressFamily family) {
 
 }  // namespace
 
+std::optional<size_t> NextPlace(int32_t& index, size_t count) {
+  if (index < 0 || static_cast<size_t>(index) >= count) {
+    index = 0;
+    return std::nullopt;
+  }
+  return static_cast<size_t>(index++);
+}
+
 HostChooser::HostChooser(std::string v4, std::string v6, int32_t limit_of_key)
     : default_v4(std::move(v4)), default_v6(std::move(v6)), limit(limit_of_key) {}
 
@@ -40,20 +48,17 @@ bool HostChooser::GetHost(net::AddressFamily family, std::string& host) {
   bool is_default = false;
   while (!Step(family, host, is_default)) {
   }
-  if (is_default) {
-    index = 0;
-  }
   return is_default;
 }
 
 bool HostChooser::Step(net::AddressFamily family, std::string& host, bool& is_default) {
-  if (index < 0 || static_cast<size_t>(index) >= hosts.size()) {
+  const std::optional<size_t> place = NextPlace(index, hosts.size());
+  if (!place) {
     is_default = true;
     host = DefaultHost(family);
     return true;
   }
-  const std::string& next = hosts[static_cast<size_t>(index)];
-  ++index;
+  const std::string& next = hosts[*place];
   if (family != net::kIPFamilyAny && !Serves(next, family)) {
     return false;
   }

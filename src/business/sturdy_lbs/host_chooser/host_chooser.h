@@ -2,12 +2,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "sturdy/sturdy.h"
 
 namespace zo_sturdy {
+
+// Returns the place of the next host in a list of `count`, and moves `index` on. At the end of the
+// list returns nothing, and moves `index` to the begin.
+std::optional<size_t> NextPlace(int32_t& index, size_t count);
 
 // Rotates through one list of "host:port" texts.
 //

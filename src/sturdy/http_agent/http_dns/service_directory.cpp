@@ -16,6 +16,7 @@
 #include "src/sturdy/http_agent/http_dns/httpdns_sdk.h"
 #include "src/sturdy/http_agent/http_dns/saturating.h"
 #include "src/sturdy/http_agent/http_dns/service_cache.h"
+#include "src/sturdy/http_agent/http_dns/update_pause.h"
 
 namespace zo_sturdy {
 namespace {
@@ -33,9 +34,6 @@ using zo_base::json11::Json;
 constexpr int64_t kDefaultTtl = 3600;
 // A table with less time left than this is updated at once.
 constexpr int64_t kLeastLeftMs = 2001;
-// Each consecutive failure lengthens the pause by a minute, up to five.
-constexpr int32_t kLongestPauses = 5;
-constexpr int64_t kPauseMs = 60000;
 
 // Returns an empty text if the build has no endpoint of the family.
 template <size_t kCount>
@@ -230,9 +228,9 @@ void ServiceDirectory::CompleteServiceUpdate(bool success, const std::string& bo
     zo_base::PostTo(manager_, manager_.ToWeakClosure([this, json] { ApplyServiceResponse(json); }));
     return;
   }
-  const int32_t fail_count = std::min(++update_fail_count_, kLongestPauses);
+  int32_t fail_count = update_fail_count_;
+  const int64_t pause_ms = PauseAfterFailure(fail_count);
   update_fail_count_ = fail_count;
-  const int64_t pause_ms = fail_count * kPauseMs;
   ZO_LOG(LV_APP) << "[http dns] Update fail redo after :" << pause_ms << "ms";
   updatting_interface_ = false;
   ReloadAfter(pause_ms, "[http dns] Update S by (fail)");
