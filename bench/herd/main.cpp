@@ -72,7 +72,7 @@ void RunAll(const Options& options) {
 }  // namespace
 }  // namespace herd
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   herd::Options options;
   CLI::App app("Simulates many clients that want a list, or a link server, at once");
   app.add_option("scenario", options.files, "JSON files, see docs/herd.md")
@@ -86,11 +86,9 @@ int main(int argc, char** argv) {
   app.add_option("--output", options.output, "Folder for one JSON file per scenario")
       ->check(CLI::ExistingDirectory);
   CLI11_PARSE(app, argc, argv);
-  try {
-    herd::RunAll(options);
-    return 0;
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "herd: %s\n", error.what());
-    return 1;
-  }
+  herd::RunAll(options);
+  return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "herd: %s\n", error.what());
+  return 1;
 }
