@@ -10,7 +10,8 @@
 // crash.
 inline void Expect(bool holds, const char* what, const std::string& detail = std::string()) {
   if (!holds) {
-    std::fprintf(stderr, "expected: %s\n%s\n", what, detail.c_str());
+    std::fprintf(stderr, "expected: %s\n", what);
+    std::fwrite(detail.data(), 1, detail.size(), stderr);  // it can hold zeros
     std::abort();
   }
 }

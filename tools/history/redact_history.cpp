@@ -10,26 +10,23 @@ namespace history {
 void RedactHistory(redactor::Redactor& redactor, History& history) {
   redactor::RedactMessages(redactor, history.messages);
   const auto redact = [&](std::string& text) { text = redactor.Redact(text); };
-  const auto redact_all = [&](std::vector<std::string>& texts) {
-    for (std::string& text : texts) {
-      redact(text);
-    }
-  };
   for (Run& run : history.runs) {
     redact(run.settings);
     redact(run.service_settings);
   }
   for (Fetch& fetch : history.fetches) {
-    redact_all(fetch.names);
+    redactor.RedactAll(fetch.names);
     for (Try& one : fetch.tries) {
       redact(one.url);
       redact(one.host);
+      redact(one.cause);
     }
   }
   for (Document& document : history.documents) {
+    redact(document.cache_refusal);
     redact(document.text);
-    redact_all(document.links);
-    redact_all(document.defaults);
+    redactor.RedactAll(document.links);
+    redactor.RedactAll(document.defaults);
   }
   for (Answer& answer : history.answers) {
     redact(answer.host);
@@ -37,13 +34,16 @@ void RedactHistory(redactor::Redactor& redactor, History& history) {
   for (Hold& hold : history.holds) {
     redact(hold.address);
   }
+  for (Change& change : history.changes) {
+    redact(change.value);
+  }
   for (Lease& lease : history.leases) {
     redact(lease.host);
-    redact_all(lease.addresses);
+    redactor.RedactAll(lease.addresses);
   }
   for (HostLook& look : history.host_looks) {
     redact(look.host);
-    redact_all(look.addresses);
+    redactor.RedactAll(look.addresses);
   }
 }
 

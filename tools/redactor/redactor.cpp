@@ -191,11 +191,13 @@ class Walk {
       end += equals > 0 ? equals : 1;
       value = equals > 0 ? end : value;
     }
-    // A key of the application reaches to the next value that the library writes.
+    // A key of the application reaches to the next value that the library writes, unless it has
+    // been taken out.
     const bool is_key = value && text_.substr(begin, kKeyName.size() + 1) == "k=";
     if (is_key) {
       const size_t key_end = after_key_.Find(text_, *value);
-      const bool is_ours = key_end - *value <= kMaxKeyBytes - kAfterKey.size() &&
+      const bool is_ours = !text_.substr(*value).starts_with(kRedacted) &&
+                           key_end - *value <= kMaxKeyBytes - kAfterKey.size() &&
                            scheme_end_.Find(text_, *value) >= key_end;
       end = is_ours ? key_end : end;
     }
@@ -328,6 +330,12 @@ std::string Redactor::Redact(std::string_view text) {
     out = WithoutWord(out, key);
   }
   return out;
+}
+
+void Redactor::RedactAll(std::vector<std::string>& texts) {
+  for (std::string& text : texts) {
+    text = Redact(text);
+  }
 }
 
 void Redactor::AddKeys(const std::vector<std::string>& keys) {

@@ -32,6 +32,7 @@ class Redactor {
   // Also learns the keys of this text.
   std::string Redact(std::string_view text);
   std::string RedactCut(std::string_view text);
+  void RedactAll(std::vector<std::string>& texts);
 
  private:
   void AddKeys(const std::vector<std::string>& keys);

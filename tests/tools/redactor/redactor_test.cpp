@@ -31,6 +31,7 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
        R"({"lbs_rsp": "{\"lbs\": \"http://h?x=#\", \"vlt\": [\"#@h:1\"]}"})"},
       {"<a href=\"/p?x=A&amp;y=B\">http://u:p@q@h/</a>",
        "<a href=\"/p?x=#&amp;y=#\">http://#@h/</a>"},
+      {"http://h/p?k=[redacted] b ?x=A&sv=0", "http://h/p?k=# b ?x=#&sv=#"},
       {"lbs_url:u:p@h A&y=B> <a href=/p?x=A>B http://h/p?k=A http://i/p?k=B&sv=0",
        "lbs_url:#@h A&y=#> <a href=/p?x=#>B http://h/p?k=# http://i/p?k=#&sv=#"},
       // Keys with any characters.
