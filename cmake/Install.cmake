@@ -14,6 +14,7 @@ install(
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/include/sturdy/sturdy.h
               ${PROJECT_SOURCE_DIR}/include/sturdy/client.h
+              ${PROJECT_SOURCE_DIR}/include/sturdy/backoff.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sturdy COMPONENT development)
 
 install(EXPORT sturdy_comp NAMESPACE sturdy:: DESTINATION ${package_dir}

@@ -7,21 +7,26 @@
 #include <random>
 
 namespace sturdy {
-// The pauses of a loop that connects: none while the loop walks the list, since the next server may
-// work, and a random one after the default that ends each round. Without it, all clients that have
+// The pauses of a loop that connects: none within a round of the list, since the next server may
+// work, and a random one after the default that ends the round. Without it, all clients that have
 // lost their servers in the same second would ask the LBS servers together, again and again.
 //
 //   sturdy::Backoff backoff;
 //   while (!Connects(link = client.NextLink()))
-//     Sleep(backoff.AfterFailure(client.service().GetLinkHostCount()));  // ms
+//     Wait(backoff.AfterFailure(client.service().GetLinkHostCount()));  // ms, or until a new list
 //   backoff.Reset();
+//
+// docs/client-guide.md ("Connect in a loop") has the whole loop, with the end of a pause by a new
+// list.
 //
 // Threads: one at a time.
 class Backoff {
  public:
-  // `base_ms` is the longest pause. Safe for all servers: the number of clients, divided by twice
-  // the answers per second that the LBS servers give together. `seed` must differ from client to
-  // client. Errors: what std::random_device throws.
+  // `base_ms` is the longest pause. The default is safe if the LBS servers refuse, or answer 503,
+  // what they can't answer within a second. If they queue without limit, it must be at least the
+  // number of clients divided by the answers per ms of the server of the first URL, which every
+  // client asks first. `seed` must differ from client to client. Errors: what std::random_device
+  // throws.
   explicit Backoff(uint32_t base_ms = 20000, uint32_t seed = std::random_device()())
       : random_(seed), base_ms_(base_ms) {}
 
@@ -35,7 +40,7 @@ class Backoff {
     failures_ = 0;
     return std::uniform_int_distribution<uint32_t>(0, base_ms_)(random_);
   }
-  // Call it once a server has accepted, and for a new list.
+  // Call it once a server has accepted, and for a new list: both begin a round.
   void Reset() { failures_ = 0; }
 
  private:

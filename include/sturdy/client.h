@@ -79,6 +79,7 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
+  // Call it before each attempt to connect. backoff.h has the pauses between them.
   Link NextLink() {
     char host[zo_sturdy::kLinkHostBufferSize] = {};
     Link link;

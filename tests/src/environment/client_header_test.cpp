@@ -1,6 +1,7 @@
 // The wrapper of the boundary that clients compile in.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <future>
 #include <stdexcept>
 #include <system_error>
@@ -11,6 +12,7 @@
 #include "lab/lab.h"
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
+#include "sturdy/backoff.h"
 #include "sturdy/client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/test_document.h"
@@ -20,6 +22,29 @@ namespace {
 void ExpectNothingStarted() {
   EXPECT_EQ(zo_sturdy::GetSturdyObject(1), nullptr);
   EXPECT_EQ(zo_base::LiveLibraryThreads(), 0);
+}
+
+TEST(Backoff, PausesOnceARoundForAnyTimeUpToItsBase) {
+  sturdy::Backoff backoff(1000, 1);
+  sturdy::Backoff of_another_client(1000, 2);
+  uint32_t least = UINT32_MAX;
+  uint32_t most = 0;
+  int same = 0;
+  for (int round = 0; round < 1000; ++round) {
+    EXPECT_EQ(backoff.AfterFailure(2) + backoff.AfterFailure(2), 0U) << "the list has two servers";
+    if (round % 2 == 0) {
+      backoff.Reset();  // a new list, of one server
+      EXPECT_EQ(backoff.AfterFailure(1), 0U);
+    }
+    const uint32_t pause_ms = backoff.AfterFailure(round % 2 == 0 ? 1 : 2);
+    least = std::min(least, pause_ms);
+    most = std::max(most, pause_ms);
+    same += pause_ms == of_another_client.AfterFailure(0) ? 1 : 0;
+  }
+  EXPECT_LT(least, 20U);
+  EXPECT_GT(most, 980U);
+  EXPECT_LE(most, 1000U);
+  EXPECT_LT(same, 20);
 }
 
 class ClientHeader : public testing::Test {
