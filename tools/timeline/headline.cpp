@@ -1,5 +1,7 @@
 #include "tools/timeline/headline.h"
 
+#include <algorithm>
+
 #include "tools/history/try_words.h"
 
 namespace timeline {
@@ -42,16 +44,41 @@ std::string FromFetch(const Document& document, const History& history) {
   return "from the list that " + UrlName(fetch.tries[*fetch.taken]) + " sent" + WhyNotFirst(fetch);
 }
 
-// Returns whether a fetch of a newer document has failed before the time.
+// Returns whether a fetch of a newer document has failed before the time. The order of the messages
+// says whether it is newer, since a fetch can take less than a ms.
 bool HasFailedSince(const Document& document, int64_t until_ms, const History& history) {
   for (const Fetch& fetch : history.fetches) {
     if (fetch.kind == history::Kind::kLbs && fetch.run == document.run &&
         fetch.outcome == history::FetchOutcome::kFailed && fetch.end_ms &&
-        *fetch.end_ms >= document.at_ms && *fetch.end_ms <= until_ms) {
+        fetch.messages.front() > document.message && *fetch.end_ms <= until_ms) {
       return true;
     }
   }
   return false;
+}
+
+// Returns what is known of a client without an answer.
+std::string WithoutAnswer(const History& history) {
+  if (!history.runs.empty() && !history.runs.front().begin_ms) {
+    return "The log has no answer to the client, but its begin is lost.";
+  }
+  const std::string text = "The client has asked for no address";
+  const auto last = std::find_if(history.fetches.rbegin(), history.fetches.rend(),
+                                 [](auto& fetch) { return fetch.kind == history::Kind::kLbs; });
+  if (last == history.fetches.rend()) {
+    return text + ", and has fetched no list.";
+  }
+  switch (last->outcome) {
+    case history::FetchOutcome::kTaken:
+      return text + "; its last fetch brought a list.";
+    case history::FetchOutcome::kFailed:
+      return text + "; its last fetch failed: no URL sent a list.";
+    case history::FetchOutcome::kSuperseded:
+      return text + "; the answer of its last fetch was ignored.";
+    case history::FetchOutcome::kUnderWay:
+      break;
+  }
+  return text + "; its last fetch has no end in the log.";
 }
 
 std::string Origin(const Document& document, const History& history) {
@@ -72,7 +99,7 @@ std::string Origin(const Document& document, const History& history) {
 
 std::string Headline(const History& history) {
   if (history.answers.empty()) {
-    return "The client has asked for no address.";
+    return WithoutAnswer(history);
   }
   const history::Answer& answer = history.answers.back();
   std::string text = "The client got " + answer.host + ":" + std::to_string(answer.port);

@@ -12,12 +12,14 @@
 #include "tools/history/read_history.h"
 #include "tools/history/try_words.h"
 #include "tools/history/why_words.h"
+#include "tools/timeline/headline.h"
 
 namespace history {
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr int kClient = 1;
 constexpr int kAgent = 2;
@@ -297,6 +299,25 @@ TEST(WhyWordsTest, SaysWhyNoNewerListHadArrived) {
       .Answer("b:2", false);
   EXPECT_THAT(WhyWords(log.Read()).All(),
               testing::ContainsRegex("it hadn't arrived yet\\.(.|\n)*no URL gave one"));
+  // The page's sentence goes by the order of the lines: the clock may be set back.
+  EXPECT_THAT(timeline::Headline(log.Read()), HasSubstr("; no URL has sent a newer list."));
+  log.Wait(-20).Document("\"c:1\"").Wait(20).Answer("c:1", false);
+  EXPECT_THAT(timeline::Headline(log.Read()), Not(HasSubstr("newer list")));
+}
+
+TEST(HeadlineTest, SaysOfAClientWithoutAnswerHowItsFetchEnded) {
+  const auto headline = [](const Log& log) { return timeline::Headline(log.Read()); };
+  EXPECT_THAT(headline(Log().Say(kClient, "[lbs]")), HasSubstr("its begin is lost"));
+  Log log;
+  log.Say(kClient, kBanner).Say(kClient, "[environment] Start version:1");
+  EXPECT_THAT(headline(log), HasSubstr("has fetched no list"));
+  log.Say(kManager, "[lbs] Fetch begins number:1")
+      .Say(kManager, "[lbs] Begin update LBS")
+      .Request(kManager, {"http://a/lbs"});
+  EXPECT_THAT(headline(log), HasSubstr("has no end in the log"));
+  log.Say(kManager, "[multiple][rsp]Index:0 code :503")
+      .Say(kManager, "[multiple][rsp]All sub url has been requested");
+  EXPECT_THAT(headline(log), HasSubstr("its last fetch failed"));
 }
 
 TEST(WhyWordsTest, KnowsEachCauseOfTheTransport) {
