@@ -184,6 +184,7 @@ class Chart {
     const lives = this.data.runs.flatMap(run => [
       {at: run.begin, kind: "start", text: "start"},
       run.exit !== null ? {at: run.exit, kind: "exit", text: "exit"} : {at: run.last, kind: "end", text: "last line"}]);
+    lives.sort((a, b) => a.at - b.at);  // two processes in one folder may overlap
     let free = -Infinity, last = -Infinity;
     for (const life of lives.filter(one => one.at !== null && one.at >= from && one.at <= to)) {
       const x = this.x(life.at);

@@ -2,8 +2,9 @@
 """page_check.py PAGE EXPECTED   opens the page in a headless Chromium, as a reader does.
 
 EXPECTED is JSON: "bars" (how many requests are drawn), "headline", "folded" (how many URLs are in the
-lane of those that failed at once), "late_winners", "hover" (a text of the tip over a late winner) and
-"clicked" (a text of the log lines of the last document). Prints each difference and ends with 1.
+lane of those that failed at once), "late_winners", "starts" and "exits" (how many of their lines),
+"openers" (the labels of the lanes that open), "hover" (a text of the tip over a late winner) and "clicked" (a text of the log lines of the last
+document). Prints each difference and ends with 1.
 """
 import json
 import pathlib
@@ -76,9 +77,14 @@ def differences(browser, page, expected):
     yield from check("headline", browser.run("return document.getElementById('headline').textContent"), expected["headline"])
     yield from check("bars", browser.run("return document.querySelectorAll('.item.try').length"), expected["bars"])
     yield from check("late winners", browser.run("return document.querySelectorAll('#lanes .late-winner').length"), expected["late_winners"])
+    for kind in ("start", "exit"):
+        found = browser.run(f"return document.querySelectorAll('#lanes .life.{kind}').length")
+        yield from check(f"lines of each {kind}", found, expected[kind + "s"])
     yield from check("rows of the table", browser.run(
         "return [...document.querySelectorAll('tbody tr')].every(row => row.cells.length === 6 &&"
         r" /none|at \d\d-\d\d \d\d:\d\d:\d\d$/.test(row.cells[5].textContent))"), True)
+    yield from check("lanes that open", browser.run(
+        "return [...document.querySelectorAll('.opener')].map(one => one.firstChild.data.slice(2))"), expected["openers"])
     # The lane of those that failed at once opens, and loses no bar.
     lanes = browser.run("return document.querySelectorAll('.halo').length")
     browser.click(".opener")

@@ -40,6 +40,31 @@ lab::Scenario Servers() {
           lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))};
 }
 
+// Adds the lines of another process in the folder, from the first fetch to the last. It asks the
+// cache of HTTP DNS for 16 hosts.
+std::string WithProcessBeside(std::string log) {
+  const std::string level = "[LV_APP] ";
+  const size_t first_text = log.find(level) + level.size();
+  const std::string banner = log.substr(first_text, log.find("-\n") + 2 - first_text);
+  const auto insert = [&](size_t fetch, const std::vector<std::string>& texts) {
+    const size_t at = log.rfind('\n', fetch) + 1;
+    const std::string time = log.substr(at, std::string("03-14 15:09:26.535").size());
+    std::string lines;
+    for (const std::string& text : texts) {
+      lines += time + " 1-1 " + level + text;
+    }
+    log.insert(at, lines);
+  };
+  std::vector<std::string> texts = {banner};
+  for (int i = 0; i < 16; ++i) {
+    texts.push_back("[http dns] Check cached host: h" + std::to_string(i) + " res: 3 ret:|\n");
+  }
+  const std::string fetch = "[lbs] Begin update LBS";
+  insert(log.rfind(fetch), {"[environment] Exit\n", banner});
+  insert(log.find(fetch), texts);
+  return log;
+}
+
 // Two lives of a client: in the first, a late answer is taken; in the second, that of a second
 // pass.
 class Timeline : public testing::Test {
@@ -52,7 +77,9 @@ class Timeline : public testing::Test {
                   lab_.Url("slow", kLbsPath), lab_.Url("silent", kLbsPath)});
     RunSturdyctl({"link", "--wait", "--data", folder_.path(), "--token", "t", "--family", "v4",
                   "--lbs", "http://localhost:" + std::to_string(lab_.Port("broken")) + kLbsPath});
-    RunSturdyctl({"timeline", folder_.path(), "--output", page_, "--trace", trace_});
+    const std::string log = folder_.File("all.log");
+    std::ofstream(log) << WithProcessBeside(RunSturdyctl({"log", folder_.path()}));
+    RunSturdyctl({"timeline", log, "--output", page_, "--trace", trace_});
   }
 
   const lab::TempFolder folder_;
@@ -70,6 +97,9 @@ TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
            " (URL 0 of the second pass) sent, after all URLs of the first pass had failed."},
       {"bars", requests + 1},  // HTTP DNS refuses at its name and answers at its address
       {"late_winners", 1},
+      {"starts", 3},
+      {"exits", 3},
+      {"openers", {"2 URLs failed at once", "3 more hosts"}},
       {"folded", 2},
       {"hover", "was silent for"},
       {"clicked", kMarkup}};
