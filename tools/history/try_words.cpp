@@ -42,7 +42,7 @@ std::string FailureWords(const Try& one) {
 }
 
 std::string LaterFailureWords(const Try& one, const std::string& after) {
-  return one.cause.empty() ? "" : "; it failed" + after + FailureWords(one);
+  return one.cause.empty() ? "" : ". It failed" + after + FailureWords(one);
 }
 
 std::string EndWords(const Try& one) {
@@ -84,9 +84,9 @@ std::string ShortUrl(std::string_view url) {
 std::string TryWords(const Try& one) {
   std::string words = "URL " + std::to_string(one.index) + " " + ShortUrl(one.url);
   if (one.silent_ms) {
-    words += " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so ";
-    words += one.outcome == TryOutcome::kTaken ? "the next URL was asked; it still "
-                                               : "it was passed over; it ";
+    words +=
+        " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so the next URL was asked. It ";
+    words += one.outcome == TryOutcome::kTaken ? "still " : "";
   } else {
     words += " ";
   }

@@ -1,7 +1,7 @@
 #include "tools/history/why_words.h"
 
 #include <algorithm>
-#include <utility>
+#include <set>
 
 #include "tools/duration_words.h"
 #include "tools/history/try_words.h"
@@ -11,6 +11,8 @@ namespace history {
 namespace {
 
 constexpr size_t kMostShown = 5;
+constexpr char kUnknownConnection[] =
+    "Whether the client could connect to a server isn't in this log";
 constexpr char kUnknownOrigin[] = "The log doesn't say where the list comes from";
 
 std::string Line(const std::string& sentence) {
@@ -54,9 +56,14 @@ std::string WhyWords::Last() const {
   std::string text = Headline(answer) + Place(last);
   if (answer.document) {
     const Document& document = history_.documents[*answer.document];
-    text += Origin(document) + NewerFetches(document, answer);
+    const News news = NewerFetches(document, answer);
+    text += Origin(document) + (document.fetch ? Attempts(history_.fetches[*document.fetch]) : "");
+    text += news.sentence + (news.fetch != nullptr ? Attempts(*news.fetch) : "");
   } else {
     text += Line(kUnknownOrigin);
+  }
+  if (last > 0 || answer.is_default) {
+    text += Line(kUnknownConnection);
   }
   if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
     text +=
@@ -71,8 +78,12 @@ std::string WhyWords::All() const {
     return WithoutAnswer();
   }
   std::string text;
-  std::optional<size_t> explained;
-  std::string told;  // of newer fetches
+  std::set<const Document*> explained;
+  std::set<const Fetch*> told;  // with their attempts
+  std::string last_news;
+  const auto tell = [&](const Fetch* fetch) {
+    return fetch != nullptr && told.insert(fetch).second ? Attempts(*fetch) : "";
+  };
   for (size_t i = 0; i < history_.answers.size(); ++i) {
     const Answer& answer = history_.answers[i];
     text += Headline(answer) + Place(i);
@@ -81,26 +92,46 @@ std::string WhyWords::All() const {
       continue;
     }
     const Document& document = history_.documents[*answer.document];
-    const bool is_explained = std::exchange(explained, answer.document) == answer.document;
-    text += is_explained ? "" : Origin(document);
-    const std::string newer = NewerFetches(document, answer);
-    text += is_explained && newer == told ? "" : newer;
-    told = newer;
+    const bool is_new = explained.insert(&document).second;
+    if (is_new) {
+      text +=
+          Origin(document) + tell(document.fetch ? &history_.fetches[*document.fetch] : nullptr);
+    }
+    const News news = NewerFetches(document, answer);
+    if (is_new || news.sentence != last_news) {
+      text += news.sentence + tell(news.fetch);
+    }
+    last_news = news.sentence;
   }
-  return text;
+  return text + Line(kUnknownConnection);
 }
 
 std::string WhyWords::Headline(const Answer& answer) const {
   std::string text = AddressOf(answer) + (answer.is_default ? "  a default" : "  from the list");
-  if (answer.document && !answer.is_default) {
+  if (answer.is_default) {
+    text += DefaultOrigin(answer);
+  } else if (answer.document) {
     const Document& document = history_.documents[*answer.document];
     text += document.from == Document::From::kSettings ? " of the client's settings" : "";
-    text += ", since " + TimeText(document.at_ms);
+    text += ", in use since " + TimeText(document.at_ms);
   }
   const std::string asked = answer.family == 1 || answer.family == 2
                                 ? " asked for an address of " + FamilyWords(answer.family) + " and"
                                 : "";
   return text + "\n" + Line("The client" + asked + " got it at " + TimeText(answer.at_ms));
+}
+
+// A document without defaults leaves those of the settings.
+std::string WhyWords::DefaultOrigin(const Answer& answer) const {
+  if (!answer.document) {
+    return "";
+  }
+  const Document& document = history_.documents[*answer.document];
+  const std::vector<std::string>& defaults = document.defaults;
+  const bool is_sent =
+      document.from != Document::From::kSettings &&
+      std::find(defaults.begin(), defaults.end(), AddressOf(answer)) != defaults.end();
+  return is_sent ? " that came with the list" : " of the client's settings";
 }
 
 const Hold* WhyWords::HoldBefore(const Answer& answer) const {
@@ -135,6 +166,9 @@ WhyWords::Rotation WhyWords::RotationBefore(size_t place) const {
       break;
     }
     rotation.got.push_back(i);
+    if (!answer.is_default) {
+      break;  // the walk from each answer over all before it would take long
+    }
   }
   std::reverse(rotation.got.begin(), rotation.got.end());
   return rotation;
@@ -216,21 +250,26 @@ std::string WhyWords::Origin(const Document& document) const {
   if (!document.fetch) {
     return Line("The list was fetched from a server; the log lacks the lines about it");
   }
-  const Fetch& fetch = history_.fetches[*document.fetch];
-  std::string text;
+  return OriginOfFetched(document, history_.fetches[*document.fetch]);
+}
+
+std::string WhyWords::OriginOfFetched(const Document& document, const Fetch& fetch) const {
+  std::string text = Line("The list was asked for because " + ReasonWords(fetch.asked_because));
   if (fetch.taken) {
     const Try& taken = fetch.tries[*fetch.taken];
-    text =
-        Line("The list was taken from " + ShortUrl(taken.url) + " (URL " +
-             std::to_string(taken.index) + (taken.pass == 1 ? ", first pass)" : ", second pass)") +
-             ", " + std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
+    text += Line("The list was taken from " + ShortUrl(taken.url) + " (URL " +
+                 std::to_string(taken.index) +
+                 (taken.pass == 1 ? ")" : ", at an address from HTTP DNS)") + ", " +
+                 std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
   }
-  return text + Attempts(fetch) +
-         Line("The list was asked for because " + ReasonWords(fetch.asked_because));
+  return text;
 }
 
 // Says what happened to each URL of a fetch.
 std::string WhyWords::Attempts(const Fetch& fetch) const {
+  const bool is_one = std::count_if(fetch.tries.begin(), fetch.tries.end(),
+                                    [](const Try& one) { return one.pass == 1; }) == 1;
+  const std::string had_failed = is_one ? "The only URL had failed" : "All URLs had failed";
   std::string text;
   int pass = 1;
   for (const Try& one : fetch.tries) {
@@ -240,21 +279,21 @@ std::string WhyWords::Attempts(const Fetch& fetch) const {
       for (const std::string& name : fetch.names) {
         names += (names.empty() ? "" : ", ") + name;
       }
-      text += Line("All URLs had failed, so HTTP DNS was asked for the addresses of " +
-                   (names.empty() ? "their hosts" : names) +
-                   ", and the URLs were asked again there: the second pass");
+      text += Line(had_failed + ", so HTTP DNS was asked for the addresses of " +
+                   (names.empty() ? "the hosts" : names) +
+                   ". Then the second pass asked the URLs at these addresses");
     }
     text += Line(TryWords(one));
   }
   if (fetch.has_no_addresses) {
-    text += Line("All URLs had failed, and HTTP DNS had no addresses for a second pass");
+    text += Line(had_failed + ", and HTTP DNS gave no addresses for a second pass");
   }
   return text;
 }
 
 // Says why no newer document had replaced this one when the client got its answer. The order of the
 // messages counts, since a fetch can take less than a ms.
-std::string WhyWords::NewerFetches(const Document& document, const Answer& answer) const {
+WhyWords::News WhyWords::NewerFetches(const Document& document, const Answer& answer) const {
   const auto is_between = [&](size_t run, size_t message) {
     return run == answer.run && message > document.message && message < answer.message;
   };
@@ -274,14 +313,14 @@ std::string WhyWords::NewerFetches(const Document& document, const Answer& answe
         ask->fate == Ask::Fate::kNoUrl || (ask->fate == Ask::Fate::kFetched && !ask->fetch);
     if (is_wish && is_between(ask->run, ask->message) &&
         (newest == nullptr || ask->message > newest->messages.front())) {
-      return Line(AskWords(ask->at_ms, ask->because) +
-                  (ask->fate == Ask::Fate::kNoUrl
-                       ? ", but no URL is of the wanted family, so nothing was sent"
-                       : ", but no request had been sent yet"));
+      return {Line(AskWords(ask->at_ms, ask->because) +
+                   (ask->fate == Ask::Fate::kNoUrl
+                        ? ", but no URL is of the wanted family, so nothing was sent"
+                        : ", but no request had been sent yet"))};
     }
   }
   if (newest == nullptr) {
-    return document.from == Document::From::kFetch ? "" : WithoutFetch(answer);
+    return {document.from == Document::From::kFetch ? "" : WithoutFetch(answer)};
   }
   // Say how it ended.
   std::string text = AskWords(newest->begin_ms, newest->asked_because);
@@ -297,7 +336,7 @@ std::string WhyWords::NewerFetches(const Document& document, const Answer& answe
                 ? ": it came at " + TimeText(*newest->end_ms)
                 : "";
   }
-  return Line(text) + Attempts(*newest);
+  return {Line(text), newest};
 }
 
 // Says that no list was asked for, and why, if the reason is that the client has no token.

@@ -231,14 +231,14 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
       .Document("\"[::1]:80\",\"[::2]:80\"")
       .Answer("[::1]:80", false)
       .Answer("[::2]:80", false);
-  EXPECT_THAT(
-      WhyWords(log.Read()).Last(),
-      testing::AllOf(testing::StartsWith("[::2]:80  from the list, since 12-31 23:59:00.002\n"),
-                     HasSubstr("server 2 of 2 in the list: the client had got [::1]:80"),
-                     HasSubstr("an earlier run of the client fetched it 1 d 1 h before")));
+  EXPECT_THAT(WhyWords(log.Read()).Last(),
+              testing::AllOf(
+                  testing::StartsWith("[::2]:80  from the list, in use since 12-31 23:59:00.002\n"),
+                  HasSubstr("server 2 of 2 in the list: the client had got [::1]:80"),
+                  HasSubstr("an earlier run of the client fetched it 1 d 1 h before")));
   log.Answer("[::9]:80", true);
   EXPECT_THAT(WhyWords(log.Read()).Last(),
-              testing::AllOf(testing::StartsWith("[::9]:80  a default\n"),
+              testing::AllOf(testing::StartsWith("[::9]:80  a default of the client's settings\n"),
                              HasSubstr("the client had got [::1]:80, [::2]:80")));
   log.Answer("[::1]:80", false);
   EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("after a default, the list begins again"));

@@ -65,14 +65,14 @@ TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
   EXPECT_EQ(json::parse(RunSturdyctl({"why", folder.path(), "--json"}))["answers"].size(), 1u);
 
   // The same in words.
-  EXPECT_THAT(RunSturdyctl({"why", folder.path()}),
-              testing::AllOf(
-                  testing::ContainsRegex("^[^ ]+  a default\n"),
-                  testing::HasSubstr("had got 192.0.2.1:1, 192.0.2.2:2"),
-                  testing::HasSubstr("taken from " + lab.Url("lbs", kLbsPath) + " (URL 1, first"),
-                  testing::ContainsRegex("URL 0 .* the server refused the connection"),
-                  testing::HasSubstr("because the service started"),
-                  testing::Not(testing::HasSubstr("secret"))));
+  EXPECT_THAT(
+      RunSturdyctl({"why", folder.path()}),
+      testing::AllOf(testing::ContainsRegex("^[^ ]+  a default that came with the list\n"),
+                     testing::HasSubstr("had got 192.0.2.1:1, 192.0.2.2:2"),
+                     testing::HasSubstr("taken from " + lab.Url("lbs", kLbsPath) + " (URL 1), "),
+                     testing::ContainsRegex("URL 0 .* the server refused the connection"),
+                     testing::HasSubstr("because the service started"),
+                     testing::Not(testing::HasSubstr("secret"))));
 }
 
 }  // namespace
