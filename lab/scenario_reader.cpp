@@ -336,7 +336,7 @@ Scenario Scenario::ParseFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   file.peek();  // opening a folder succeeds, reading it fails
   if (!file.is_open() || file.bad()) {
-    throw ScenarioError(path + ": can't be read (" + std::strerror(errno) + ").");
+    throw ScenarioError(std::string("can't be read (") + std::strerror(errno) + ").");
   }
   std::ostringstream text;
   text << file.rdbuf();

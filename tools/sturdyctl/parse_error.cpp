@@ -6,15 +6,19 @@
 namespace sturdyctl {
 
 std::string ParseErrorText(const CLI::App& app, const CLI::ParseError& error) {
-  // Without a command, name the first word that should be one.
-  if (app.get_subcommands().empty()) {
-    const std::vector<std::string> words = app.remaining();
-    if (!words.empty()) {
-      const char* kind = words.front().starts_with("-") ? "option" : "command";
-      return std::string("there is no ") + kind + " \"" + words.front() +
-             "\"; see sturdyctl --help.";
+  // Name the first word that neither the program nor the command knows.
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  const std::string command = commands.empty() ? "" : commands.front()->get_name();
+  const std::string help = "; see sturdyctl " + command + (command.empty() ? "" : " ") + "--help.";
+  if (const std::vector<std::string> words = app.remaining(true); !words.empty()) {
+    const std::string word = "\"" + words.front() + "\"";
+    if (words.front().starts_with("-")) {
+      return "there is no option " + word + help;
     }
-    return "give a command; see sturdyctl --help.";
+    return (command.empty() ? "there is no command " : command + " doesn't take ") + word + help;
+  }
+  if (command.empty()) {
+    return "give a command" + help;
   }
   // Replace the texts that only the parser's author understands. They begin with the option.
   std::string text = error.what();
@@ -26,7 +30,7 @@ std::string ParseErrorText(const CLI::App& app, const CLI::ParseError& error) {
   if (rest.starts_with(": 1 required ") && rest.ends_with(" missing")) {
     return option + " needs a value.";
   }
-  return text;
+  return text + ".";
 }
 
 }  // namespace sturdyctl
