@@ -112,7 +112,9 @@ int RunBundle(const std::string& folder, const std::string& output) {
   // Write it as a client keeps it, so that the tool's other commands can read the bundle.
   const NewFolder bundle(output);
   std::printf("%s\n", output.c_str());
-  bundle.Write(std::string(zo_base::kLogFileName), log);
+  if (!log.empty()) {
+    bundle.Write(std::string(zo_base::kLogFileName), log);
+  }
   using Condition = client_state::CacheFile::Condition;
   for (const client_state::CacheFile* file :
        {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
@@ -122,9 +124,14 @@ int RunBundle(const std::string& folder, const std::string& output) {
     }
   }
   bundle.Write("state.txt", client_state::StateWords(state));
-  bundle.Write("why.txt", history::WhyWords(history).All());
-  bundle.Write("timeline.html", timeline::MakePage(history, log_path));
+  if (!history.runs.empty()) {
+    bundle.Write("why.txt", history::WhyWords(history).All());
+    bundle.Write("timeline.html", timeline::MakePage(history, log_path));
+  }
   bundle.Write("versions.txt", Versions(history));
+  if (history.runs.empty()) {
+    std::puts("There is no line of a client's log, so why.txt and timeline.html are left out.");
+  }
   std::puts(
       "The application's key and the values of queries are removed. Names and addresses stay.");
   return kExitOk;

@@ -183,6 +183,14 @@ TEST_F(SturdyctlTest, TlsKeysGoToNoFile) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "");
 }
 
+TEST_F(SturdyctlTest, BundleWithoutALogExplainsNothing) {
+  lab::Child bundle({STURDYCTL, "bundle", folder_.path(), "--output", folder_.File("bundle")});
+  EXPECT_THAT(bundle.ReadRest(),
+              testing::ContainsRegex("bundle\n  http_dns/http_server_cache.data\n  state.txt\n"
+                                     "  versions.txt\nThere is no line of a client's log, so "));
+  EXPECT_EQ(bundle.Wait(), 0);
+}
+
 // The endless answer keeps the exit waiting.
 TEST_F(SturdyctlTest, SecondCtrlCEndsAtOnce) {
   const lab::Lab lab({lab::HttpServer("lbs").On(kLbsPath, lab::Endless(500))});
