@@ -30,10 +30,9 @@ function showLegend(data) {
   for (const [from, text] of Object.entries(origins)) {
     if (data.documents.some(one => one.from === from)) samples.push([text, bar("from-" + from)]);
   }
-  if (data.leases.length > 0) {
-    for (const [state, text] of [["fresh", "host of HTTP DNS: fresh"], ["stale", "stale, served"], ["gone", "gone"]]) {
-      samples.push([text, bar(state)]);
-    }
+  const states = new Set(leaseLanes(data, new Set()).flatMap(lane => lane.items.map(item => item.inside)));
+  for (const [state, text] of [["fresh", "host of HTTP DNS: fresh"], ["stale", "stale, served"], ["gone", "gone"]]) {
+    if (states.has(state)) samples.push([text, bar(state)]);
   }
   if (data.looks.length > 0) {
     samples.push(["look into its cache (red: not there)", dot("look look-missing", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 4))]);
