@@ -1,6 +1,7 @@
-#include <fstream>
 #include <stdexcept>
+#include <string>
 
+#include "base/platform/file.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
 #include "tools/sturdyctl/output.h"
@@ -13,9 +14,9 @@ namespace sturdyctl {
 
 namespace {
 
+// Only the user may read a new file, as the client's log: it has the application's key.
 void WriteFile(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << text).flush()) {
+  if (!zo_base::WriteWholeFile(path, text)) {
     throw std::runtime_error(path + " can't be written.");
   }
 }

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -107,6 +108,18 @@ TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
   EXPECT_EQ(check.ReadRest(), "");
   EXPECT_EQ(check.Wait(), 0);
   EXPECT_EQ(lab_.journal().Count(), requests);
+}
+
+// The log, whose key they show, is private too.
+TEST(TimelineFiles, OnlyTheUserMayReadThem) {
+  const lab::TempFolder folder;
+  const std::string page = folder.File("page.html"), trace = folder.File("trace.json");
+  RunSturdyctl({"link", "--data", folder.path()});
+  RunSturdyctl({"timeline", folder.path(), "--output", page, "--trace", trace});
+  using std::filesystem::perms;
+  for (const std::string& file : {page, trace}) {
+    EXPECT_EQ(std::filesystem::status(file).permissions(), perms::owner_read | perms::owner_write);
+  }
 }
 
 TEST(TimelineHeadline, DefaultOfAnEmptyListIsNotOneAfterItsServers) {
