@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <utility>
 
@@ -47,6 +48,16 @@ Herd::Herd(const Scenario& scenario, uint64_t seed)
   counts_.connected.resize(servers_.size());
   counts_.got.resize(bins);
   clients_.reserve(scenario.clients);
+  for (const ServerPlan& server : scenario.servers) {
+    for (const auto& state : server.states) {
+      changes_.push_back(state.first);
+    }
+  }
+  for (const Document& document : scenario.documents) {
+    changes_.push_back(document.from_ms);
+  }
+  std::sort(changes_.begin(), changes_.end(), std::greater<>());
+  changes_.erase(std::unique(changes_.begin(), changes_.end()), changes_.end());
 }
 
 Counts Herd::Run() {
@@ -206,6 +217,10 @@ void Herd::CountArrival(uint8_t server, int64_t at) {
 }
 
 void Herd::Tick() {
+  if (changes_.empty() || changes_.back() != now()) {
+    return;
+  }
+  changes_.pop_back();
   while (newest_document_ + size_t{1} < scenario_.documents.size() &&
          scenario_.documents[newest_document_ + size_t{1}].from_ms <= now()) {
     ++newest_document_;

@@ -83,6 +83,7 @@ class Herd {
   Calendar calendar_;
   std::vector<Server> servers_;
   std::vector<Client> clients_;
+  std::vector<Ms> changes_;  // when servers or documents change: the times left, the next one last
   uint8_t newest_document_ = 0;
   Counts counts_;
   Rules<Herd> rules_;

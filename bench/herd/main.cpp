@@ -1,5 +1,7 @@
 // Simulates a herd of clients that want the same thing at once. See docs/herd.md.
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -26,19 +28,21 @@ struct Options {
   std::string output;
 };
 
-// Runs the seeds, as many at once as there are processors.
-std::vector<Counts> RunSeeds(const Scenario& scenario, size_t seeds) {
-  const size_t at_once = std::max(1U, std::thread::hardware_concurrency());
-  std::vector<Counts> runs;
-  for (size_t first = 0; first < seeds; first += at_once) {
-    std::vector<std::future<Counts>> running;
-    for (size_t seed = first; seed < std::min(seeds, first + at_once); ++seed) {
-      running.push_back(std::async(std::launch::async,
-                                   [&scenario, seed] { return Herd(scenario, seed + 1).Run(); }));
+// Runs each scenario with each seed, as many at once as there are processors.
+std::vector<std::vector<Counts>> RunSeeds(const std::vector<Scenario>& scenarios, size_t seeds) {
+  std::vector<std::vector<Counts>> runs(scenarios.size(), std::vector<Counts>(seeds));
+  std::atomic<size_t> next = 0;
+  const auto work = [&] {
+    for (size_t i = next++; i < scenarios.size() * seeds; i = next++) {
+      runs[i / seeds][i % seeds] = Herd(scenarios[i / seeds], i % seeds + 1).Run();
     }
-    for (std::future<Counts>& one : running) {
-      runs.push_back(one.get());
-    }
+  };
+  std::vector<std::future<void>> workers(std::max(1U, std::thread::hardware_concurrency()));
+  for (std::future<void>& worker : workers) {
+    worker = std::async(std::launch::async, work);
+  }
+  for (std::future<void>& worker : workers) {
+    worker.get();
   }
   return runs;
 }
@@ -50,21 +54,39 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
   }
 }
 
+// Runs a file and returns its rows of the table. A sweep has many runs and shows ratios only, so it
+// takes a tenth of the clients, and one seed.
+std::string RunFile(const std::string& path, const Options& options) {
+  constexpr uint32_t kSweepDivisor = 10;
+  std::vector<Scenario> scenarios = ReadScenarios(path);
+  const bool swept = !scenarios.front().swept.empty();
+  const size_t seeds = swept ? 1 : options.seeds;
+  for (Scenario& scenario : scenarios) {
+    scenario.Scale(swept ? std::max(1U, options.clients / kSweepDivisor) : options.clients);
+  }
+  const std::vector<std::vector<Counts>> runs = RunSeeds(scenarios, seeds);
+  nlohmann::ordered_json json = nlohmann::ordered_json::array();
+  std::string rows;
+  for (size_t i = 0; i < scenarios.size(); ++i) {
+    const Result result = Summarize(scenarios[i], runs[i]);
+    rows += TableRow(scenarios[i], result);
+    json.push_back(ToJson(scenarios[i], seeds, result));
+  }
+  if (!options.output.empty()) {
+    WriteFile(std::filesystem::path(options.output) / (scenarios.front().name + ".json"),
+              (swept ? json : json.front()).dump() + "\n");
+  }
+  return rows;
+}
+
 void RunAll(const Options& options) {
   using Clock = std::chrono::steady_clock;
   std::string table = TableHead();
   for (size_t i = 0; i < options.files.size(); ++i) {
-    Scenario scenario = ReadScenario(options.files[i]);
-    scenario.Scale(options.clients);
-    std::fprintf(stderr, "[%zu/%zu] %s ...", i + 1, options.files.size(), scenario.name.c_str());
+    std::fprintf(stderr, "[%zu/%zu] %s ...", i + 1, options.files.size(), options.files[i].c_str());
     const auto begin = Clock::now();
-    const Result result = Summarize(scenario, RunSeeds(scenario, options.seeds));
+    table += RunFile(options.files[i], options);
     std::fprintf(stderr, " %.1f s\n", std::chrono::duration<double>(Clock::now() - begin).count());
-    table += TableRow(scenario.name, result);
-    if (!options.output.empty()) {
-      WriteFile(std::filesystem::path(options.output) / (scenario.name + ".json"),
-                ToJson(scenario, options.seeds, result).dump() + "\n");
-    }
   }
   std::cout << table;
 }
@@ -79,7 +101,7 @@ int main(int argc, char** argv) try {
       ->required()
       ->check(CLI::ExistingFile);
   app.add_option("--clients", options.clients,
-                 "Clients of each run; the servers' rates and queues change in the same ratio")
+                 "Clients of each run; the servers change in the same ratio")
       ->check(CLI::Range(1, 4000000));
   app.add_option("--seeds", options.seeds, "Runs of each scenario, which differ in their seed")
       ->check(CLI::Range(1, 100));

@@ -66,7 +66,7 @@ std::string Cell(const Spread& spread, int digits, const std::string& unit = "")
   const std::string mean = Text(spread.mean, digits);
   const std::string least = Text(spread.least, digits);
   const std::string most = Text(spread.most, digits);
-  return (least == most ? mean : mean + " (" + least + " to " + most + ")") + unit;
+  return (least == most ? mean + unit : mean + unit + " (" + least + " to " + most + ")");
 }
 
 }  // namespace
@@ -105,8 +105,11 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
   for (size_t i = 0; i < scenario.servers.size(); ++i) {
     result.peak.push_back(Of(runs, [&](const Counts& run) {
       const std::vector<uint32_t>& bins = run.arrivals[i];
-      return *std::max_element(bins.begin(), bins.end()) * kBinsPerSecond / clients;
+      return *std::max_element(bins.begin(), bins.end()) / clients;
     }));
+    if (asked.count(static_cast<uint8_t>(i)) > 0 && result.peak[i].mean > result.worst.mean) {
+      result.worst = result.peak[i];
+    }
     result.load.push_back(Of(runs, [&](const Counts& run) { return run.connected[i] / clients; }));
   }
   result.first = runs.front();
@@ -114,51 +117,56 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
 }
 
 nlohmann::ordered_json ToJson(const Scenario& scenario, size_t seeds, const Result& result) {
-  nlohmann::ordered_json servers = nlohmann::ordered_json::array();
-  for (size_t i = 0; i < scenario.servers.size(); ++i) {
-    servers.push_back({{"name", scenario.servers[i].name},
-                       {"peak_per_client_s", Numbers(result.peak[i])},
-                       {"connected_share", Numbers(result.load[i])},
-                       {"arrivals", result.first.arrivals[i]}});
+  nlohmann::ordered_json json = {{"scenario", scenario.name},
+                                 {"description", scenario.description},
+                                 {"swept", scenario.swept},
+                                 {"clients", scenario.clients},
+                                 {"seconds", scenario.seconds},
+                                 {"seeds", seeds},
+                                 {"bin_ms", kBinMs},
+                                 {"recovered_s",
+                                  {{"50", Numbers(result.half)},
+                                   {"90", Numbers(result.nine_tenths)},
+                                   {"99", Numbers(result.ninety_nine)},
+                                   {"100", Numbers(result.all)}}},
+                                 {"found_share", Numbers(result.found_share)},
+                                 {"requests_per_client", Numbers(result.requests_per_client)},
+                                 {"wasted_share", Numbers(result.wasted_share)}};
+  if (!scenario.swept.empty()) {
+    return json;
   }
-  return {{"scenario", scenario.name},
-          {"description", scenario.description},
-          {"clients", scenario.clients},
-          {"seconds", scenario.seconds},
-          {"seeds", seeds},
-          {"bin_ms", kBinMs},
-          {"recovered_s",
-           {{"50", Numbers(result.half)},
-            {"90", Numbers(result.nine_tenths)},
-            {"99", Numbers(result.ninety_nine)},
-            {"100", Numbers(result.all)}}},
-          {"found_share", Numbers(result.found_share)},
-          {"requests_per_client", Numbers(result.requests_per_client)},
-          {"wasted_share", Numbers(result.wasted_share)},
-          {"servers", servers},
-          {"found", result.first.got}};
+  json["servers"] = nlohmann::ordered_json::array();
+  for (size_t i = 0; i < scenario.servers.size(); ++i) {
+    json["servers"].push_back({{"name", scenario.servers[i].name},
+                               {"peak_share", Numbers(result.peak[i])},
+                               {"connected_share", Numbers(result.load[i])},
+                               {"arrivals", result.first.arrivals[i]}});
+  }
+  json["found"] = result.first.got;
+  return json;
 }
 
 std::string TableHead() {
   return "| scenario | 50 % after | 90 % | 99 % | all | found at the end | requests per client | "
-         "wasted answers | worst second, per client |\n|---|---|---|---|---|---|---|---|---|\n";
+         "wasted answers | worst 100 ms at one URL, share of all "
+         "|\n|---|---|---|---|---|---|---|---|---|\n";
 }
 
-std::string TableRow(const std::string& name, const Result& result) {
+std::string TableRow(const Scenario& scenario, const Result& result) {
   constexpr double kPercent = 100;
   const auto percent = [](const Spread& share) {
     return Spread{share.mean * kPercent, share.least * kPercent, share.most * kPercent};
   };
-  const auto worst =
-      std::max_element(result.peak.begin(), result.peak.end(),
-                       [](const Spread& a, const Spread& b) { return a.mean < b.mean; });
-  std::string row = "| " + name;
+  std::string row = "| " + scenario.name;
+  for (const std::string& value : scenario.swept) {
+    row += " " + value;
+  }
   for (const Spread* time : {&result.half, &result.nine_tenths, &result.ninety_nine, &result.all}) {
     row += " | " + Cell(*time, 1, " s");
   }
   return row + " | " + Cell(percent(result.found_share), 1, " %") + " | " +
          Cell(result.requests_per_client, 2) + " | " + Cell(percent(result.wasted_share), 1, " %") +
-         " | " + Cell(*worst, 3) + " |\n";
+         " | " + Cell(percent(result.worst), 1, " %") + " |\n";
 }
 
 }  // namespace herd

@@ -24,22 +24,23 @@ struct Result {
   Spread found_share;          // of the clients, at the end of the run
   Spread requests_per_client;  // at all LBS and HTTP DNS servers
   Spread wasted_share;         // of the good answers of the LBS servers: nobody used them
-  std::vector<Spread> peak;    // by server: arrivals per second in its worst bin, per client
+  std::vector<Spread> peak;    // by server: arrivals in its worst bin, as a share of the clients
+  Spread worst;                // of these, the worst of an LBS or HTTP DNS server
   std::vector<Spread> load;    // by server: clients connected at the end, as a share
   Counts first;                // of the first run, for its curves
 };
 
 Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs);
 
-// Returns the result with its curves:
-// {"scenario", "description", "clients", "seconds", "seeds", "bin_ms", "recovered_s": {"50", "90",
-// "99", "100"}, "found_share", "requests_per_client", "wasted_share": each [mean, least, most],
-// "servers": [{"name", "peak_per_client_s", "connected_share": the same, "arrivals": by bin}],
-// "found": by bin}
+// Returns the result, with its curves unless it belongs to a sweep:
+// {"scenario", "description", "swept": texts, "clients", "seconds", "seeds", "bin_ms",
+// "recovered_s": {"50", "90", "99", "100"}, "found_share", "requests_per_client", "wasted_share":
+// each [mean, least, most], "servers": [{"name", "peak_share", "connected_share": the same,
+// "arrivals": by bin}], "found": by bin}
 nlohmann::ordered_json ToJson(const Scenario& scenario, size_t seeds, const Result& result);
 
 // Returns the head of the table of all scenarios, and one row of it.
 std::string TableHead();
-std::string TableRow(const std::string& name, const Result& result);
+std::string TableRow(const Scenario& scenario, const Result& result);
 
 }  // namespace herd

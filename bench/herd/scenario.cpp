@@ -166,29 +166,12 @@ void ReadLists(const Node& node, Scenario& scenario) {
   }
 }
 
-}  // namespace
-
-void Scenario::Scale(uint32_t new_clients) {
-  const double ratio = static_cast<double>(new_clients) / clients;
-  clients = new_clients;
-  for (ServerPlan& server : servers) {
-    server.answers_per_s *= ratio;
-    server.queue = static_cast<int>(std::ceil(server.queue * ratio));
-  }
-}
-
-Scenario ReadScenario(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  const lab::Json json = lab::Json::parse(file, nullptr, /*allow_exceptions=*/false);
-  if (!file || json.is_discarded()) {
-    throw lab::ScenarioError(path + ": can't be read, or is no JSON.");
-  }
+Scenario ReadOne(const lab::Json& json) {
   const Node node(json, "");
   node.ExpectKeys({"description", "clients", "seconds", "network", "loop", "begin",
                    "link_time_out_ms", "servers", "documents", "names"},
                   "a scenario");
   Scenario scenario;
-  scenario.name = std::filesystem::path(path).stem().string();
   node.Read("description", scenario.description);
   ReadNumber(node, "clients", scenario.clients, 1, kMost);
   ReadNumber(node, "seconds", scenario.seconds, 1, 3600);
@@ -204,6 +187,72 @@ Scenario ReadScenario(const std::string& path) {
   }
   ReadLists(node, scenario);
   return scenario;
+}
+
+// A file's JSON with values of its sweep put in.
+struct Variant {
+  lab::Json json;
+  std::vector<std::string> values;
+};
+
+// Returns each variant once for each value of this part of a sweep.
+std::vector<Variant> Vary(const std::vector<Variant>& variants, const Node& node) {
+  node.ExpectKeys({"at", "to"}, "a part of a sweep");
+  if (node.At("to").Items().empty()) {
+    node.At("to").Fail("must have a value.");
+  }
+  std::vector<Variant> result;
+  for (const Variant& variant : variants) {
+    for (const Node& value : node.At("to").Items()) {
+      Variant next = variant;
+      for (const Node& at : node.At("at").Items()) {
+        try {
+          next.json.at(lab::Json::json_pointer(at.Text())) = lab::Json::parse(value.Dump());
+        } catch (const lab::Json::exception&) {
+          at.Fail("must point to a key of this file, such as /loop/base_ms.");
+        }
+      }
+      next.values.push_back(value.Dump());
+      result.push_back(std::move(next));
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+void Scenario::Scale(uint32_t new_clients) {
+  const double ratio = static_cast<double>(new_clients) / clients;
+  clients = new_clients;
+  for (ServerPlan& server : servers) {
+    server.answers_per_s *= ratio;
+    // So an answer takes as long as before, if that leaves a worker.
+    server.workers = std::max(1, static_cast<int>(std::lround(server.workers * ratio)));
+    server.queue = static_cast<int>(std::ceil(server.queue * ratio));
+  }
+}
+
+std::vector<Scenario> ReadScenarios(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  lab::Json json = lab::Json::parse(file, nullptr, /*allow_exceptions=*/false);
+  if (!file || json.is_discarded()) {
+    throw lab::ScenarioError(path + ": can't be read, or is no JSON.");
+  }
+  const std::string name = std::filesystem::path(path).stem().string();
+  std::vector<Variant> variants{{json, {}}};
+  if (json.is_object() && json.contains("sweep")) {
+    variants.front().json.erase("sweep");
+    for (const Node& item : Node(json, "").At("sweep").Items()) {
+      variants = Vary(variants, item);
+    }
+  }
+  std::vector<Scenario> scenarios;
+  for (const Variant& variant : variants) {
+    scenarios.push_back(ReadOne(variant.json));
+    scenarios.back().name = name;
+    scenarios.back().swept = variant.values;
+  }
+  return scenarios;
 }
 
 }  // namespace herd

@@ -40,6 +40,7 @@ enum class Begin : uint8_t {
 struct Scenario {
   std::string name;
   std::string description;
+  std::vector<std::string> swept;  // the values that a sweep has put in, as JSON
   uint32_t clients = 1000000;
   int seconds = 300;
   NetworkPlan network;
@@ -52,11 +53,12 @@ struct Scenario {
   std::vector<Document> documents;  // in the order of their times
   Names names;
 
-  // Changes the number of clients, and each rate and queue in the same ratio.
+  // Changes the number of clients, and each rate, queue and number of workers in the same ratio.
   void Scale(uint32_t new_clients);
 };
 
-// Reads a file. Errors: lab::ScenarioError, whose text names the file's key.
-Scenario ReadScenario(const std::string& path);
+// Reads a file: one scenario, or one for each combination of the values of its sweep.
+// Errors: lab::ScenarioError, whose text names the file's key.
+std::vector<Scenario> ReadScenarios(const std::string& path);
 
 }  // namespace herd
