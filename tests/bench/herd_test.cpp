@@ -1,0 +1,123 @@
+// The servers of the herd, and what the reader of its scenarios refuses.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "bench/herd/scenario.h"
+#include "bench/herd/server.h"
+#include "lab/scenario.h"
+#include "lab/temp_folder.h"
+
+namespace {
+
+using herd::Outcome;
+using herd::Server;
+using herd::ServerPlan;
+using State = ServerPlan::State;
+
+// A server that takes 100 ms for each answer.
+ServerPlan Slow() {
+  ServerPlan plan;
+  plan.answers_per_s = 10;
+  return plan;
+}
+
+TEST(HerdServerTest, AnswersInTurnAndAtTheRateOfItsWorkers) {
+  ServerPlan plan = Slow();
+  plan.workers = 2;
+  plan.delay_ms = 5;
+  Server server(plan);
+  EXPECT_EQ(server.Arrive(0).leaves_ms, 205);
+  EXPECT_EQ(server.Arrive(0).leaves_ms, 305);
+  EXPECT_EQ(server.Arrive(1000).leaves_ms, 1205) << "it has been idle meanwhile";
+}
+
+TEST(HerdServerTest, FullQueueAndDeadlineCostNoWork) {
+  for (const Outcome when_full : {Outcome::kBad, Outcome::kRefused, Outcome::kSilent}) {
+    ServerPlan plan = Slow();
+    plan.queue = 2;
+    plan.when_full = when_full;
+    Server server(plan);
+    EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
+    EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
+    EXPECT_EQ(server.Arrive(0).outcome, when_full);
+    EXPECT_EQ(server.Arrive(1).leaves_ms, 300);
+  }
+  ServerPlan plan = Slow();
+  plan.deadline_ms = 100;
+  Server server(plan);
+  server.Arrive(0);
+  server.Arrive(0);
+  EXPECT_EQ(server.Arrive(0).outcome, Outcome::kBad);
+  EXPECT_EQ(server.Arrive(100).leaves_ms, 300);
+}
+
+TEST(HerdServerTest, DeathLosesTheQueueAndReturnBeginsEmpty) {
+  ServerPlan plan = Slow();
+  plan.states = {{150, State::kRefuses}, {200, State::kIsSilent}, {300, State::kServes}};
+  Server server(plan);
+  EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
+  for (int i = 0; i < 10; ++i) {
+    const Server::Answer lost = server.Arrive(0);
+    EXPECT_EQ(lost.outcome, Outcome::kBad);
+    EXPECT_EQ(lost.leaves_ms, 150) << "its connection breaks then";
+  }
+  EXPECT_EQ(server.Arrive(150).outcome, Outcome::kRefused);
+  EXPECT_EQ(server.Arrive(299).outcome, Outcome::kSilent);
+  EXPECT_EQ(server.Arrive(300).leaves_ms, 400);
+}
+
+// Writes a scenario with this text in its place and reads it.
+std::vector<herd::Scenario> Read(const lab::TempFolder& folder, const std::string& more,
+                                 const std::string& server = "",
+                                 const std::string& link = "\"a\"") {
+  const std::string path = folder.path() + "/one.json";
+  std::ofstream(path) << R"({"servers": [{"name": "a", "queue": 10, "workers": 50)" << server
+                      << R"(}], "documents": [{"link": [)" << link
+                      << R"(], "link_default": "a", "lbs": ["a"]}])" << more << "}";
+  return herd::ReadScenarios(path);
+}
+
+TEST(HerdScenarioTest, SweepGivesEachCombinationAndScaleKeepsTheRatios) {
+  const lab::TempFolder folder;
+  auto scenarios = Read(folder, R"(, "loop": {"base_ms": 0}, "clients": 1000, "sweep": [
+      {"at": ["/servers/0/queue"], "to": [20, 30]}, {"at": ["/loop/base_ms"], "to": [1, 2]}])");
+  ASSERT_EQ(scenarios.size(), 4U);
+  EXPECT_EQ(scenarios[2].swept, (std::vector<std::string>{"30", "1"}));
+  EXPECT_EQ(scenarios[2].servers[0].queue, 30);
+  EXPECT_EQ(scenarios[2].loop.base_ms, 1U);
+  scenarios[2].Scale(100);
+  EXPECT_EQ(scenarios[2].servers[0].queue, 3);
+  EXPECT_EQ(scenarios[2].servers[0].workers, 5);
+}
+
+TEST(HerdScenarioTest, ErrorNamesTheKey) {
+  struct Case {
+    const char* more;
+    const char* server;
+    const char* link;
+    const char* error;
+  };
+  const lab::TempFolder folder;
+  for (const Case& one : std::vector<Case>{
+           {R"(, "x": 1)", "", R"("a")", "x: is not a key of a scenario."},
+           {R"(, "clients": 0)", "", R"("a")", "clients: must be from 1 to 100000000, not 0."},
+           {"", R"(, "when_full": "no")", R"("a")", "servers[0].when_full: "},
+           {"", R"(, "states": [{"at_ms": 5}, {"at_ms": 5}])", R"("a")", "servers[0].states[1]: "},
+           {"", "", R"("b")", "documents[0].link[0]: no server has the name \"b\"."},
+           {R"(, "sweep": [{"at": ["/loop/base_ms"], "to": [1]}])", "", R"("a")",
+            "sweep[0].at[0]: must point to a key of this file"},
+           {R"(, "sweep": [{"at": [], "to": []}])", "", R"("a")", "sweep[0].to: "},
+       }) {
+    try {
+      Read(folder, one.more, one.server, one.link);
+      ADD_FAILURE() << one.error;
+    } catch (const lab::ScenarioError& error) {
+      EXPECT_EQ(std::string(error.what()).rfind(one.error, 0), 0U) << error.what();
+    }
+  }
+}
+
+}  // namespace
