@@ -19,6 +19,17 @@ function tryWords(data, fetch, one) {
     `Request: ${kKind[fetch.kind]}${one.pass === 2 ? ", second pass" : ""}, sent because ${fetch.because}.`]};
 }
 
+// "no default", "1 default: a:1", "9 defaults: a:1, ..."
+function listText(all, name) {
+  const most = 8;
+  if (all.length === 0) return "no " + name;
+  return countText(all.length, name) + ": " + all.slice(0, most).join(", ") + (all.length > most ? " ..." : "");
+}
+
+function countText(count, name) {
+  return `${count} ${name}${count === 1 ? "" : "s"}`;
+}
+
 function documentWords(data, one) {
   const lines = [`active from ${timeText(one.at)}`];
   if (one.from === "fetch" && one.fetch !== null) {
@@ -29,8 +40,7 @@ function documentWords(data, one) {
     lines.push(one.age === null ? "an earlier start made it" : `fetched ${durationText(one.age)} before`);
   }
   if (one.refusal) lines.push(`the cache doesn't count: ${one.refusal}`);
-  lines.push(`${one.links.length} link servers: ${one.links.slice(0, 8).join(", ")}${one.links.length > 8 ? " ..." : ""}`);
-  lines.push(`${one.defaults.length} defaults: ${one.defaults.slice(0, 4).join(", ")}`);
+  lines.push(listText(one.links, "link server"), listText(one.defaults, "default"));
   return {title: "Document " + documentOrigin(one), lines};
 }
 
@@ -49,7 +59,7 @@ function askWords(data, one) {
   if (kFate[one.fate]) lines.push(kFate[one.fate]);
   if (one.fetch !== null) {
     const fetch = data.fetches[one.fetch];
-    lines.push(`${fetch.tries.length} requests, ${fetch.outcome.replace("_", " ")}`);
+    lines.push(`${countText(fetch.tries.length, "request")}, ${fetch.outcome.replace("_", " ")}`);
   }
   return {title: "A fetch was asked for because " + one.words, lines};
 }

@@ -103,7 +103,7 @@ TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
       {"openers", {"2 URLs failed at once", "3 more hosts"}},
       {"folded", 2},
       {"hover", "was silent for"},
-      {"clicked", kMarkup}};
+      {"clicked", {"1 link server: 192.0.2.1:1", kMarkup}}};
   lab::Child check({"/usr/bin/env", "python3", PAGE_CHECK, page_, expected.dump()});
   EXPECT_EQ(check.ReadRest(), "");
   EXPECT_EQ(check.Wait(), 0);
