@@ -34,8 +34,8 @@ enum class FetchOutcome { kTaken, kFailed, kSuperseded, kUnderWay };
 enum class TryOutcome {
   kTaken,
   kBadStatus,
-  kBadDocument,
-  kFailed,  // no status; `cause` says why
+  kBadDocument,  // its body can't be used
+  kFailed,       // no status; `cause` says why
   kLate,  // was silent for so long that the next URL was asked, and another answer ended the fetch
   kDropped,   // in flight when the fetch ended, or its answer was ignored
   kUnderWay,  // in flight at the end of the log, or when the process ended
@@ -71,11 +71,12 @@ struct Fetch {
   int64_t begin_ms = 0;  // when it was asked for
   std::optional<int64_t> end_ms;
   FetchOutcome outcome = FetchOutcome::kUnderWay;
-  std::vector<Try> tries;          // in the order in which they began
-  std::optional<size_t> taken;     // the try whose answer was taken
-  std::vector<std::string> names;  // the hosts that HTTP DNS was asked for, for the second pass
-  bool has_no_addresses = false;   // HTTP DNS had none, so there was no second pass
-  std::vector<size_t> messages;    // the lines about the fetch, without those about one try
+  std::vector<Try> tries;             // in the order in which they began
+  std::optional<size_t> taken;        // the try whose answer was taken
+  std::vector<std::string> names;     // the hosts that HTTP DNS was asked for, for the second pass
+  bool has_no_addresses = false;      // HTTP DNS gave none, so there was no second pass
+  std::optional<size_t> hosts_fetch;  // which then asked HTTP DNS; none: the log has no request
+  std::vector<size_t> messages;       // the lines about the fetch, without those about one try
 };
 
 // A wish for an LBS fetch.

@@ -40,7 +40,7 @@ Json ToJson(const Fetch& fetch, size_t id) {
                {"outcome", TextOf(fetch.outcome)},
                {"taken_from", nullptr},
                {"tries", Json::array()}};
-  if (fetch.end_ms) {
+  if (fetch.end_ms && fetch.outcome != FetchOutcome::kUnderWay) {
     json["end"] = TimeText(*fetch.end_ms);
   }
   if (fetch.taken) {

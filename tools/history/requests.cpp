@@ -36,7 +36,8 @@ void Requests::Take(size_t place) {
     TakeRequest(line);
   } else if (line.text.starts_with("[transfer] ")) {
     transfers_.Take(line);
-  } else if (line.text.starts_with("[multiple]") || line.text.starts_with("[lbs] Update LBS ")) {
+  } else if (line.text.starts_with("[multiple]") || line.text.starts_with("[lbs] Update LBS ") ||
+             line.text.starts_with("[lbs]ParseLBSResponse parsel result = false")) {
     TakeAfterAnswer(line, threads_[ThreadOf(line)]);
   }
 }
@@ -310,6 +311,26 @@ void Requests::EndFetch(const Line& line, FetchOutcome outcome, size_t fetch) {
   history_.fetches[fetch].end_ms = line.at_ms;
 }
 
+// Takes that the service couldn't use an answer that it had found good.
+void Requests::TakeRefusal(Fetch& fetch) {
+  if (fetch.taken) {
+    fetch.tries[*fetch.taken].outcome = TryOutcome::kBadDocument;
+    fetch.taken.reset();
+  }
+}
+
+// Returns the first request to HTTP DNS for a second pass from a place on.
+std::optional<size_t> Requests::HostsFetch(size_t run, size_t first) const {
+  for (size_t place = first; place < history_.fetches.size(); ++place) {
+    const Fetch& fetch = history_.fetches[place];
+    if (fetch.kind == Kind::kHosts && fetch.run == run &&
+        fetch.asked_because == AskedBecause::kSecondPass) {
+      return place;
+    }
+  }
+  return std::nullopt;
+}
+
 // Takes the lines that follow an answer on its thread.
 void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
   std::string_view rest = line.text;
@@ -317,14 +338,26 @@ void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
     return;
   }
   Fetch& fetch = history_.fetches[*thread.judged];
-  if (Skip(rest, "[multiple] -- ")) {
+  if (rest == "[multiple]Use http dns,host:") {
+    thread.asked_hosts = history_.fetches.size();
+  } else if (Skip(rest, "[multiple] -- ")) {
     fetch.names.emplace_back(rest);
   } else if (rest == "[multiple]Use http dns,host list empty" ||
              (fetch.kind == Kind::kLbs && rest == "[lbs] Update LBS success = false")) {
+    TakeRefusal(fetch);
+    EndFetch(line, FetchOutcome::kFailed, *thread.judged);
+  } else if (rest.starts_with("[lbs]ParseLBSResponse ")) {
+    // The start reads the cache on this thread too, with no answer before it.
+    if (!fetch.taken) {
+      return;
+    }
+    TakeRefusal(fetch);
     EndFetch(line, FetchOutcome::kFailed, *thread.judged);
   } else if (rest == "[multiple]User http dns,query host fail" ||
              rest == "[multiple]Use http dns,url empty") {
     fetch.has_no_addresses = true;
+    fetch.hosts_fetch =
+        HostsFetch(line.run, std::exchange(thread.asked_hosts, history_.fetches.size()));
     EndFetch(line, FetchOutcome::kFailed, *thread.judged);
   } else if (rest.starts_with("[multiple]User http dns, ") ||
              rest.starts_with("[multiple]Second pass of ")) {

@@ -50,6 +50,7 @@ class Requests {
   struct OfThread {
     std::optional<size_t> judged;  // the fetch of the last answer
     bool begins_second_pass = false;
+    size_t asked_hosts = 0;  // the number of fetches when it asked HTTP DNS
   };
 
   void TakeRequest(const Line& line);
@@ -62,6 +63,8 @@ class Requests {
   void Judge(const Line& line, const StepLines& step, Fetch& fetch, size_t place);
   void EndFetch(const Line& line, FetchOutcome outcome, size_t fetch);
   void EndTries(const Request& request);
+  [[nodiscard]] std::optional<size_t> HostsFetch(size_t run, size_t first) const;
+  static void TakeRefusal(Fetch& fetch);
   void TakeAfterAnswer(const Line& line, OfThread& thread);
 
   [[nodiscard]] std::vector<size_t> Fitting(const Line& line, const StepLines& step) const;

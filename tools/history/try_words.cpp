@@ -53,11 +53,11 @@ std::string EndWords(const Try& one) {
     case TryOutcome::kBadStatus:
       return "answered with status " + std::to_string(one.status) + after;
     case TryOutcome::kBadDocument:
-      return "answered" + after + ", but with a body that isn't complete";
+      return "answered" + after + ", but with a body that can't be used";
     case TryOutcome::kFailed:
       return "failed" + after + FailureWords(one);
     case TryOutcome::kLate:
-      return "had given no answer when another URL had" + LaterFailureWords(one, after);
+      return "had given no answer when another URL gave one" + LaterFailureWords(one, after);
     case TryOutcome::kDropped:
       if (one.end_ms && one.cause.empty()) {
         return "answered" + after + ", but the answer was ignored";
@@ -83,16 +83,16 @@ std::string ShortUrl(std::string_view url) {
 
 std::string TryWords(const Try& one) {
   std::string words = "URL " + std::to_string(one.index) + " " + ShortUrl(one.url);
-  if (one.silent_ms) {
-    words +=
-        " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so the next URL was asked. It ";
-    words += one.outcome == TryOutcome::kTaken ? "still " : "";
-  } else {
-    words += " ";
+  if (one.pass == 2) {
+    words += " (an address of " + (one.host.empty() ? "its host" : one.host) + " from HTTP DNS)";
   }
-  words += EndWords(one);
+  if (one.silent_ms) {
+    words += " was silent for " + Ms(one.begin_ms, *one.silent_ms) + ", so URL " +
+             std::to_string(one.index + 1) + " was asked too. It";
+  }
+  words += " " + EndWords(one);
   if (one.is_unsure) {
-    words += " (or another request's URL of this number; the log doesn't tell them apart)";
+    words += ". The log fits another request's URL of this number too";
   }
   return words;
 }

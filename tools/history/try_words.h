@@ -13,8 +13,8 @@ std::string_view CauseWords(std::string_view cause);
 // Returns the URL without its query, which has the key.
 std::string ShortUrl(std::string_view url);
 
-// Returns what happened to a URL, as a sentence without its end: "URL 0 http://a.example/lbs
-// answered with status 503 after 1 ms".
+// Returns what happened to a URL, as sentences without the last one's end: "URL 0
+// http://a.example/lbs answered with status 503 after 1 ms".
 std::string TryWords(const Try& one);
 
 // Returns why a fetch was asked for: "the token changed".

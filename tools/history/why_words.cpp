@@ -1,16 +1,18 @@
 #include "tools/history/why_words.h"
 
 #include <algorithm>
-#include <set>
+#include <map>
+#include <utility>
+#include <vector>
 
 #include "tools/duration_words.h"
+#include "tools/history/so_far.h"
 #include "tools/history/try_words.h"
 
 namespace history {
 
 namespace {
 
-constexpr size_t kMostShown = 5;
 constexpr char kUnknownConnection[] =
     "Whether the client could connect to a server isn't in this log";
 constexpr char kUnknownOrigin[] = "The log doesn't say where the list comes from";
@@ -31,8 +33,51 @@ std::string AskWords(int64_t at_ms, AskedBecause reason) {
   return "A newer list was asked for at " + TimeText(at_ms) + " because " + ReasonWords(reason);
 }
 
-bool HasFailedBefore(const Fetch& fetch, const Answer& answer) {
-  return fetch.outcome == FetchOutcome::kFailed && fetch.end_ms && *fetch.end_ms <= answer.at_ms;
+bool HasEndedBefore(const Fetch& fetch, const Answer& answer) {
+  return fetch.outcome != FetchOutcome::kUnderWay && fetch.end_ms && *fetch.end_ms <= answer.at_ms;
+}
+
+// Returns how a fetch ended whose list the client didn't use for the answer.
+std::string EndWords(const Fetch& fetch, const Answer& answer) {
+  if (!HasEndedBefore(fetch, answer)) {
+    const bool came = fetch.outcome == FetchOutcome::kTaken && fetch.end_ms;
+    return ", but it hadn't arrived yet" + (came ? ": it came at " + TimeText(*fetch.end_ms) : "");
+  }
+  switch (fetch.outcome) {
+    case FetchOutcome::kFailed:
+      return ", but no URL gave one, so the list stayed";
+    case FetchOutcome::kSuperseded:
+      return ", but the token or the network changed meanwhile, so its answer was ignored";
+    case FetchOutcome::kTaken:
+    case FetchOutcome::kUnderWay:
+      break;
+  }
+  return ", and came at " + TimeText(*fetch.end_ms);
+}
+
+// Says that HTTP DNS gave no addresses. `hosts_fetch` is the request that asked it, if any.
+std::string WithoutAddressesWords(const std::string& names, const Fetch* hosts_fetch) {
+  const std::string asked = ", and HTTP DNS was asked for addresses of " + names;
+  if (hosts_fetch == nullptr) {
+    return ", and HTTP DNS gave no addresses of " + names + ": the log has no request for them";
+  }
+  switch (hosts_fetch->outcome) {
+    case FetchOutcome::kTaken:
+      return asked + ", but it had none";
+    case FetchOutcome::kFailed:
+      return asked + ", but its request failed";
+    case FetchOutcome::kSuperseded:
+    case FetchOutcome::kUnderWay:
+      break;
+  }
+  return asked + ", but it hadn't answered";
+}
+
+// Returns where a default comes from: the list's defaults replace those of the settings.
+bool IsDefaultOfList(const Answer& answer, const Document& document) {
+  return document.from != Document::From::kSettings &&
+         std::find(document.defaults.begin(), document.defaults.end(), AddressOf(answer)) !=
+             document.defaults.end();
 }
 
 std::string RefusalWords(const std::string& refusal) {
@@ -45,75 +90,74 @@ std::string RefusalWords(const std::string& refusal) {
   return "the cache was " + refusal;
 }
 
-}  // namespace
+// Remembers what it has explained.
+class Teller {
+ public:
+  explicit Teller(const History& history)
+      : history_(history),
+        told_documents_(history.documents.size()),
+        told_fetches_(history.fetches.size()) {}
 
-std::string WhyWords::Last() const {
-  if (history_.answers.empty()) {
-    return WithoutAnswer();
+  // Returns the text about an answer. With `with_earlier`, it also tells of each fetch since the
+  // answer before.
+  std::string Tell(const Answer& answer, const SoFar& so_far, bool with_earlier);
+  // Returns what the log can't show, if an answer that was told makes the reader ask for it.
+  [[nodiscard]] std::string Limits() const;
+  std::string WithoutAnswer();
+
+ private:
+  [[nodiscard]] std::string Headline(const Answer& answer) const;
+  std::string Place(const Answer& answer, const SoFar& so_far);
+  [[nodiscard]] std::string WhyDefault(const Answer& answer, const SoFar& so_far) const;
+  std::string Origin(const Document& document);
+  std::string Attempts(size_t fetch);
+  std::string EarlierFetches(const Document& document, const Answer& answer, const SoFar& so_far);
+  [[nodiscard]] std::string NewerFetch(const Document& document, const Answer& answer,
+                                       const SoFar& so_far) const;
+  [[nodiscard]] std::string WithoutFetch(const Answer& answer, const SoFar& so_far) const;
+
+  const History& history_;
+  std::vector<bool> told_documents_;
+  std::vector<bool> told_fetches_;            // what their URLs answered
+  std::map<size_t, std::string> told_newer_;  // by run: what was said of the newest fetch
+  bool asks_for_more_ = false;  // an answer was a default, or followed another without a hold
+};
+
+std::string Teller::Tell(const Answer& answer, const SoFar& so_far, bool with_earlier) {
+  std::string text = Headline(answer) + Place(answer, so_far);
+  if (!answer.document) {
+    return text + Line(kUnknownOrigin);
   }
-  const size_t last = history_.answers.size() - 1;
-  const Answer& answer = history_.answers[last];
-  std::string text = Headline(answer) + Place(last);
-  if (answer.document) {
-    const Document& document = history_.documents[*answer.document];
-    const News news = NewerFetches(document, answer);
-    text += Origin(document) + (document.fetch ? Attempts(history_.fetches[*document.fetch]) : "");
-    text += news.sentence + (news.fetch != nullptr ? Attempts(*news.fetch) : "");
-  } else {
-    text += Line(kUnknownOrigin);
+  // Explain the list at its first answer.
+  const Document& document = history_.documents[*answer.document];
+  const bool is_known = told_documents_[*answer.document];
+  told_documents_[*answer.document] = true;
+  text += is_known ? "" : Origin(document);
+  text += with_earlier ? EarlierFetches(document, answer, so_far) : "";
+  // Say what became of a newer one whenever that has changed.
+  std::string newer = NewerFetch(document, answer, so_far);
+  std::string& told = told_newer_[answer.run];
+  if (!is_known || newer != told) {
+    text += newer;
+    told = std::move(newer);
   }
-  if (last > 0 || answer.is_default) {
-    text += Line(kUnknownConnection);
-  }
-  if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
-    text +=
-        Line("The client has started again since then, at " +
-             TimeText(newest.begin_ms.value_or(newest.last_ms)) + ", and has asked for no address");
-  }
-  return text;
+  const bool has_begun = so_far.newest && so_far.wish == nullptr;
+  return has_begun && !told_fetches_[*so_far.newest] ? text + Attempts(*so_far.newest) : text;
 }
 
-std::string WhyWords::All() const {
-  if (history_.answers.empty()) {
-    return WithoutAnswer();
-  }
-  std::string text;
-  std::set<const Document*> explained;
-  std::set<const Fetch*> told;  // with their attempts
-  std::string last_news;
-  const auto tell = [&](const Fetch* fetch) {
-    return fetch != nullptr && told.insert(fetch).second ? Attempts(*fetch) : "";
-  };
-  for (size_t i = 0; i < history_.answers.size(); ++i) {
-    const Answer& answer = history_.answers[i];
-    text += Headline(answer) + Place(i);
-    if (!answer.document) {
-      text += Line(kUnknownOrigin);
-      continue;
-    }
-    const Document& document = history_.documents[*answer.document];
-    const bool is_new = explained.insert(&document).second;
-    if (is_new) {
-      text +=
-          Origin(document) + tell(document.fetch ? &history_.fetches[*document.fetch] : nullptr);
-    }
-    const News news = NewerFetches(document, answer);
-    if (is_new || news.sentence != last_news) {
-      text += news.sentence + tell(news.fetch);
-    }
-    last_news = news.sentence;
-  }
-  return text + Line(kUnknownConnection);
+std::string Teller::Limits() const {
+  return asks_for_more_ ? Line(kUnknownConnection) : "";
 }
 
-std::string WhyWords::Headline(const Answer& answer) const {
+std::string Teller::Headline(const Answer& answer) const {
+  const Document* document = answer.document ? &history_.documents[*answer.document] : nullptr;
   std::string text = AddressOf(answer) + (answer.is_default ? "  a default" : "  from the list");
-  if (answer.is_default) {
-    text += DefaultOrigin(answer);
-  } else if (answer.document) {
-    const Document& document = history_.documents[*answer.document];
-    text += document.from == Document::From::kSettings ? " of the client's settings" : "";
-    text += ", in use since " + TimeText(document.at_ms);
+  if (document != nullptr && answer.is_default) {
+    text += IsDefaultOfList(answer, *document) ? " that came with the list"
+                                               : " of the client's settings";
+  } else if (document != nullptr) {
+    text += document->from == Document::From::kSettings ? " of the client's settings" : "";
+    text += ", in use since " + TimeText(document->at_ms);
   }
   const std::string asked = answer.family == 1 || answer.family == 2
                                 ? " asked for an address of " + FamilyWords(answer.family) + " and"
@@ -121,65 +165,11 @@ std::string WhyWords::Headline(const Answer& answer) const {
   return text + "\n" + Line("The client" + asked + " got it at " + TimeText(answer.at_ms));
 }
 
-// A document without defaults leaves those of the settings.
-std::string WhyWords::DefaultOrigin(const Answer& answer) const {
-  if (!answer.document) {
-    return "";
-  }
-  const Document& document = history_.documents[*answer.document];
-  const std::vector<std::string>& defaults = document.defaults;
-  const bool is_sent =
-      document.from != Document::From::kSettings &&
-      std::find(defaults.begin(), defaults.end(), AddressOf(answer)) != defaults.end();
-  return is_sent ? " that came with the list" : " of the client's settings";
-}
-
-const Hold* WhyWords::HoldBefore(const Answer& answer) const {
-  auto hold =
-      std::lower_bound(history_.holds.begin(), history_.holds.end(), answer.message,
-                       [](const Hold& one, size_t message) { return one.message < message; });
-  while (hold != history_.holds.begin()) {
-    --hold;
-    if (hold->run == answer.run) {
-      return &*hold;
-    }
-  }
-  return nullptr;
-}
-
-WhyWords::Rotation WhyWords::RotationBefore(size_t place) const {
-  const Answer& answer = history_.answers[place];
-  Rotation rotation;
-  size_t begin = answer.document ? history_.documents[*answer.document].message : 0;
-  if (const Hold* hold = HoldBefore(answer); hold != nullptr && hold->message > begin) {
-    rotation.hold = hold;
-    begin = hold->message;
-  }
-  for (size_t i = place; i-- > 0 && history_.answers[i].message > begin;) {
-    const Answer& one = history_.answers[i];
-    if (one.run != answer.run) {
-      continue;
-    }
-    if (one.is_default) {
-      rotation.last_default = i;
-      rotation.hold = nullptr;
-      break;
-    }
-    rotation.got.push_back(i);
-    if (!answer.is_default) {
-      break;  // the walk from each answer over all before it would take long
-    }
-  }
-  std::reverse(rotation.got.begin(), rotation.got.end());
-  return rotation;
-}
-
 // Says which server of the list it is, or why it is a default.
-std::string WhyWords::Place(size_t place) const {
-  const Answer& answer = history_.answers[place];
-  const Rotation rotation = RotationBefore(place);
+std::string Teller::Place(const Answer& answer, const SoFar& so_far) {
+  asks_for_more_ = asks_for_more_ || so_far.got_count > 0 || answer.is_default;
   if (answer.is_default) {
-    return WhyDefault(answer, rotation);
+    return WhyDefault(answer, so_far);
   }
   std::string text = "It is in the list";
   if (answer.document) {
@@ -190,24 +180,24 @@ std::string WhyWords::Place(size_t place) const {
              std::to_string(links.size()) + " in the list";
     }
   }
-  if (!rotation.got.empty()) {
-    const Answer& previous = history_.answers[rotation.got.back()];
+  if (so_far.got_count > 0) {
+    const Answer& previous = history_.answers[so_far.got_last];
     text += ": the client had got " + AddressOf(previous) + " at " + TimeText(previous.at_ms) +
             ", and asked again without a hold";
-  } else if (rotation.last_default) {
+  } else if (so_far.is_after_default) {
     text += ": after a default, the list begins again";
-  } else if (rotation.hold != nullptr) {
-    text += ": the client had held " + rotation.hold->address + " at " +
-            TimeText(rotation.hold->at_ms) +
-            (rotation.hold->is_found ? "" : ", which isn't in the list, so the list began again");
+  } else if (so_far.hold != nullptr) {
+    text += ": the client had held " + so_far.hold->address + " at " +
+            TimeText(so_far.hold->at_ms) +
+            (so_far.hold->is_found ? "" : ", which isn't in the list, so the list began again");
   } else {
     text += ", the first answer from this list";
   }
   return Line(text);
 }
 
-std::string WhyWords::WhyDefault(const Answer& answer, const Rotation& rotation) const {
-  if (rotation.got.empty()) {
+std::string Teller::WhyDefault(const Answer& answer, const SoFar& so_far) const {
+  if (so_far.got_count == 0) {
     const std::string family = FamilyWords(answer.family);
     if (!answer.document) {
       return Line("It is a default because the list was used up, or has no server of " + family);
@@ -215,23 +205,23 @@ std::string WhyWords::WhyDefault(const Answer& answer, const Rotation& rotation)
     if (history_.documents[*answer.document].links.empty()) {
       return Line("It is a default because the list is empty");
     }
-    return Line(rotation.hold != nullptr && rotation.hold->is_found
+    return Line(so_far.hold != nullptr && so_far.hold->is_found
                     ? "It is a default because no server of " + family +
                           " comes after the held one in the list"
                     : "It is a default because the list has no server of " + family);
   }
   std::string servers;
-  for (size_t i = 0; i < std::min(rotation.got.size(), kMostShown); ++i) {
-    servers += (i == 0 ? "" : ", ") + AddressOf(history_.answers[rotation.got[i]]);
+  for (const size_t place : so_far.got) {
+    servers += (servers.empty() ? "" : ", ") + AddressOf(history_.answers[place]);
   }
-  if (rotation.got.size() > kMostShown) {
-    servers += " and " + std::to_string(rotation.got.size() - kMostShown) + " more";
+  if (so_far.got_count > so_far.got.size()) {
+    servers += " and " + std::to_string(so_far.got_count - so_far.got.size()) + " more";
   }
   return Line("It is a default because the list was used up: the client had got " + servers +
               ", and asked again, as it does if none of them connects");
 }
 
-std::string WhyWords::Origin(const Document& document) const {
+std::string Teller::Origin(const Document& document) {
   switch (document.from) {
     case Document::From::kSettings:
       return Line("The list is that of the client's settings, since " +
@@ -250,122 +240,144 @@ std::string WhyWords::Origin(const Document& document) const {
   if (!document.fetch) {
     return Line("The list was fetched from a server; the log lacks the lines about it");
   }
-  return OriginOfFetched(document, history_.fetches[*document.fetch]);
-}
-
-std::string WhyWords::OriginOfFetched(const Document& document, const Fetch& fetch) const {
-  std::string text = Line("The list was asked for because " + ReasonWords(fetch.asked_because));
+  const Fetch& fetch = history_.fetches[*document.fetch];
+  std::string text;
   if (fetch.taken) {
     const Try& taken = fetch.tries[*fetch.taken];
-    text += Line("The list was taken from " + ShortUrl(taken.url) + " (URL " +
-                 std::to_string(taken.index) +
-                 (taken.pass == 1 ? ")" : ", at an address from HTTP DNS)") + ", " +
-                 std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
+    text = Line("The list was taken from " + ShortUrl(taken.url) + " (URL " +
+                std::to_string(taken.index) +
+                (taken.pass == 1 ? "), " : ", at an address from HTTP DNS), ") +
+                std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
   }
-  return text;
+  text += told_fetches_[*document.fetch] ? Line("What the URLs of its fetch answered stands above")
+                                         : Attempts(*document.fetch);
+  return text + Line("The list was asked for because " + ReasonWords(fetch.asked_because));
 }
 
 // Says what happened to each URL of a fetch.
-std::string WhyWords::Attempts(const Fetch& fetch) const {
-  const bool is_one = std::count_if(fetch.tries.begin(), fetch.tries.end(),
-                                    [](const Try& one) { return one.pass == 1; }) == 1;
-  const std::string had_failed = is_one ? "The only URL had failed" : "All URLs had failed";
+std::string Teller::Attempts(size_t place) {
+  told_fetches_[place] = true;
+  const Fetch& fetch = history_.fetches[place];
+  const bool is_one = fetch.tries.size() < 2 || fetch.tries[1].pass != 1;
+  const std::string failed = is_one ? "The only URL had failed" : "All URLs had failed";
+  std::string names;
+  for (const std::string& name : fetch.names) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
+  names = names.empty() ? (is_one ? "its host" : "their hosts") : names;
   std::string text;
   int pass = 1;
   for (const Try& one : fetch.tries) {
-    if (one.pass != pass) {
-      pass = one.pass;
-      std::string names;
-      for (const std::string& name : fetch.names) {
-        names += (names.empty() ? "" : ", ") + name;
-      }
-      text += Line(had_failed + ", so HTTP DNS was asked for the addresses of " +
-                   (names.empty() ? "the hosts" : names) +
+    if (std::exchange(pass, one.pass) != one.pass) {
+      text += Line(failed + ", so HTTP DNS was asked for the addresses of " + names +
                    ". Then the second pass asked the URLs at these addresses");
     }
     text += Line(TryWords(one));
   }
   if (fetch.has_no_addresses) {
-    text += Line(had_failed + ", and HTTP DNS gave no addresses for a second pass");
+    text += Line(failed + WithoutAddressesWords(names, fetch.hosts_fetch
+                                                           ? &history_.fetches[*fetch.hosts_fetch]
+                                                           : nullptr));
   }
   return text;
 }
 
-// Says why no newer document had replaced this one when the client got its answer. The order of the
-// messages counts, since a fetch can take less than a ms.
-WhyWords::News WhyWords::NewerFetches(const Document& document, const Answer& answer) const {
-  const auto is_between = [&](size_t run, size_t message) {
-    return run == answer.run && message > document.message && message < answer.message;
-  };
-  // Find the newest fetch, and a later wish that hasn't become one.
-  const Fetch* newest = nullptr;
-  int failed = 0;
-  for (size_t i = 0; i < history_.fetches.size(); ++i) {
-    const Fetch& fetch = history_.fetches[i];
-    if (fetch.kind == Kind::kLbs && document.fetch != i &&
-        is_between(fetch.run, fetch.messages.front())) {
-      newest = &fetch;
-      failed += HasFailedBefore(fetch, answer) ? 1 : 0;
+// Tells of the fetches since the answer before, without the newest and without that of the list.
+std::string Teller::EarlierFetches(const Document& document, const Answer& answer,
+                                   const SoFar& so_far) {
+  std::string text;
+  for (const size_t place : so_far.fetches) {
+    if (told_fetches_[place] || place == so_far.newest || place == document.fetch) {
+      continue;
     }
+    const Fetch& fetch = history_.fetches[place];
+    text += Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+                 ReasonWords(fetch.asked_because) + EndWords(fetch, answer));
+    text += Attempts(place);
   }
-  for (auto ask = history_.asks.rbegin(); ask != history_.asks.rend(); ++ask) {
-    const bool is_wish =
-        ask->fate == Ask::Fate::kNoUrl || (ask->fate == Ask::Fate::kFetched && !ask->fetch);
-    if (is_wish && is_between(ask->run, ask->message) &&
-        (newest == nullptr || ask->message > newest->messages.front())) {
-      return {Line(AskWords(ask->at_ms, ask->because) +
-                   (ask->fate == Ask::Fate::kNoUrl
-                        ? ", but no URL is of the wanted family, so nothing was sent"
-                        : ", but no request had been sent yet"))};
-    }
+  return text;
+}
+
+// Says why no newer list had replaced this one when the client got its answer.
+std::string Teller::NewerFetch(const Document& document, const Answer& answer,
+                               const SoFar& so_far) const {
+  if (so_far.wish != nullptr) {
+    return Line(AskWords(so_far.wish->at_ms, so_far.wish->because) +
+                (so_far.wish->fate == Ask::Fate::kNoUrl
+                     ? ", but no URL is of the wanted family, so nothing was sent"
+                     : ", but no request had been sent yet"));
   }
-  if (newest == nullptr) {
-    return {document.from == Document::From::kFetch ? "" : WithoutFetch(answer)};
+  if (!so_far.newest) {
+    return document.from == Document::From::kFetch ? "" : WithoutFetch(answer, so_far);
   }
-  // Say how it ended.
-  std::string text = AskWords(newest->begin_ms, newest->asked_because);
-  if (HasFailedBefore(*newest, answer)) {
-    text += ", but no URL gave one, so this list stayed";
-    text += failed == 2 ? ", as after an earlier failure" : "";
-    text += failed > 2 ? ", as after " + std::to_string(failed - 1) + " earlier failures" : "";
-  } else if (newest->outcome == FetchOutcome::kSuperseded && newest->end_ms <= answer.at_ms) {
-    text += ", but the token or the network changed meanwhile, so its answer was ignored";
-  } else {
-    text += ", but it hadn't arrived yet";
-    text += newest->outcome == FetchOutcome::kTaken && newest->end_ms
-                ? ": it came at " + TimeText(*newest->end_ms)
-                : "";
+  const Fetch& newest = history_.fetches[*so_far.newest];
+  std::string text =
+      Line(AskWords(newest.begin_ms, newest.asked_because) + EndWords(newest, answer));
+  if (so_far.failed > 0 && HasEndedBefore(newest, answer)) {
+    text += Line(so_far.failed == 1
+                     ? "An earlier fetch had failed too"
+                     : std::to_string(so_far.failed) + " earlier fetches had failed too");
   }
-  return {Line(text), newest};
+  return text;
 }
 
 // Says that no list was asked for, and why, if the reason is that the client has no token.
-std::string WhyWords::WithoutFetch(const Answer& answer) const {
-  bool has_token = history_.runs[answer.run].settings.find(" key:none") == std::string::npos;
-  for (const Change& change : history_.changes) {
-    if (change.what == Change::What::kToken && change.run == answer.run &&
-        change.message < answer.message) {
-      has_token = change.value != "none";
-    }
-  }
+std::string Teller::WithoutFetch(const Answer& answer, const SoFar& so_far) const {
+  const bool has_token = so_far.has_token.value_or(
+      history_.runs[answer.run].settings.find(" key:none") == std::string::npos);
   return Line(has_token ? "No newer list had been asked for yet"
                         : "No newer list had been asked for: the client has no token, and without "
                           "one a start or a change of network asks for none");
 }
 
-std::string WhyWords::WithoutAnswer() const {
+std::string Teller::WithoutAnswer() {
   const bool is_whole = history_.runs.empty() || history_.runs.front().begin_ms;
   std::string text = "The log has no answer to the client";
   text += is_whole ? ": it has asked for no address.\n" : ", but its begin is lost.\n";
-  for (auto fetch = history_.fetches.rbegin(); fetch != history_.fetches.rend(); ++fetch) {
-    if (fetch->kind == Kind::kLbs) {
+  for (size_t place = history_.fetches.size(); place-- > 0;) {
+    const Fetch& fetch = history_.fetches[place];
+    if (fetch.kind == Kind::kLbs) {
       return text +
-             Line("A list was asked for at " + TimeText(fetch->begin_ms) + " because " +
-                  ReasonWords(fetch->asked_because)) +
-             Attempts(*fetch);
+             Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+                  ReasonWords(fetch.asked_because)) +
+             Attempts(place);
     }
   }
   return text;
+}
+
+}  // namespace
+
+std::string WhyWords::Last() const {
+  Teller teller(history_);
+  if (history_.answers.empty()) {
+    return teller.WithoutAnswer();
+  }
+  SoFarWalk walk(history_);
+  for (size_t i = 1; i < history_.answers.size(); ++i) {
+    walk.Next();
+  }
+  const Answer& answer = history_.answers.back();
+  std::string text = teller.Tell(answer, walk.Next(), false);
+  if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
+    text +=
+        Line("The client has started again since then, at " +
+             TimeText(newest.begin_ms.value_or(newest.last_ms)) + ", and has asked for no address");
+  }
+  return text + teller.Limits();
+}
+
+std::string WhyWords::All() const {
+  Teller teller(history_);
+  if (history_.answers.empty()) {
+    return teller.WithoutAnswer();
+  }
+  SoFarWalk walk(history_);
+  std::string text;
+  for (const Answer& answer : history_.answers) {
+    text += teller.Tell(answer, walk.Next(), true);
+  }
+  return text + teller.Limits();
 }
 
 }  // namespace history

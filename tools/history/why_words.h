@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "tools/history/history.h"
 
@@ -17,38 +14,12 @@ class WhyWords {
  public:
   explicit WhyWords(const History& history) : history_(history) {}
 
-  // Return the text about the last answer, or about each. A list that several answers come from is
-  // explained once, each fetch once, and what became of newer lists whenever that has changed.
+  // Return the text about the last answer, or about each. The second explains each list and each
+  // fetch of one once, so its length and its time grow as the log does.
   [[nodiscard]] std::string Last() const;
   [[nodiscard]] std::string All() const;
 
  private:
-  // The answers from the list since its rotation began: with the document, a hold or a default.
-  struct Rotation {
-    std::vector<size_t> got;  // before a default: all of them; else: the last one
-    const Hold* hold = nullptr;
-    std::optional<size_t> last_default;
-  };
-
-  // What a fetch did to the list, and which fetch it was, if it was sent.
-  struct News {
-    std::string sentence;
-    const Fetch* fetch = nullptr;
-  };
-
-  [[nodiscard]] std::string Headline(const Answer& answer) const;
-  [[nodiscard]] std::string Place(size_t place) const;
-  [[nodiscard]] std::string WhyDefault(const Answer& answer, const Rotation& rotation) const;
-  [[nodiscard]] std::string DefaultOrigin(const Answer& answer) const;
-  [[nodiscard]] std::string Origin(const Document& document) const;
-  [[nodiscard]] std::string OriginOfFetched(const Document& document, const Fetch& fetch) const;
-  [[nodiscard]] std::string Attempts(const Fetch& fetch) const;
-  [[nodiscard]] News NewerFetches(const Document& document, const Answer& answer) const;
-  [[nodiscard]] std::string WithoutFetch(const Answer& answer) const;
-  [[nodiscard]] Rotation RotationBefore(size_t place) const;
-  [[nodiscard]] const Hold* HoldBefore(const Answer& answer) const;
-  [[nodiscard]] std::string WithoutAnswer() const;
-
   const History& history_;
 };
 

@@ -132,13 +132,15 @@ void AddWhy(CLI::App& app, Command& chosen) {
   const auto given = std::make_shared<sturdyctl::WhyOptions>();
   CLI::App* why = app.add_subcommand("why", "Say why a client got its address, from its log");
   AddFolder(*why, given->folder, kFolderOrLog);
-  why->add_flag("--all", given->all, "Explain each answer, not only the last one");
+  why->add_flag("--all", given->all, "Explain each answer; without it, the last one only");
   why->add_flag("--json", given->json, "Print one JSON object, with all fetches");
   why->add_flag("--redact", given->redact, kRedact);
   why->footer(
+      std::string(kExitCodes) +
       "JSON: {\"fetches\": [{\"id\", \"kind\": lbs|service|hosts|report, \"asked_because\":\n"
       "         start|update|token|network|third_default|default_timer|second_pass|other,\n"
-      "         \"begin\", \"end\": time or null, \"outcome\": taken|failed|superseded|under_way,\n"
+      "         \"begin\", \"end\": null if under_way, \"outcome\": "
+      "taken|failed|superseded|under_way,\n"
       "         \"taken_from\": {\"index\", \"url\", \"pass\"} or null,\n"
       "         \"tries\": [{\"index\", \"url\", \"pass\": 1|2,\n"
       "           \"begin_ms\", \"end_ms\" or null, \"silent_ms\" if it was passed over: since "
@@ -150,8 +152,7 @@ void AddWhy(CLI::App& app, Command& chosen) {
       "           \"unsure\": true if the log fits another request too}]}],\n"
       "       \"answers\": [{\"time\", \"host\", \"port\", \"source\": list|default,\n"
       "         \"document\": {\"from\": fetch|cache|settings, \"fetch\": its id} or null}]}\n"
-      "       A null is what the log doesn't say.\n" +
-      std::string(kExitCodes));
+      "       A null is what the log doesn't say. A fetch that an exit ended is under_way.\n");
   why->callback([given, &chosen] { chosen = [given] { return sturdyctl::RunWhy(*given); }; });
 }
 

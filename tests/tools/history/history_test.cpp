@@ -165,8 +165,6 @@ TEST(HistoryTest, MarksWhatFitsTwoRequestsAsUnsure) {
   EXPECT_TRUE(ToJson(unsure.fetches[1], 1)["tries"][0]["unsure"]);
 }
 
-// Requests of two services end with the same index. Only one URL has failed, and an older failure
-// of it has another cause.
 // A server can nest the lists of its answer as deep as its length allows.
 TEST(HistoryTest, ReadsADeeplyNestedAnswer) {
   constexpr size_t kDepth = 300'000;
@@ -178,6 +176,8 @@ TEST(HistoryTest, ReadsADeeplyNestedAnswer) {
   EXPECT_EQ(log.Read().leases.size(), 1);
 }
 
+// Requests of two services end with the same index. Only one URL has failed, and an older failure
+// of it has another cause.
 TEST(HistoryTest, GivesAFailureToTheTryThatBeganWithIt) {
   const History history =
       Log()
@@ -318,6 +318,58 @@ TEST(HeadlineTest, SaysOfAClientWithoutAnswerHowItsFetchEnded) {
   log.Say(kManager, "[multiple][rsp]Index:0 code :503")
       .Say(kManager, "[multiple][rsp]All sub url has been requested");
   EXPECT_THAT(headline(log), HasSubstr("its last fetch failed"));
+}
+
+// Two fetches fail between two answers, and the second goes on to HTTP DNS. The third is taken and
+// turns out to be no use.
+TEST(WhyWordsTest, TellsEachFetchOnce) {
+  const auto ask = [](Log& log, const std::string& url) {
+    log.Say(kClient, "[lbs] Fetch asked for by update number:1")
+        .Say(kClient, "[lbs]UpdateLBS set updatting = true")
+        .Say(kManager, "[lbs] Fetch begins number:1")
+        .Say(kManager, "[lbs] Begin update LBS")
+        .Request(kManager, {url});
+  };
+  const auto fail = [](Log& log) {
+    log.Say(kManager, "[multiple][rsp]Index:0 code :503")
+        .Say(kManager, "[multiple][rsp]All sub url has been requested");
+  };
+  Log log;
+  log.Say(kAgent, "[lbs] First document from cache fetched:1 ms ago").Document("\"a:1\",\"b:2\"");
+  log.Answer("a:1", false);
+  for (const std::string url : {"http://one/", "http://two/"}) {
+    ask(log, url);
+    fail(log);
+  }
+  log.Say(kManager, "[multiple]Use http dns,host:").Say(kManager, "[multiple] -- two");
+  Log unasked = log;
+  unasked.Say(kManager, "[multiple]User http dns,query host fail").Answer("b:2", false);
+  EXPECT_THAT(
+      WhyWords(unasked.Read()).Last(),
+      testing::AllOf(HasSubstr("The only URL had failed, and HTTP DNS gave no addresses of two"),
+                     HasSubstr("An earlier fetch had failed too")));
+  for (int i = 0; i < 3; ++i) {
+    unasked.Answer("a:1", false);
+  }
+  const std::string all = WhyWords(unasked.Read()).All();
+  for (const std::string text : {"URL 0 http://one/ ", "URL 0 http://two/ ", "comes from the cache",
+                                 "Whether the client could"}) {
+    EXPECT_NE(all.find(text), std::string::npos) << text;
+    EXPECT_EQ(all.find(text), all.rfind(text)) << text;
+  }
+  ask(unasked, "http://three/");
+  unasked.Say(kManager, "[multiple][rsp]Index:0 code :200")
+      .Say(kManager, "[lbs] Check response index:0 code:200")
+      .Say(kManager, "[multiple][rsp]Business check response true,index :0");
+  const History good = unasked.Read();
+  EXPECT_EQ(good.fetches.back().outcome, FetchOutcome::kTaken);
+  for (const char* line : {"[lbs] Update LBS success = false",
+                           "[lbs]ParseLBSResponse parsel result = false,document error"}) {
+    const History history = Log(unasked).Say(kManager, line).Read();
+    EXPECT_EQ(history.fetches.back().outcome, FetchOutcome::kFailed) << line;
+    EXPECT_EQ(history.fetches.back().tries[0].outcome, TryOutcome::kBadDocument) << line;
+    EXPECT_FALSE(history.fetches.back().taken) << line;
+  }
 }
 
 TEST(WhyWordsTest, KnowsEachCauseOfTheTransport) {
