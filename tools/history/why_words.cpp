@@ -265,12 +265,13 @@ std::string Teller::Attempts(size_t place) {
     names += (names.empty() ? "" : ", ") + name;
   }
   names = names.empty() ? (is_one ? "its host" : "their hosts") : names;
+  const std::string second_pass = failed + ", so HTTP DNS was asked for the addresses of " + names;
   std::string text;
   int pass = 1;
   for (const Try& one : fetch.tries) {
     if (std::exchange(pass, one.pass) != one.pass) {
-      text += Line(failed + ", so HTTP DNS was asked for the addresses of " + names +
-                   ". Then the second pass asked the URLs at these addresses");
+      text += Line(second_pass);
+      text += Line("Then the second pass asked the URLs at these addresses");
     }
     text += Line(TryWords(one));
   }

@@ -372,6 +372,31 @@ TEST(WhyWordsTest, TellsEachFetchOnce) {
   }
 }
 
+TEST(WhyWordsTest, TellsOfHttpDnsAndOfAnExit) {
+  Try second;
+  second.pass = 2;
+  second.host = "h";
+  EXPECT_THAT(TryWords(second), HasSubstr("(an address of h from HTTP DNS)"));
+  // An exit ends a fetch that stays under way.
+  Fetch fetch;
+  fetch.end_ms = 1;
+  EXPECT_TRUE(ToJson(fetch, 0)["end"].is_null());
+  // HTTP DNS was asked for the host of a fetch that failed.
+  fetch.outcome = FetchOutcome::kFailed;
+  fetch.has_no_addresses = true;
+  fetch.hosts_fetch = 1;
+  Fetch hosts;
+  hosts.kind = Kind::kHosts;
+  History history;
+  history.runs.emplace_back();
+  history.fetches = {fetch, hosts};
+  EXPECT_THAT(WhyWords(history).Last(), HasSubstr("it hadn't answered"));
+  history.fetches[1].outcome = FetchOutcome::kFailed;
+  EXPECT_THAT(WhyWords(history).Last(), HasSubstr("its request failed"));
+  history.fetches[1].outcome = FetchOutcome::kTaken;
+  EXPECT_THAT(WhyWords(history).Last(), HasSubstr("it had none"));
+}
+
 TEST(WhyWordsTest, KnowsEachCauseOfTheTransport) {
   for (const std::string_view cause : KRBASE::network::kTransferCauseWords) {
     EXPECT_NE(CauseWords(cause), "") << cause;
