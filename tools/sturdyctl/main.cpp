@@ -137,7 +137,7 @@ void AddWhy(CLI::App& app, Command& chosen) {
   why->add_flag("--redact", given->redact, kRedact);
   why->footer(
       std::string(kExitCodes) +
-      "JSON: {\"fetches\": [{\"id\", \"kind\": lbs|service|hosts|report, \"asked_because\":\n"
+      "\n\nJSON: {\"fetches\": [{\"id\", \"kind\": lbs|service|hosts|report, \"asked_because\":\n"
       "         start|update|token|network|third_default|default_timer|second_pass|other,\n"
       "         \"begin\", \"end\": null if under_way, \"outcome\": "
       "taken|failed|superseded|under_way,\n"
