@@ -28,7 +28,7 @@ class Browser:
                 self.url = f"http://127.0.0.1:{found[1]}/session"
                 break
         options = {"args": ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                            "--window-size=1200,1400", f"--user-data-dir={profile}"]}
+                            "--window-size=6000,1400", f"--user-data-dir={profile}"]}
         answer = self.call("", {"capabilities": {"alwaysMatch": {
             "goog:chromeOptions": options, "goog:loggingPrefs": {"browser": "ALL", "performance": "ALL"}}}})
         self.url += "/" + answer["sessionId"]
