@@ -457,6 +457,7 @@ class LibraryLife : public ServiceHarness {
 // Set LIFE to the number of a life to play it alone.
 TEST(Lives, AreTheSameInTheLibraryAndInTheHerd) {
   constexpr size_t kLives = kSanitized ? 100 : 1000;
+  constexpr int kPlays = 20;
   const char* const only = std::getenv("LIFE");
   size_t played = 0;
   size_t steps = 0;
@@ -467,7 +468,13 @@ TEST(Lives, AreTheSameInTheLibraryAndInTheHerd) {
     if (expected) {
       ++played;
       steps += static_cast<size_t>(std::count(expected->begin(), expected->end(), '\n'));
-      ASSERT_EQ(LibraryLife(script).Play(), *expected) << "LIFE=" << number;
+      // A busy machine can hold a thread up between a send and its timer, while the test sets the
+      // clock. Such a life is played again; a rule that differs does so each time.
+      std::string found;
+      for (int plays = 0; plays < kPlays && found != *expected; ++plays) {
+        found = LibraryLife(script).Play();
+      }
+      ASSERT_EQ(found, *expected) << "LIFE=" << number;
     }
     if (only != nullptr) {
       break;
