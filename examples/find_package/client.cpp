@@ -1,83 +1,147 @@
-// client LBS_URL DATA_FOLDER: waits for the first fetch, tries one link server after the other
-// until one accepts, and tells the library to hold it.
+// client LBS_URL DATA_FOLDER [LONGEST_PAUSE_MS]: waits for the first fetch, tries one link server
+// after the other until one accepts, and tells the library to hold it. SIGHUP fetches a new list,
+// SIGINT and SIGTERM end it.
+#include <fcntl.h>
 #include <netdb.h>
+#include <poll.h>
 #include <sturdy/backoff.h>
 #include <sturdy/client.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <mutex>
 #include <string>
+#include <thread>
 
-// Whether a new list has come since the last look. The update callback sets it on its own thread.
-class NewList {
+// What other threads tell the loop that connects: the update callback a new list, and the thread
+// that waits for signals the end.
+class News {
  public:
-  void Set() {
+  void SetList(const std::string& document) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    has_come_ = true;
-    came_.notify_one();
+    newest_ = document;
+    changed_.notify_one();
   }
-  // Returns at once if a list has come, else when one comes, or after the time.
-  bool WaitFor(uint32_t ms) {
+  void End() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    has_ended_ = true;
+    changed_.notify_one();
+  }
+  bool HasEnded() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return has_ended_;
+  }
+  // Waits for that time, until the end, or until the list differs from that of the last call, and
+  // returns whether it differs. A fetch can bring the same dead servers again, which is no reason
+  // to try them sooner.
+  bool WaitForList(uint32_t ms) {
     std::unique_lock<std::mutex> lock(mutex_);
-    came_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return has_come_; });
-    const bool has_come = has_come_;
-    has_come_ = false;
-    return has_come;
+    changed_.wait_for(lock, std::chrono::milliseconds(ms),
+                      [this] { return has_ended_ || newest_ != seen_; });
+    const bool is_new = newest_ != seen_;
+    seen_ = newest_;
+    return is_new;
   }
 
  private:
   std::mutex mutex_;
-  std::condition_variable came_;
-  bool has_come_ = false;
+  std::condition_variable changed_;
+  std::string newest_, seen_;  // documents
+  bool has_ended_ = false;
 };
 
+// Returns whether a server accepts a connection within 5 s.
+bool Accepts(const addrinfo& address) {
+  const int fd = socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0)
+    return false;
+  fcntl(fd, F_SETFL, O_NONBLOCK);
+  int error = connect(fd, address.ai_addr, address.ai_addrlen) == 0 ? 0 : errno;
+  if (error == EINPROGRESS) {
+    pollfd connecting = {fd, POLLOUT, 0};
+    socklen_t size = sizeof(error);
+    if (poll(&connecting, 1, 5000) == 1)
+      getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
+  }
+  close(fd);
+  return error == 0;
+}
+
+// Tries each address of the host.
 bool Connects(const sturdy::Link& link) {
   addrinfo hints = {}, *found = nullptr;
   hints.ai_socktype = SOCK_STREAM;
-  if (getaddrinfo(link.host.c_str(), std::to_string(link.port).c_str(), &hints, &found) != 0) {
+  if (getaddrinfo(link.host.c_str(), std::to_string(link.port).c_str(), &hints, &found) != 0)
     return false;
-  }
-  const int fd = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const bool connected = connect(fd, found->ai_addr, found->ai_addrlen) == 0;
-  close(fd);
+  const addrinfo* address = found;
+  while (address != nullptr && !Accepts(*address))
+    address = address->ai_next;
   freeaddrinfo(found);
-  return connected;
+  return address != nullptr;
+}
+
+// Returns whether the client is connected; false at the end of the program.
+bool ConnectToAny(sturdy::Client& client, News& news, sturdy::Backoff& backoff) {
+  while (!news.HasEnded()) {
+    const sturdy::Link link = client.NextLink();
+    if (Connects(link)) {
+      std::printf("%s connected\n", link.HostPort().c_str());
+      client.Hold(link);
+      backoff.Reset();
+      return true;
+    }
+    std::printf("%s refused\n", link.HostPort().c_str());
+    if (news.WaitForList(0))  // came during the attempt: its round has begun
+      backoff.Reset();
+    if (news.WaitForList(backoff.AfterFailure(client.service().GetLinkHostCount())))
+      backoff.Reset();
+  }
+  return false;
 }
 
 int main(int argc, char** argv) try {
-  if (argc != 3)
+  if (argc != 3 && argc != 4)
     return 2;
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  // The thread below takes these signals, so block them in all threads.
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+    sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
   sturdy::Settings settings;
   settings.token = "your-key";
   settings.data_path = argv[2];
   settings.lbs_urls = {argv[1]};
-  NewList new_list;  // outlives the client
-  settings.on_update = [&](sturdy::Client&, bool fetched, const std::string&) {
+  News news;  // outlives the client
+  settings.on_update = [&](sturdy::Client&, bool fetched, const std::string& document) {
     if (fetched)
-      new_list.Set();
+      news.SetList(document);
   };
   sturdy::Client client(settings);
   client.Document(false);  // blocks until the first fetch has ended
 
-  sturdy::Backoff backoff;
-  sturdy::Link link = client.NextLink();
-  while (!Connects(link)) {
-    std::printf("%s refused\n", link.HostPort().c_str());
-    if (new_list.WaitFor(0))  // came during the attempt: its round has begun
-      backoff.Reset();
-    if (new_list.WaitFor(backoff.AfterFailure(client.service().GetLinkHostCount())))
-      backoff.Reset();
-    link = client.NextLink();
-  }
-  std::printf("%s connected\n", link.HostPort().c_str());
-  client.Hold(link);
-  // A client that stays calls backoff.Reset() here, and runs the loop again when it is cut off.
-  return 0;
+  std::thread watcher([&] {
+    int signal = 0;
+    // SIGHUP stands for a message of your own server that the list has changed.
+    while (sigwait(&signals, &signal) == 0 && signal == SIGHUP)
+      client.service().Update(net::kIPFamilyAny);
+    news.End();
+  });
+  sturdy::Backoff backoff(argc == 4 ? uint32_t(std::strtoul(argv[3], nullptr, 10)) : 20000);
+  const bool connected = ConnectToAny(client, news, backoff);
+  // A client that stays calls ConnectToAny again when it is cut off.
+  pthread_kill(watcher.native_handle(), SIGINT);  // ends its sigwait
+  watcher.join();
+  return connected ? 0 : 1;
 } catch (const std::exception& error) {  // of the client's constructor
   std::fprintf(stderr, "%s\n", error.what());
   return 1;

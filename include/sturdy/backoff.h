@@ -16,8 +16,7 @@ namespace sturdy {
 //     Wait(backoff.AfterFailure(client.service().GetLinkHostCount()));  // ms, or until a new list
 //   backoff.Reset();
 //
-// docs/client-guide.md ("Connect in a loop") has the whole loop, with the end of a pause by a new
-// list.
+// docs/client-guide.md ("Connect in a loop") has the whole loop, in which a new list ends a pause.
 //
 // Threads: one at a time.
 class Backoff {
@@ -40,7 +39,9 @@ class Backoff {
     failures_ = 0;
     return std::uniform_int_distribution<uint32_t>(0, base_ms_)(random_);
   }
-  // Call it once a server has accepted, and for a new list: both begin a round.
+  // Call it once a server has accepted, and for a new list: both begin a round. A fetched list is
+  // new if it differs from the one before. LBS servers may give the old one again, whose servers
+  // have failed: if it began a round too, every third pause would be lost.
   void Reset() { failures_ = 0; }
 
  private:

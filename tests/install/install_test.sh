@@ -54,6 +54,49 @@ quietly make -C dlopen "PKG_CONFIG_PATH=$pc"
 quietly dlopen/client "$library" "$document" "$work/data3"
 expect <<<'127.0.0.1:N'
 
+# A new list ends the loop's pause, which is random up to a day, and the old one again doesn't. The
+# default is silent. Of the new server's name, perhaps only the second address accepts. SIGTERM ends
+# the pause too.
+kill "$server"
+: >serve.txt
+cat >loop.json <<'END'
+{"servers": [
+  {"name": "down", "listening": "refuse"},
+  {"name": "silent", "listening": "never_connect"},
+  {"name": "up", "listening": "close"},
+  {"name": "lbs", "routes": [
+    {"path": "/moves", "behaviours": [
+      {"json": {"common": {"link": ["${down}"], "link.default": ["${silent}"], "lbs": "${url:lbs}/moves"}}},
+      {"json": {"common": {"link": ["${down}"], "link.default": ["${silent}"], "lbs": "${url:lbs}/moves"}}},
+      {"json": {"common": {"link": ["localhost:${port:up}"], "link.default": ["${silent}"], "lbs": "${url:lbs}/moves"}}}]},
+    {"path": "/stays", "behaviours": [
+      {"json": {"common": {"link": ["${down}"], "link.default": ["${down}"], "lbs": "${url:lbs}/stays"}}}]}]}
+]}
+END
+serve loop.json "$prefix/bin/sturdyctl"
+# Starts the client and waits until it pauses, after the server of its list and the default.
+loop() {
+  : >output
+  timeout --foreground 60 found/client "$(url lbs)/$1" "$work/$1" 86400000 >output 2>&1 &
+  client=$!
+  until [ "$(grep -c refused output)" = 2 ]; do
+    kill -0 "$client" || fail "the loop ended"
+    read -rt 0.05 <> <(:) || true
+  done
+}
+loop moves
+while kill -HUP "$client" 2>/dev/null; do
+  read -rt 0.05 <> <(:) || true
+done
+wait "$client" || fail "the loop failed"
+expect <<<'127.0.0.1:N refused
+127.0.0.1:N refused
+localhost:N connected'
+loop stays
+kill -TERM "$client"
+wait "$client" && fail "the loop connected"
+[ $? = 1 ] || fail "SIGTERM killed the client"
+
 quietly "$cmake" -S "$source/tests/install/sub_project" -B inside "-DSTURDY=$source"
 
 # The page and the completion know each command of --help, and the completion an option's values.
