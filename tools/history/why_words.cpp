@@ -249,7 +249,7 @@ std::string Teller::Origin(const Document& document) {
                 (taken.pass == 1 ? "), " : ", at an address from HTTP DNS), ") +
                 std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
   }
-  text += told_fetches_[*document.fetch] ? Line("What the URLs of its fetch answered stands above")
+  text += told_fetches_[*document.fetch] ? Line("The answers of its fetch are listed above")
                                          : Attempts(*document.fetch);
   return text + Line("The list was asked for because " + ReasonWords(fetch.asked_because));
 }
