@@ -23,7 +23,7 @@ uint32_t Mix(uint32_t x) {
   return x ^ (x >> 16);
 }
 
-// Returns what stands at `place` in an order of `count` things that `seed` chooses.
+// Returns the number at `place` of 0 to `count` - 1 in an order that `seed` chooses.
 size_t Shuffled(size_t place, size_t count, uint32_t seed) {
   std::array<uint8_t, kMaxShuffled> order{};
   std::iota(order.begin(), order.end(), uint8_t{0});
@@ -194,12 +194,14 @@ bool Herd::NeedsHostQuery(const Client&) const {
   return !scenario_.names.endpoints.empty();
 }
 
-void Herd::Take(Client& client) {
+bool Herd::Take(Client& client) {
   ++counts_.lists_taken;
+  const Document& old = DocumentOf(client);
   client.document = newest_document_;
   if (scenario_.begin == Begin::kToken) {
     Got(client);
   }
+  return DocumentOf(client).link != old.link;
 }
 
 // --- What happens ---

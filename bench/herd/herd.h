@@ -50,7 +50,7 @@ class Herd {
   void StartPause(const Client& client, Ms ms);
   void StartUpdateAfter(const Client& client, int64_t ms);
   bool NeedsHostQuery(const Client& client) const;
-  void Take(Client& client);
+  bool Take(Client& client);
   int64_t UpdateLifetimeMs() const { return scenario_.names.lifetime_ms; }
 
  private:

@@ -10,23 +10,30 @@
 
 namespace herd {
 
-// The numbers of a client. They stand here apart from the library's own, so that a test notices if
-// one of the two changes.
+// The numbers of a client. They aren't the library's own constants, so that the test that compares
+// the two notices if one of them changes.
 inline constexpr int32_t kDefaultsForFetch = 3;
 inline constexpr Ms kPauseAfterDefaultsMs = 1200;
 inline constexpr Ms kSilenceMs = 2000;
+
+// Which fetched list ends a pause.
+enum class WakeOn : uint8_t {
+  kNewList,  // one that differs from the list before
+  kAnyList,
+  kNothing,
+};
 
 // How a client behaves between two attempts to connect.
 struct Loop {
   uint32_t base_ms = 20000;  // the longest pause
   bool pause_each = false;   // pauses after each failure, not only after a default
-  bool wake_on_list = true;  // a new list ends a pause
+  WakeOn wake_on = WakeOn::kNewList;
 };
 
 // The rules of one client: which link server it tries, when it asks for a list, and how a request
 // goes from URL to URL. The place in a list, the count of defaults and the pauses of HTTP DNS are
-// the library's own functions. Fail-over and the dropping of fetches stand here a second time: the
-// library keeps timers, locks and texts with them, which don't fit into 64 bytes.
+// the library's own functions. Fail-over and the dropping of fetches repeat what the library does:
+// its own classes keep timers, locks and texts, which don't fit into 64 bytes.
 //
 // Left out: the timer that fetches after the first default, which runs only inside the update
 // callback; the old request that a change of the token leaves behind; the lifetime of known hosts.
@@ -35,16 +42,19 @@ struct Loop {
 //   Ms now()                                      the time
 //   Loop loop()                                   how its clients behave
 //   int LinkCount(const Client&)                  the length of the list that it holds
-//   int UrlCount(const Client&, Kind)             the URLs of a request, of none if it can't be
-//   sent void TryLink(Client&, optional<size_t>)       connects to that place, or to the default
+//   int UrlCount(const Client&, Kind)             the URLs of a request; 0 if it can't be sent
+//   void TryLink(Client&, optional<size_t>)       connects to that place, or to the default; calls
+//                                                 LinkWorks or LinkFails
 //   int PlaceToHold(const Client&)                of the server that it is connected to; 0 if the
-//                                                 list hasn't it
-//   void Send(Client&, Kind, int url)             sends the newest request of the kind to a URL
+//                                                 list lacks it
+//   void Send(Client&, Kind, int url)             sends the newest request of the kind to a URL;
+//                                                 calls End
 //   void StartTimeOut(Client&, Kind, int url)     calls TimeOut after kSilenceMs
 //   void StartPause(Client&, Ms)                  calls PauseEnded
-//   void StartUpdateAfter(Client&, int64_t ms)    calls BeginUpdate; also knows the lifetime
+//   void StartUpdateAfter(Client&, int64_t ms)    calls BeginUpdate
 //   bool NeedsHostQuery(const Client&)            the hosts of the URLs have names
-//   void Take(Client&)                            gives it the document of the answer
+//   bool Take(Client&)                            gives it the document of the answer; returns
+//                                                 whether its list of link servers is another one
 //   int64_t UpdateLifetimeMs()                    of the endpoints of HTTP DNS
 //
 // Threads: one at a time.
@@ -209,10 +219,14 @@ class Rules {
     if (!good) {
       return;
     }
-    world_.Take(client);
+    const bool is_new = world_.Take(client);
     client.place = 0;
+    const WakeOn wake_on = world_.loop().wake_on;
+    if (!is_new && wake_on != WakeOn::kAnyList) {
+      return;
+    }
     client.backoff.Reset();
-    if (client.pausing && world_.loop().wake_on_list) {
+    if (client.pausing && wake_on != WakeOn::kNothing) {
       client.pausing = false;
       Connect(client);
     }

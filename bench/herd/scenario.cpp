@@ -50,11 +50,14 @@ NetworkPlan ReadNetwork(const Node& node) {
 }
 
 Loop ReadLoop(const Node& node) {
-  node.ExpectKeys({"base_ms", "pause", "wake_on_list"}, "a loop");
+  node.ExpectKeys({"base_ms", "pause", "wake_on"}, "a loop");
   Loop loop;
   ReadNumber(node, "base_ms", loop.base_ms, 0, kLongMs);
   node.Read("pause", loop.pause_each, {{"default", false}, {"each", true}});
-  node.Read("wake_on_list", loop.wake_on_list);
+  node.Read("wake_on", loop.wake_on,
+            {{"new_list", WakeOn::kNewList},
+             {"any_list", WakeOn::kAnyList},
+             {"nothing", WakeOn::kNothing}});
   return loop;
 }
 

@@ -17,7 +17,7 @@ struct Document {
   std::vector<uint8_t> link;
   uint8_t link_default = 0;
   std::vector<uint8_t> lbs;
-  bool shuffle_link = false;  // each client gets an order of its own
+  bool shuffle_link = false;  // the order differs from client to client
   bool shuffle_lbs = false;
 };
 

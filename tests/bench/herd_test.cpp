@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/herd/herd.h"
 #include "bench/herd/scenario.h"
 #include "bench/herd/server.h"
 #include "lab/scenario.h"
@@ -67,6 +68,21 @@ TEST(HerdServerTest, DeathLosesTheQueueAndReturnBeginsEmpty) {
   EXPECT_EQ(server.Arrive(150).outcome, Outcome::kRefused);
   EXPECT_EQ(server.Arrive(299).outcome, Outcome::kSilent);
   EXPECT_EQ(server.Arrive(300).leaves_ms, 400);
+}
+
+// Three defaults make a fetch, and a pause follows each default. If the dead list that a fetch
+// brings ends its pause, one of the three is lost.
+TEST(HerdTest, DeadListAgainEndsNoPause) {
+  const auto fetches = [](herd::WakeOn wake_on) {
+    herd::Scenario scenario;
+    scenario.clients = 300;
+    scenario.loop.wake_on = wake_on;
+    scenario.servers.resize(2);
+    scenario.servers[0].states = {{1, State::kRefuses}};
+    scenario.documents = {{.link = {0}, .link_default = 0, .lbs = {1}}};
+    return static_cast<double>(herd::Herd(scenario, 1).Run().lists_taken);
+  };
+  EXPECT_GT(fetches(herd::WakeOn::kAnyList), 1.3 * fetches(herd::WakeOn::kNewList));
 }
 
 // Writes a scenario with this text in its place and reads it.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <future>
@@ -47,7 +46,7 @@ class Script {
     named = Draw(2) == 0;
     loop.base_ms = Draw(4) == 0 ? 0 : static_cast<uint32_t>(1 + Draw(4000));
     loop.pause_each = Draw(4) == 0;
-    loop.wake_on_list = Draw(2) == 0;
+    loop.wake_on = static_cast<herd::WakeOn>(Draw(3));
     good_urls = Draw(100);
     good_links = Draw(20);
     for (size_t i = 0; i < 4; ++i) {
@@ -60,11 +59,10 @@ class Script {
   Step Link(size_t n) const { return Entry(n, 3, good_links, {20, 300, 5000}); }
   bool Knows(size_t n) const { return Entry(n, 4, good_urls, {1}).good; }  // of HTTP DNS
   int64_t StayMs(size_t n) const { return Entry(n, 5, 0, {20000}).after_ms; }
-  // The length of the list of the document with this number. Number 0 is the settings, whose list
-  // is the default.
-  static int Links(size_t document) {
-    return document == 0 ? 1 : static_cast<int>(1 + document * 7 % 4);
-  }
+  // The list of the document with this number: two documents in a row have the same. List 0 is that
+  // of the settings, which is the default.
+  static size_t List(size_t document) { return (document + 1) / 2; }
+  static int Links(size_t list) { return list == 0 ? 1 : static_cast<int>(1 + list * 7 % 4); }
 
   size_t urls;
   bool named;  // the URLs have names, so HTTP DNS can help
@@ -128,9 +126,8 @@ class Trace {
   std::vector<std::pair<int64_t, std::string>> lines_;
 };
 
-std::string LinkText(size_t document, size_t place) {
-  return document == 0 ? kDefault
-                       : "10.0." + std::to_string(document) + "." + std::to_string(place) + ":1";
+std::string LinkText(size_t list, size_t place) {
+  return list == 0 ? kDefault : "10.0." + std::to_string(list) + "." + std::to_string(place) + ":1";
 }
 
 // A life by the rules of the herd.
@@ -158,20 +155,20 @@ class HerdLife {
   // --- The World of the rules ---
   herd::Ms now() const { return static_cast<herd::Ms>(agenda_.now()); }
   const herd::Loop& loop() const { return script_.loop; }
-  int LinkCount(const herd::Client&) const { return Script::Links(document_); }
+  int LinkCount(const herd::Client&) const { return Script::Links(list_); }
   int UrlCount(const herd::Client& client, Kind) const {
     return static_cast<int>(client.stage == Stage::kHostQuery ? kEndpoints : script_.urls);
   }
   int PlaceToHold(const herd::Client&) const {
-    for (int place = 0; place < Script::Links(document_); ++place) {
-      if (LinkText(document_, static_cast<size_t>(place)) == link_) {
+    for (int place = 0; place < Script::Links(list_); ++place) {
+      if (LinkText(list_, static_cast<size_t>(place)) == link_) {
         return place;
       }
     }
     return 0;
   }
   void TryLink(herd::Client& client, std::optional<size_t> place) {
-    link_ = place ? LinkText(document_, *place) : kDefault;
+    link_ = place ? LinkText(list_, *place) : kDefault;
     trace_.Note(now(), "link " + link_);
     const size_t n = links_++;
     const Script::Step step = script_.Link(n);
@@ -218,9 +215,10 @@ class HerdLife {
   }
   void StartUpdateAfter(herd::Client&, int64_t) {}
   bool NeedsHostQuery(const herd::Client&) const { return script_.named; }
-  void Take(herd::Client&) {
-    document_ = documents_;
+  bool Take(herd::Client&) {
     trace_.Note(now(), "list");
+    const size_t list = Script::List(documents_);
+    return std::exchange(list_, list) != list;
   }
   int64_t UpdateLifetimeMs() const { return 0; }
 
@@ -229,7 +227,7 @@ class HerdLife {
   Agenda agenda_;
   Trace trace_;
   std::string link_;
-  size_t document_ = 0;   // that the client holds
+  size_t list_ = 0;       // of the document that the client holds
   size_t documents_ = 0;  // good answers so far, taken or not
   size_t links_ = 0, sent_ = 0, queries_ = 0;
   herd::Client client_{sturdy::Backoff(script_.loop.base_ms, script_.seed())};
@@ -249,9 +247,9 @@ class LibraryLife : public ServiceHarness {
     agent_->SetEnvironmentConfig(config);
     service_->SetEnvironmentConfig(config);
     playing_ = this;
-    service_->SetUpdateCallback([](int code, const char*) {
+    service_->SetUpdateCallback([](int code, const char* document) {
       if (code == 200) {
-        playing_->fetched_ = true;
+        playing_->Locked([document] { playing_->fetched_ = document; });
       }
     });
   }
@@ -371,14 +369,18 @@ class LibraryLife : public ServiceHarness {
       }
     });
   }
-  // A new list ends a pause.
   void WakeLoop() {
-    if (!fetched_.exchange(false)) {
+    if (!fetched_) {
       return;
     }
     trace_.Note(agenda_.now(), "list");
+    const bool is_new = document_ != *fetched_;
+    document_ = *std::exchange(fetched_, std::nullopt);
+    if (!is_new && script_.loop.wake_on != herd::WakeOn::kAnyList) {
+      return;
+    }
     backoff_.Reset();
-    if (pausing_ != 0 && script_.loop.wake_on_list) {
+    if (pausing_ != 0 && script_.loop.wake_on != herd::WakeOn::kNothing) {
       pausing_ = 0;
       Connect();
     }
@@ -411,10 +413,10 @@ class LibraryLife : public ServiceHarness {
   }
   void Note(const std::string& what) { trace_.Note(agenda_.now(), what); }
   std::string NextDocument() {
-    const size_t number = ++documents_;
+    const size_t list = Script::List(++documents_);
     std::vector<std::string> links;
-    for (int place = 0; place < Script::Links(number); ++place) {
-      links.push_back(LinkText(number, static_cast<size_t>(place)));
+    for (int place = 0; place < Script::Links(list); ++place) {
+      links.push_back(LinkText(list, static_cast<size_t>(place)));
     }
     std::vector<std::string> backup;
     for (size_t i = 1; i < script_.urls; ++i) {
@@ -448,9 +450,10 @@ class LibraryLife : public ServiceHarness {
   const std::shared_ptr<zo_sturdy::ZOSturdyLBSServiceImpl> service_ =
       std::make_shared<zo_sturdy::ZOSturdyLBSServiceImpl>();
   sturdy::Backoff backoff_{script_.loop.base_ms, script_.seed()};
-  std::atomic<bool> fetched_{false};
-  bool stirred_ = false;             // the library's threads may have something to do
-  size_t pauses_ = 0, pausing_ = 0;  // the number of the newest pause, and of the one that lasts
+  std::optional<std::string> fetched_;  // the newest document, until the loop has looked at it
+  std::string document_;                // whose list the loop walks
+  bool stirred_ = false;                // the library's threads may have something to do
+  size_t pauses_ = 0, pausing_ = 0;     // the number of the newest pause, and of the one that lasts
   size_t documents_ = 0, links_ = 0, sent_ = 0, queries_ = 0, query_ = 0;
 };
 
