@@ -13,15 +13,16 @@ namespace herd {
 struct Event {
   enum class What : uint8_t {
     kBegin,        // the client starts, or gets its new token
-    kPauseEnds,    // `number`: of the pause
-    kLinkArrives,  // at the link server that the client tries
+    kPauseEnds,    // the one with this `number`
+    kLinkArrives,  // the client's attempt arrives at the link server
     kLinkWorks,
     kLinkFails,
-    kUpdateBegins,  // of HTTP DNS
-    kArrives,       // at `server`; these four: of `number`, the request, at the place `url`
-    kTimesOut,
-    kGood,
-    kBad,
+    kUpdateBegins,  // of the endpoints of HTTP DNS
+    // These belong to the request with this `number` and `kind`, sent to its URL number `url`.
+    kArrives,   // at `server`
+    kTimesOut,  // the URL has been silent for too long
+    kGood,      // a good answer
+    kBad,       // a bad answer, or the failure of the transfer
   };
 
   Event(uint32_t to, What what_happens, uint16_t of, Kind of_kind, int at_url, unsigned at_server)
@@ -41,8 +42,8 @@ struct Event {
 };
 static_assert(sizeof(Event) == 8, "a million waiting events fit into 8 MB");
 
-// The events of a run, in bins of 1 ms. Those of one bin come in the order of their adding, an
-// event that is added to the present bin included.
+// The events of a run, in bins of 1 ms. Handles the events of a bin in the order in which they were
+// added, also those that are added to the present bin meanwhile.
 // Threads: one at a time.
 class Calendar {
  public:
@@ -50,14 +51,15 @@ class Calendar {
 
   Ms now() const { return now_; }
 
-  // Adds an event; one after the end is dropped. Requires: `at` isn't past.
+  // Adds an event, or drops it if it comes after the end of the run. Requires: `at` isn't past.
   void Add(int64_t at, const Event& event) {
     if (at < static_cast<int64_t>(bins_.size())) {
       bins_[static_cast<size_t>(at)].push_back(event);
     }
   }
 
-  // Calls `handle` with each event and `tick` at the begin of each bin.
+  // Calls `tick` at the start of each bin, and `handle` with each event and one that comes soon
+  // after it, to prefetch; null if there is none in the bin.
   template <class Tick, class Handle>
   void Run(const Tick& tick, const Handle& handle) {
     for (now_ = 0; static_cast<size_t>(now_) < bins_.size(); ++now_) {

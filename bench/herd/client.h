@@ -6,11 +6,11 @@
 
 namespace herd {
 
-using Ms = int32_t;  // since the begin of a run
+using Ms = int32_t;  // since the start of a run
 
 // A request on its way from URL to URL.
 struct Request {
-  uint16_t number = 0;  // of the newest; what comes for an older one is void
+  uint16_t number = 0;  // of the newest; answers to an older one are ignored
   uint8_t sent = 0;     // URLs asked so far
   uint8_t in_flight = 0;
   bool under_way = false;

@@ -16,7 +16,7 @@ constexpr Ms kConnectTimeOutMs = 7000;
 constexpr Ms kHeadTimeOutMs = 2000;  // from the sending of a request to the head of its answer
 constexpr size_t kMaxShuffled = 16;
 
-// Mixes the bits of a number, so that near ones give far ones.
+// Mixes the bits of a number, so that the results for similar ones aren't similar.
 uint32_t Mix(uint32_t x) {
   x = (x ^ (x >> 16)) * 0x7feb352dU;
   x = (x ^ (x >> 15)) * 0x846ca68bU;
@@ -94,7 +94,7 @@ void Herd::Populate() {
   }
 }
 
-// --- What the clients ask of the world ---
+// --- What the rules ask of the world ---
 
 int Herd::LinkCount(const Client& client) const {
   return static_cast<int>(DocumentOf(client).link.size());
@@ -139,7 +139,7 @@ void Herd::TryLink(Client& client, std::optional<size_t> place) {
   client.link = place ? LinkAt(client, *place) : DocumentOf(client).link_default;
   const Ms round_trip = network_.RoundTrip();
   const Ms arrives = now() + round_trip / 2;
-  // A server that refuses or is silent changes nothing by it, so its part is done here.
+  // Only a server that serves has a queue. For the others, the outcome is known now.
   switch (servers_[client.link].StateAt(arrives)) {
     case ServerPlan::State::kServes:
       Add(arrives, client, Event::What::kLinkArrives);

@@ -19,9 +19,10 @@ inline constexpr Ms kBinMs = 100;  // of the counts of a run
 struct Counts {
   // By server, then by bin: what arrived there, requests and connections alike.
   std::vector<std::vector<uint32_t>> arrivals;
-  std::vector<uint64_t> answers;    // by server: good ones, so the work that it has done
+  std::vector<uint64_t> answers;    // by server: the good ones that it has sent
   std::vector<uint32_t> connected;  // by server: clients at the end
-  std::vector<uint32_t> got;        // by bins since a client wanted it: clients that found it
+  // By bins of the time from losing what they want to finding it: the clients that found it.
+  std::vector<uint32_t> got;
   uint64_t lists_taken = 0;
 };
 

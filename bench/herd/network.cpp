@@ -13,7 +13,7 @@ constexpr double kRandomRange = 4294967296.0;
 
 }  // namespace
 
-// Draws the round trips once: a logarithm for each packet would cost more than all else.
+// Draws the round trips in advance: drawing one for each packet would take most of a run's time.
 Network::Network(const NetworkPlan& plan, uint64_t seed)
     : random_(seed), loss_limit_(static_cast<uint32_t>(std::min(plan.loss, 0.99) * kRandomRange)) {
   std::mt19937_64 draw(kQuantiles);

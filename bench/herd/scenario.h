@@ -29,7 +29,7 @@ struct Names {
   int64_t lifetime_ms = 3600000;   // of the endpoints
 };
 
-// What happens to the clients at the begin, each at a random time within `within_ms`.
+// How the clients begin, each at a random time within `within_ms`.
 enum class Begin : uint8_t {
   kConnected,  // nothing: each is connected to a server of the first document's list
   kStart,      // it starts with the first document in its cache

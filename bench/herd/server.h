@@ -17,7 +17,7 @@ struct ServerPlan {
 
   std::string name;
   double answers_per_s = 0;  // 0: without limit
-  int workers = 1;           // each answers that many at once, so an answer takes workers / rate
+  int workers = 1;           // share that rate, so an answer takes workers / answers_per_s
   int delay_ms = 0;          // added to each answer, without work
   int queue = 0;             // requests that may wait; 0: without limit
   int deadline_ms = 0;       // drops what has waited longer, without work; 0: never
