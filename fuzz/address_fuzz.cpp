@@ -11,7 +11,7 @@
 #include "net/ip_address.h"
 #include "net/platform/sock_addr.h"
 #include "net/url.h"
-#include "network/platform/curl_library.h"
+#include "network/platform/curl/curl_library.h"
 #include "network/platform/http_url.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include "base/thread/clock.h"
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
-#include "network/platform/curl_library.h"
-#include "network/platform/curl_transfer.h"
+#include "network/platform/curl/curl_library.h"
+#include "network/platform/curl/curl_transfer.h"
 #include "network/platform/exit_gate.h"
 #include "network/platform/transfer_limits.h"
 

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "network/http_method.h"
+#include "network/platform/curl/transfer_plan.h"
 #include "network/platform/http_url.h"
-#include "network/platform/transfer_plan.h"
 #include "network/transfer_failure.h"
 
 // The platform's HTTP handles: a session opens connections, a connection opens requests. Another

@@ -8,7 +8,7 @@
 #include "base/decimal.h"
 #include "net/ip_address.h"
 #include "net/url.h"
-#include "network/platform/curl_library.h"
+#include "network/platform/curl/curl_library.h"
 #include "network/platform/exit_gate.h"
 
 namespace KRBASE::network::platform {

@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "network/platform/curl_library.h"
+#include "network/platform/curl/curl_library.h"
 
 namespace KRBASE::network::platform {
 namespace {

@@ -9,7 +9,7 @@
 #include "lab/port.h"
 #include "network/http_interface_error.h"
 #include "network/http_request_win.h"
-#include "network/platform/curl_transfer.h"
+#include "network/platform/curl/curl_transfer.h"
 #include "network/win_http.h"
 
 namespace KRBASE::network {

@@ -1,4 +1,4 @@
-#include "network/platform/response_head.h"
+#include "network/platform/curl/response_head.h"
 
 #include <utility>
 

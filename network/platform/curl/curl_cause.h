@@ -1,6 +1,6 @@
 #pragma once
 
-#include "network/platform/curl_library.h"
+#include "network/platform/curl/curl_library.h"
 #include "network/transfer_cause.h"
 
 namespace KRBASE::network::platform {

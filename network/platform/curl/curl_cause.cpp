@@ -1,4 +1,4 @@
-#include "network/platform/curl_cause.h"
+#include "network/platform/curl/curl_cause.h"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "network/platform/curl_library.h"
+#include "network/platform/curl/curl_library.h"
 
 #include <dlfcn.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "network/platform/curl_transfer.h"
+#include "network/platform/curl/curl_transfer.h"
 
 #include <sys/socket.h>
 
@@ -11,7 +11,7 @@
 
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
-#include "network/platform/curl_options.h"
+#include "network/platform/curl/curl_options.h"
 #include "network/platform/exit_gate.h"
 #include "network/platform/transfer_limits.h"
 

@@ -1,4 +1,4 @@
-#include "network/platform/curl_options.h"
+#include "network/platform/curl/curl_options.h"
 
 #include <cstdint>
 
