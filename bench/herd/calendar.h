@@ -58,8 +58,8 @@ class Calendar {
     }
   }
 
-  // Calls `tick` at the start of each bin, and `handle` with each event and one that comes soon
-  // after it, to prefetch; null if there is none in the bin.
+  // Calls `tick` at the start of each bin, and `handle` with each event. Passes also an event that
+  // follows soon in the bin, or null, so that `handle` can prefetch its client.
   template <class Tick, class Handle>
   void Run(const Tick& tick, const Handle& handle) {
     for (now_ = 0; static_cast<size_t>(now_) < bins_.size(); ++now_) {
