@@ -204,12 +204,18 @@ void ConnectionImpl::RecordMalformed() {
 
 void ConnectionImpl::OnRequest(Request& request) {
   Record(request);
-  const Behaviour behaviour = context_.script.Next(context_.server.name, request.path);
+  const std::optional<int> wait_ms = context_.queue.Add(AnswerQueue::Clock::now());
+  const Behaviour behaviour = wait_ms ? context_.script.Next(context_.server.name, request.path)
+                                      : Answer(503, "the queue is full\n");
   if (context_.observer) {
     context_.observer(request);
   }
-  Play(MakePlan(behaviour, {request.method, request.path, request.query, reader_.keep_alive(),
-                            context_.journal.Count()}));
+  Plan plan = MakePlan(behaviour, {request.method, request.path, request.query,
+                                   reader_.keep_alive(), context_.journal.Count()});
+  if (wait_ms.value_or(0) > 0) {
+    plan.steps.insert(plan.steps.begin(), Plan::Step{*wait_ms, ""});
+  }
+  Play(std::move(plan));
 }
 
 void ConnectionImpl::Play(Plan plan) {

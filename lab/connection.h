@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "lab/answer_queue.h"
 #include "lab/gates.h"
 #include "lab/journal.h"
 #include "lab/scenario.h"
@@ -19,6 +20,7 @@ struct ServerContext {
   Gates& gates;
   Script& script;
   std::function<void(const Request&)> observer;
+  AnswerQueue queue;                               // used by the thread of the io_context
   std::unique_ptr<boost::asio::ssl::context> tls;  // null for a plain server
 };
 

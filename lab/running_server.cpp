@@ -24,9 +24,11 @@ constexpr std::chrono::milliseconds kAcceptRetry(50);
 RunningServer::RunningServer(asio::io_context& io, Server server, LoopbackPort port,
                              Journal& journal, Gates& gates, Script& script,
                              const std::function<void(const Request&)>& observer)
-    : io_(io), server_(std::move(server)), port_(std::move(port)), context_{server_,  journal,
-                                                                            gates,    script,
-                                                                            observer, nullptr} {
+    : io_(io),
+      server_(std::move(server)),
+      port_(std::move(port)),
+      context_{server_, journal, gates, script, observer, {server_.answers_per_s, server_.queue},
+               nullptr} {
   if (!server_.https) {
     return;
   }

@@ -119,6 +119,8 @@ struct Server {
   Server& OnPort(int number);            // 0, the default: the system chooses
   Server& OnPortOf(std::string server);  // the port of an earlier server, at another address
   Server& Listens(Listening value);
+  // Answers one request after the other, at this rate. Answers 503 at once if so many wait.
+  Server& Limited(int to_answers_per_s, int to_queue);
 
   std::string name;
   bool https = false;
@@ -127,6 +129,8 @@ struct Server {
   std::string port_of;
   Certificate certificate = Certificate::kSelfSigned;
   Listening listening = Listening::kServe;
+  int answers_per_s = 0;  // 0: answers at once
+  int queue = 0;          // requests that may wait; 0: without limit
   std::vector<Route> routes;
 };
 

@@ -148,6 +148,12 @@ Server& Server::Listens(Listening value) {
   return *this;
 }
 
+Server& Server::Limited(int to_answers_per_s, int to_queue) {
+  answers_per_s = to_answers_per_s;
+  queue = to_queue;
+  return *this;
+}
+
 Server HttpServer(std::string name) {
   Server server;
   server.name = std::move(name);

@@ -10,6 +10,9 @@
 namespace lab {
 namespace {
 
+constexpr int kMostPerS = 1000000;
+constexpr int kMostWaiting = 1000000;
+
 [[noreturn]] void Fail(const std::string& key, const std::string& what) {
   throw ScenarioError(key + ": " + what);
 }
@@ -152,6 +155,11 @@ void CheckServer(const Server& server, const std::string& key,
   CheckRange(key + ".port", server.port, 0, 65535);
   if (server.listening == Listening::kNoHandshake && !server.https) {
     Fail(key + ".listening", "\"no_handshake\" needs the scheme \"https\".");
+  }
+  CheckRange(key + ".answers_per_s", server.answers_per_s, 0, kMostPerS);
+  CheckRange(key + ".queue", server.queue, 0, kMostWaiting);
+  if (server.queue > 0 && server.answers_per_s == 0) {
+    Fail(key + ".queue", "needs \"answers_per_s\".");
   }
   for (size_t i = 0; i < server.routes.size(); ++i) {
     CheckRoute(server, i, key + ".routes[" + std::to_string(i) + "]", endpoints);

@@ -227,9 +227,9 @@ Route ReadRoute(const Node& node) {
 }
 
 Server ReadServer(const Node& node) {
-  node.ExpectKeys(
-      {"name", "scheme", "address", "port", "port_of", "certificate", "listening", "routes"},
-      "a server");
+  node.ExpectKeys({"name", "scheme", "address", "port", "port_of", "certificate", "listening",
+                   "answers_per_s", "queue", "routes"},
+                  "a server");
   // Where it listens.
   Server server = HttpServer(node.At("name").Text());
   node.Read("scheme", server.https, {{"http", false}, {"https", true}});
@@ -255,7 +255,9 @@ Server ReadServer(const Node& node) {
             {{"self_signed", Certificate::kSelfSigned},
              {"wrong_name", Certificate::kWrongName},
              {"expired", Certificate::kExpired}});
-  // What it answers.
+  // What it answers, and how fast.
+  node.Read("answers_per_s", server.answers_per_s);
+  node.Read("queue", server.queue);
   if (node.Has("routes")) {
     for (const Node& item : node.At("routes").Items()) {
       server.routes.push_back(ReadRoute(item));

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -111,6 +113,18 @@ TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
   EXPECT_EQ(lab.journal().RequestsOf("it").size(), 6u);
   EXPECT_THROW(lab.SetBehaviours("it", "/x", {Answer("${c}")}), ScenarioError);
   EXPECT_THROW(lab.SetBehaviours("c", "/x", {Answer("")}), std::invalid_argument);
+}
+
+TEST(LabTest, RequestThatFindsTheQueueFullGets503AtOnce) {
+  const Lab lab({HttpServer("it").On("/x", Answer("ok")).Limited(1, 1)});
+  std::array<std::unique_ptr<RawClient>, 3> clients;
+  for (size_t i = 0; i < clients.size(); ++i) {
+    clients.at(i) = std::make_unique<RawClient>(lab);
+    clients.at(i)->Send("GET /x HTTP/1.1\r\nConnection: close\r\n\r\n");
+    ASSERT_TRUE(lab.journal().WaitForRequests(i + 1, kLimit));
+  }
+  EXPECT_THAT(clients[2]->ReadAll(), StartsWith("HTTP/1.1 503 "));
+  EXPECT_THAT(clients[0]->ReadAll(), EndsWith("ok<closed>"));
 }
 
 TEST(LabTest, TakenPortIsRefusedByKey) {

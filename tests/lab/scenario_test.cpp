@@ -31,6 +31,7 @@ TEST(ScenarioTest, BadScenarioIsRefusedByKeyAndReason) {
       {WithServer(R"("port":18446744073709551615)"), "port: must be a whole number below 2^31."},
       {WithServer(R"("address":"192.0.2.1")"), "since the lab's traffic stays on loopback."},
       {WithServer(R"("port_of":"a")"), "\"127.0.0.1\" is already taken at the port of \"a\"."},
+      {WithServer(R"("queue":1)"), "servers[1].queue: needs \"answers_per_s\"."},
       {WithBehaviour(R"("status":99)"),
        "servers[1].routes[0].behaviours[1].status: must be a number from 100 to 999, not 99."},
       {WithBehaviour(R"("body":"","json":{})"), "json: must not be given with \"body\"."},
@@ -67,11 +68,12 @@ TEST(ScenarioTest, EachKeyReachesItsField) {
        {"service_table":{"host":"d","ipv4":["a",{"host":"h"}],"ttl":-1,
                          "ipv6":[{"host":"[::1]","port":2,"https":false}]}},
        {"code":7,"hosts":{"h":{"ip":["1"],"ipv6":["2"],"ttl":3},"none":{}}}]}]},
-    {"name":"b","address":"127.0.0.2","port_of":"a"}]})");
+    {"name":"b","address":"127.0.0.2","port_of":"a","answers_per_s":7,"queue":8}]})");
   const Server& a = scenario.servers.at(0);
   EXPECT_EQ(std::tie(a.https, a.address, a.port, a.certificate, a.listening),
             std::tuple(true, "::1", 7, Certificate::kExpired, Listening::kSilent));
-  EXPECT_EQ(scenario.servers.at(1).port_of, "a");
+  const Server& b = scenario.servers.at(1);
+  EXPECT_EQ(std::tie(b.port_of, b.answers_per_s, b.queue), std::tuple("a", 7, 8));
   Behaviour endless = Endless(8, Framing::kUntilClose);
   endless.body = "p";
   const Behaviour expected[] = {
