@@ -85,11 +85,10 @@ void JudgeLiteral(const std::string& text) {
          "printed as the system does", printed);
   const net::IPEndpoint endpoint{address, static_cast<uint16_t>(text.size())};
   sockaddr_storage storage{};
-  auto* const generic = reinterpret_cast<sockaddr*>(&storage);
-  socklen_t length = sizeof storage;
+  size_t length = sizeof storage;
   net::IPEndpoint back;
-  Expect(net::EndpointToSockAddr(endpoint, generic, length) &&
-             net::SockAddrToEndpoint(generic, length, back) && back.address == address &&
+  Expect(net::EndpointToSockAddr(endpoint, &storage, length) &&
+             net::SockAddrToEndpoint(&storage, length, back) && back.address == address &&
              back.port == endpoint.port,
          "there and back as a socket address", text);
 }

@@ -1,60 +1,11 @@
 #include "net/platform/resolver.h"
 
-#include <netdb.h>
-#include <sys/socket.h>
+#include <algorithm>
 
-#include <cerrno>
-#include <memory>
-#include <optional>
-#include <utility>
-
-#include "net/platform/sock_addr.h"
+#include "net/platform/system_resolver.h"
 
 namespace net {
 namespace {
-
-struct AddrInfoDeleter {
-  void operator()(addrinfo* list) const { freeaddrinfo(list); }
-};
-using AddrInfoList = std::unique_ptr<addrinfo, AddrInfoDeleter>;
-
-int SystemFamily(AddressFamily family) {
-  switch (family) {
-    case kIPFamilyV4:
-      return AF_INET;
-    case kIPFamilyV6:
-      return AF_INET6;
-    default:
-      return AF_UNSPEC;
-  }
-}
-
-// Asks the system. Returns 0 or the system's code, which is never 0 on failure.
-int Ask(const std::string& host, int flags, int system_family, AddrInfoList& list) {
-  list.reset();
-  if (host.find('\0') != std::string::npos) {
-    return EAI_NONAME;  // the system would look up only the text before the NUL
-  }
-  addrinfo hints{};
-  hints.ai_family = system_family;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = (flags & kResolveCanonicalName) != 0 ? AI_CANONNAME : 0;
-  addrinfo* head = nullptr;
-  const int code = getaddrinfo(host.c_str(), nullptr, &hints, &head);
-  if (code == 0) {
-    list.reset(head);
-    return 0;
-  }
-  return code == EAI_SYSTEM && errno != 0 ? errno : code;
-}
-
-std::optional<IPEndpoint> ToEndpoint(const addrinfo& info) {
-  IPEndpoint endpoint;
-  if (!SockAddrToEndpoint(info.ai_addr, info.ai_addrlen, endpoint)) {
-    return std::nullopt;
-  }
-  return endpoint;
-}
 
 bool IsLoopback(const IPBytes& address) {
   static constexpr uint8_t kLoopbackV4 = 127;
@@ -66,47 +17,27 @@ bool IsLoopback(const IPBytes& address) {
   return address == loopback_v6;
 }
 
-bool IsLoopbackOfOneFamily(const addrinfo* list) {
-  const int family = list->ai_family;
-  for (const addrinfo* info = list; info != nullptr; info = info->ai_next) {
-    const std::optional<IPEndpoint> endpoint = ToEndpoint(*info);
-    if (info->ai_family != family || !endpoint || !IsLoopback(endpoint->address)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-ResolveError ErrorOf(int system_error) {
-  return system_error == EAI_NONAME || system_error == EAI_NODATA || system_error == EAI_ADDRFAMILY
-             ? kNameNotResolved
-             : kResolutionFailed;
+// Returns whether all addresses are loopback addresses of this family.
+bool IsLoopbackOf(AddressFamily family, const std::vector<IPEndpoint>& endpoints) {
+  return std::all_of(endpoints.begin(), endpoints.end(), [family](const IPEndpoint& endpoint) {
+    return AddressFamilyOf(endpoint.address) == family && IsLoopback(endpoint.address);
+  });
 }
 
 }  // namespace
 
 ResolveError ResolveHostEndpoints(const std::string& host, int flags, AddressFamily family,
                                   ResolvedAddressList& list, int& system_error) {
+  const bool is_of_one_family = family == kIPFamilyV4 || family == kIPFamilyV6;
+  const bool wants_canonical_name = (flags & kResolveCanonicalName) != 0;
   list = ResolvedAddressList();
-  const int system_family = SystemFamily(family);
-  AddrInfoList infos;
-  system_error = Ask(host, flags, system_family, infos);
-  if (system_error == 0 && system_family != AF_UNSPEC &&
-      (flags & kResolveLoopbackOfAnyFamily) != 0 && IsLoopbackOfOneFamily(infos.get())) {
-    system_error = Ask(host, flags, AF_UNSPEC, infos);
+  system_error = AskSystem(host, wants_canonical_name, family, list);
+  if (system_error == 0 && is_of_one_family && (flags & kResolveLoopbackOfAnyFamily) != 0 &&
+      IsLoopbackOf(family, list.endpoints)) {
+    list = ResolvedAddressList();
+    system_error = AskSystem(host, wants_canonical_name, kIPFamilyAny, list);
   }
-  if (system_error != 0) {
-    return ErrorOf(system_error);
-  }
-  if (infos->ai_canonname != nullptr) {
-    list.canonical_name = infos->ai_canonname;
-  }
-  for (const addrinfo* info = infos.get(); info != nullptr; info = info->ai_next) {
-    if (std::optional<IPEndpoint> endpoint = ToEndpoint(*info)) {
-      list.endpoints.push_back(*std::move(endpoint));
-    }
-  }
-  return kResolved;
+  return system_error == 0 ? kResolved : ResolveErrorOf(system_error);
 }
 
 std::string ReportedAddress(const IPBytes& address) {

@@ -1,75 +1,60 @@
 #include "net/platform/sock_addr.h"
 
-#include <netinet/in.h>
-
+#include <algorithm>
+#include <array>
 #include <cstring>
+
+#include "net/platform/sock_addr_layout.h"
 
 namespace net {
 namespace {
 
-static_assert(sizeof(sockaddr_in) == 16 && sizeof(sockaddr_in6) == 28);
+struct Layout {
+  AddressFamily family;
+  size_t size_bytes;
+  size_t address_offset;
+  size_t address_bytes;
+};
 
-// Copy the structures, since a caller's buffer may be unaligned.
-template <typename T>
-bool CopyTo(const T& from, sockaddr* address, socklen_t& length) {
-  if (length < sizeof(from)) {
-    return false;
-  }
-  std::memcpy(static_cast<void*>(address), &from, sizeof(from));
-  length = sizeof(from);
-  return true;
-}
-
-template <typename T>
-bool CopyFrom(const sockaddr* address, socklen_t length, T& to) {
-  if (length < sizeof(to)) {
-    return false;
-  }
-  std::memcpy(&to, static_cast<const void*>(address), sizeof(to));
-  return true;
-}
-
-template <typename T>
-IPEndpoint MakeEndpoint(const T& address, in_port_t port) {
-  const auto* const bytes = reinterpret_cast<const uint8_t*>(&address);
-  return {IPBytes(bytes, bytes + sizeof(address)), ntohs(port)};
-}
+constexpr std::array<Layout, 2> kLayouts = {
+    Layout{kIPFamilyV4, kSockAddrV4Bytes, kSockAddrV4Offset, 4},
+    Layout{kIPFamilyV6, kSockAddrV6Bytes, kSockAddrV6Offset, 16}};
 
 }  // namespace
 
-bool EndpointToSockAddr(const IPEndpoint& endpoint, sockaddr* address, socklen_t& length) {
-  switch (AddressFamilyOf(endpoint.address)) {
-    case kIPFamilyV4: {
-      sockaddr_in v4{};
-      v4.sin_family = AF_INET;
-      v4.sin_port = htons(endpoint.port);
-      std::memcpy(&v4.sin_addr, endpoint.address.data(), sizeof(v4.sin_addr));
-      return CopyTo(v4, address, length);
+bool EndpointToSockAddr(const IPEndpoint& endpoint, void* address, size_t& length) {
+  for (const Layout& layout : kLayouts) {
+    if (layout.family != AddressFamilyOf(endpoint.address) || length < layout.size_bytes) {
+      continue;
     }
-    case kIPFamilyV6: {
-      sockaddr_in6 v6{};
-      v6.sin6_family = AF_INET6;
-      v6.sin6_port = htons(endpoint.port);
-      std::memcpy(&v6.sin6_addr, endpoint.address.data(), sizeof(v6.sin6_addr));
-      return CopyTo(v6, address, length);
-    }
-    default:
-      return false;
-  }
-}
-
-bool SockAddrToEndpoint(const sockaddr* address, socklen_t length, IPEndpoint& endpoint) {
-  if (address == nullptr || length < sizeof(sa_family_t)) {
-    return false;
-  }
-  sockaddr_in v4{};
-  sockaddr_in6 v6{};
-  if (address->sa_family == AF_INET && CopyFrom(address, length, v4)) {
-    endpoint = MakeEndpoint(v4.sin_addr, v4.sin_port);
+    const uint16_t family = SystemFamily(layout.family);
+    auto* const bytes = static_cast<uint8_t*>(address);
+    std::fill_n(bytes, layout.size_bytes, uint8_t{0});
+    std::memcpy(bytes, &family, sizeof(family));
+    bytes[kSockAddrPortOffset] = static_cast<uint8_t>(endpoint.port >> 8U);
+    bytes[kSockAddrPortOffset + 1] = static_cast<uint8_t>(endpoint.port);
+    std::copy(endpoint.address.begin(), endpoint.address.end(), bytes + layout.address_offset);
+    length = layout.size_bytes;
     return true;
   }
-  if (address->sa_family == AF_INET6 && CopyFrom(address, length, v6)) {
-    endpoint = MakeEndpoint(v6.sin6_addr, v6.sin6_port);
+  return false;
+}
+
+bool SockAddrToEndpoint(const void* address, size_t length, IPEndpoint& endpoint) {
+  uint16_t family = 0;
+  if (address == nullptr || length < sizeof(family)) {
+    return false;
+  }
+  std::memcpy(&family, address, sizeof(family));
+  for (const Layout& layout : kLayouts) {
+    if (family != SystemFamily(layout.family) || length < layout.size_bytes) {
+      continue;
+    }
+    const auto* const bytes = static_cast<const uint8_t*>(address);
+    const auto* const begin = bytes + layout.address_offset;
+    const auto* const port = bytes + kSockAddrPortOffset;
+    endpoint.address.assign(begin, begin + layout.address_bytes);
+    endpoint.port = static_cast<uint16_t>(port[0] << 8U | port[1]);
     return true;
   }
   return false;

@@ -1,7 +1,6 @@
 #include "net/ip_address.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "fuzz/expect.h"
 #include "net/platform/sock_addr.h"
@@ -81,21 +80,20 @@ TEST(Printing, ContractsTheFirstOfTheLongestRuns) {
 }
 
 TEST(SockAddr, ConvertsWithinTheBuffer) {
-  sockaddr_storage storage{};
-  auto* const address = reinterpret_cast<sockaddr*>(&storage);
-  for (const auto& [size, used] : {std::pair{4U, socklen_t{16}}, {16U, 28}}) {
+  uint8_t buffer[64];
+  for (const auto& [size, used] : {std::pair{4U, size_t{16}}, {16U, 28}}) {
     const IPEndpoint endpoint{IPBytes(size, 0xab), 0x1234};
-    for (const socklen_t length : {socklen_t{0}, used - 1, used, used + 9}) {
-      socklen_t out = length;
-      EXPECT_EQ(EndpointToSockAddr(endpoint, address, out), length >= used);
+    for (const size_t length : {size_t{0}, used - 1, used, used + 9}) {
+      size_t out = length;
+      EXPECT_EQ(EndpointToSockAddr(endpoint, buffer + 1, out), length >= used);
       EXPECT_EQ(out, length >= used ? used : length);
     }
     IPEndpoint back;
-    EXPECT_FALSE(SockAddrToEndpoint(address, used - 1, back));
-    EXPECT_EQ(reinterpret_cast<const uint8_t*>(&storage)[2], 0x12) << "network order";
+    EXPECT_FALSE(SockAddrToEndpoint(buffer + 1, used - 1, back));
+    EXPECT_EQ(buffer[3], 0x12) << "network order";
   }
-  socklen_t length = sizeof(storage);
-  EXPECT_FALSE(EndpointToSockAddr({{1, 2, 3}, 4}, address, length));
+  size_t length = sizeof(buffer);
+  EXPECT_FALSE(EndpointToSockAddr({{1, 2, 3}, 4}, buffer, length));
 }
 
 }  // namespace
