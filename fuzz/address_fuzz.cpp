@@ -12,6 +12,7 @@
 #include "net/platform/sock_addr.h"
 #include "net/url.h"
 #include "network/platform/curl/curl_library.h"
+#include "network/platform/curl/redirect_url.h"
 #include "network/platform/http_url.h"
 
 namespace {

@@ -25,8 +25,6 @@ using KRBASE::network::kHttpTooLarge;
 using KRBASE::network::TransferCause;
 using KRBASE::network::TransferSteps;
 using KRBASE::network::platform::CrackUrl;
-using KRBASE::network::platform::HttpConnection;
-using KRBASE::network::platform::HttpRequestHandle;
 using KRBASE::network::platform::HttpSession;
 using KRBASE::network::platform::HttpUrl;
 using KRBASE::network::platform::IsExitGateClosed;
@@ -90,11 +88,11 @@ bool CWinHttp::OpenRequest(const std::string& url, HttpMethod method,
   // A refused URL leaves the host empty, and no connection opens without a host.
   const HttpUrl cracked = CrackUrl(url, kHostBufferLength, kPathBufferLength).value_or(HttpUrl());
   is_https = cracked.is_https;
-  connection = HttpConnection::Open(*session, cracked.host, cracked.port);
+  connection = session->OpenConnection(cracked.host, cracked.port);
   if (connection == nullptr) {
     return FailTransfer(kHttpConnectFailed, TransferCause::kBadUrl);
   }
-  request = HttpRequestHandle::Open(*connection, method, cracked.target, is_https);
+  request = connection->OpenRequest(method, cracked.target, is_https);
   if (request == nullptr) {
     return FailTransfer(kHttpOpenFailed, TransferCause::kOutOfMemory);
   }
@@ -118,8 +116,10 @@ CWinHttp::ReadResult CWinHttp::ReadBlocks(const TakeBlock& take) {
     if (available_bytes == 0) {
       return ReadResult::kComplete;
     }
-    const size_t read_bytes =
-        request->ReadData(buffer.data(), std::min(available_bytes, buffer.size()));
+    size_t read_bytes = 0;
+    if (!request->ReadData(buffer.data(), std::min(available_bytes, buffer.size()), read_bytes)) {
+      return ReadResult::kReadFailed;
+    }
     if (!take(std::string_view(buffer.data(), read_bytes))) {
       return ReadResult::kRefused;
     }

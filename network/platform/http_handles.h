@@ -7,119 +7,100 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "network/http_method.h"
-#include "network/platform/curl/transfer_plan.h"
-#include "network/platform/http_url.h"
 #include "network/transfer_failure.h"
 
-// The platform's HTTP handles: a session opens connections, a connection opens requests. Another
-// platform implements these three over its own calls.
-// Threads: one at a time. Send, ReceiveResponse and QueryDataAvailable block.
+// The platform's HTTP handles: a session opens connections, a connection opens requests. Each room
+// of this folder implements the three over the calls of one library.
+// Threads: one at a time. Send, ReceiveResponse, QueryDataAvailable and ReadData block.
 // Owner:   the caller. Destroy requests before their connection, connections before their session.
-// Errors:  Open returns an empty pointer, every other call false. A request has its cause. Only a
-//          session throws: std::runtime_error, with the reason for which none can be opened.
+// Errors:  a function that opens returns an empty pointer, every other call false. A request has
+//          its cause. Only HttpSession::Open throws: std::runtime_error, with the reason for which
+//          none can be opened.
 namespace KRBASE::network::platform {
 
-class CurlTransfer;
+// A value of 0 or less is no limit.
+struct TransferTimeOuts {
+  int32_t connect_ms = 0;  // TLS included
+  int32_t send_ms = 0;     // for each step of sending
+  int32_t receive_ms = 0;  // for the whole head, then for each read
+};
 
-// Holds the agent and the time-outs of its connections and requests.
-class HttpSession {
+// One request and its answer. Follows up to kMaxRedirects redirects, but none from https to http.
+// Each gets its own look-up and its own Host header; 301, 302 and 303 turn a POST into a GET. An
+// answer that redirects without a Location is the final one.
+class HttpRequestHandle {
  public:
-  static std::unique_ptr<HttpSession> Open(std::string agent);
+  HttpRequestHandle() = default;
+  virtual ~HttpRequestHandle() = default;
+  HttpRequestHandle(const HttpRequestHandle&) = delete;
+  HttpRequestHandle& operator=(const HttpRequestHandle&) = delete;
 
-  // Holds for requests opened from now on. The look-up of a name has no limit.
-  void SetTimeOuts(const TransferTimeOuts& time_outs) { time_outs_ = time_outs; }
-  [[nodiscard]] const TransferTimeOuts& time_outs() const { return time_outs_; }
-  [[nodiscard]] const std::string& agent() const { return agent_; }
+  // Accepts any certificate: unknown issuer, other name, other date.
+  virtual void IgnoreCertificateErrors() = 0;
 
- private:
-  explicit HttpSession(std::string agent) : agent_(std::move(agent)) {}
+  // Adds lines "Name: value", each ended by CRLF. A line replaces an earlier one of its name.
+  virtual void AddOrReplaceHeaders(std::string_view header_text) = 0;
 
-  const std::string agent_;
-  TransferTimeOuts time_outs_;
+  // Looks the host up, connects and sends.
+  // Requires: `body` stays until the answer has been read.
+  [[nodiscard]] virtual bool Send(std::string_view extra_header_text, std::string_view body) = 0;
+  // The addresses that the look-up gave, as texts for reports; those of a redirect don't count.
+  [[nodiscard]] virtual const std::list<std::string>& host_addresses() const = 0;
+
+  // Blocks until the head of the final answer has been received.
+  [[nodiscard]] virtual bool ReceiveResponse() = 0;
+
+  // The final answer's head. Requires: ReceiveResponse has returned true.
+  // Lines ended by CRLF, the last one empty.
+  [[nodiscard]] virtual const std::string& raw_headers() const = 0;
+  [[nodiscard]] virtual int32_t status() const = 0;
+  // Empty if the server sent none.
+  [[nodiscard]] virtual std::optional<int64_t> content_length() const = 0;
+
+  // Blocks until a part of the body has been received. `available_bytes` is 0 at its end.
+  [[nodiscard]] virtual bool QueryDataAvailable(size_t& available_bytes) = 0;
+  // Moves at most this many received bytes to `out`.
+  [[nodiscard]] virtual bool ReadData(char* out, size_t limit_bytes, size_t& read_bytes) = 0;
+
+  // Requires: a call has returned false.
+  [[nodiscard]] virtual TransferCause cause() const = 0;
+  // The steps of the last hop so far.
+  [[nodiscard]] virtual TransferSteps steps() const = 0;
 };
 
 // Holds a host and a port. Looks nothing up and opens no socket; a request does so when it is sent.
 class HttpConnection {
  public:
-  // Requires: `session` outlives the connection.
-  static std::unique_ptr<HttpConnection> Open(const HttpSession& session, const std::string& host,
-                                              uint16_t port);
+  HttpConnection() = default;
+  virtual ~HttpConnection() = default;
+  HttpConnection(const HttpConnection&) = delete;
+  HttpConnection& operator=(const HttpConnection&) = delete;
 
-  [[nodiscard]] const HttpSession& session() const { return session_; }
-  [[nodiscard]] const std::string& host() const { return host_; }
-  [[nodiscard]] uint16_t port() const { return port_; }
-
- private:
-  HttpConnection(const HttpSession& session, std::string host, uint16_t port)
-      : session_(session), host_(std::move(host)), port_(port) {}
-
-  const HttpSession& session_;
-  const std::string host_;
-  const uint16_t port_;
+  // Requires: the connection outlives the request.
+  [[nodiscard]] virtual std::unique_ptr<HttpRequestHandle> OpenRequest(HttpMethod method,
+                                                                       const std::string& target,
+                                                                       bool is_secure) const = 0;
 };
 
-// One request and its answer. Follows up to kMaxRedirects redirects. Each gets its own look-up and
-// its own Host header; 301, 302 and 303 turn a POST into a GET. An answer that redirects from https
-// to http, or that has no Location, is the final one.
-class HttpRequestHandle {
+// Holds the agent and the time-outs of its connections and requests.
+class HttpSession {
  public:
-  // Requires: `connection` outlives the request.
-  static std::unique_ptr<HttpRequestHandle> Open(const HttpConnection& connection,
-                                                 HttpMethod method, const std::string& target,
-                                                 bool is_secure);
-  ~HttpRequestHandle();
+  // The room's own session. `agent` is sent if a request has no User-Agent.
+  static std::unique_ptr<HttpSession> Open(const std::string& agent);
 
-  // Accepts any certificate: unknown issuer, other name, other date.
-  void IgnoreCertificateErrors() { plan_.ignore_certificate_errors = true; }
+  HttpSession() = default;
+  virtual ~HttpSession() = default;
+  HttpSession(const HttpSession&) = delete;
+  HttpSession& operator=(const HttpSession&) = delete;
 
-  // Adds lines "Name: value", each ended by CRLF. A line replaces an earlier one of its name.
-  void AddOrReplaceHeaders(std::string_view header_text);
+  // Holds for requests opened from now on. The look-up of a name has no limit.
+  virtual void SetTimeOuts(const TransferTimeOuts& time_outs) = 0;
 
-  // Looks the host up, connects and sends.
-  // Requires: `body` stays until the answer has been read.
-  [[nodiscard]] bool Send(std::string_view extra_header_text, std::string_view body);
-  // The addresses that the look-up gave, as texts for reports; those of a redirect don't count.
-  [[nodiscard]] const std::list<std::string>& host_addresses() const { return host_addresses_; }
-
-  // Blocks until the head of the final answer has been received.
-  [[nodiscard]] bool ReceiveResponse();
-
-  // The final answer's head. Requires: ReceiveResponse has returned true.
-  [[nodiscard]] const std::string& raw_headers() const;  // lines ended by CRLF, the last one empty
-  [[nodiscard]] int32_t status() const;
-  [[nodiscard]] std::optional<int64_t> content_length() const;  // empty if the server sent none
-
-  // Blocks until a part of the body has been received. `available_bytes` is 0 at its end.
-  [[nodiscard]] bool QueryDataAvailable(size_t& available_bytes);
-  // Moves at most this many received bytes to `out` and returns their number.
-  [[nodiscard]] size_t ReadData(char* out, size_t limit_bytes);
-
-  // Requires: a call has returned false.
-  [[nodiscard]] TransferCause cause() const;
-  // The steps of the last hop so far.
-  [[nodiscard]] TransferSteps steps() const;
-
- private:
-  enum class NextHop { kNone, kPrepared, kUnusable };
-
-  HttpRequestHandle() = default;
-
-  // Sends the plan's request in place of the one before.
-  bool SendHop();
-  bool ResolveHost();
-  bool Fail(TransferCause cause);  // returns false
-  // Turns the plan into that of the next hop if the answer redirects.
-  NextHop PrepareNextHop();
-
-  TransferPlan plan_;
-  std::unique_ptr<CurlTransfer> transfer_;  // refers to the plan
-  TransferCause cause_{};                   // of a failure outside of a transfer
-  TransferSteps steps_;  // the look-up's; all of a hop that has ended in a redirect
-  std::list<std::string> host_addresses_;
-  int64_t deadline_ms_ = INT64_MAX;
+  // Fails without a host or a port. Requires: the session outlives the connection.
+  [[nodiscard]] virtual std::unique_ptr<HttpConnection> OpenConnection(const std::string& host,
+                                                                       uint16_t port) const = 0;
 };
 
 }  // namespace KRBASE::network::platform

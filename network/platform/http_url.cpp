@@ -2,22 +2,15 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 
 #include "base/ascii.h"
 #include "base/decimal.h"
 #include "net/ip_address.h"
 #include "net/url.h"
-#include "network/platform/curl/curl_library.h"
-#include "network/platform/exit_gate.h"
 
 namespace KRBASE::network::platform {
 
 namespace {
-
-struct CurlUrlDeleter {
-  void operator()(CURLU* handle) const { Curl().url_cleanup(handle); }
-};
 
 // The length in UTF-16 units, the unit of the limits.
 size_t WideLength(std::string_view utf8) {
@@ -42,24 +35,6 @@ std::string CanonicalHost(std::string_view host) {
     return std::string(host);
   }
   return UrlHost(address);
-}
-
-// Returns nothing if `location` makes no URL, or if the process is exiting.
-std::optional<std::string> JoinUrls(const std::string& base, const std::string& location) {
-  const ExitGateGuard inside;
-  if (!inside) {
-    return std::nullopt;
-  }
-  const std::unique_ptr<CURLU, CurlUrlDeleter> handle(Curl().url());
-  char* text = nullptr;
-  if (handle == nullptr ||
-      Curl().url_set(handle.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK ||
-      Curl().url_set(handle.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK ||
-      Curl().url_get(handle.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  const std::unique_ptr<char, decltype(CurlLibrary::free)> owner(text, Curl().free);
-  return text;
 }
 
 }  // namespace
@@ -121,15 +96,6 @@ std::optional<HttpUrl> CrackUrl(const std::string& url, size_t host_limit, size_
 
 std::string UrlOrigin(const HttpUrl& url) {
   return (url.is_https ? "https://" : "http://") + url.host + ":" + std::to_string(url.port);
-}
-
-std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location) {
-  const std::optional<std::string> absolute =
-      JoinUrls(UrlOrigin(base) + base.target, Escaped(location));
-  if (!absolute.has_value()) {
-    return std::nullopt;
-  }
-  return CrackUrl(*absolute, absolute->size() + 1, absolute->size() + 2);
 }
 
 }  // namespace KRBASE::network::platform

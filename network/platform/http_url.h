@@ -36,9 +36,4 @@ std::string UrlHost(const net::IPBytes& address);
 // The URL without its target: "https://host:port".
 std::string UrlOrigin(const HttpUrl& url);
 
-// Resolves a Location header against `base`. Refuses what CrackUrl refuses, except that it takes
-// any length.
-// Requires: libcurl is loaded.
-std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location);
-
 }  // namespace KRBASE::network::platform

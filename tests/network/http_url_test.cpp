@@ -4,8 +4,6 @@
 
 #include <map>
 
-#include "network/platform/curl/curl_library.h"
-
 namespace KRBASE::network::platform {
 namespace {
 
@@ -40,23 +38,6 @@ TEST(CrackUrl, CountsCharactersAgainstItsBounds) {
   // Two bytes of UTF-8 are one character, four are the two halves of one beyond 16 bits.
   EXPECT_TRUE(CrackUrl("http://abc/\xC3\xA9.", 4, 4).has_value());
   EXPECT_FALSE(CrackUrl("http://abc/\xF0\x9F\x98\x80.", 4, 4).has_value());
-}
-
-TEST(ResolveLocation, ResolvesOrRefusesEachLocation) {
-  LoadCurl();
-  const HttpUrl base = *CrackUrl("https://a.example:8443/dir/page?q=1", 260, 1300);
-  const std::string longer_than_a_client_may(2000, 'p');
-  for (const auto& [location, expected] : Table{
-           {"next", "https://a.example:8443 /dir/next"},
-           {"?other", "https://a.example:8443 /dir/page?other"},
-           {"//b.example/p", "https://b.example:443 /p"},
-           {"https://c.example/a b#ref", "https://c.example:443 /a%20b"},
-           {"http://[::1]:81", "http://[::1]:81 /"},
-           {"/" + longer_than_a_client_may, "https://a.example:8443 /" + longer_than_a_client_may},
-           {"file:///etc/passwd", "refused"},
-           {"https://a.example:99999/", "refused"}}) {
-    EXPECT_EQ(Shown(ResolveLocation(base, location)), expected) << location;
-  }
 }
 
 }  // namespace

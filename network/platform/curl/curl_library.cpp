@@ -10,6 +10,7 @@
 
 #include "base/process/unload_hook.h"
 #include "base/sync/once_flag.h"
+#include "network/platform/curl/exit_gate_guard.h"
 #include "network/platform/exit_gate.h"
 
 namespace KRBASE::network::platform {

@@ -1,10 +1,12 @@
-#include "network/platform/http_handles.h"
+#include "network/platform/curl/curl_request.h"
+
+#include <utility>
 
 #include "base/thread/clock.h"
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
-#include "network/platform/curl/curl_library.h"
 #include "network/platform/curl/curl_transfer.h"
+#include "network/platform/curl/redirect_url.h"
 #include "network/platform/exit_gate.h"
 #include "network/platform/transfer_limits.h"
 
@@ -23,39 +25,15 @@ bool BecomesGet(int32_t status, HttpMethod method) {
 
 }  // namespace
 
-std::unique_ptr<HttpSession> HttpSession::Open(std::string agent) {
-  LoadCurl();
-  return std::unique_ptr<HttpSession>(new HttpSession(std::move(agent)));
-}
+CurlRequest::CurlRequest(TransferPlan plan) : plan_(std::move(plan)) {}
 
-std::unique_ptr<HttpConnection> HttpConnection::Open(const HttpSession& session,
-                                                     const std::string& host, uint16_t port) {
-  if (host.empty() || port == 0) {
-    return nullptr;
-  }
-  return std::unique_ptr<HttpConnection>(new HttpConnection(session, host, port));
-}
+CurlRequest::~CurlRequest() = default;
 
-std::unique_ptr<HttpRequestHandle> HttpRequestHandle::Open(const HttpConnection& connection,
-                                                           HttpMethod method,
-                                                           const std::string& target,
-                                                           bool is_secure) {
-  std::unique_ptr<HttpRequestHandle> request(new HttpRequestHandle());
-  TransferPlan& plan = request->plan_;
-  plan.url = {is_secure, connection.host(), connection.port(), target};
-  plan.method = method;
-  plan.agent = connection.session().agent();
-  plan.time_outs = connection.session().time_outs();
-  return request;
-}
-
-HttpRequestHandle::~HttpRequestHandle() = default;
-
-void HttpRequestHandle::AddOrReplaceHeaders(std::string_view header_text) {
+void CurlRequest::AddOrReplaceHeaders(std::string_view header_text) {
   plan_.headers.AddOrReplace(header_text);
 }
 
-bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_view body) {
+bool CurlRequest::Send(std::string_view extra_header_text, std::string_view body) {
   transfer_.reset();
   AddOrReplaceHeaders(extra_header_text);
   plan_.body = body;
@@ -67,7 +45,7 @@ bool HttpRequestHandle::Send(std::string_view extra_header_text, std::string_vie
   return is_sent;
 }
 
-bool HttpRequestHandle::SendHop() {
+bool CurlRequest::SendHop() {
   steps_ = {};
   if (!ResolveHost()) {
     return Fail(TransferCause::kNameNotResolved);
@@ -77,7 +55,7 @@ bool HttpRequestHandle::SendHop() {
   return transfer_->Send();
 }
 
-bool HttpRequestHandle::ResolveHost() {
+bool CurlRequest::ResolveHost() {
   plan_.addresses.clear();
   net::IPBytes literal;
   if (net::ParseIPLiteral(plan_.url.host, literal)) {
@@ -98,7 +76,7 @@ bool HttpRequestHandle::ResolveHost() {
   return !plan_.addresses.empty();
 }
 
-bool HttpRequestHandle::ReceiveResponse() {
+bool CurlRequest::ReceiveResponse() {
   if (transfer_ == nullptr) {
     return false;
   }
@@ -124,7 +102,7 @@ bool HttpRequestHandle::ReceiveResponse() {
   return false;
 }
 
-HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
+CurlRequest::NextHop CurlRequest::PrepareNextHop() {
   const int32_t status = transfer_->status();
   if (!IsRedirect(status)) {
     return NextHop::kNone;
@@ -152,20 +130,20 @@ HttpRequestHandle::NextHop HttpRequestHandle::PrepareNextHop() {
   return NextHop::kPrepared;
 }
 
-const std::string& HttpRequestHandle::raw_headers() const {
+const std::string& CurlRequest::raw_headers() const {
   return transfer_->head();
 }
 
-int32_t HttpRequestHandle::status() const {
+int32_t CurlRequest::status() const {
   return transfer_->status();
 }
 
-std::optional<int64_t> HttpRequestHandle::content_length() const {
+std::optional<int64_t> CurlRequest::content_length() const {
   const int64_t length = transfer_->content_length();
   return length >= 0 ? std::optional(length) : std::nullopt;
 }
 
-bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
+bool CurlRequest::QueryDataAvailable(size_t& available_bytes) {
   available_bytes = 0;
   if (transfer_ == nullptr || !transfer_->WaitForBody()) {
     return false;
@@ -174,21 +152,22 @@ bool HttpRequestHandle::QueryDataAvailable(size_t& available_bytes) {
   return true;
 }
 
-size_t HttpRequestHandle::ReadData(char* out, size_t limit_bytes) {
-  return transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
+bool CurlRequest::ReadData(char* out, size_t limit_bytes, size_t& read_bytes) {
+  read_bytes = transfer_ == nullptr ? 0 : transfer_->TakeBody(out, limit_bytes);
+  return true;
 }
 
-TransferCause HttpRequestHandle::cause() const {
+TransferCause CurlRequest::cause() const {
   return transfer_ != nullptr ? transfer_->cause() : cause_;
 }
 
-TransferSteps HttpRequestHandle::steps() const {
+TransferSteps CurlRequest::steps() const {
   TransferSteps steps = transfer_ != nullptr ? transfer_->steps() : steps_;
   steps.name_ms = steps_.name_ms;
   return steps;
 }
 
-bool HttpRequestHandle::Fail(TransferCause cause) {
+bool CurlRequest::Fail(TransferCause cause) {
   cause_ = cause;
   return false;
 }

@@ -12,7 +12,7 @@
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
 #include "network/platform/curl/curl_options.h"
-#include "network/platform/exit_gate.h"
+#include "network/platform/curl/exit_gate_guard.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {

@@ -21,7 +21,7 @@ namespace KRBASE::network::platform {
 // the step is done. Bytes that libcurl receives beyond that wait in a bounded buffer, then in the
 // socket.
 // Threads: the worker's, except that setting the clock wakes a wait from any thread.
-// Owner:   HttpRequestHandle, which makes a new one for each redirect.
+// Owner:   CurlRequest, which makes a new one for each redirect.
 // Errors:  a step returns false, and so do all later ones. A time-out is such a failure. `cause`
 //          has the first failure.
 class CurlTransfer final : private zo_base::ClockListener {

@@ -12,6 +12,7 @@
 #include "base/process/unload_hook.h"
 #include "base/sync/once_flag.h"
 #include "base/thread/clock.h"
+#include "network/platform/curl/exit_gate_guard.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,16 +7,10 @@
 #include "net/ip_address.h"
 #include "network/http_method.h"
 #include "network/platform/header_lines.h"
+#include "network/platform/http_handles.h"
 #include "network/platform/http_url.h"
 
 namespace KRBASE::network::platform {
-
-// A value of 0 or less is no limit.
-struct TransferTimeOuts {
-  int32_t connect_ms = 0;  // TLS included
-  int32_t send_ms = 0;     // for each step of sending
-  int32_t receive_ms = 0;  // for the whole head, then for each read
-};
 
 // One request to one server: all that a CurlTransfer needs.
 // Threads: one at a time.
@@ -29,7 +22,7 @@ struct TransferPlan {
   bool ignore_certificate_errors = false;
   std::string agent;  // sent if the headers have no User-Agent
   HeaderLines headers;
-  std::string_view body;  // owned by the caller of HttpRequestHandle::Send
+  std::string_view body;  // owned by the caller of CurlRequest::Send
   TransferTimeOuts time_outs;
 };
 
