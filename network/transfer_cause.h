@@ -26,7 +26,7 @@ enum class TransferCause : uint8_t {
   kMalformed,         // the answer is no HTTP
   kShutDown,          // the process is exiting
   kOutOfMemory,       // no memory, thread or descriptor was left
-  kNotAvailable,      // libcurl can't be loaded, or lacks what a transfer needs
+  kNotAvailable,      // the HTTP library can't be loaded, or lacks what a transfer needs
 };
 
 // The words of the log, in the order of the causes.

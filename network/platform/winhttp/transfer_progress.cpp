@@ -1,0 +1,90 @@
+#include "network/platform/winhttp/transfer_progress.h"
+
+#include "base/thread/clock.h"
+#include "net/ip_address.h"
+#include "net/platform/resolver.h"
+#include "network/platform/winhttp/wide_text.h"
+#include "network/platform/winhttp/winhttp_handle.h"
+
+namespace KRBASE::network::platform {
+
+TransferProgress::TransferProgress(const std::string& host) {
+  if (net::IPBytes address; net::ParseIPLiteral(host, address)) {
+    addresses_.push_back(net::ReportedAddress(address));
+  }
+}
+
+void TransferProgress::OnStatus(uint32_t status, std::wstring_view text, bool is_tls) {
+  const int64_t now_ms = zo_base::Clock::MonotonicMs();
+  switch (status) {
+    case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
+      is_literal_ = net::IsIPLiteral(Utf8(text));
+      step_began_at_ms_ = now_ms;
+      break;
+    case WINHTTP_CALLBACK_STATUS_CONNECTING_TO_SERVER:
+      step_began_at_ms_ = now_ms;
+      break;
+    case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
+      OnNameResolved(text, now_ms);
+      break;
+    case WINHTTP_CALLBACK_STATUS_CONNECTED_TO_SERVER:
+      steps_.connect_ms = now_ms - step_began_at_ms_;
+      connected_at_ms_ = now_ms;
+      break;
+    case WINHTTP_CALLBACK_STATUS_SENDING_REQUEST:
+      OnSending(now_ms, is_tls);
+      break;
+    case WINHTTP_CALLBACK_STATUS_REQUEST_SENT:
+      phase_ = TransferPhase::kWaiting;
+      break;
+    case WINHTTP_CALLBACK_STATUS_RESPONSE_RECEIVED:
+      phase_ = phase_ == TransferPhase::kWaiting ? TransferPhase::kInHead : phase_;
+      break;
+    case WINHTTP_CALLBACK_STATUS_REDIRECT:
+      OnRedirect();
+      break;
+    default:
+      break;
+  }
+}
+
+void TransferProgress::OnHead() {
+  phase_ = TransferPhase::kInBody;
+  steps_.head_ms = zo_base::Clock::MonotonicMs() - connected_at_ms_;
+}
+
+// The text has one address, or several with semicolons between them.
+void TransferProgress::OnNameResolved(std::wstring_view texts, int64_t now_ms) {
+  if (is_literal_) {
+    return;
+  }
+  steps_.name_ms = now_ms - step_began_at_ms_;
+  while (redirects_ == 0 && !texts.empty()) {
+    const size_t end = texts.find(L';');
+    net::IPBytes address;
+    if (net::ParseIPLiteral(Utf8(texts.substr(0, end)), address)) {
+      addresses_.push_back(net::ReportedAddress(address));
+    }
+    texts.remove_prefix(end == std::wstring_view::npos ? texts.size() : end + 1);
+  }
+}
+
+void TransferProgress::OnSending(int64_t now_ms, bool is_tls) {
+  if (phase_ != TransferPhase::kConnecting) {
+    return;  // a further part of the request
+  }
+  phase_ = TransferPhase::kSending;
+  if (is_tls) {
+    steps_.tls_ms = now_ms - connected_at_ms_;
+  }
+  connected_at_ms_ = now_ms;
+  first_connected_at_ms_ = first_connected_at_ms_.value_or(now_ms);
+}
+
+void TransferProgress::OnRedirect() {
+  ++redirects_;
+  steps_ = {};
+  phase_ = TransferPhase::kConnecting;
+}
+
+}  // namespace KRBASE::network::platform
