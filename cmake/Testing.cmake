@@ -1,10 +1,28 @@
-# sturdy_test(NAME SOURCES file... LAYERS layer... [LIBS target...] [TIMEOUT seconds])
-# Adds a test program. Each of its cases is a ctest entry with its own time limit.
 set(STURDY_TEST_ENVIRONMENT
     "ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
     "TSAN_OPTIONS=detect_deadlocks=1:second_deadlock_stack=1:halt_on_error=1")
 
+# For code that tests only. A test runs for a moment, so building it is what takes time. Without
+# -fno-lto each program would optimise the layers again.
+function(sturdy_build_fast target)
+  target_compile_options(${target} PRIVATE -O0)
+  target_link_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lto>)
+endfunction()
+
+# Headers of other projects take longer to compile than the tests that include them. Each file still
+# includes what it needs: clang-tidy compiles without this.
+find_package(nlohmann_json REQUIRED)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/test_headers.cpp CONTENT "")
+add_library(sturdy_test_headers OBJECT ${PROJECT_BINARY_DIR}/generated/test_headers.cpp)
+target_compile_features(sturdy_test_headers PRIVATE cxx_std_20)
+target_link_libraries(sturdy_test_headers PRIVATE GTest::gmock nlohmann_json::nlohmann_json)
+target_precompile_headers(sturdy_test_headers PRIVATE <gmock/gmock.h> <nlohmann/json.hpp>)
+sturdy_warnings(sturdy_test_headers)
+sturdy_build_fast(sturdy_test_headers)
+
+# sturdy_test(NAME SOURCES file... LAYERS layer... [LIBS target...] [TIMEOUT seconds])
+# Adds a test program. Each of its cases is a ctest entry with its own time limit.
 function(sturdy_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LAYERS;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
@@ -18,9 +36,8 @@ function(sturdy_test name)
   endforeach()
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
   sturdy_warnings(${name})
-  # g++ 12 merges equal functions of two types, and then warns of the size of the other type.
-  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-icf>)
-  sturdy_quick_under_sanitizer(${name})
+  sturdy_build_fast(${name})
+  target_precompile_headers(${name} REUSE_FROM sturdy_test_headers)
   gtest_discover_tests(
     ${name}
     DISCOVERY_MODE PRE_TEST
