@@ -69,6 +69,7 @@ void Remove(HINTERNET handle, const wchar_t* line) {
 WinHttpRequest::WinHttpRequest(WinHttpHandle handle, HttpUrl url, const TransferTimeOuts& time_outs)
     : handle_(std::move(handle)),
       time_outs_(time_outs),
+      has_zero_in_host_(url.host.find('\0') != std::string::npos),
       hop_(std::move(url)),
       progress_(hop_.host) {}
 
@@ -102,6 +103,9 @@ void WinHttpRequest::AddOrReplaceHeaders(std::string_view header_text) {
 bool WinHttpRequest::Send(std::string_view extra_header_text, std::string_view body) {
   if (body.size() > MAXDWORD) {
     return Fail(TransferCause::kOutOfMemory);
+  }
+  if (has_zero_in_host_) {
+    return Fail(TransferCause::kNameNotResolved);  // WinHTTP would look up the text before it
   }
   // WinHTTP only reads the body, in spite of the parameter's type.
   const std::wstring extra = WideHeaders(extra_header_text);

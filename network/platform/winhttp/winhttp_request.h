@@ -60,6 +60,7 @@ class WinHttpRequest final : public HttpRequestHandle {
 
   const WinHttpHandle handle_;
   const TransferTimeOuts time_outs_;
+  const bool has_zero_in_host_;
   std::list<std::string> host_addresses_;
   std::string raw_headers_;
   int64_t received_bytes_ = 0;
