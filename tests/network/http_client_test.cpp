@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <future>
 #include <regex>
 
@@ -15,7 +14,6 @@
 #include "network/http_request_win.h"
 #include "network/http_response.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/process_state.h"
 
 namespace KRBASE::network {
 namespace {
@@ -83,7 +81,6 @@ TEST_F(HttpClientTest, CallbackGetsTheAnswerOnAWorker) {
               ElementsAre(Pair("X-Name", " n m"), Pair("Content-Length", " 3"),
                           Pair("Connection", " keep-alive")));
   EXPECT_FALSE(Send("/none").get().response->success);
-  EXPECT_TRUE(HasThread("http dispatcher") && HasThread("http worker"));
 }
 
 // The line has the first URL and the steps of the last hop. It has no user information, no query
@@ -155,24 +152,6 @@ TEST_F(HttpClientTest, ServesOnAfterFaultsOfSystemAndCallbacks) {
   client->Send(Request("/"));                     // without a callback
   client->Send(std::make_shared<HttpRequest>());  // of the plain class, without a URL
   EXPECT_EQ(Send("/").get().response->status, 200);
-}
-
-// libcurl would replace the handler for the time of each of its steps, on all workers at once.
-TEST_F(HttpClientTest, NeverReplacesTheHostsSignalHandler) {
-  void (*const handler)(int) = [](int) {};
-  void (*const before)(int) = signal(SIGPIPE, handler);
-  std::vector<std::future<Got>> answers(20 * kPoolThreads);
-  std::generate(answers.begin(), answers.end(), [this] { return Send("/"); });
-  int replaced = 0;
-  struct sigaction now {};
-  for (std::future<Got>& answer : answers) {
-    while (answer.wait_for(0ms) != std::future_status::ready) {
-      sigaction(SIGPIPE, nullptr, &now);
-      replaced += now.sa_handler == handler ? 0 : 1;
-    }
-  }
-  EXPECT_EQ(replaced, 0);
-  signal(SIGPIPE, before);
 }
 
 TEST_F(HttpClientTest, StartsSendsAndStopsFromManyThreads) {
