@@ -43,7 +43,7 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool IsOpen() const { return handle_ != kNoHandle; }
   [[nodiscard]] std::optional<uint64_t> Size() const;
   bool SeekTo(uint64_t offset_bytes);
   // Returns the number of bytes read, 0 at the end of the file; empty on failure.
@@ -52,10 +52,13 @@ class File {
   bool Write(std::string_view text);
   // Extends the file to at least this size and reserves its blocks on the disk.
   bool ReserveBlocks(uint64_t size_bytes);
-  [[nodiscard]] int descriptor() const { return descriptor_; }
+  // The system's: a descriptor, or what a HANDLE holds.
+  [[nodiscard]] intptr_t handle() const { return handle_; }
 
  private:
-  int descriptor_ = -1;
+  static constexpr intptr_t kNoHandle = -1;  // on each system
+
+  intptr_t handle_ = kNoHandle;
 };
 
 }  // namespace zo_base

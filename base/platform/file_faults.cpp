@@ -1,8 +1,7 @@
-#include <csignal>
-
 #include <atomic>
 
 #include "base/platform/file_faults_for_test.h"
+#include "base/platform/kill_this_process.h"
 
 namespace zo_base {
 namespace {
@@ -41,7 +40,7 @@ bool WriteFails() {
 
 void KillIfAsked() {
   if (kind == FileFault::kKill) {
-    std::raise(SIGKILL);
+    KillThisProcess();
   }
 }
 

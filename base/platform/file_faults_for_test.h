@@ -7,7 +7,7 @@ namespace zo_base {
 enum class FileFault {
   kFailOnce,       // the n-th call fails, later ones work again
   kFailFromThere,  // the n-th call and all after it fail
-  kKill,           // SIGKILL ends the process instead of the n-th call
+  kKill,           // a kill ends the process instead of the n-th call
 };
 
 // Makes the n-th file call from here on fail, counted from 1 over all threads. A failing or dying

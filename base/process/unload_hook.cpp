@@ -1,19 +1,13 @@
 #include "base/process/unload_hook.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
-#include <atomic>
 #include <utility>
 #include <vector>
 
+#include "base/platform/end_of_process.h"
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
 #include "base/sync/mutex.h"
-
-// The linker's handle of this library.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform chose it
-extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
 
 namespace zo_base {
 namespace {
@@ -26,15 +20,6 @@ struct Hooks {
 Hooks& AllHooks() {
   static NoDestructor<Hooks> hooks;
   return *hooks;
-}
-
-std::atomic<bool> process_ends{false};
-
-// An exiting process runs the exit handlers before any library's teardown; dlclose runs them after
-// it. So a teardown that finds the mark set is part of the process's exit.
-__attribute__((constructor)) void WatchForProcessEnd() {
-  // If this fails, the hooks may run while the process exits; nothing else is lost.
-  (void)AtEnd([] { process_ends = true; });
 }
 
 std::vector<void (*)()> TakeHooks() {
@@ -55,7 +40,7 @@ void RunHooks() {
 }
 
 __attribute__((destructor)) void OnTeardown() {
-  if (!process_ends) {
+  if (!ProcessEnds()) {
     RunHooks();
   }
 }
@@ -68,11 +53,6 @@ void AtUnload(void (*hook)()) {
   if (std::find(hooks.list.begin(), hooks.list.end(), hook) == hooks.list.end()) {
     hooks.list.push_back(hook);
   }
-}
-
-bool AtEnd(void (*handler)()) {
-  const auto call = [](void* function) { reinterpret_cast<void (*)()>(function)(); };
-  return abi::__cxa_atexit(call, reinterpret_cast<void*>(handler), &__dso_handle) == 0;
 }
 
 void RunUnloadHooksForTest() {

@@ -11,13 +11,6 @@ namespace zo_base {
 // Errors:  throws std::bad_alloc if there is no memory to register the hook.
 void AtUnload(void (*hook)());
 
-// Calls `handler` when the process exits, or when the library is unloaded if that comes first.
-// Handlers run in reverse order. Registered through __cxa_atexit with our DSO handle: the
-// std::atexit that sanitizers intercept loses the owner and would call the handler after dlclose.
-// Threads: any. The handler runs on the thread that exits or unloads.
-// Errors:  returns false if there is no memory to register the handler.
-bool AtEnd(void (*handler)());
-
 // Runs the hooks as unloading would. Requires: no other thread is inside the library.
 void RunUnloadHooksForTest();
 

@@ -11,7 +11,7 @@ namespace zo_base {
 // Threads: any. Errors: the standard system errors of the wrapped mutex.
 class ZO_CAPABILITY("mutex") Mutex {
  public:
-  constexpr Mutex() = default;
+  Mutex() = default;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 

@@ -12,7 +12,7 @@ namespace zo_base {
 // Errors:  an exception from the function leaves the flag unset and passes to the caller.
 class OnceFlag {
  public:
-  constexpr OnceFlag() = default;
+  OnceFlag() = default;
   OnceFlag(const OnceFlag&) = delete;
   OnceFlag& operator=(const OnceFlag&) = delete;
 

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "base/filesystem.h"
@@ -15,8 +14,6 @@ namespace {
 
 constexpr mode_t kFileMode = 0600;
 constexpr mode_t kFolderMode = 0700;
-// Files are read in pieces of this size: few calls for a cache file, a small buffer for a log.
-constexpr size_t kReadPieceBytes = 65536;
 
 // Repeats a call that a signal has interrupted.
 template <typename Call>
@@ -26,6 +23,10 @@ auto Uninterrupted(Call call) {
     result = call();
   }
   return result;
+}
+
+int DescriptorOf(const File& file) {
+  return static_cast<int>(file.handle());
 }
 
 int OpenFlags(File::Mode mode) {
@@ -91,48 +92,22 @@ bool RenameFile(const std::string& from, const std::string& to) {
   return !error;
 }
 
-std::string ReadFilePrefix(const std::string& path, size_t limit_bytes) {
-  File file(path, File::Mode::kRead);
-  std::string text;
-  while (file.IsOpen() && text.size() < limit_bytes) {
-    const size_t had_bytes = text.size();
-    text.resize(had_bytes + std::min(kReadPieceBytes, limit_bytes - had_bytes));
-    const auto read_bytes = file.Read(text.data() + had_bytes, text.size() - had_bytes);
-    if (!read_bytes) {
-      return {};
-    }
-    text.resize(had_bytes + *read_bytes);
-    if (*read_bytes == 0) {
-      break;
-    }
-  }
-  return text;
-}
-
-bool WriteWholeFile(const std::string& path, std::string_view text) {
-  return File(path, File::Mode::kWriteNew).Write(text);
-}
-
-bool AppendToFile(const std::string& path, std::string_view text) {
-  return File(path, File::Mode::kAppend).Write(text);
-}
-
 File::File(const std::string& path, Mode mode) {
   if (!FileCallFails()) {
-    descriptor_ = Uninterrupted(
+    handle_ = Uninterrupted(
         [&] { return ::open(path.c_str(), OpenFlags(mode) | O_CLOEXEC | O_NOCTTY, kFileMode); });
   }
 }
 
 File::~File() {
   if (IsOpen()) {
-    ::close(descriptor_);
+    ::close(DescriptorOf(*this));
   }
 }
 
 std::optional<uint64_t> File::Size() const {
   struct stat status {};
-  if (!IsOpen() || FileCallFails() || ::fstat(descriptor_, &status) != 0) {
+  if (!IsOpen() || FileCallFails() || ::fstat(DescriptorOf(*this), &status) != 0) {
     return std::nullopt;
   }
   return static_cast<uint64_t>(status.st_size);
@@ -140,14 +115,15 @@ std::optional<uint64_t> File::Size() const {
 
 bool File::SeekTo(uint64_t offset_bytes) {
   return IsOpen() && !FileCallFails() &&
-         ::lseek(descriptor_, static_cast<off_t>(offset_bytes), SEEK_SET) >= 0;
+         ::lseek(DescriptorOf(*this), static_cast<off_t>(offset_bytes), SEEK_SET) >= 0;
 }
 
 std::optional<size_t> File::Read(char* out, size_t limit_bytes) {
   if (!IsOpen() || FileCallFails()) {
     return std::nullopt;
   }
-  const ssize_t read_bytes = Uninterrupted([&] { return ::read(descriptor_, out, limit_bytes); });
+  const ssize_t read_bytes =
+      Uninterrupted([&] { return ::read(DescriptorOf(*this), out, limit_bytes); });
   if (read_bytes < 0) {
     return std::nullopt;
   }
@@ -162,7 +138,7 @@ bool File::Write(std::string_view text) {
   std::string_view rest = fails ? text.substr(0, text.size() / 2) : text;
   while (!rest.empty()) {
     const ssize_t written_bytes =
-        Uninterrupted([&] { return ::write(descriptor_, rest.data(), rest.size()); });
+        Uninterrupted([&] { return ::write(DescriptorOf(*this), rest.data(), rest.size()); });
     if (written_bytes <= 0) {
       return false;
     }
@@ -180,7 +156,7 @@ bool File::ReserveBlocks(uint64_t size_bytes) {
   }
   int error = EINTR;
   while (error == EINTR) {
-    error = ::posix_fallocate(descriptor_, 0, static_cast<off_t>(size_bytes));
+    error = ::posix_fallocate(DescriptorOf(*this), 0, static_cast<off_t>(size_bytes));
   }
   return error == 0;
 }

@@ -18,7 +18,8 @@ bool MappedFile::Map(const std::string& path, uint32_t size_bytes) {
   was_empty_ = had_bytes == 0U;
   void* view = MAP_FAILED;
   if (had_bytes && file.ReserveBlocks(size_bytes) && !FileCallFails()) {
-    view = ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor(), 0);
+    view = ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED,
+                  static_cast<int>(file.handle()), 0);
   }
   if (view == MAP_FAILED) {
     if (was_empty_) {

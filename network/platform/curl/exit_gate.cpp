@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "base/platform/end_of_process.h"
 #include "base/process/unload_hook.h"
 #include "base/sync/once_flag.h"
 #include "base/thread/clock.h"
