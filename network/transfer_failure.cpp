@@ -27,6 +27,12 @@ std::string WithoutSecrets(std::string_view text) {
   return shown.append(text.substr(std::max(user_begin, host_begin)));
 }
 
+std::string ShownStep(int64_t time_ms) {
+  return time_ms == TransferSteps::kNotFinished ? "-" : std::to_string(time_ms) + " ms";
+}
+
+}  // namespace
+
 std::string ShownUrl(const std::string& url) {
   const std::optional<platform::HttpUrl> usable = platform::CrackUrl(url, SIZE_MAX, SIZE_MAX);
   if (!usable.has_value()) {
@@ -35,12 +41,6 @@ std::string ShownUrl(const std::string& url) {
   const std::string path = usable->target.substr(0, usable->target.find('?'));
   return platform::Escaped(platform::UrlOrigin(*usable)).append(path, 0, kMaxShownBytes);
 }
-
-std::string ShownStep(int64_t time_ms) {
-  return time_ms == TransferSteps::kNotFinished ? "-" : std::to_string(time_ms) + " ms";
-}
-
-}  // namespace
 
 void LogTransferFailure(const std::string& url, const TransferFailure& failure,
                         int64_t took_ms) noexcept {

@@ -25,10 +25,14 @@ struct TransferFailure {
   std::string refusal = {};  // why no session could be opened; else empty
 };
 
+// Returns a URL as the line of a failed transfer shows it: in the form in which its host and path
+// are sent, with its port, but without its user information, its query, which can hold a key, and
+// its fragment. Has no blank.
+std::string ShownUrl(const std::string& url);
+
 // Writes the line of a failed transfer: the URL that was asked for, the cause, and the times.
-// `took_ms` is the time of the whole transfer, redirects included. The line has the URL's port, but
-// neither its user information nor its query, which can hold a key, nor its fragment. Writes the
-// refusal, if there is one, in a line before it.
+// `took_ms` is the time of the whole transfer, redirects included. Writes the refusal, if there is
+// one, in a line before it.
 // Threads: any.
 // Errors:  none; without memory the line is lost.
 void LogTransferFailure(const std::string& url, const TransferFailure& failure,

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "network/transfer_failure.h"
+
 namespace history {
 
 namespace {
@@ -12,32 +14,6 @@ namespace {
 constexpr int64_t kNearMs = 100;
 constexpr size_t kMostNear = 64;  // failures of a URL that are compared
 constexpr int64_t kLongestMs = 86'400'000;
-
-char ToLower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// Returns the URL as the workers show it: with its port, without user info, query and fragment.
-std::string ShownUrl(std::string_view url) {
-  url = url.substr(0, url.find_first_of("?#"));
-  const size_t scheme_end = url.find("://");
-  if (scheme_end == std::string_view::npos) {
-    return std::string(url);
-  }
-  const size_t begin = scheme_end + 3;
-  const size_t path_begin = std::min(url.find('/', begin), url.size());
-  std::string origin(url.substr(0, path_begin));
-  std::transform(origin.begin(), origin.end(), origin.begin(), ToLower);
-  if (const size_t user_end = origin.rfind('@'); user_end != std::string::npos) {
-    origin.erase(begin, user_end + 1 - begin);
-  }
-  const size_t port = origin.find(':', std::max(begin, origin.rfind(']') + 1));
-  if (port == std::string::npos) {
-    origin += origin.starts_with("https:") ? ":443" : ":80";
-  }
-  const std::string_view path = url.substr(path_begin);
-  return origin.append(path.empty() ? "/" : path);
-}
 
 }  // namespace
 
@@ -59,7 +35,7 @@ void Transfers::Take(const Line& line) {
 }
 
 size_t Transfers::NumberOf(std::string_view url) {
-  return NumberOfShown(ShownUrl(url));
+  return NumberOfShown(KRBASE::network::ShownUrl(std::string(url)));
 }
 
 std::optional<Transfers::Failure> Transfers::TakeFailureOf(const Try& one, size_t run,

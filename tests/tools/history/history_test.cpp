@@ -183,7 +183,7 @@ TEST(HistoryTest, GivesAFailureToTheTryThatBeganWithIt) {
       Log()
           .Say(kWorker, "[transfer] http://a:80/x/ failed: refused after 0 ms (name -)")
           .Wait(3000)
-          .Request(kManager, {"http://u:p@A/x/httpdns/v2/d?domain=a#f"})
+          .Request(kManager, {"http://u:p@a/x/httpdns/v2/d?domain=a#f"})
           .Request(kManager, {"http://a/x/?httpdns/v2/d?domain=b"})
           .Wait(2000)
           .Say(kWorker, "[transfer] http://a:80/x/ failed: reset after 2000 ms (name 1 ms)")

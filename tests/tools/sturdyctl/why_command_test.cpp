@@ -31,7 +31,8 @@ void AddKeys(const json& value, std::set<std::string>& keys) {
   }
 }
 
-// The client is refused by the first URL, and gets a list of two and a default.
+// The client is refused by the first URL, which the log shows in another form, and gets a list of
+// two and a default.
 TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
   const lab::TempFolder folder;
   const lab::Lab lab(
@@ -39,8 +40,9 @@ TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
        lab::HttpServer("lbs").On(
            kLbsPath, lab::Answer(TestDocument({"192.0.2.1:1", "192.0.2.2:2"}).Text()))});
   lab::WriteServerCache(lab::DataFolder(folder.path()));
+  const std::string dead = "http://u@LocalHost:0" + std::to_string(lab.Port("dead")) + "/\u00e4";
   RunSturdyctl({"link", "--wait", "--count", "3", "--token", "secret", "--data", folder.path(),
-                "--lbs", lab.Url("dead", kLbsPath), "--lbs", lab.Url("lbs", kLbsPath)});
+                "--lbs", dead, "--lbs", lab.Url("lbs", kLbsPath)});
 
   // The data has the keys that the help names, and no others.
   const json all = json::parse(RunSturdyctl({"why", folder.path(), "--all", "--json"}));
