@@ -1,9 +1,12 @@
 #include "tools/state/state_words.h"
 
+#include <array>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <vector>
 
+#include "base/platform/local_time.h"
 #include "tools/duration_words.h"
 
 namespace client_state {
@@ -125,10 +128,18 @@ std::string HostsWords(const HostsState& state, int64_t now_ms) {
   return words;
 }
 
+// Says which time the ages count from: the words may be read later and elsewhere.
+std::string ReadWords(int64_t now_ms) {
+  const std::tm local = zo_base::LocalTime(now_ms / 1000);
+  std::array<char, 64> text{};
+  std::strftime(text.data(), text.size(), "  read at %F %T %z\n", &local);
+  return text.data();
+}
+
 }  // namespace
 
 std::string StateWords(const ClientState& state) {
-  return state.folder + "\n" + DocumentWords(state.document, state.now_ms) +
+  return state.folder + ReadWords(state.now_ms) + DocumentWords(state.document, state.now_ms) +
          EndpointsWords(state.endpoints, state.now_ms) + HostsWords(state.hosts, state.now_ms);
 }
 

@@ -30,9 +30,10 @@ class StateTest : public testing::Test {
     std::ofstream(folder_.File(name)) << text;
   }
   client_state::ClientState Read() const { return client_state::ReadState(folder_.path()); }
-  // Returns the words without the folder.
+  // Returns the words without the time and the folder.
   std::string Words() const {
     std::string words = client_state::StateWords(Read());
+    words.erase(0, words.find('\n'));
     for (size_t at = 0; (at = words.find(folder_.path())) != std::string::npos;) {
       words.erase(at, folder_.path().size());
     }
@@ -96,6 +97,7 @@ Host names  /http_dns/http_dns_cache.data
   c.test  gone since 0 s: 1.1.1.3, [::1]
   A start serves each that has an address for 2.7 s at least, also if it is gone.
 )");
+  EXPECT_NE(client_state::StateWords(Read()).find("  read at 2027-01-1"), std::string::npos);
   const auto data = client_state::ToJson(Read());
   EXPECT_EQ(data["document"]["age_ms"], 192 * kMinute);
   EXPECT_EQ(data["endpoints"]["left_ms"], 30'999);
