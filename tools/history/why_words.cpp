@@ -37,11 +37,17 @@ bool HasEndedBefore(const Fetch& fetch, const Answer& answer) {
   return fetch.outcome != FetchOutcome::kUnderWay && fetch.end_ms && *fetch.end_ms <= answer.at_ms;
 }
 
-// Returns how a fetch ended whose list the client didn't use for the answer.
-std::string EndWords(const Fetch& fetch, const Answer& answer) {
+// Returns how a fetch of this run ended whose list the client didn't use for the answer.
+std::string EndWords(const Fetch& fetch, const Run& run, const Answer& answer) {
   if (!HasEndedBefore(fetch, answer)) {
-    const bool came = fetch.outcome == FetchOutcome::kTaken && fetch.end_ms;
-    return ", but it hadn't arrived yet" + (came ? ": it came at " + TimeText(*fetch.end_ms) : "");
+    const std::string words = ", but it hadn't arrived yet";
+    if (fetch.outcome == FetchOutcome::kTaken && fetch.end_ms) {
+      return words + ": it came at " + TimeText(*fetch.end_ms);
+    }
+    const bool ended_by_exit = fetch.outcome == FetchOutcome::kUnderWay && run.exit_ms;
+    return words + (ended_by_exit
+                        ? ", and the client exited at " + TimeText(*run.exit_ms) + " before it came"
+                        : "");
   }
   switch (fetch.outcome) {
     case FetchOutcome::kFailed:
@@ -104,6 +110,7 @@ class Teller {
   // Returns what the log can't show, if an answer that was told makes the reader ask for it.
   [[nodiscard]] std::string Limits() const;
   std::string WithoutAnswer();
+  std::string NewestFetch(size_t first_run);
 
  private:
   [[nodiscard]] std::string Headline(const Answer& answer) const;
@@ -292,8 +299,9 @@ std::string Teller::EarlierFetches(const Document& document, const Answer& answe
       continue;
     }
     const Fetch& fetch = history_.fetches[place];
-    text += Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
-                 ReasonWords(fetch.asked_because) + EndWords(fetch, answer));
+    text +=
+        Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+             ReasonWords(fetch.asked_because) + EndWords(fetch, history_.runs[fetch.run], answer));
     text += Attempts(place);
   }
   return text;
@@ -312,8 +320,8 @@ std::string Teller::NewerFetch(const Document& document, const Answer& answer,
     return document.from == Document::From::kFetch ? "" : WithoutFetch(answer, so_far);
   }
   const Fetch& newest = history_.fetches[*so_far.newest];
-  std::string text =
-      Line(AskWords(newest.begin_ms, newest.asked_because) + EndWords(newest, answer));
+  std::string text = Line(AskWords(newest.begin_ms, newest.asked_because) +
+                          EndWords(newest, history_.runs[newest.run], answer));
   if (so_far.failed > 0 && HasEndedBefore(newest, answer)) {
     text += Line(so_far.failed == 1
                      ? "An earlier fetch had failed too"
@@ -335,16 +343,20 @@ std::string Teller::WithoutAnswer() {
   const bool is_whole = history_.runs.empty() || history_.runs.front().begin_ms;
   std::string text = "The log has no answer to the client";
   text += is_whole ? ": it has asked for no address.\n" : ", but its begin is lost.\n";
+  return text + NewestFetch(0);
+}
+
+// Tells of the newest fetch of a list in the runs from this one on.
+std::string Teller::NewestFetch(size_t first_run) {
   for (size_t place = history_.fetches.size(); place-- > 0;) {
     const Fetch& fetch = history_.fetches[place];
-    if (fetch.kind == Kind::kLbs) {
-      return text +
-             Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+    if (fetch.kind == Kind::kLbs && fetch.run >= first_run) {
+      return Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
                   ReasonWords(fetch.asked_because)) +
              Attempts(place);
     }
   }
-  return text;
+  return "";
 }
 
 }  // namespace
@@ -361,9 +373,10 @@ std::string WhyWords::Last() const {
   const Answer& answer = history_.answers.back();
   std::string text = teller.Tell(answer, walk.Next(), false);
   if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
-    text +=
-        Line("The client has started again since then, at " +
-             TimeText(newest.begin_ms.value_or(newest.last_ms)) + ", and has asked for no address");
+    text += Line("The client has started again since then, at " +
+                 TimeText(newest.begin_ms.value_or(newest.last_ms)) +
+                 ", and has asked for no address") +
+            teller.NewestFetch(answer.run + 1);
   }
   return text + teller.Limits();
 }

@@ -294,6 +294,17 @@ TEST(WhyWordsTest, SaysWhyNoNewerListHadArrived) {
                         .Say(kManager, "[multiple][rsp]Business check response true,index :0");
   EXPECT_THAT(WhyWords(taken.Read()).Last(),
               HasSubstr("the token changed, but it hadn't arrived yet: it came at 12-31"));
+  Log left = log;
+  left.Say(kClient, kBanner);
+  EXPECT_THAT(WhyWords(left.Read()).Last(),
+              testing::ContainsRegex("arrived yet, and the client exited at 12-31 [^ ]+ before"));
+  left.Say(kClient, kBanner)
+      .Say(kClient, "[environment] Start version:1")
+      .Say(kManager, "[lbs] Begin update LBS")
+      .Request(kManager, {"http://again/"});
+  EXPECT_THAT(
+      WhyWords(left.Read()).Last(),
+      testing::ContainsRegex("started again since then(.|\n)*URL 0 http://again/ had given"));
   log.Say(kManager, "[multiple][rsp]Index:0 code :503")
       .Say(kManager, "[multiple][rsp]All sub url has been requested")
       .Answer("b:2", false);
