@@ -378,13 +378,16 @@ void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
 void Requests::TakeEnd() {
   for (Fetch& fetch : history_.fetches) {
     for (Try& one : fetch.tries) {
-      const bool is_left = one.outcome == TryOutcome::kLate || one.outcome == TryOutcome::kDropped;
-      if (!is_left || one.end_ms) {
+      if (one.end_ms) {
         continue;
       }
       if (const auto failure = transfers_.TakeFailureOf(one, fetch.run, true)) {
         one.cause = failure->cause;
-        one.end_ms = failure->end_ms;
+        // A worker can be faster than the line that says that it was asked.
+        one.end_ms = std::max(failure->end_ms, one.begin_ms);
+        if (one.outcome == TryOutcome::kUnderWay) {
+          one.outcome = TryOutcome::kFailed;
+        }
         one.messages.push_back(failure->message);
       }
     }

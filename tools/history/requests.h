@@ -24,7 +24,7 @@ class Requests {
 
   // Takes the lines in order.
   void Take(size_t place);
-  // Takes the end of the log. Gives tries that nobody waited for their causes.
+  // Takes the end of the log. Gives tries whose failure nobody judged their causes.
   void TakeEnd();
 
   // Returns the fetch whose answer the thread has judged last.

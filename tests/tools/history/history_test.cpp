@@ -295,9 +295,11 @@ TEST(WhyWordsTest, SaysWhyNoNewerListHadArrived) {
   EXPECT_THAT(WhyWords(taken.Read()).Last(),
               HasSubstr("the token changed, but it hadn't arrived yet: it came at 12-31"));
   Log left = log;
-  left.Say(kClient, kBanner);
+  left.Say(kWorker, "[transfer] http://a:80/lbs failed: refused after 2 ms (name -)")
+      .Say(kClient, kBanner);
   EXPECT_THAT(WhyWords(left.Read()).Last(),
-              testing::ContainsRegex("arrived yet, and the client exited at 12-31 [^ ]+ before"));
+              testing::ContainsRegex("arrived yet, and the client exited at 12-31 [^ ]+ before it "
+                                     "came.\n  URL 0 http://a/lbs failed after 2 ms: the server "));
   left.Say(kClient, kBanner)
       .Say(kClient, "[environment] Start version:1")
       .Say(kManager, "[lbs] Begin update LBS")

@@ -287,7 +287,7 @@ class Comparison {
       const bool is_ended = one.outcome != TryOutcome::kLate &&
                             one.outcome != TryOutcome::kDropped &&
                             one.outcome != TryOutcome::kUnderWay;
-      if (is_ended && !one.is_unsure) {
+      if (is_ended && !one.is_unsure && one.cause != "shut_down") {
         EXPECT_EQ(one.outcome, fault.outcome);
         EXPECT_EQ(one.cause, fault.cause);
       } else if (!one.cause.empty() && one.cause != "shut_down") {
