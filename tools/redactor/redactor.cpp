@@ -349,8 +349,7 @@ void Redactor::AddKeys(const std::vector<std::string>& keys) {
 }
 
 std::string Redactor::RedactCut(std::string_view text) {
-  const size_t end =
-      static_cast<size_t>(std::find_if(text.begin(), text.end(), IsBlankOrControl) - text.begin());
+  const size_t end = std::min(text.find_first_of("\r\n"), text.size());
   return std::string(kRedacted) + Redact(text.substr(end));
 }
 

@@ -22,7 +22,7 @@ inline constexpr std::string_view kRedacted = "[redacted]";
 // Threads: one.
 // Owner:   anyone.
 // Errors:  none; any bytes have a result. A text whose begin is lost can begin with the rest of a
-//          secret: RedactCut removes its first word too.
+//          secret, and a key can have blanks: RedactCut removes its first line too.
 class Redactor {
  public:
   // Finds the keys of the application in a text. Redact then also removes them from texts that come
