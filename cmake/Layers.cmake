@@ -1,5 +1,5 @@
 set(sturdy_link_time_options
-    $<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-flto=auto;-ffat-lto-objects>)
+    $<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>,$<NOT:$<BOOL:${WIN32}>>>:-flto=auto;-ffat-lto-objects>)
 
 # One object library per layer. A layer sees the headers of all layers through the source
 # root; the include test holds the rule that it uses only those below it.

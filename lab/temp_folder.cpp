@@ -1,18 +1,20 @@
 #include "lab/temp_folder.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
+#include <random>
 #include <system_error>
 
 namespace lab {
 
 std::string MakeTempFolder(const std::string& parent, const std::string& prefix) {
-  std::string path = (std::filesystem::path(parent) / (prefix + "XXXXXX")).string();
-  if (::mkdtemp(path.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder can be made: " + path);
+  std::random_device random;
+  for (;;) {
+    const auto path = std::filesystem::path(parent) / (prefix + std::to_string(random()));
+    if (std::filesystem::create_directory(path)) {  // false if it is there already
+      std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+      return path.string();
+    }
   }
-  return path;
 }
 
 std::string SystemTempFolder() {

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "base/platform/file.h"
 
 namespace zo_base {
 
@@ -19,7 +22,7 @@ class MappedFile {
   MappedFile& operator=(const MappedFile&) = delete;
 
   // Opens or creates the file, extends it to `size_bytes` if it is shorter, and maps that many
-  // bytes. Keeps no descriptor open.
+  // bytes. Keeps the file open only where a flush needs it.
   bool Map(const std::string& path, uint32_t size_bytes);
   void Unmap();
   // Blocks until the stored bytes are on the disk. Reports no failure.
@@ -31,6 +34,7 @@ class MappedFile {
 
  private:
   char* view_ = nullptr;
+  std::optional<File> file_;  // open where a flush needs it
   uint32_t size_bytes_ = 0;
   bool was_empty_ = false;
 };

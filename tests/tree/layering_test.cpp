@@ -86,8 +86,11 @@ TEST(Layering, IncludesPointDownAndSystemHeadersStayInPlatformFolders) {
       EXPECT_TRUE(rim || room || !Starts(include, of_the_system)) << path << include;
       EXPECT_TRUE(rim || Starts(path, {"network/platform/curl/"}) || !Starts(include, {"<curl/"}))
           << path << include;
-      const bool of_windows =
-          Starts(include, {"<windows.", "<winhttp.", "<winsock2.", "<ws2tcpip."});
+      EXPECT_TRUE(rim || !Starts(include, {"<openssl/"}) ||
+                  Starts(path, {"base/platform/posix/", "network/platform/curl/"}))
+          << path << include;
+      const bool of_windows = Starts(
+          include, {"<windows.", "<winhttp.", "<winsock2.", "<ws2tcpip.", "<bcrypt.", "<sddl."});
       EXPECT_TRUE(rim || !of_windows || path.find("/platform/windows/") != std::string::npos ||
                   Starts(path, {"network/platform/winhttp/"}))
           << path << include;

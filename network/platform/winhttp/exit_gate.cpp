@@ -12,6 +12,7 @@ bool IsExitGateClosed() {
 
 ScopedExitGateRefusal::ScopedExitGateRefusal() = default;
 
-ScopedExitGateRefusal::~ScopedExitGateRefusal() = default;
+// Defaulted, it would have to be so in the header, for each system.
+ScopedExitGateRefusal::~ScopedExitGateRefusal() {}
 
 }  // namespace KRBASE::network::platform

@@ -1,9 +1,9 @@
 #include "network/platform/winhttp/transfer_progress.h"
 
+#include "base/platform/windows/wide_text.h"
 #include "base/thread/clock.h"
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
-#include "network/platform/winhttp/wide_text.h"
 #include "network/platform/winhttp/winhttp_handle.h"
 
 namespace KRBASE::network::platform {
@@ -18,7 +18,7 @@ void TransferProgress::OnStatus(uint32_t status, std::wstring_view text, bool is
   const int64_t now_ms = zo_base::Clock::MonotonicMs();
   switch (status) {
     case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
-      is_literal_ = net::IsIPLiteral(Utf8(text));
+      is_literal_ = net::IsIPLiteral(zo_base::Utf8(text));
       step_began_at_ms_ = now_ms;
       break;
     case WINHTTP_CALLBACK_STATUS_CONNECTING_TO_SERVER:
@@ -62,7 +62,7 @@ void TransferProgress::OnNameResolved(std::wstring_view texts, int64_t now_ms) {
   while (redirects_ == 0 && !texts.empty()) {
     const size_t end = texts.find(L';');
     net::IPBytes address;
-    if (net::ParseIPLiteral(Utf8(texts.substr(0, end)), address)) {
+    if (net::ParseIPLiteral(zo_base::Utf8(texts.substr(0, end)), address)) {
       addresses_.push_back(net::ReportedAddress(address));
     }
     texts.remove_prefix(end == std::wstring_view::npos ? texts.size() : end + 1);

@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "base/decimal.h"
+#include "base/platform/windows/wide_text.h"
 #include "base/thread/clock.h"
 #include "net/url.h"
 #include "network/platform/header_lines.h"
 #include "network/platform/http_url.h"
 #include "network/platform/transfer_limits.h"
-#include "network/platform/winhttp/wide_text.h"
 
 namespace KRBASE::network::platform {
 
@@ -37,7 +37,7 @@ std::wstring WideHeaders(std::string_view header_text) {
       text.append(line.name).append(":").append(line.value).append("\r\n");
     }
   }
-  return Wide(text);
+  return zo_base::Wide(text);
 }
 
 // A limit for the next hop of a transfer that has so much time left. 0 would be no limit.
@@ -178,6 +178,7 @@ TransferSteps WinHttpRequest::steps() const {
 // hop gets the Host header of the one before.
 void CALLBACK WinHttpRequest::OnStatus(HINTERNET handle, DWORD_PTR self, DWORD status,
                                        LPVOID information, DWORD /*size*/) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): WinHTTP keeps our pointer as a number
   auto* const request = reinterpret_cast<WinHttpRequest*>(self);
   if (request == nullptr) {
     return;  // of a call before Send
@@ -222,11 +223,11 @@ void WinHttpRequest::OnRedirect(HINTERNET handle, std::wstring_view text) {
   int64_t left_ms = 0;
   {
     zo_base::MutexLock lock(mutex_);
-    hop_ = CrackUrl(Utf8(text), SIZE_MAX, SIZE_MAX).value_or(hop_);
+    hop_ = CrackUrl(zo_base::Utf8(text), SIZE_MAX, SIZE_MAX).value_or(hop_);
     host_line = HostLine(hop_);
     left_ms = DeadlineLocked() - zo_base::Clock::MonotonicMs();
   }
-  AddHeaders(handle, Wide(host_line));
+  AddHeaders(handle, zo_base::Wide(host_line));
   if (answer != kTemporaryRedirect && answer != kPermanentRedirect) {
     Remove(handle, L"Content-Type:");  // the next hop has no body
     Remove(handle, L"Content-Length:");
@@ -245,7 +246,7 @@ std::string WinHttpRequest::Query(DWORD what) const {
                                            text.data(), &size_bytes, WINHTTP_NO_HEADER_INDEX)) {
     return "";
   }
-  return Utf8(text.c_str());
+  return zo_base::Utf8(text.c_str());
 }
 
 bool WinHttpRequest::FailWithLastError() {

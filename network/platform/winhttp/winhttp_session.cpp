@@ -1,8 +1,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/platform/windows/wide_text.h"
 #include "network/platform/http_handles.h"
-#include "network/platform/winhttp/wide_text.h"
 #include "network/platform/winhttp/winhttp_handle.h"
 #include "network/platform/winhttp/winhttp_request.h"
 
@@ -18,9 +18,10 @@ class WinHttpConnection final : public HttpConnection {
 
   std::unique_ptr<HttpRequestHandle> OpenRequest(HttpMethod method, const std::string& target,
                                                  bool is_secure) const override {
-    WinHttpHandle request(WinHttpOpenRequest(
-        handle_.get(), method == kHttpMethodGet ? L"GET" : L"POST", Wide(target).c_str(), nullptr,
-        WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, is_secure ? WINHTTP_FLAG_SECURE : 0));
+    WinHttpHandle request(
+        WinHttpOpenRequest(handle_.get(), method == kHttpMethodGet ? L"GET" : L"POST",
+                           zo_base::Wide(target).c_str(), nullptr, WINHTTP_NO_REFERER,
+                           WINHTTP_DEFAULT_ACCEPT_TYPES, is_secure ? WINHTTP_FLAG_SECURE : 0));
     if (request == nullptr) {
       return nullptr;
     }
@@ -50,7 +51,7 @@ class WinHttpSession final : public HttpSession {
     if (host.empty() || port == 0) {
       return nullptr;
     }
-    WinHttpHandle connection(WinHttpConnect(handle_.get(), Wide(host).c_str(), port, 0));
+    WinHttpHandle connection(WinHttpConnect(handle_.get(), zo_base::Wide(host).c_str(), port, 0));
     return connection == nullptr
                ? nullptr
                : std::make_unique<WinHttpConnection>(std::move(connection), host, port, time_outs_);
@@ -64,7 +65,7 @@ class WinHttpSession final : public HttpSession {
 }  // namespace
 
 std::unique_ptr<HttpSession> HttpSession::Open(const std::string& agent) {
-  WinHttpHandle handle(WinHttpOpen(Wide(agent).c_str(), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY,
+  WinHttpHandle handle(WinHttpOpen(zo_base::Wide(agent).c_str(), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY,
                                    WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
   if (handle == nullptr) {
     throw std::runtime_error("WinHTTP opens no session, error " + std::to_string(GetLastError()));

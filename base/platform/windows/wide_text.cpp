@@ -1,8 +1,8 @@
-#include "network/platform/winhttp/wide_text.h"
+#include "base/platform/windows/wide_text.h"
 
 #include <windows.h>
 
-namespace KRBASE::network::platform {
+namespace zo_base {
 
 std::wstring Wide(std::string_view utf8) {
   const int size = static_cast<int>(utf8.size());
@@ -21,4 +21,4 @@ std::string Utf8(std::wstring_view wide) {
   return utf8;
 }
 
-}  // namespace KRBASE::network::platform
+}  // namespace zo_base

@@ -1,0 +1,67 @@
+#include "base/platform/mapped_file.h"
+
+#include <windows.h>
+
+#include "base/platform/file.h"
+#include "base/platform/file_faults_for_test.h"
+
+namespace zo_base {
+namespace {
+
+HANDLE HandleOf(const File& file) {
+  return reinterpret_cast<HANDLE>(file.handle());  // NOLINT(performance-no-int-to-ptr)
+}
+
+// Returns null on failure. The view keeps the mapping.
+char* MapView(const File& file, uint32_t size_bytes) {
+  const HANDLE mapping =
+      CreateFileMappingW(HandleOf(file), nullptr, PAGE_READWRITE, 0, size_bytes, nullptr);
+  if (mapping == nullptr) {
+    return nullptr;
+  }
+  void* const view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, size_bytes);
+  CloseHandle(mapping);
+  return static_cast<char*>(view);
+}
+
+}  // namespace
+
+MappedFile::~MappedFile() {
+  Unmap();
+}
+
+bool MappedFile::Map(const std::string& path, uint32_t size_bytes) {
+  Unmap();
+  file_.emplace(path, File::Mode::kReadWrite);
+  const auto had_bytes = file_->Size();
+  was_empty_ = had_bytes == 0U;
+  if (had_bytes && file_->ReserveBlocks(size_bytes) && !FileCallFails()) {
+    view_ = MapView(*file_, size_bytes);
+  }
+  if (view_ == nullptr) {
+    file_.reset();
+    if (was_empty_) {
+      RemoveFile(path);  // frees the blocks that it got on a full disk
+    }
+    return false;
+  }
+  size_bytes_ = size_bytes;
+  return true;
+}
+
+void MappedFile::Unmap() {
+  if (view_ != nullptr) {
+    UnmapViewOfFile(view_);
+    view_ = nullptr;
+  }
+  file_.reset();
+}
+
+void MappedFile::FlushToDisk() {
+  if (view_ != nullptr && !FileCallFails()) {
+    FlushViewOfFile(view_, size_bytes_);
+    FlushFileBuffers(HandleOf(*file_));
+  }
+}
+
+}  // namespace zo_base

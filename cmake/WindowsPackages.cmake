@@ -1,0 +1,9 @@
+# What a build for Windows takes from this machine: the sources of GoogleTest, and libraries that are
+# headers alone. Links to their folders keep the other headers of /usr/include away.
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/headers)
+file(CREATE_LINK /usr/include/nlohmann ${PROJECT_BINARY_DIR}/headers/nlohmann SYMBOLIC)
+add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+target_include_directories(nlohmann_json::nlohmann_json
+                           SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/headers)
