@@ -42,7 +42,11 @@
 #define STURDY_VERSION \
   (STURDY_VERSION_MAJOR * 10000 + STURDY_VERSION_MINOR * 100 + STURDY_VERSION_PATCH)
 
-#if defined(__GNUC__)
+#if defined(_WIN32) && defined(STURDY_BUILDS_LIBRARY)
+#define STURDY_EXPORT __declspec(dllexport)
+#elif defined(_WIN32)
+#define STURDY_EXPORT __declspec(dllimport)
+#elif defined(__GNUC__)
 #define STURDY_EXPORT __attribute__((visibility("default")))
 #else
 #define STURDY_EXPORT
