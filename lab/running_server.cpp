@@ -8,7 +8,7 @@
 #include <chrono>
 #include <utility>
 
-#include "lab/certificate.h"
+#include "lab/tls/openssl/certificate.h"
 
 namespace lab {
 namespace {

@@ -1,4 +1,4 @@
-#include "lab/certificate.h"
+#include "lab/tls/openssl/certificate.h"
 
 #include <openssl/ec.h>
 #include <openssl/evp.h>
