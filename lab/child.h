@@ -1,7 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -15,12 +14,12 @@ namespace lab {
 // Errors:  a program that can't be started has no output, and Wait returns -1.
 class Child {
  public:
-  explicit Child(std::vector<std::string> command);
+  explicit Child(const std::vector<std::string>& command);
   ~Child();
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  [[nodiscard]] pid_t id() const { return id_; }
+  [[nodiscard]] int id() const;
   // Blocks until a line has come, and returns it without its line end. Returns "" at the end.
   std::string ReadLine();
   // Reads lines until one contains `text`, and returns that one. Returns "" at the end or at an
@@ -37,7 +36,7 @@ class Child {
  private:
   std::string ReadTo(int end);
 
-  pid_t id_ = -1;
+  std::intptr_t process_ = -1;  // the id, on Windows the handle; -1 once it has ended
   std::FILE* output_ = nullptr;
   int input_ = -1;
 };

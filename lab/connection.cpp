@@ -3,7 +3,6 @@
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
@@ -38,7 +37,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
         socket_(std::move(socket)),
         timer_(socket_.get_executor()) {
     if (context_.tls != nullptr) {
-      tls_.emplace(socket_, *context_.tls);
+      tls_ = context_.tls->Wrap(socket_);
     }
   }
   ~ConnectionImpl() override {
@@ -88,7 +87,7 @@ class ConnectionImpl : public Connection, public std::enable_shared_from_this<Co
   ServerContext& context_;
   const int number_;
   tcp::socket socket_;
-  std::optional<asio::ssl::stream<tcp::socket&>> tls_;
+  std::unique_ptr<TlsStream> tls_;  // null once the connection is a plain one
   asio::steady_timer timer_;
   State state_ = State::kReadingRequest;
   std::array<char, 16384> buffer_{};
@@ -115,9 +114,8 @@ void ConnectionImpl::Begin() {
     default:
       break;
   }
-  if (tls_.has_value()) {
-    return tls_->async_handshake(asio::ssl::stream_base::server,
-                                 Handler(&ConnectionImpl::OnHandshake));
+  if (tls_ != nullptr) {
+    return tls_->Handshake(Handler(&ConnectionImpl::OnHandshake));
   }
   OnHandshake({});
 }
@@ -126,9 +124,8 @@ void ConnectionImpl::OnHandshake(error_code error) {
   if (error) {
     return Finish();
   }
-  if (tls_.has_value()) {
-    const char* name = SSL_get_servername(tls_->native_handle(), TLSEXT_NAMETYPE_host_name);
-    sni_ = name == nullptr ? "" : name;
+  if (tls_ != nullptr) {
+    sni_ = tls_->ServerName();
   }
   if (context_.server.listening == Listening::kSilent) {
     return Stay();
@@ -143,8 +140,8 @@ void ConnectionImpl::Stay() {
 
 // Starts a read. One is pending from the handshake to the end of the connection.
 void ConnectionImpl::Read() {
-  if (tls_.has_value()) {
-    tls_->async_read_some(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));
+  if (tls_ != nullptr) {
+    tls_->ReadSome(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));
   } else {
     socket_.async_read_some(asio::buffer(buffer_), Handler(&ConnectionImpl::OnRead));
   }
@@ -282,8 +279,8 @@ void ConnectionImpl::OnDue(error_code error) {
   if (error) {
     return;
   }
-  if (tls_.has_value()) {
-    asio::async_write(*tls_, asio::buffer(current_->bytes), Handler(&ConnectionImpl::OnWritten));
+  if (tls_ != nullptr) {
+    tls_->Write(asio::buffer(current_->bytes), Handler(&ConnectionImpl::OnWritten));
   } else {
     asio::async_write(socket_, asio::buffer(current_->bytes), Handler(&ConnectionImpl::OnWritten));
   }
@@ -313,10 +310,10 @@ void ConnectionImpl::EndPlan() {
 // lose our last bytes.
 void ConnectionImpl::Close() {
   state_ = State::kClosing;
-  if (!tls_.has_value()) {
+  if (tls_ == nullptr) {
     return ShutDownSending({});
   }
-  tls_->async_shutdown(Handler(&ConnectionImpl::ShutDownSending));
+  tls_->Shutdown(Handler(&ConnectionImpl::ShutDownSending));
   timer_.expires_after(kTlsShutdownLimit);
   timer_.async_wait(Handler(&ConnectionImpl::ShutDownSending));
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <functional>
 #include <memory>
 
@@ -10,6 +9,7 @@
 #include "lab/journal.h"
 #include "lab/scenario.h"
 #include "lab/script.h"
+#include "lab/tls/tls_server.h"
 
 namespace lab {
 
@@ -20,8 +20,8 @@ struct ServerContext {
   Gates& gates;
   Script& script;
   std::function<void(const Request&)> observer;
-  AnswerQueue queue;                               // used by the thread of the io_context
-  std::unique_ptr<boost::asio::ssl::context> tls;  // null for a plain server
+  AnswerQueue queue;               // used by the thread of the io_context
+  std::unique_ptr<TlsServer> tls;  // null for a plain server
 };
 
 // One accepted connection. Reads requests and plays the behaviour that the script has for each.

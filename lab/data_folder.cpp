@@ -1,9 +1,8 @@
 #include "lab/data_folder.h"
 
-#include <openssl/evp.h>
-
-#include <array>
 #include <filesystem>
+
+#include "lab/platform/md5.h"
 
 namespace lab {
 namespace {
@@ -11,13 +10,10 @@ namespace {
 constexpr char kBuiltInBusiness[] = "im_g1";
 
 std::string HexMd5(const std::string& text) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int size = 0;
-  EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_md5(), nullptr);
   std::string hex;
-  for (unsigned int i = 0; i < size; ++i) {
+  for (const unsigned char byte : Md5(text)) {
     constexpr char kDigits[] = "0123456789abcdef";
-    hex += {kDigits[digest.at(i) >> 4], kDigits[digest.at(i) & 15]};
+    hex += {kDigits[byte >> 4], kDigits[byte & 15]};
   }
   return hex;
 }

@@ -1,18 +1,16 @@
 #include "lab/lab.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
-#include <csignal>
+#include <boost/system/system_error.hpp>
 #include <future>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 
+#include "lab/platform/quiet_thread.h"
 #include "lab/port_reservation.h"
 #include "lab/running_server.h"
 #include "lab/scenario_check.h"
@@ -22,23 +20,6 @@ namespace lab {
 namespace {
 
 namespace asio = boost::asio;
-
-// Blocks all signals for a thread that starts meanwhile. The program's handlers then run on its own
-// threads only: one may end the lab, which the lab's thread can't do.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
 
 std::vector<std::string> NamesOf(const Scenario& scenario) {
   std::vector<std::string> names;
@@ -63,8 +44,7 @@ class Lab::Impl {
         SetBehaviours(server.name, route.path, route.behaviours);
       }
     }
-    const AllSignalsBlocked blocked;
-    thread_ = std::thread([this] { io_->run(); });
+    thread_ = StartQuietThread([this] { io_->run(); });
   }
 
   ~Impl() {
@@ -113,14 +93,14 @@ class Lab::Impl {
 
  private:
   void StartServers(const Scenario& scenario) {
-    std::vector<LoopbackPort> ports = ReservePorts(scenario.servers);
+    std::vector<LoopbackPort> ports = ReservePorts(*io_, scenario.servers);
     for (size_t i = 0; i < scenario.servers.size(); ++i) {
       const Server& server = scenario.servers[i];
       servers_.push_back(std::make_unique<RunningServer>(*io_, server, std::move(ports[i]), journal,
                                                          gates, script, observer_));
       try {
         servers_.back()->Listen();
-      } catch (const std::system_error& error) {
+      } catch (const boost::system::system_error& error) {
         throw PortTaken(server, i, error);
       }
       endpoints_.push_back(servers_.back()->AsEndpoint());

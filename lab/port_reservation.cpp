@@ -1,7 +1,6 @@
 #include "lab/port_reservation.h"
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 namespace lab {
@@ -23,7 +22,8 @@ size_t PortOwner(const std::vector<Server>& servers, size_t index) {
 
 }  // namespace
 
-std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
+std::vector<LoopbackPort> ReservePorts(boost::asio::io_context& io,
+                                       const std::vector<Server>& servers) {
   // The ports of failed attempts stay reserved, so that the system doesn't choose them again.
   std::vector<std::vector<LoopbackPort>> failed_attempts;
   for (int attempt = 1;; ++attempt) {
@@ -31,11 +31,11 @@ std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
     try {
       for (size_t i = 0; i < servers.size(); ++i) {
         const size_t owner = PortOwner(servers, i);
-        ports.emplace_back(servers[i].address,
+        ports.emplace_back(io, servers[i].address,
                            owner == i ? servers[i].port : ports[owner].number());
       }
       return ports;
-    } catch (const std::system_error& error) {
+    } catch (const boost::system::system_error& error) {
       const size_t failed = ports.size();
       const size_t owner = PortOwner(servers, failed);
       if (owner == failed || servers[owner].port != 0 || attempt == kMaxAttempts) {
@@ -46,7 +46,8 @@ std::vector<LoopbackPort> ReservePorts(const std::vector<Server>& servers) {
   }
 }
 
-ScenarioError PortTaken(const Server& server, size_t index, const std::system_error& error) {
+ScenarioError PortTaken(const Server& server, size_t index,
+                        const boost::system::system_error& error) {
   const std::string port =
       server.port_of.empty() ? std::to_string(server.port) : "of \"" + server.port_of + "\"";
   return ScenarioError("servers[" + std::to_string(index) + "]." +

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,34 +26,35 @@ class RunningServer {
   RunningServer& operator=(const RunningServer&) = delete;
 
   const std::string& name() const { return server_.name; }
-  int port() const { return port_.number(); }
+  int port() const { return port_->number(); }
   std::string HostPort() const;
   std::string Url() const { return (server_.https ? "https://" : "http://") + HostPort(); }
   Endpoint AsEndpoint() const;
-  const std::string& certificate_pem() const { return certificate_pem_; }
+  std::string certificate_pem() const;
 
   void Listen();
   void Stop();
-  // Destroys the listener and the timer. The io_context drops the connections when it is destroyed.
-  // Requires: it doesn't run.
+  // Destroys the port, the listener and the timer. The io_context drops the connections when it is
+  // destroyed. Requires: it doesn't run.
   void Drop() {
+    port_.reset();
     listener_.reset();
     retry_.reset();
   }
 
  private:
   void AcceptNext();
-  void AcceptAll();
+  void Take(boost::asio::ip::tcp::socket socket);
   void RetryAccept();
 
   boost::asio::io_context& io_;
   const Server server_;
-  const LoopbackPort port_;
+  std::optional<LoopbackPort> port_;
   ServerContext context_;
-  std::string certificate_pem_;
-  std::unique_ptr<boost::asio::posix::stream_descriptor> listener_;
+  std::shared_ptr<boost::asio::ip::tcp::acceptor>
+      listener_;  // null while the server doesn't listen
   std::unique_ptr<boost::asio::steady_timer> retry_;
-  std::vector<Descriptor> fillers_;  // keep the accept queue full
+  std::optional<QueueFillers> fillers_;  // keep the accept queue full
   std::vector<std::weak_ptr<Connection>> connections_;
 };
 

@@ -1,8 +1,7 @@
 #include "lab/scenario_check.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
+#include <boost/asio/ip/address_v4.hpp>
 #include <cctype>
 #include <climits>
 #include <string_view>
@@ -25,11 +24,9 @@ void CheckRange(const std::string& key, int value, int low, int high) {
 }
 
 bool IsLoopback(const std::string& address) {
-  in_addr v4{};
-  if (inet_pton(AF_INET, address.c_str(), &v4) == 1) {
-    return (ntohl(v4.s_addr) >> 24) == 127;
-  }
-  return address == "::1";
+  boost::system::error_code error;
+  const auto v4 = boost::asio::ip::make_address_v4(address, error);
+  return error ? address == "::1" : v4.is_loopback();
 }
 
 bool IsToken(const std::string& text) {

@@ -19,8 +19,8 @@
 #include "lab/child.h"
 #include "lab/data_folder.h"
 #include "lab/lab.h"
-#include "lab/port.h"
 #include "tests/support/client.h"
+#include "tests/support/descriptor.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/sanitizers.h"
 
@@ -132,7 +132,7 @@ TEST_F(Host, SlowReadOutlastsSignalsAndNoProgramInheritsItsFile) {
   const std::jthread disk([&] {
     MaskSignals(SIG_BLOCK);
     SignalFlood::AwaitSignals(20);  // in the reader's open, which waits for ours, as ours for it
-    const lab::Descriptor pipe(open(cache.c_str(), O_WRONLY | O_CLOEXEC));
+    const Descriptor pipe(open(cache.c_str(), O_WRONLY | O_CLOEXEC));
     SignalFlood::AwaitSignals(20);  // in its read
     EXPECT_EQ(DescriptorsOfAProgram().find(cache), std::string::npos);
     std::filesystem::remove(cache);  // what is saved from now on is a file

@@ -6,8 +6,8 @@
 
 #include "lab/lab.h"
 #include "lab/paths.h"
-#include "lab/port.h"
 #include "tests/support/client.h"
+#include "tests/support/descriptor.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
@@ -62,7 +62,7 @@ TEST_F(NetworkFault, ASilentNameServerIsReplacedByHttpDns) {
   const lab::HostBook book{.hosts = {{"lbs.example", {.ip = {{"127.0.0.1"}}}}}};
   lab::Lab lab(
       {lab::HttpServer("lbs"), lab::HttpServer("dns").On(lab::kHostQueryPath, lab::Answer(book))});
-  const lab::Descriptor swallows(BindAllAddresses(SOCK_DGRAM, 53));
+  const Descriptor swallows(BindAllAddresses(SOCK_DGRAM, 53));
   dns_endpoints_ = {{"127.0.0.1", lab.Port("dns"), false}};
   const std::vector<std::string> urls = {
       "http://lbs.example:" + std::to_string(lab.Port("lbs")) + kLbsPath, "http://192.0.2.1:1/lbs"};

@@ -7,9 +7,9 @@
 
 #include "lab/data_folder.h"
 #include "lab/lab.h"
-#include "lab/port.h"
 #include "lab/server_cache.h"
 #include "tests/support/client.h"
+#include "tests/support/descriptor.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 #include "tests/support/sanitizers.h"
@@ -44,7 +44,7 @@ TEST_F(DeadNetwork, AQueryGivesUpInTimeAndHoldsUpNoOtherCall) {
   const std::string hosts = "127.0.0.1 localhost\n127.0.0.9 dns.example\n";
   NEEDS_RIGHT(EnterOwnNetwork() && ReplaceFile("/etc/hosts", hosts, folder_.path()),
               "make a network namespace");
-  const lab::Descriptor silent(BindAllAddresses(SOCK_STREAM, 443));
+  const Descriptor silent(BindAllAddresses(SOCK_STREAM, 443));
   ASSERT_EQ(listen(silent.get(), 64), 0);
   std::vector<lab::DnsEndpoint> ipv4;
   for (const char* end : {"1", "2", "3", "4", "5", "6"}) {

@@ -9,9 +9,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "lab/port.h"
 #include "lab/temp_folder.h"
 #include "tests/support/client_calls.h"
+#include "tests/support/descriptor.h"
 #include "tests/support/own_mounts.h"
 #include "tests/support/own_network.h"
 #include "tests/support/test_document.h"
@@ -29,7 +29,7 @@ Function* Find(void* library, const char* symbol) {
 void Round(const std::string& folder, bool looks_up) {
   void* const library = dlopen(STURDY_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
-  const lab::Descriptor name_server(looks_up ? BindAllAddresses(SOCK_DGRAM, 53) : -1);
+  const Descriptor name_server(looks_up ? BindAllAddresses(SOCK_DGRAM, 53) : -1);
   const int id = Find<decltype(zo_sturdy::StartSturdyEnvironment)>(
       library, "_ZN9zo_sturdy22StartSturdyEnvironmentERKNS_28_ZOSturdyEnvironmentSettingsE")(
       EnvironmentSettings(folder, "token"));

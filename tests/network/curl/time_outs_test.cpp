@@ -80,25 +80,27 @@ TEST(TimeOut, EndsEachStall) {
 
 // Listens, and never reads from its connections. They wait in its queue.
 struct DeafServer {
-  const lab::LoopbackPort port{"127.0.0.1", 0};
-  const lab::Descriptor listener = port.Listen(1);
+  boost::asio::io_context io;
+  lab::LoopbackPort port{io, "127.0.0.1", 0};
+  boost::asio::ip::tcp::acceptor listener = port.Listen(1);
   const std::string url = "http://127.0.0.1:" + std::to_string(port.number()) + "/";
 };
 
 constexpr size_t kMoreThanSocketsHold = size_t{64} << 20U;
 
 TEST(TimeOut, OfSendingBoundsAStepAndTheWhole) {
-  const DeafServer server;
+  DeafServer server;
   const std::string body(kMoreThanSocketsHold, 'x');
   ExpectEnd(
       server.url, body, kHttpSendFailed, TransferCause::kSendFailed, 0, kSendMs, [] {}, 10ms);
-  close(accept(server.listener.get(), nullptr, nullptr));
+  close(accept(server.listener.native_handle(), nullptr, nullptr));
 
   // Each step makes progress now, but all of them would take minutes.
   int reader = -1;
   std::string taken(size_t{256} << 10U, '\0');
   ExpectEnd(server.url, body, kHttpSendFailed, TransferCause::kTooLong, 0, 30000, [&] {
-    reader = reader < 0 ? accept4(server.listener.get(), nullptr, nullptr, SOCK_NONBLOCK) : reader;
+    reader = reader < 0 ? accept4(server.listener.native_handle(), nullptr, nullptr, SOCK_NONBLOCK)
+                        : reader;
     (void)recv(reader, taken.data(), taken.size(), MSG_DONTWAIT);
   });
   close(reader);

@@ -82,12 +82,13 @@ void AskAlone(Client& client, const std::string& url) {
 
 // A socket holds every request for a document, but not a report of many long URLs.
 void ReportToDeafServer(Client& client) {
-  const lab::LoopbackPort port("127.0.0.1", 0);
-  const lab::Descriptor deaf = port.Listen(1);
+  boost::asio::io_context io;
+  lab::LoopbackPort port(io, "127.0.0.1", 0);
+  boost::asio::ip::tcp::acceptor deaf = port.Listen(1);
   const int segment_bytes = 200;
   const int buffer_bytes = 1;
-  setsockopt(deaf.get(), IPPROTO_TCP, TCP_MAXSEG, &segment_bytes, sizeof segment_bytes);
-  setsockopt(deaf.get(), SOL_SOCKET, SO_RCVBUF, &buffer_bytes, sizeof buffer_bytes);
+  setsockopt(deaf.native_handle(), IPPROTO_TCP, TCP_MAXSEG, &segment_bytes, sizeof segment_bytes);
+  setsockopt(deaf.native_handle(), SOL_SOCKET, SO_RCVBUF, &buffer_bytes, sizeof buffer_bytes);
   std::vector<std::string> urls = {"nowhere"};
   for (int i = 0; i < 20; ++i) {
     urls.push_back("http://127.0.0.1/" + std::to_string(i) + std::string(2000, '"'));
