@@ -1,0 +1,10 @@
+#include "lab/tls/tls_server.h"
+
+namespace lab {
+
+std::unique_ptr<TlsServer> MakeTlsServer(const Server& server) {
+  throw ScenarioError("scheme: \"" + server.name +
+                      "\" can't serve https, since this build of the lab has no TLS.");
+}
+
+}  // namespace lab
