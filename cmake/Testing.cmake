@@ -6,7 +6,9 @@ set(STURDY_TEST_ENVIRONMENT
 # Tests that can't pass under Wine, each with its reason; at most ten.
 set(STURDY_NOT_UNDER_WINE
     # std::filesystem knows modes, not lists of who may read a file.
-    KeyValueFileTest.SavesToAPrivateFile)
+    KeyValueFileTest.SavesToAPrivateFile
+    # Under Wine the peer sees an end in place of a reset, if a read was pending on the socket.
+    LabTest.ResetReachesTheClient)
 set(STURDY_TEST_FILTER)
 if(WIN32)
   list(JOIN STURDY_NOT_UNDER_WINE ":" names)

@@ -7,3 +7,7 @@ file(CREATE_LINK /usr/include/nlohmann ${PROJECT_BINARY_DIR}/headers/nlohmann SY
 add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
 target_include_directories(nlohmann_json::nlohmann_json
                            SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/headers)
+
+file(CREATE_LINK /usr/include/boost ${PROJECT_BINARY_DIR}/headers/boost SYMBOLIC)
+add_library(Boost::headers INTERFACE IMPORTED)
+target_include_directories(Boost::headers SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/headers)

@@ -85,7 +85,6 @@ TEST(LabTest, EachBehaviourSendsItsBytes) {
            R"({"code":200,"data":{"a":{"ip":["127.0.0.1","::2"],"ipv6":["127.0.0.1"]}}})"},
       {Garbage("raw"), "raw<closed>"},
       {CloseEarly(), "<closed>"},
-      {Reset(), "<reset>"},
   };
   for (const auto& [behaviour, bytes] : cases) {
     const Lab lab({HttpServer("it").On("/x", behaviour)});
@@ -98,12 +97,17 @@ TEST(LabTest, EachBehaviourSendsItsBytes) {
   }
 }
 
+TEST(LabTest, ResetReachesTheClient) {
+  const Lab lab({HttpServer("it").On("/x", Reset())});
+  EXPECT_EQ(Get(lab, "/x"), "<reset>");
+}
+
 TEST(LabTest, BehavioursTakeTurnsUntilReplaced) {
   Lab lab({HttpServer("it").On("/x", {Answer(503), Answer("$${url:b} ${url:b}")}),
-           HttpsServer("b").At("::1")});
+           HttpServer("b").At("::1")});
   EXPECT_THAT(Get(lab, "/x?any=query"), StartsWith("HTTP/1.1 503 Service Unavailable\r\n"));
   for (int i = 0; i < 2; ++i) {
-    EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\n${url:b} https://" + lab.HostPort("b") + "<closed>"));
+    EXPECT_THAT(Get(lab, "/x"), EndsWith("\r\n${url:b} http://" + lab.HostPort("b") + "<closed>"));
   }
   EXPECT_THAT(Get(lab, "/other"), StartsWith("HTTP/1.1 404 Not Found\r\n"));
   lab.SetBehaviours("it", "/x", {Answer("new")});
