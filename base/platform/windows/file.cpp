@@ -53,13 +53,13 @@ bool CreateFolders(const std::string& path) {
     if (FileCallFails()) {
       return false;
     }
-    // A drive alone, such as "C:", exists or can't be created.
     const std::string folder = path.substr(0, end);
-    if (CreateDirectoryW(Wide(folder).c_str(), owner_only.get()) == 0 && !FolderExists(folder)) {
-      return false;
-    }
+    const bool exists =
+        CreateDirectoryW(Wide(folder).c_str(), owner_only.get()) != 0 || FolderExists(folder);
+    // A drive, a server or a share alone can't be created, and may look absent. So the last one
+    // tells.
     if (end == std::string::npos || end + 1 == path.size()) {
-      return true;
+      return exists;
     }
   }
 }
