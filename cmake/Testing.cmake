@@ -53,5 +53,7 @@ function(sturdy_test name)
     ${name}
     ${STURDY_TEST_FILTER}
     DISCOVERY_MODE PRE_TEST
+    # The first program under Wine waits until Wine has set up its folder.
+    DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${STURDY_TEST_ENVIRONMENT}")
 endfunction()
