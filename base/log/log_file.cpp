@@ -30,17 +30,19 @@ bool CopyRest(File& from, const std::string& to_path) {
 // Drops the older half of a log that has reached its limit. The cut may fall inside a line.
 void CutIfTooLong(const std::string& path, uint32_t max_size) {
   const std::string temporary = path + ".tmp";
+  bool is_copied = false;
   {
     File log(path, File::Mode::kRead);
     const auto size = log.Size();
     if (!size || *size < max_size || !log.SeekTo(max_size / 2)) {
       return;
     }
-    if (CopyRest(log, temporary) && RenameFile(temporary, path)) {
-      return;
-    }
+    is_copied = CopyRest(log, temporary);
   }
-  RemoveFile(temporary);  // the log is unchanged, and the next flush tries again
+  // The log is closed by now, since Windows replaces no file that is open.
+  if (!is_copied || !RenameFile(temporary, path)) {
+    RemoveFile(temporary);  // the log is unchanged, and the next flush tries again
+  }
 }
 
 }  // namespace
