@@ -22,7 +22,7 @@ std::string HexMd5(const std::string& text) {
 
 std::string DataFolder(const std::string& client_folder, const std::string& business) {
   const std::string name = HexMd5(business.empty() ? kBuiltInBusiness : business);
-  return (std::filesystem::path(client_folder) / "sturdy_comp" / name / "").string();
+  return (std::filesystem::path(client_folder) / "sturdy_comp" / name / "").generic_string();
 }
 
 }  // namespace lab

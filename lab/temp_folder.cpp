@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <random>
 #include <system_error>
+#include <vector>
 
 namespace lab {
 
@@ -12,18 +13,27 @@ std::string MakeTempFolder(const std::string& parent, const std::string& prefix)
     const auto path = std::filesystem::path(parent) / (prefix + std::to_string(random()));
     if (std::filesystem::create_directory(path)) {  // false if it is there already
       std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-      return path.string();
+      return path.generic_string();
     }
   }
 }
 
 std::string SystemTempFolder() {
-  return std::filesystem::temp_directory_path().string();
+  return std::filesystem::temp_directory_path().generic_string();
 }
 
+// On Windows a file that is in use can't be removed, and the remove_all of GCC 12 would try for
+// ever.
 TempFolder::~TempFolder() {
+  namespace fs = std::filesystem;
   std::error_code error;
-  std::filesystem::remove_all(path_, error);
+  std::vector<fs::path> entries = {path_};  // each folder before its content
+  for (fs::recursive_directory_iterator it(path_, error), end; it != end; it.increment(error)) {
+    entries.push_back(it->path());
+  }
+  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+    fs::remove(*entry, error);
+  }
 }
 
 }  // namespace lab

@@ -18,6 +18,9 @@ class TlsServer {
   virtual std::unique_ptr<TlsStream> Wrap(boost::asio::ip::tcp::socket& socket) = 0;
 };
 
+// Whether this build has TLS.
+bool CanServeHttps();
+
 // Errors: std::runtime_error if no certificate can be made; ScenarioError if this build has no TLS.
 std::unique_ptr<TlsServer> MakeTlsServer(const Server& server);
 

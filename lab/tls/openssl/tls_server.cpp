@@ -56,6 +56,10 @@ class OpenSslServer : public TlsServer {
 
 }  // namespace
 
+bool CanServeHttps() {
+  return true;
+}
+
 std::unique_ptr<TlsServer> MakeTlsServer(const Server& server) {
   return std::make_unique<OpenSslServer>(MakeCertificate(server.certificate, server.address));
 }
