@@ -40,8 +40,6 @@ class Server {
   ServerPlan::State StateAt(Ms at) const;
   // Takes what arrives at this time, which isn't before that of the last call.
   Answer Arrive(Ms at);
-  // The work in ms that waits at this time.
-  double QueueMs(Ms at) const { return free_ms_ > at ? free_ms_ - at : 0; }
 
  private:
   ServerPlan plan_;
