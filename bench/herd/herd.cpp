@@ -245,10 +245,15 @@ void Herd::Tick() {
 void Herd::Lose(Client& client) {
   client.connected = false;
   if (scenario_.begin != Begin::kToken) {
-    client.wanted_since = now();
-    client.got_at = -1;
+    Want(client);
   }
   rules_.Connect(client);
+}
+
+void Herd::Want(Client& client) {
+  client.wanted_since = now();
+  client.got_at = -1;
+  ++counts_.wanted;
 }
 
 void Herd::Got(Client& client) {
@@ -273,6 +278,10 @@ void Herd::Handle(const Event& event) {
       ArriveAtLink(client);
       break;
     case Event::What::kLinkWorks:
+      if (servers_[client.link].StateAt(now()) != ServerPlan::State::kServes) {
+        rules_.LinkFails(client);  // it died while its answer was on the way
+        break;
+      }
       rules_.LinkWorks(client);
       if (scenario_.begin != Begin::kToken) {
         Got(client);
@@ -300,8 +309,7 @@ void Herd::Handle(const Event& event) {
 }
 
 void Herd::BeginClient(Client& client) {
-  client.wanted_since = now();
-  client.got_at = -1;
+  Want(client);
   if (scenario_.begin == Begin::kToken) {
     rules_.Fetch(client, /*force=*/true, /*by_defaults=*/false);
     return;

@@ -23,6 +23,7 @@ struct Counts {
   std::vector<uint32_t> connected;  // by server: clients at the end
   // By bins of the time from losing what they want to finding it: the clients that found it.
   std::vector<uint32_t> got;
+  uint64_t wanted = 0;  // how often a client lost or began to want what it looks for
   uint64_t lists_taken = 0;
 };
 
@@ -77,6 +78,7 @@ class Herd {
   void ArriveAtLink(Client& client);
   void ArriveAtUrl(Client& client, const Event& event);
   void Lose(Client& client);
+  void Want(Client& client);
   void Got(Client& client);
 
   const Scenario& scenario_;

@@ -90,6 +90,7 @@ class RealRun {
     counts.answers.resize(scenario_.servers.size());
     counts.connected.resize(scenario_.servers.size());
     counts.got.resize(bins);
+    counts.wanted = scenario_.clients;
     CountConnected(counts.got);
     counts.arrivals.assign(scenario_.servers.size(), std::vector<uint32_t>(bins));
     const int64_t begin_ms = MsBetween(lab_begin_, begin_);

@@ -28,12 +28,12 @@ double Sum(const std::vector<Number>& numbers) {
   return std::accumulate(numbers.begin(), numbers.end(), 0.0);
 }
 
-// Returns the seconds after which `share` of the clients had found what they wanted.
-double SecondsUntil(const Counts& run, double share, double clients) {
+// Returns the seconds after which `share` of all that wanted something had found it.
+double SecondsUntil(const Counts& run, double share) {
   double found = 0;
   for (size_t bin = 0; bin < run.got.size(); ++bin) {
     found += run.got[bin];
-    if (found >= share * clients) {
+    if (found >= share * static_cast<double>(run.wanted)) {
       return static_cast<double>(bin + 1) / kBinsPerSecond;
     }
   }
@@ -77,7 +77,7 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
   std::set<uint8_t> asked = lbs;
   asked.insert(scenario.names.endpoints.begin(), scenario.names.endpoints.end());
   const auto until = [&](double share) {
-    return Of(runs, [&](const Counts& run) { return SecondsUntil(run, share, clients); });
+    return Of(runs, [&](const Counts& run) { return SecondsUntil(run, share); });
   };
   constexpr double kHalf = 0.5;
   constexpr double kNineTenths = 0.9;
@@ -87,7 +87,9 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
   result.nine_tenths = until(kNineTenths);
   result.ninety_nine = until(kNinetyNine);
   result.all = until(1);
-  result.found_share = Of(runs, [&](const Counts& run) { return Sum(run.got) / clients; });
+  result.found_share = Of(runs, [](const Counts& run) {
+    return Sum(run.got) / std::max(1.0, static_cast<double>(run.wanted));
+  });
   result.requests_per_client = Of(runs, [&](const Counts& run) {
     double requests = 0;
     for (const uint8_t server : asked) {

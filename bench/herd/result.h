@@ -21,7 +21,7 @@ struct Result {
   // Seconds until that share of all clients that want something has found it; less than 0 if one of
   // the runs never got there.
   Spread half, nine_tenths, ninety_nine, all;
-  Spread found_share;          // of the clients, at the end of the run
+  Spread found_share;          // of the same, at the end of the run
   Spread requests_per_client;  // at all LBS and HTTP DNS servers
   Spread wasted_share;         // of the good answers of the LBS servers: nobody used them
   std::vector<Spread> peak;    // by server: arrivals in its worst bin, as a share of the clients

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bench/herd/herd.h"
+#include "bench/herd/result.h"
 #include "bench/herd/scenario.h"
 #include "bench/herd/server.h"
 #include "lab/scenario.h"
@@ -83,6 +84,25 @@ TEST(HerdTest, DeadListAgainEndsNoPause) {
     return static_cast<double>(herd::Herd(scenario, 1).Run().lists_taken);
   };
   EXPECT_GT(fetches(herd::WakeOn::kAnyList), 1.3 * fetches(herd::WakeOn::kNewList));
+}
+
+// One of two link servers dies at once, the other one later, when the first has returned. It dies
+// in the middle of the connections that the first death brings.
+TEST(HerdTest, CountsThoseThatLoseTheirServerAndLeavesNoneAtADeadOne) {
+  herd::Scenario scenario;
+  scenario.clients = 1000;
+  scenario.seconds = 60;
+  scenario.servers.resize(3);
+  scenario.servers[0].states = {{1, State::kRefuses}, {150, State::kServes}};
+  scenario.documents = {{.link = {0, 1}, .link_default = 1, .lbs = {2}}};
+  const herd::Counts half = herd::Herd(scenario, 1).Run();
+  EXPECT_EQ(half.wanted, 500U);
+  EXPECT_EQ(herd::Summarize(scenario, {half}).found_share.mean, 1);
+  EXPECT_GT(herd::Summarize(scenario, {half}).all.mean, 0);
+
+  scenario.servers[1].states = {{90, State::kRefuses}};
+  const herd::Counts both = herd::Herd(scenario, 1).Run();
+  EXPECT_EQ(both.connected, (std::vector<uint32_t>{1000, 0, 0}));
 }
 
 // Writes a scenario with this text in its place and reads it.
