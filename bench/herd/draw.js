@@ -42,10 +42,10 @@ function drawCurves(names, title) {
   names.forEach((name, i) => {
     const one = results[name];
     let sum = 0;
-    const line = one.found.slice(0, Math.min(2000, one.seconds * 10)).map((n, bin) => [bin / 10, (sum += n) / one.clients]);
+    const line = one.found.slice(0, Math.min(2000, one.seconds * 10)).map((n, bin) => [bin / 10, (sum += n) / one.wanted]);
     svg.append("path").attr("fill", "none").attr("stroke", colour(i)).attr("stroke-width", 2)
       .attr("d", d3.line().x(p => x(p[0])).y(p => y(p[1]))(line.filter((p, bin) => bin % 5 === 0)));
-    svg.append("text").attr("x", 560).attr("y", 140 + i * 17).attr("fill", colour(i)).text(name);
+    svg.append("text").attr("x", 600).attr("y", 130 + i * 17).attr("fill", colour(i)).text(name);
   });
   svg.append("g").attr("transform", "translate(0,260)").call(d3.axisBottom(x));
   svg.append("g").attr("transform", `translate(${kLeft},0)`).call(d3.axisLeft(y).ticks(5, "%"));

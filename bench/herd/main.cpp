@@ -24,6 +24,7 @@ namespace {
 struct Options {
   std::vector<std::string> files;
   uint32_t clients = 100000;
+  int seconds = 0;  // 0: those of the scenario
   size_t seeds = 5;
   std::string output;
 };
@@ -63,6 +64,7 @@ std::string RunFile(const std::string& path, const Options& options) {
   const size_t seeds = swept ? 1 : options.seeds;
   for (Scenario& scenario : scenarios) {
     scenario.Scale(swept ? std::max(1U, options.clients / kSweepDivisor) : options.clients);
+    scenario.seconds = options.seconds > 0 ? options.seconds : scenario.seconds;
   }
   const std::vector<std::vector<Counts>> runs = RunSeeds(scenarios, seeds);
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
@@ -103,6 +105,8 @@ int main(int argc, char** argv) try {
   app.add_option("--clients", options.clients,
                  "Clients of each run; the servers change in the same ratio")
       ->check(CLI::Range(1, 4000000));
+  app.add_option("--seconds", options.seconds, "Simulated time, in place of the scenario's")
+      ->check(CLI::Range(1, herd::kMostSeconds));
   app.add_option("--seeds", options.seeds, "Runs of each scenario, which differ in their seed")
       ->check(CLI::Range(1, 100));
   app.add_option("--output", options.output, "Folder for one JSON file per scenario")

@@ -28,12 +28,17 @@ double Sum(const std::vector<Number>& numbers) {
   return std::accumulate(numbers.begin(), numbers.end(), 0.0);
 }
 
+// At least 1, so that a share of it is a number.
+double Wanted(const Counts& run) {
+  return std::max(1.0, static_cast<double>(run.wanted));
+}
+
 // Returns the seconds after which `share` of all that wanted something had found it.
 double SecondsUntil(const Counts& run, double share) {
   double found = 0;
   for (size_t bin = 0; bin < run.got.size(); ++bin) {
     found += run.got[bin];
-    if (found >= share * static_cast<double>(run.wanted)) {
+    if (found >= share * Wanted(run)) {
       return static_cast<double>(bin + 1) / kBinsPerSecond;
     }
   }
@@ -87,9 +92,7 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
   result.nine_tenths = until(kNineTenths);
   result.ninety_nine = until(kNinetyNine);
   result.all = until(1);
-  result.found_share = Of(runs, [](const Counts& run) {
-    return Sum(run.got) / std::max(1.0, static_cast<double>(run.wanted));
-  });
+  result.found_share = Of(runs, [](const Counts& run) { return Sum(run.got) / Wanted(run); });
   result.requests_per_client = Of(runs, [&](const Counts& run) {
     double requests = 0;
     for (const uint8_t server : asked) {
@@ -114,6 +117,7 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs) {
     }
     result.load.push_back(Of(runs, [&](const Counts& run) { return run.connected[i] / clients; }));
   }
+  result.link = scenario.documents.back().link;
   result.first = runs.front();
   return result;
 }
@@ -144,14 +148,15 @@ nlohmann::ordered_json ToJson(const Scenario& scenario, size_t seeds, const Resu
                                {"connected_share", Numbers(result.load[i])},
                                {"arrivals", result.first.arrivals[i]}});
   }
+  json["wanted"] = result.first.wanted;
   json["found"] = result.first.got;
   return json;
 }
 
 std::string TableHead() {
   return "| scenario | 50 % after | 90 % | 99 % | all | found at the end | requests per client | "
-         "wasted answers | worst 100 ms at one URL, share of all "
-         "|\n|---|---|---|---|---|---|---|---|---|\n";
+         "wasted answers | worst 100 ms at one URL, share of all | at each link server of the last "
+         "list |\n|---|---|---|---|---|---|---|---|---|---|\n";
 }
 
 std::string TableRow(const Scenario& scenario, const Result& result) {
@@ -166,9 +171,13 @@ std::string TableRow(const Scenario& scenario, const Result& result) {
   for (const Spread* time : {&result.half, &result.nine_tenths, &result.ninety_nine, &result.all}) {
     row += " | " + Cell(*time, 1, " s");
   }
+  std::string load;
+  for (const uint8_t server : result.link) {
+    load += (load.empty() ? "" : ", ") + Cell(percent(result.load[server]), 0, " %");
+  }
   return row + " | " + Cell(percent(result.found_share), 1, " %") + " | " +
          Cell(result.requests_per_client, 2) + " | " + Cell(percent(result.wasted_share), 1, " %") +
-         " | " + Cell(percent(result.worst), 1, " %") + " |\n";
+         " | " + Cell(percent(result.worst), 1, " %") + " | " + load + " |\n";
 }
 
 }  // namespace herd

@@ -27,6 +27,7 @@ struct Result {
   std::vector<Spread> peak;    // by server: arrivals in its worst bin, as a share of the clients
   Spread worst;                // of these, the worst of an LBS or HTTP DNS server
   std::vector<Spread> load;    // by server: clients connected at the end, as a share
+  std::vector<uint8_t> link;   // servers of the last list
   Counts first;                // of the first run, for its curves
 };
 
@@ -36,7 +37,7 @@ Result Summarize(const Scenario& scenario, const std::vector<Counts>& runs);
 // {"scenario", "description", "swept": texts, "clients", "seconds", "seeds", "bin_ms",
 // "recovered_s": {"50", "90", "99", "100"}, "found_share", "requests_per_client", "wasted_share":
 // each [mean, least, most], "servers": [{"name", "peak_share", "connected_share": the same,
-// "arrivals": by bin}], "found": by bin}
+// "arrivals": by bin}], "wanted": number, "found": by bin}
 nlohmann::ordered_json ToJson(const Scenario& scenario, size_t seeds, const Result& result);
 
 // Returns the head of the table of all scenarios, and one row of it.

@@ -177,7 +177,7 @@ Scenario ReadOne(const lab::Json& json) {
   Scenario scenario;
   node.Read("description", scenario.description);
   ReadNumber(node, "clients", scenario.clients, 1, kMost);
-  ReadNumber(node, "seconds", scenario.seconds, 1, 3600);
+  ReadNumber(node, "seconds", scenario.seconds, 1, kMostSeconds);
   ReadNumber(node, "link_time_out_ms", scenario.link_time_out_ms, 1, kLongMs);
   if (node.Has("network")) {
     scenario.network = ReadNetwork(node.At("network"));

@@ -36,6 +36,8 @@ enum class Begin : uint8_t {
   kToken,      // it is connected and gets a new token, which makes it want a new list
 };
 
+constexpr int kMostSeconds = 3600;  // of a run
+
 // A run as its file describes it; docs/herd.md has the form.
 struct Scenario {
   std::string name;

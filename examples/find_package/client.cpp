@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -17,16 +18,25 @@
 #include <cstdlib>
 #include <exception>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 // What other threads tell the loop that connects: the update callback a new list, and the thread
 // that waits for signals the end.
 class News {
  public:
+  // An LBS server may draw the order of the link servers for each answer, so takes the texts of the
+  // document sorted.
   void SetList(const std::string& document) {
+    std::vector<std::string> texts;
+    std::istringstream rest(document);
+    for (std::string text; std::getline(rest, text, '"');)
+      texts.push_back(text);
+    std::sort(texts.begin(), texts.end());
     const std::lock_guard<std::mutex> lock(mutex_);
-    newest_ = document;
+    newest_ = texts;
     changed_.notify_one();
   }
   void End() {
@@ -53,7 +63,7 @@ class News {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::string newest_, seen_;  // documents
+  std::vector<std::string> newest_, seen_;
   bool has_ended_ = false;
 };
 
