@@ -40,8 +40,8 @@ class Backoff {
     return std::uniform_int_distribution<uint32_t>(0, base_ms_)(random_);
   }
   // Call it once a server has accepted, and for a new list: both begin a round. A fetched list is
-  // new if it has other servers than the one before. LBS servers may give the old one again, whose servers
-  // have failed: if it began a round too, every third pause would be lost.
+  // new if it has other servers than the one before. LBS servers may give the old one again, whose
+  // servers have failed: if it began a round too, every third pause would be lost.
   void Reset() { failures_ = 0; }
 
  private:
