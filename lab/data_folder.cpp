@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "lab/platform/md5.h"
+#include "lab/utf8_path.h"
 
 namespace lab {
 namespace {
@@ -22,7 +23,7 @@ std::string HexMd5(const std::string& text) {
 
 std::string DataFolder(const std::string& client_folder, const std::string& business) {
   const std::string name = HexMd5(business.empty() ? kBuiltInBusiness : business);
-  return (std::filesystem::path(client_folder) / "sturdy_comp" / name / "").generic_string();
+  return (Utf8Path(client_folder) / "sturdy_comp" / name / "").generic_string();
 }
 
 }  // namespace lab

@@ -10,6 +10,7 @@
 #include "lab/scenario.h"
 #include "lab/scenario_node.h"
 #include "lab/service_table.h"
+#include "lab/utf8_path.h"
 
 // Parses the JSON form of a scenario (docs/lab-scenario.md). Each function reads one kind of object
 // and throws ScenarioError if that has an unknown key or a value of the wrong kind.
@@ -335,7 +336,7 @@ Scenario Scenario::Parse(std::string_view json_text) {
 }
 
 Scenario Scenario::ParseFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(Utf8Path(path), std::ios::binary);
   file.peek();  // opening a folder succeeds, reading it fails
   if (!file.is_open() || file.bad()) {
     throw ScenarioError(std::string("can't be read (") + std::strerror(errno) + ").");

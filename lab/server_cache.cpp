@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "lab/utf8_path.h"
+
 namespace lab {
 namespace {
 
@@ -28,7 +30,7 @@ void WriteServerCache(const std::string& data_folder, const ServerCache& cache) 
                      {"ipv6", List(cache.ipv6)},
                      {"ttl", std::to_string(cache.expires_in.count())},
                      {"expired_time", std::to_string(expires.count())}};
-  const auto folder = std::filesystem::path(data_folder) / "http_dns";
+  const auto folder = Utf8Path(data_folder) / "http_dns";
   std::filesystem::create_directories(folder);
   std::ofstream file(folder / "http_server_cache.data", std::ios::binary);
   if (!(file << json.dump() << std::flush)) {

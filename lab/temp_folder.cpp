@@ -5,12 +5,14 @@
 #include <system_error>
 #include <vector>
 
+#include "lab/utf8_path.h"
+
 namespace lab {
 
 std::string MakeTempFolder(const std::string& parent, const std::string& prefix) {
   std::random_device random;
   for (;;) {
-    const auto path = std::filesystem::path(parent) / (prefix + std::to_string(random()));
+    const auto path = Utf8Path(parent) / (prefix + std::to_string(random()));
     if (std::filesystem::create_directory(path)) {  // false if it is there already
       std::filesystem::permissions(path, std::filesystem::perms::owner_all);
       return path.generic_string();
@@ -27,8 +29,9 @@ std::string SystemTempFolder() {
 TempFolder::~TempFolder() {
   namespace fs = std::filesystem;
   std::error_code error;
-  std::vector<fs::path> entries = {path_};  // each folder before its content
-  for (fs::recursive_directory_iterator it(path_, error), end; it != end; it.increment(error)) {
+  std::vector<fs::path> entries = {Utf8Path(path_)};  // each folder before its content
+  for (fs::recursive_directory_iterator it(entries[0], error), end; it != end;
+       it.increment(error)) {
     entries.push_back(it->path());
   }
   for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {

@@ -12,6 +12,8 @@
 
 namespace zo_base {
 
+// Returns the path from the root; `path` itself if the working directory has been deleted.
+[[nodiscard]] std::string AbsolutePath(const std::string& path);
 [[nodiscard]] bool FolderExists(const std::string& path);
 // Creates the folder with all its parents. Returns true if it exists afterwards.
 bool CreateFolders(const std::string& path);

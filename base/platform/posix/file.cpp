@@ -45,6 +45,12 @@ int OpenFlags(File::Mode mode) {
 
 }  // namespace
 
+std::string AbsolutePath(const std::string& path) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  return error ? path : absolute.string();
+}
+
 bool FolderExists(const std::string& path) {
   std::error_code error;
   return fs::is_directory(fs::path(path), error);

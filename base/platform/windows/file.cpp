@@ -42,6 +42,19 @@ DWORD PieceBytes(size_t bytes) {
 
 }  // namespace
 
+std::string AbsolutePath(const std::string& path) {
+  const std::wstring wide = Wide(path);
+  // Without room it returns the units that it needs, its NUL included.
+  std::wstring absolute(GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD units =
+      GetFullPathNameW(wide.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
+  if (units == 0 || units >= absolute.size()) {
+    return path;
+  }
+  absolute.resize(units);
+  return Utf8(absolute);
+}
+
 bool FolderExists(const std::string& path) {
   const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;

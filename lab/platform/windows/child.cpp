@@ -1,4 +1,5 @@
 #include "lab/child.h"
+#include "lab/utf8_path.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -42,7 +43,7 @@ std::wstring CommandLine(const std::vector<std::string>& command) {
   for (const std::string& argument : command) {
     AppendArgument(line, argument);
   }
-  return std::filesystem::path(line).wstring();  // from UTF-8
+  return Utf8Path(line).wstring();
 }
 
 // What a process inherits: these handles and no other.

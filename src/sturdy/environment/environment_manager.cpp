@@ -1,12 +1,11 @@
 #include "src/sturdy/environment/environment_manager.h"
 
 #include <string>
-#include <system_error>
 #include <thread>
 
-#include "base/filesystem.h"
 #include "base/log/log.h"
 #include "base/log/log_format.h"
+#include "base/platform/file.h"
 #include "base/platform/thread.h"
 #include "base/process/no_destructor.h"
 #include "base/process/unload_hook.h"
@@ -41,16 +40,6 @@ std::shared_ptr<ZOSturdyObjectImpl> ToImpl(const std::shared_ptr<IZOSturdyObject
 void StopHttpClient() {
   if (HttpClient* const client = HttpClient::Current()) {
     client->Stop();
-  }
-}
-
-// Log and caches are opened by this path again and again. A relative one would move with the
-// host's working directory. It stays relative if that directory has been deleted.
-void MakeAbsolute(std::string& path) {
-  std::error_code error;
-  const zo_base::fs::path absolute = zo_base::fs::absolute(path, error);
-  if (!error) {
-    path = absolute.string();
   }
 }
 
@@ -100,7 +89,9 @@ void EnvironmentManager::Start(const _ZOSturdyEnvironmentSettings& settings) {
     SetCurrentConfig(config_);
   }
   config_->ApplySettings(settings);
-  MakeAbsolute(config_->data_path);
+  // Log and caches are opened by this path again and again. A relative one would move with the
+  // host's working directory.
+  config_->data_path = zo_base::AbsolutePath(config_->data_path);
 
   auto* log = zo_base::TQLogImpl<zo_base::SturdyObject>::Instance();
   log->SetLogFile(config_->data_path + std::string(zo_base::kLogFileName), 0, 0);
