@@ -6,7 +6,8 @@
 #include <utility>
 
 #include "base/log/log_format.h"
-#include "tools/log_reader/growing_file.h"
+#include "lab/utf8_path.h"
+#include "tools/platform/growing_file.h"
 
 namespace log_reader {
 
@@ -22,8 +23,8 @@ std::string BufferPath(const std::string& log_path) {
 std::string LogIn(const fs::path& folder) {
   std::error_code error;
   const fs::path log = folder / zo_base::kLogFileName;
-  const bool exists =
-      fs::is_regular_file(log, error) || fs::is_regular_file(BufferPath(log), error);
+  const bool exists = fs::is_regular_file(log, error) ||
+                      fs::is_regular_file(lab::Utf8Path(BufferPath(log.string())), error);
   return exists ? log.string() : std::string();
 }
 
@@ -34,9 +35,9 @@ bool HasCache(const fs::path& folder) {
 
 // Returns the folders in which a client with this data folder may keep its files.
 std::set<fs::path> Candidates(const std::string& folder) {
-  std::set<fs::path> candidates = {folder};
+  std::set<fs::path> candidates = {lab::Utf8Path(folder)};
   std::error_code error;
-  for (const fs::path& parent : {fs::path(folder), fs::path(folder) / "sturdy_comp"}) {
+  for (const fs::path& parent : {lab::Utf8Path(folder), lab::Utf8Path(folder) / "sturdy_comp"}) {
     for (fs::directory_iterator it(parent, error), end; it != end; it.increment(error)) {
       candidates.insert(it->path());
     }
@@ -68,7 +69,7 @@ std::vector<std::string> FindClientFolders(const std::string& folder) {
 
 std::string FindRefusedFolder(const std::string& folder) {
   std::error_code error;
-  for (const fs::path& parent : {fs::path(folder), fs::path(folder) / "sturdy_comp"}) {
+  for (const fs::path& parent : {lab::Utf8Path(folder), lab::Utf8Path(folder) / "sturdy_comp"}) {
     fs::directory_iterator it(parent, error);
     if (error && error != std::errc::no_such_file_or_directory) {
       return parent.string();
@@ -85,7 +86,7 @@ std::string FindRefusedFolder(const std::string& folder) {
 
 std::string FindRefusedFile(const std::string& log_path) {
   for (const std::string& path : {log_path, BufferPath(log_path)}) {
-    if (GrowingFile(path).is_refused()) {
+    if (platform::GrowingFile(path).is_refused()) {
       return path;
     }
   }

@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "base/log/log_format.h"
-#include "tools/log_reader/growing_file.h"
 #include "tools/log_reader/text_search.h"
+#include "tools/platform/files.h"
+#include "tools/platform/growing_file.h"
 
 namespace log_reader {
 
@@ -32,7 +30,7 @@ struct Buffer {
 
 Buffer ReadBuffer(const std::string& path) {
   std::string bytes;
-  GrowingFile(path).ReadFrom(0, bytes);
+  platform::GrowingFile(path).ReadFrom(0, bytes);
   int32_t used = 0;
   if (bytes.size() < zo_base::kLogBufferHeaderBytes) {
     return {};
@@ -49,26 +47,6 @@ Buffer ReadBuffer(const std::string& path) {
 
 bool EndsWithinLine(const std::string& text) {
   return !text.empty() && text.back() != '\n';
-}
-
-// Returns whether a process has the file mapped, as a writer has its buffer. Processes of other
-// users and of another mount namespace can't be seen.
-bool IsMapped(const std::string& path) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  const std::string end = " " + fs::canonical(path, error).string();
-  if (error) {
-    return false;
-  }
-  for (fs::directory_iterator it("/proc", error), last; it != last; it.increment(error)) {
-    std::ifstream maps(it->path() / "maps");
-    for (std::string line; std::getline(maps, line);) {
-      if (line.ends_with(end)) {
-        return true;
-      }
-    }
-  }
-  return false;
 }
 
 // Returns how many bytes of the buffer's text are at the end of the log, from a line's begin on.
@@ -147,7 +125,7 @@ std::string LogReader::BufferPath() const {
 
 // After two cuts the log may have the inode number of the file before them, so this also compares
 // the bytes before the offset.
-bool LogReader::IsKnown(const GrowingFile& file) const {
+bool LogReader::IsKnown(const platform::GrowingFile& file) const {
   if (file.inode() != inode_ || file.Size() < offset_) {
     return false;
   }
@@ -161,7 +139,7 @@ LogReader::Look LogReader::LookAtFiles() const {
   const std::string buffer_path = BufferPath();
   const auto wait_end = std::chrono::steady_clock::now() + kLongestWait;
   for (;;) {
-    const GrowingFile file(path_);
+    const platform::GrowingFile file(path_);
     Look look;
     look.inode = file.inode();
     look.begin = IsKnown(file) ? offset_ : 0;
@@ -219,7 +197,7 @@ std::string LogReader::ReadNewText() {
   Look look = LookAtFiles();
   bool is_held = false;
   if (writer_ == Writer::kMayLive && EndsWithinLine(look.Text())) {
-    is_held = IsMapped(BufferPath());
+    is_held = platform::IsMapped(BufferPath());
     if (!is_held) {
       look = LookAtFiles();  // the writer may have ended the line before it died
     }

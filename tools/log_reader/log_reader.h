@@ -6,9 +6,11 @@
 
 #include "tools/log_reader/log_message.h"
 
-namespace log_reader {
-
+namespace platform {
 class GrowingFile;
+}
+
+namespace log_reader {
 
 // Reads a log as one text: the log file, then what its buffer file (base/log/log_format.h) has in
 // addition. The writer's process may be running or dead. The reader can meet any of its steps:
@@ -48,7 +50,7 @@ class LogReader {
 
   [[nodiscard]] std::string BufferPath() const;
   // Returns whether `offset_` is a place in this file.
-  [[nodiscard]] bool IsKnown(const GrowingFile& file) const;
+  [[nodiscard]] bool IsKnown(const platform::GrowingFile& file) const;
   [[nodiscard]] Look LookAtFiles() const;
   // Returns how many bytes of the look's text earlier calls have returned.
   [[nodiscard]] size_t KnownBytes(const Look& look, const std::string& text) const;

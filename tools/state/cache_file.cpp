@@ -7,6 +7,7 @@
 #include "base/built_in_values.h"
 #include "base/json/json_reader.h"
 #include "base/platform/file.h"
+#include "lab/utf8_path.h"
 
 namespace client_state {
 
@@ -28,7 +29,8 @@ std::optional<Fault> FindFault(const std::string& member, const std::string& tex
 // Returns false, with the condition set, if the file can't be opened.
 bool CanOpen(CacheFile& file) {
   std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(file.path, error);
+  const std::filesystem::file_status status =
+      std::filesystem::status(lab::Utf8Path(file.path), error);
   if (status.type() == std::filesystem::file_type::not_found) {
     file.condition = CacheFile::Condition::kMissing;
     return false;

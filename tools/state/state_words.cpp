@@ -1,7 +1,9 @@
 #include "tools/state/state_words.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <optional>
 #include <vector>
@@ -131,9 +133,21 @@ std::string HostsWords(const HostsState& state, int64_t now_ms) {
 // Says which time the ages count from: the words may be read later and elsewhere.
 std::string ReadWords(int64_t now_ms) {
   const std::tm local = zo_base::LocalTime(now_ms / 1000);
+  // Computed, since not every system's strftime knows how to print it.
+  const std::chrono::sys_days day = std::chrono::year(local.tm_year + 1900) /
+                                    std::chrono::month(static_cast<unsigned>(local.tm_mon + 1)) /
+                                    std::chrono::day(static_cast<unsigned>(local.tm_mday));
+  const std::chrono::sys_seconds shown = day + std::chrono::hours(local.tm_hour) +
+                                         std::chrono::minutes(local.tm_min) +
+                                         std::chrono::seconds(local.tm_sec);
+  const int64_t minutes_east = (shown.time_since_epoch().count() - now_ms / 1000) / 60;
+  const int64_t size = minutes_east < 0 ? -minutes_east : minutes_east;
   std::array<char, 64> text{};
-  std::strftime(text.data(), text.size(), "  read at %F %T %z\n", &local);
-  return text.data();
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+  std::array<char, 16> zone{};
+  std::snprintf(zone.data(), zone.size(), " %c%02d%02d", minutes_east < 0 ? '-' : '+',
+                static_cast<int>(size / 60), static_cast<int>(size % 60));
+  return std::string("  read at ") + text.data() + zone.data() + "\n";
 }
 
 }  // namespace

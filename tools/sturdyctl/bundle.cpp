@@ -1,7 +1,3 @@
-#include <fcntl.h>
-#include <sys/utsname.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
@@ -12,12 +8,15 @@
 #include "base/built_in_values.h"
 #include "base/log/log_format.h"
 #include "base/platform/file.h"
+#include "lab/utf8_path.h"
 #include "sturdy/sturdy.h"
 #include "tools/history/read_history.h"
 #include "tools/history/redact_history.h"
 #include "tools/history/why_words.h"
 #include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
+#include "tools/platform/files.h"
+#include "tools/platform/program.h"
 #include "tools/state/read_state.h"
 #include "tools/state/redact_state.h"
 #include "tools/state/state_words.h"
@@ -40,10 +39,11 @@ class NewFolder {
  public:
   explicit NewFolder(const std::string& path) : path_(path) {
     std::error_code error;
-    if (fs::exists(path, error) && !fs::is_directory(path, error)) {
+    const fs::path folder = lab::Utf8Path(path);
+    if (fs::exists(folder, error) && !fs::is_directory(folder, error)) {
       throw UsageError(path + " is no folder.");
     }
-    if (fs::exists(path, error) && !(fs::is_empty(path, error) && !error)) {
+    if (fs::exists(folder, error) && !(fs::is_empty(folder, error) && !error)) {
       throw UsageError(path + " isn't empty; nothing is overwritten.");
     }
     Make(path);
@@ -52,13 +52,8 @@ class NewFolder {
   // Writes a new file. Its name may begin with a folder.
   void Write(const std::string& name, const std::string& text) const {
     const std::string path = path_ + "/" + name;
-    Make(fs::path(path).parent_path().string());
-    constexpr mode_t kOwnerOnly = 0600;
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
-    std::FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
-    const bool written =
-        file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file == nullptr || std::fclose(file) != 0 || !written) {
+    Make(lab::Utf8Path(path).parent_path().string());
+    if (!platform::WriteNewFile(path, text)) {
       throw std::runtime_error(path + " can't be written.");
     }
     std::printf("  %s\n", name.c_str());
@@ -81,12 +76,7 @@ std::string Versions(const history::History& history) {
   text += history.runs.empty() || history.runs.back().settings.empty()
               ? "unknown"
               : history.runs.back().settings;
-  utsname system = {};
-  if (uname(&system) == 0) {
-    text +=
-        std::string("\nsystem  ") + system.sysname + " " + system.release + " " + system.machine;
-  }
-  return text + "\n";
+  return text + "\nsystem  " + platform::SystemName() + "\n";
 }
 
 }  // namespace
@@ -120,7 +110,8 @@ int RunBundle(const std::string& folder, const std::string& output) {
        {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
     if (file->condition == Condition::kGood || file->condition == Condition::kDamaged) {
       const std::string text = zo_base::ReadFilePrefix(file->path, zo_sturdy::kMaxCacheFileBytes);
-      bundle.Write(fs::relative(file->path, client).string(), redactor.Redact(text));
+      bundle.Write(fs::relative(lab::Utf8Path(file->path), lab::Utf8Path(client)).generic_string(),
+                   redactor.Redact(text));
     }
   }
   bundle.Write("state.txt", client_state::StateWords(state));

@@ -1,5 +1,8 @@
 #include <cstdio>
+#include <stdexcept>
+#include <string>
 
+#include "lab/scenario.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/demo_scenes.h"
 #include "tools/sturdyctl/story.h"
@@ -7,7 +10,9 @@
 
 namespace sturdyctl {
 
-int RunDemo() {
+namespace {
+
+int Play() {
   std::puts("A client asks where to connect while its servers fail.\n");
   Story story;
   if (!PlayFailOver(story) || !PlayHttpDns(story)) {
@@ -16,6 +21,17 @@ int RunDemo() {
   }
   std::puts("\nAll steps passed.");
   return kExitOk;
+}
+
+}  // namespace
+
+int RunDemo() {
+  try {
+    return Play();
+  } catch (const lab::ScenarioError& error) {
+    // The scenarios are valid, so the lab lacks something: without TLS it plays no https.
+    throw std::runtime_error(std::string("this build can't play the demo: ") + error.what());
+  }
 }
 
 }  // namespace sturdyctl

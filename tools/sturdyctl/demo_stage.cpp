@@ -1,12 +1,12 @@
 #include "tools/sturdyctl/demo_stage.h"
 
-#include <unistd.h>
-
+#include <thread>
 #include <utility>
 
 #include "lab/child.h"
 #include "lab/data_folder.h"
 #include "lab/server_cache.h"
+#include "tools/platform/program.h"
 #include "tools/sturdyctl/story.h"
 
 namespace sturdyctl {
@@ -68,13 +68,13 @@ void Stage::WaitForLog(const std::string& text) {
         return;
       }
     }
-    usleep(1000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   throw StepFailed("the log never had: " + text);
 }
 
 nlohmann::json Stage::RunAnother(std::vector<std::string> arguments) const {
-  arguments.insert(arguments.begin(), "/proc/self/exe");
+  arguments.insert(arguments.begin(), platform::ThisProgram());
   arguments.insert(arguments.end(), {"--json", "--data", folder_.path()});
   lab::Child child(arguments);
   const std::string output = child.ReadRest();

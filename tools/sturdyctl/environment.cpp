@@ -1,14 +1,12 @@
 #include "tools/sturdyctl/environment.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <stdexcept>
 #include <string>
 
 #include "base/log/log_format.h"
 #include "lab/data_folder.h"
 #include "lab/temp_folder.h"
+#include "tools/platform/files.h"
 
 namespace sturdyctl {
 
@@ -20,7 +18,7 @@ constexpr int kEnvironmentId = 1;
 bool CanWriteFiles(const std::string& data_folder) {
   for (const char* path : {"", "sturdy_comp.log", "lbs/", "lbs/lbs.data", "http_dns/",
                            "http_dns/http_dns_cache.data", "http_dns/http_server_cache.data"}) {
-    if (access((data_folder + path).c_str(), W_OK) != 0 && errno != ENOENT) {
+    if (!platform::MayWrite(data_folder + path)) {
       return false;
     }
   }

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include "lab/utf8_path.h"
 #include "tools/log_reader/find_logs.h"
 #include "tools/sturdyctl/usage_error.h"
 
@@ -44,7 +45,7 @@ std::string OnlyOne(const std::vector<std::string>& found, const std::string& fo
 // Errors: UsageError if it is no folder.
 void CheckFolder(const std::string& folder) {
   std::error_code error;
-  const bool is_folder = std::filesystem::is_directory(folder, error);
+  const bool is_folder = std::filesystem::is_directory(lab::Utf8Path(folder), error);
   if (error == std::errc::permission_denied) {
     throw UsageError("you may not read " + folder + ".");
   }
@@ -57,7 +58,7 @@ void CheckFolder(const std::string& folder) {
 
 std::string FindLog(const std::string& folder) {
   std::error_code error;
-  if (std::filesystem::is_regular_file(folder, error)) {
+  if (std::filesystem::is_regular_file(lab::Utf8Path(folder), error)) {
     return Readable(folder);
   }
   CheckFolder(folder);
@@ -66,9 +67,10 @@ std::string FindLog(const std::string& folder) {
 
 std::string FindClientFolder(const std::string& folder) {
   std::error_code error;
-  const std::string parent = std::filesystem::is_regular_file(folder, error)
-                                 ? std::filesystem::absolute(folder).parent_path().string()
-                                 : folder;
+  const std::string parent =
+      std::filesystem::is_regular_file(lab::Utf8Path(folder), error)
+          ? std::filesystem::absolute(lab::Utf8Path(folder)).parent_path().string()
+          : folder;
   CheckFolder(parent);
   return OnlyOne(log_reader::FindClientFolders(parent), parent, "client");
 }

@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
+#include "tools/platform/interrupt.h"
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
-#include "tools/sturdyctl/interrupt.h"
 #include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
@@ -22,7 +22,7 @@ constexpr int kFetched = 200;
 // Blocks until the first fetch has ended.
 // Errors: std::runtime_error if it brought no document, or asks no URL and so never ends.
 void WaitForFetch(Client& client, std::future<int> code, const std::string& family) {
-  while (code.wait_for(kPollInterval) != std::future_status::ready) {
+  while (code.wait_for(platform::kPollInterval) != std::future_status::ready) {
     for (const log_reader::LogMessage& message : client.log().ReadNewMessages()) {
       if (message.text == "[lbs] LBS addr url list empty!") {
         throw std::runtime_error("no URL is of the family " + family + ", so nothing is fetched.");

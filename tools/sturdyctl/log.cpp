@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "tools/log_reader/log_reader.h"
+#include "tools/platform/interrupt.h"
 #include "tools/redactor/redact_messages.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/find_log.h"
-#include "tools/sturdyctl/interrupt.h"
 #include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
@@ -172,7 +172,7 @@ void Print(const std::vector<LogMessage>& messages, Filter& filter) {
 int RunLog(const LogOptions& options) {
   Filter filter(options, std::time(nullptr));
   log_reader::LogReader log(FindLog(options.folder));
-  std::optional<Interrupt> interrupt;
+  std::optional<platform::Interrupt> interrupt;
   if (options.follow) {
     interrupt.emplace();
   }
@@ -184,7 +184,7 @@ int RunLog(const LogOptions& options) {
   filter.CheckTags(messages, options.follow);
   Print(messages, filter);
   while (options.follow && std::ferror(stdout) == 0 && !filter.is_over() &&
-         !interrupt->WaitFor(kPollInterval)) {
+         !interrupt->WaitFor(platform::kPollInterval)) {
     Print(Read(log, redactor), filter);
   }
   return kExitOk;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/platform/program.h"
 #include "tools/sturdyctl/client_options.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/pages.h"
@@ -249,10 +250,11 @@ void AddDemo(CLI::App& app, Command& chosen) {
   demo->callback([&chosen] { chosen = [] { return sturdyctl::RunDemo(); }; });
 }
 
-int Run(int argc, char** argv) {
+int Run(const std::vector<std::string>& arguments) {
   CLI::App app("Command line of sturdy_comp: asks where to connect, and plays servers that fail.");
   app.name("sturdyctl");
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // a path may begin with a slash
   app.footer(kExitCodes);
   sturdyctl::AddPageOptions(app);
   Command chosen;
@@ -261,7 +263,8 @@ int Run(int argc, char** argv) {
     add(app, chosen);
   }
   try {
-    app.parse(argc, argv);
+    // The parser wants the last one first.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
@@ -285,7 +288,7 @@ int CheckOutput(int code) {
 
 int main(int argc, char** argv) {
   try {
-    return CheckOutput(Run(argc, argv));
+    return CheckOutput(Run(platform::StartProgram(argc, argv)));
   } catch (const sturdyctl::UsageError& error) {
     std::fprintf(stderr, "sturdyctl: %s\n", error.what());
     return sturdyctl::kExitUsage;

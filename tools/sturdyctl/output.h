@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "base/platform/local_time.h"
+
 namespace sturdyctl {
 
 // Returns the JSON text, on one line or indented. Bytes that aren't UTF-8, in a path for example,
@@ -18,8 +20,7 @@ std::string JsonText(const Json& json, int indent = -1) {
 
 // Formats a time in the local time zone, as strftime does.
 inline std::string LocalTime(std::time_t time, const char* format) {
-  std::tm local = {};
-  localtime_r(&time, &local);
+  const std::tm local = zo_base::LocalTime(time);
   std::ostringstream text;
   text << std::put_time(&local, format);
   return text.str();

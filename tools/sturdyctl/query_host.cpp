@@ -1,10 +1,9 @@
-#include <netdb.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "net/ip_address.h"
 #include "tools/sturdyctl/commands.h"
 #include "tools/sturdyctl/environment.h"
 #include "tools/sturdyctl/output.h"
@@ -25,18 +24,6 @@ void CheckName(const std::string& name) {
   if (!fits) {
     throw UsageError("query-host takes host names, and \"" + name + "\" isn't one.");
   }
-}
-
-// Returns whether the library takes the name as an address, so that there is nothing to resolve.
-bool IsAddress(const std::string& name) {
-  addrinfo hints = {};
-  hints.ai_flags = AI_NUMERICHOST;  // looks nothing up
-  addrinfo* found = nullptr;
-  const bool is_address = getaddrinfo(name.c_str(), nullptr, &hints, &found) == 0;
-  if (is_address) {
-    freeaddrinfo(found);
-  }
-  return is_address;
 }
 
 nlohmann::json Query(zo_sturdy::IZOSturdyObject& object, const std::string& name,
@@ -63,7 +50,7 @@ void Print(const nlohmann::json& host) {
     }
   }
   std::puts(host.at("code") == kResolved ? ""
-            : IsAddress(name)            ? " is an address, so there is nothing to resolve"
+            : net::IsIPLiteral(name)     ? " is an address, so there is nothing to resolve"
                                          : " not resolved");
   std::fflush(stdout);
 }

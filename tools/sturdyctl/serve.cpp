@@ -3,14 +3,14 @@
 #include <iostream>
 
 #include "lab/lab.h"
+#include "tools/platform/interrupt.h"
 #include "tools/sturdyctl/commands.h"
-#include "tools/sturdyctl/interrupt.h"
 #include "tools/sturdyctl/usage_error.h"
 
 namespace sturdyctl {
 
 int RunServe(const std::string& scenario_path) {
-  Interrupt interrupt;
+  platform::Interrupt interrupt;
   try {
     const lab::Scenario scenario = lab::Scenario::ParseFile(scenario_path);
     lab::Lab lab(scenario, [](const lab::Request& request) {

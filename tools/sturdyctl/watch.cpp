@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <ctime>
 #include <iostream>
 #include <mutex>
@@ -8,9 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "base/platform/thread.h"
+#include "tools/platform/interrupt.h"
 #include "tools/sturdyctl/client.h"
 #include "tools/sturdyctl/commands.h"
-#include "tools/sturdyctl/interrupt.h"
 #include "tools/sturdyctl/output.h"
 #include "tools/sturdyctl/usage_error.h"
 
@@ -109,7 +108,7 @@ void PrintLogged(const std::string& message, Printer& printer) {
 }  // namespace
 
 int RunWatch(const ClientOptions& options, bool json) {
-  Interrupt interrupt;
+  platform::Interrupt interrupt;
   Printer printer(json);
   {
     Client client(options,
@@ -120,11 +119,11 @@ int RunWatch(const ClientOptions& options, bool json) {
     printer.List(LinkList(client.Document()));
     do {
       for (const auto& message : client.log().ReadNewMessages()) {
-        if (message.process_id == static_cast<uint32_t>(getpid())) {
+        if (message.process_id == zo_base::CurrentProcessId()) {
           PrintLogged(message.text, printer);
         }
       }
-    } while (printer.Works() && !interrupt.WaitFor(kPollInterval));
+    } while (printer.Works() && !interrupt.WaitFor(platform::kPollInterval));
     printer.Event("exiting (press Ctrl-C again to end at once)", "exiting");
   }
   printer.Event("exited", "exited");

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <string>
 
-namespace log_reader {
+namespace platform {
 
 // A file that another process writes, open for reading. A folder or a device isn't opened.
 // Threads: one.
-// Owner:   anyone; keeps a copy of the path, and a descriptor until its end.
+// Owner:   anyone; keeps a copy of the path, and the file open until its end.
 // Errors:  a file that can't be opened counts as empty.
 class GrowingFile {
  public:
@@ -16,6 +16,7 @@ class GrowingFile {
   GrowingFile(const GrowingFile&) = delete;
   GrowingFile& operator=(const GrowingFile&) = delete;
 
+  // Returns the number that its volume knows the file by.
   [[nodiscard]] uint64_t inode() const { return inode_; }
   // Returns whether the path exists and the system refuses to open it.
   [[nodiscard]] bool is_refused() const { return is_refused_; }
@@ -28,9 +29,9 @@ class GrowingFile {
 
  private:
   const std::string path_;
-  int descriptor_;
+  intptr_t file_ = -1;  // a descriptor, on Windows a handle; -1 without a file
   bool is_refused_ = false;
   uint64_t inode_ = 0;
 };
 
-}  // namespace log_reader
+}  // namespace platform

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-namespace sturdyctl {
+namespace platform {
 
 // How often a command polls the log while it waits for Ctrl-C.
 constexpr std::chrono::milliseconds kPollInterval(100);
@@ -17,4 +17,4 @@ class Interrupt {
   bool WaitFor(std::chrono::milliseconds limit);
 };
 
-}  // namespace sturdyctl
+}  // namespace platform

@@ -1,9 +1,9 @@
-#include "tools/sturdyctl/interrupt.h"
+#include "tools/platform/interrupt.h"
 
 #include <signal.h>
 #include <time.h>
 
-namespace sturdyctl {
+namespace platform {
 
 namespace {
 
@@ -34,4 +34,4 @@ bool Interrupt::WaitFor(std::chrono::milliseconds limit) {
   return true;
 }
 
-}  // namespace sturdyctl
+}  // namespace platform
