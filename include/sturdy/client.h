@@ -120,7 +120,7 @@ class Client {
     client.on_update_(client, code == 200, document);
   }
   // For the callback, which has no user value. Hidden, so that a plugin with it can be unloaded.
-  __attribute__((visibility("hidden"))) static std::atomic<Client*>& Running() {
+  STURDY_HIDDEN static std::atomic<Client*>& Running() {
     static std::atomic<Client*> running(nullptr);
     return running;
   }

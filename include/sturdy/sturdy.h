@@ -51,6 +51,12 @@
 #else
 #define STURDY_EXPORT
 #endif
+// For client.h: keeps a name inside the program or plugin that compiles it in.
+#if defined(__GNUC__) && !defined(_WIN32)
+#define STURDY_HIDDEN __attribute__((visibility("hidden")))
+#else
+#define STURDY_HIDDEN
+#endif
 
 namespace net {
 
