@@ -1,0 +1,168 @@
+#!/bin/bash
+# roads.sh STURDYCTL STURDYCTL.EXE   drives the builds for Linux and for Windows through the same
+# scenarios against the same servers, one after the other, and compares what their clients logged and
+# cached. Needs Wine, and its folder in WINEPREFIX.
+#
+# What differs by nature, and is made equal before the comparison:
+#   times, ids, durations   differ from run to run. What a transfer took for its steps is among them:
+#                           WinHTTP tells of fewer steps
+#   the data folder         is a path of Windows there
+#   the order of threads    is chance, so each thread's lines are compared by themselves. A [transfer]
+#                           line comes from any worker
+# No scenario has an unreachable server: WinHTTP reports it as refused (docs/architecture.md).
+set -m  # a program in the background sees Ctrl-C
+linux=$(readlink -f "$1") windows=$(readlink -f "$2")
+# shellcheck source=tests/support/servers.sh
+. "$(dirname "$0")/../support/servers.sh"
+export WINEDEBUG=-all LC_ALL=C.UTF-8  # Wine converts what the shell passes on
+
+# The first program under Wine waits until Wine has set up its folder.
+wine "$windows" --version >output 2>&1 </dev/null || fail "sturdyctl.exe doesn't run"
+serve "$source/tests/windows/roads.json" "$linux"
+for name in dead silent unheard good tls late dns; do
+  declare "$name=$(url "$name")"
+done
+conf=/lbs/conf.jsp
+
+# on SYSTEM ARGUMENT...   runs the system's sturdyctl.
+on() {
+  if [ "$1" = linux ]; then
+    "$linux" "${@:2}"
+  else
+    wine "$windows" "${@:2}" </dev/null
+  fi
+}
+
+# begin SYSTEM ARGUMENT...   starts it in the background, with the output in watch.txt.
+begin() {
+  if [ "$1" = linux ]; then
+    "$linux" "${@:2}" >watch.txt 2>&1 &
+  else
+    wine "$windows" "${@:2}" >watch.txt 2>&1 </dev/null &
+  fi
+  client=$!
+}
+
+# await FOLDER TEXT   waits until the client's log has the text, for 15 s at most.
+await() {
+  local end=$((SECONDS + 15))
+  until cat "$1"/sturdy_comp/*/sturdy_comp.log* 2>/dev/null | grep -aqF -- "$2"; do
+    [ "$SECONDS" -lt "$end" ] || { cp watch.txt output; fail "$1: the log never had: $2"; }
+    read -rt 0.05 <> <(:) || true
+  done
+}
+
+# finish FOLDER   presses Ctrl-C, and waits for the end of the client.
+finish() {
+  kill -INT "$client"
+  wait "$client" || { cp watch.txt output; fail "$1: the client failed at Ctrl-C"; }
+  grep -q exited watch.txt || { cp watch.txt output; fail "$1: the client didn't exit"; }
+}
+
+# One function for each scenario: drives the client of SYSTEM in the new data folder FOLDER, which
+# knows an endpoint of HTTP DNS.
+first_fetch_http() { on "$1" link --wait --token key --data "$2" --lbs "$good$conf"; }
+first_fetch_https() { on "$1" link --wait --token key --data "$2" --lbs "$tls$conf"; }
+# The second URL is passed over, since no connection comes, and then the third, whose answer comes
+# late and wins.
+fail_over() {
+  on "$1" link --wait --token key --data "$2" --lbs "$dead$conf" --lbs "$unheard$conf" \
+    --lbs "$late$conf" --lbs "$dead$conf"
+}
+second_pass() { on "$1" link --wait --token key --data "$2" --lbs "http://localhost:${dead##*:}$conf"; }
+report() {
+  begin "$1" watch --token key --data "$2" --lbs "$dead$conf" --lbs "$good$conf"
+  await "$2" '[lbs] Update LBS compare callback sdk'
+  finish "$2"
+  begin "$1" watch --token key --data "$2" --lbs "$dead$conf" --lbs "$good$conf"
+  await "$2" '[statistic]Statistic ret:true'
+  finish "$2"
+}
+# A killed process keeps its lines and its cache. The next one needs no server.
+kill_and_start() {
+  begin "$1" watch --token key --data "$2" --lbs "$good$conf"
+  await "$2" '[lbs] Update LBS compare callback sdk'
+  kill -KILL "$client"
+  wait "$client" 2>/dev/null || true
+  on "$1" log "$2" >output
+  grep -q 'Update LBS success = true' output || fail "$2: a line is lost"
+  on "$1" link --data "$2" --lbs "$good$conf"
+}
+exit_in_flight() {
+  begin "$1" watch --token key --data "$2" --lbs "$silent$conf"
+  await "$2" '[multiple]Send sub url request'
+  finish "$2"
+}
+
+# seed FOLDER   writes the cache of the endpoints of HTTP DNS, so that no client asks for them.
+seed() {
+  local folder
+  folder=$1/sturdy_comp/$(printf im_g1 | md5sum | cut -d ' ' -f 1)/http_dns
+  mkdir -p "$folder"
+  printf '{"host": "localhost", "ipv4": "[{\\"host\\": \\"127.0.0.1\\", \\"port\\": %s, \\"https\\": false}]", "ipv6": "[]", "ttl": "3600000", "expired_time": "%s000"}' \
+    "${dns##*:}" $(($(date +%s) + 86400)) >"$folder/http_server_cache.data"
+}
+
+# log_of FOLDER   prints the log, without what differs by nature.
+log_of() {
+  "$linux" log "$1" | sed -E \
+    -e 's/data_path:.*/data_path:PATH/' \
+    -e 's/ after [0-9]+ ms \(name .*\)$/ after N ms/' \
+    -e 's/fetched:[0-9]+ ms ago/fetched:N ms ago/' \
+    -e 's/"(send_time|timestamp)": [0-9]+/"\1": N/g' \
+    -e 's/update after [0-9]+ms/update after N ms/' |
+    awk '
+      function put() {
+        if (message == "") return
+        sub(/[\r\n ]+$/, "", message)
+        if (message ~ /^\[LV_APP\] \[transfer\]/) thread = "worker"
+        if (!(thread in lines)) lines[thread] = ""
+        if (thread == "worker") print "worker " message | "sort"
+        else lines[thread] = lines[thread] "\n" message
+      }
+      /^[0-9][0-9]-[0-9][0-9] / {
+        put(); thread = $3; sub(/^[^ ]+ [^ ]+ [^ ]+ /, ""); message = $0; next
+      }
+      # The frame of what an earlier process has left belongs to no thread.
+      /--load from mmap file/ { put(); thread = "frame"; message = $0; next }
+      { message = message "\n    " $0 }
+      END {
+        put(); close("sort")
+        # Each thread is one line, so that sort puts equal threads next to each other.
+        for (thread in lines) { gsub("\n", "\001", lines[thread]); print lines[thread] | "sort" }
+      }' | tr '\001' '\n'
+}
+
+# caches_of FOLDER   prints the caches, without their times.
+caches_of() {
+  local file
+  for file in lbs/lbs.data http_dns/http_server_cache.data http_dns/http_dns_cache.data; do
+    printf '%s: ' "$file"
+    sed -E 's/((fetched_at|cache_expired_time|expired_time)\\?": \\?"?)[0-9]+/\1N/g' \
+      "$1"/sturdy_comp/*/"$file" 2>/dev/null || printf 'missing'
+    echo
+  done
+}
+
+failed=0
+for scenario in first_fetch_http first_fetch_https fail_over second_pass report kill_and_start \
+  exit_in_flight; do
+  for system in linux windows; do
+    folder=$system/für/$scenario  # a letter that no code page has at the same place as UTF-8
+    seed "$folder"
+    "$scenario" "$system" "$folder" >"$folder/output" 2>&1 ||
+      { cp "$folder/output" output; fail "$folder failed"; }
+    sed '/^log: /d' "$folder/output" >"$folder/printed.txt"
+    log_of "$folder" >"$folder/log.txt"
+    caches_of "$folder" >"$folder/caches.txt"
+  done
+  for text in printed.txt log.txt caches.txt; do
+    if ! diff -U 2 "linux/für/$scenario/$text" "windows/für/$scenario/$text" >output; then
+      echo "$scenario: $text differs"
+      cat output
+      failed=1
+    fi
+  done
+done
+[ "$failed" -eq 0 ] || exit 1
+echo "roads: done"
