@@ -1,0 +1,50 @@
+#!/bin/bash
+# windows_zip_test.sh ZIP   checks the zip for Windows: it has the files that its README names and no
+# other, a client in C++11 builds with them, and that client and sturdyctl.exe run under Wine.
+set -euo pipefail
+zip=$(readlink -f "$1")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+fail() {
+  echo "windows_zip: $1" >&2
+  [ ! -s "$work/output" ] || cat "$work/output" >&2
+  exit 1
+}
+
+cmake -E tar xf "$zip"
+cd sturdy-comp-*-windows-x86_64
+diff - <(find . -type f | sort) <<'END' >../output || fail "other files than expected"
+./LICENSE
+./README.txt
+./bin/sturdy_comp.dll
+./bin/sturdyctl.exe
+./include/sturdy/backoff.h
+./include/sturdy/client.h
+./include/sturdy/sturdy.h
+./lib/libsturdy_comp.dll.a
+END
+[ "$(wc -l <README.txt)" -eq 10 ] || fail "README.txt hasn't ten lines"
+
+cat >client.cpp <<'END'
+#include <cstdio>
+
+#include "sturdy/backoff.h"
+#include "sturdy/client.h"
+
+int main() {
+  sturdy::Settings settings;
+  settings.data_path = "data";
+  settings.default_link_v4 = "192.0.2.1:443";
+  sturdy::Client client(settings);
+  std::puts(client.NextLink().HostPort().c_str());
+}
+END
+x86_64-w64-mingw32-g++-posix -std=c++11 -Wall -Wextra -Wconversion -Werror -static -Iinclude \
+  client.cpp lib/libsturdy_comp.dll.a -o bin/client.exe >../output 2>&1 || fail "a client doesn't compile"
+# Only the DLL is next to the program, so an import that isn't the system's would stop it.
+wine bin/client.exe >../output 2>/dev/null </dev/null || fail "the client fails"
+grep -q '192.0.2.1:443' ../output || fail "the client has another answer"
+wine bin/sturdyctl.exe state data >../output 2>/dev/null </dev/null || fail "sturdyctl.exe fails"
+grep -q '192.0.2.1:443' ../output || fail "sturdyctl.exe doesn't find the client's document"
+echo "windows zip: done"
