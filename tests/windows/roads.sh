@@ -19,9 +19,8 @@ export WINEDEBUG=-all LC_ALL=C.UTF-8  # Wine converts what the shell passes on
 # The first program under Wine waits until Wine has set up its folder.
 wine "$windows" --version >output 2>&1 </dev/null || fail "sturdyctl.exe doesn't run"
 serve "$source/tests/windows/roads.json" "$linux"
-for name in dead silent unheard good tls late dns; do
-  declare "$name=$(url "$name")"
-done
+dead=$(url dead) silent=$(url silent) unheard=$(url unheard) good=$(url good) tls=$(url tls)
+late=$(url late) dns=$(url dns)
 conf=/lbs/conf.jsp
 
 # on SYSTEM ARGUMENT...   runs the system's sturdyctl.
