@@ -15,7 +15,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Windows 10. The C++ runtime is linked in, since Windows has none.
-set(CMAKE_CXX_FLAGS_INIT "-D_WIN32_WINNT=0x0A00 -DUNICODE -DWIN32_LEAN_AND_MEAN -DNOMINMAX")
+# Windows 10. The C++ runtime is linked in, since Windows has none. Its mutexes take memory at their
+# first lock; the last definition lets the destructor of a recursive one give it back.
+set(CMAKE_CXX_FLAGS_INIT "-D_WIN32_WINNT=0x0A00 -DUNICODE -DWIN32_LEAN_AND_MEAN -DNOMINMAX \
+-D_GTHREAD_USE_RECURSIVE_MUTEX_INIT_FUNC")
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)

@@ -7,7 +7,8 @@
 namespace zo_base {
 
 // The standard mutexes in a wrapper that lets clang check what they guard.
-// Both work with std::condition_variable_any. Neither needs a destructor call.
+// Both work with std::condition_variable_any. On Linux neither needs a destructor call; on
+// Windows what a lock has taken stays without one.
 // Threads: any. Errors: the standard system errors of the wrapped mutex.
 class ZO_CAPABILITY("mutex") Mutex {
  public:

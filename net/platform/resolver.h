@@ -31,8 +31,9 @@ enum ResolveError : int {
   kResolutionFailed = -137,  // the resolver failed
 };
 
-// Looks up `host` for stream sockets. On failure empties `list` and sets `system_error` to the code
-// of getaddrinfo (EAI_..., negative here), or to errno (positive) for its EAI_SYSTEM. A family
+// Looks up `host` for stream sockets. On failure empties `list` and sets `system_error` to the
+// system's code: on Linux that of getaddrinfo (EAI_..., negative here), or errno (positive) for its
+// EAI_SYSTEM; on Windows that of WSAGetLastError. A family
 // other than kIPFamilyV4 and kIPFamilyV6 requests both.
 ResolveError ResolveHostEndpoints(const std::string& host, int flags, AddressFamily family,
                                   ResolvedAddressList& list, int& system_error);

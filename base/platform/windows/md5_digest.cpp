@@ -5,8 +5,8 @@
 // Needs the types of windows.h.
 #include <bcrypt.h>
 
+#include <stdexcept>
 #include <string>
-#include <system_error>
 
 namespace zo_base {
 
@@ -22,7 +22,7 @@ std::array<uint8_t, 16> Md5Digest(std::string_view bytes) {
     BCryptCloseAlgorithmProvider(algorithm, 0);
   }
   if (!BCRYPT_SUCCESS(status)) {
-    throw std::system_error(status, std::system_category(), "MD5");
+    throw std::runtime_error("MD5: status " + std::to_string(status));
   }
   return digest;
 }

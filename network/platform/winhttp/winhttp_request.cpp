@@ -67,11 +67,11 @@ void Remove(HINTERNET handle, const wchar_t* line) {
 }  // namespace
 
 WinHttpRequest::WinHttpRequest(WinHttpHandle handle, HttpUrl url, const TransferTimeOuts& time_outs)
-    : handle_(std::move(handle)),
-      time_outs_(time_outs),
+    : time_outs_(time_outs),
       has_zero_in_host_(url.host.find('\0') != std::string::npos),
       hop_(std::move(url)),
-      progress_(hop_.host) {}
+      progress_(hop_.host),
+      handle_(std::move(handle)) {}
 
 WinHttpRequest::~WinHttpRequest() {
   WinHttpSetStatusCallback(handle_.get(), nullptr, WINHTTP_CALLBACK_FLAG_ALL_NOTIFICATIONS, 0);

@@ -58,7 +58,6 @@ class WinHttpRequest final : public HttpRequestHandle {
   // Returns whether the body has ended before its announced length.
   [[nodiscard]] bool IsCutShort() const;
 
-  const WinHttpHandle handle_;
   const TransferTimeOuts time_outs_;
   const bool has_zero_in_host_;
   std::list<std::string> host_addresses_;
@@ -70,6 +69,8 @@ class WinHttpRequest final : public HttpRequestHandle {
   mutable zo_base::Mutex mutex_;
   HttpUrl hop_ ZO_GUARDED_BY(mutex_);  // of the present hop; after a redirect without its target
   TransferProgress progress_ ZO_GUARDED_BY(mutex_);
+
+  const WinHttpHandle handle_;  // last: is closed before what its notifications use goes
 };
 
 }  // namespace KRBASE::network::platform
