@@ -2,7 +2,6 @@
 //   STURDY_LOAD_MINUTES   how many minutes instead of 60 (3 under a sanitizer)
 //   STURDY_LOAD_SEED      repeats the choices of the run that printed this number
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -146,9 +145,7 @@ class BusyHour : public FrozenClient {
   // itself at the end.
   using Amounts = std::array<int64_t, 3>;
   static Amounts Held() {
-    const struct mallinfo2 heap = mallinfo2();
-    return {CountEntries("/proc/self/task"), CountEntries("/proc/self/fd"),
-            kSanitized ? 0 : static_cast<int64_t>(heap.uordblks + heap.hblkhd)};
+    return {CountThreads(), CountHandles(), kSanitized ? 0 : CountHeapBytes()};
   }
   // Waits until all transfers have ended, and the process holds no more than `most`.
   bool EndsTransfers(const Amounts& most) {

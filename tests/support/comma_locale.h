@@ -1,31 +1,13 @@
 #pragma once
 
-#include <clocale>
-#include <cstdlib>
-#include <fstream>
-#include <string>
-
 #include "lab/temp_folder.h"
 
-// While it exists, the process writes decimals with a comma. The locale is made on the spot, since
-// a machine may have none. If it can't be made, `available` is false.
+// While it exists, the process writes decimals with a comma. If the system has no such locale and
+// none can be made, `available` is false.
 class CommaLocale {
  public:
-  CommaLocale() {
-    std::ofstream(folder_.File("source"))
-        << "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\n"
-           "grouping 3;3\nEND LC_NUMERIC\n";
-    // localedef complains about the categories that are left out, so its result says nothing.
-    const std::string command = "localedef -c -i " + folder_.File("source") + " " +
-                                folder_.File("comma") + " >/dev/null 2>&1";
-    static_cast<void>(std::system(command.c_str()));
-    setenv("LOCPATH", folder_.path().c_str(), 1);
-    available = std::setlocale(LC_NUMERIC, "comma") != nullptr;
-  }
-  ~CommaLocale() {
-    std::setlocale(LC_NUMERIC, "C");
-    unsetenv("LOCPATH");
-  }
+  CommaLocale();
+  ~CommaLocale();
   CommaLocale(const CommaLocale&) = delete;
   CommaLocale& operator=(const CommaLocale&) = delete;
 

@@ -1,33 +1,17 @@
 #pragma once
 
-#include <clocale>
-#include <csignal>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
-// Returns what belongs to the host: its locale, its folder, and whether it handles SIGPIPE.
-inline std::string HostState() {
-  struct sigaction now {};
-  sigaction(SIGPIPE, nullptr, &now);
-  return std::string(std::setlocale(LC_ALL, nullptr)) + " " +
-         std::filesystem::current_path().string() + (now.sa_handler == SIG_DFL ? "" : " SIGPIPE");
-}
+// Returns what belongs to the host: its locale, its folder, and on Linux its handling of SIGPIPE.
+std::string HostState();
 
-// Counts the entries of a folder, such as /proc/self/task or /proc/self/fd.
-inline int64_t CountEntries(const char* folder) {
-  return std::distance(std::filesystem::directory_iterator(folder), {});
-}
+// Count what this process has: its threads; its descriptors, or handles on Windows; the bytes that
+// it has taken from the heap and not given back.
+int64_t CountThreads();
+int64_t CountHandles();
+int64_t CountHeapBytes();
 
-// Whether the process has a thread of this name. The system keeps 15 characters of a name.
-inline bool HasThread(const std::string& name) {
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::string line;
-    std::getline(std::ifstream(task.path() / "comm") >> std::ws, line);
-    if (line == name.substr(0, 15)) {
-      return true;
-    }
-  }
-  return false;
-}
+// Whether the process has a thread of this name. Linux keeps 15 characters of a name. Not on
+// Windows, which tells names to debuggers alone.
+bool HasThread(const std::string& name);

@@ -75,7 +75,7 @@ class Rounds : public ClientTest {
 };
 
 TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
-  const int64_t threads = CountEntries("/proc/self/task");
+  const int64_t threads = CountThreads();
   int64_t descriptors = 0;
   int log_buffers = 0;
   int others = 0;
@@ -84,14 +84,14 @@ TEST_F(Rounds, LeaveNothingButOneLogBufferEach) {
     std::printf("%4d ms%s", static_cast<int>(exit / std::chrono::milliseconds(1)),
                 round % 10 == 0 ? "\n" : "");
     EXPECT_LT(exit, std::chrono::seconds(zo_sturdy::kExitBoundSeconds));
-    EXPECT_TRUE(WaitUntil([&] { return CountEntries("/proc/self/task") <= threads; })) << round;
+    EXPECT_TRUE(WaitUntil([&] { return CountThreads() <= threads; })) << round;
     if (round == kEarlyRound) {
-      descriptors = CountEntries("/proc/self/fd");
+      descriptors = CountHandles();
       log_buffers = CountMappings(true);
       others = CountMappings(false);
     }
   }
-  EXPECT_LE(CountEntries("/proc/self/fd"), descriptors);
+  EXPECT_LE(CountHandles(), descriptors);
   EXPECT_LE(CountMappings(true), log_buffers + kRounds - kEarlyRound);
   if (!kSanitized) {  // the sanitizers' own memory grows
     EXPECT_LE(CountMappings(false), others);

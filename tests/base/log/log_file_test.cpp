@@ -1,11 +1,7 @@
 #include "base/log/log_file.h"
 
 #include <gmock/gmock.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 
@@ -13,6 +9,7 @@
 #include "base/log/tqlog.h"
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
+#include "lab/child.h"
 #include "lab/temp_folder.h"
 
 namespace zo_base {
@@ -66,27 +63,18 @@ TEST_F(LogFileTest, FailedReadOfABufferOfOtherSizeLosesNoText) {
 // while a flush empties it. Both also cut the log.
 TEST_F(LogFileTest, DeathInAnyFileCallLosesNoLine) {
   constexpr uint32_t kLimit = 64;
-  for (const bool in_flush : {false, true}) {
+  for (const std::string moment : {"start", "flush"}) {
     int calls = 0;
     for (bool killed = true; killed;) {
-      SCOPED_TRACE((in_flush ? "flush " : "start ") + std::to_string(++calls));
-      SetBuffer(in_flush ? "" : BufferBytes(3, "old", kBuffer));
+      SCOPED_TRACE(moment + " " + std::to_string(++calls));
+      SetBuffer(moment == "flush" ? "" : BufferBytes(3, "old", kBuffer));
       ASSERT_TRUE(WriteWholeFile(path_, std::string(kLimit - 2, '.')));
-      const auto is_killed_or_done = [&](int status) {
-        killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-        return killed || status == 0;
-      };
-      EXPECT_EXIT(
-          {
-            LogFile log;
-            if (in_flush) {
-              log.Init(path_, kLimit, kBuffer);
-              log.Write("old");
-            }
-            const ScopedFileFault fault(calls, FileFault::kKill);
-            ::_exit((in_flush ? log.Flush() : log.Init(path_, kLimit, kBuffer)) ? 0 : 1);
-          },
-          is_killed_or_done, "");
+      lab::Child victim({LOG_VICTIM, path_, std::to_string(kLimit), std::to_string(kBuffer), moment,
+                         std::to_string(calls)});
+      const std::string end = victim.ReadRest();
+      ASSERT_NE(victim.Wait(), -1) << "it can't be started";
+      killed = end.empty();
+      EXPECT_TRUE(killed || end.starts_with("done")) << end;
       LogFile next;
       EXPECT_TRUE(next.Init(path_, kNoLimit, kBuffer));
       EXPECT_THAT(Log(), testing::AllOf(testing::StartsWith(std::string(kLimit / 2 - 2, '.')),
@@ -96,21 +84,6 @@ TEST_F(LogFileTest, DeathInAnyFileCallLosesNoLine) {
     }
     EXPECT_GT(calls, 10) << "too few";
   }
-}
-
-// The process dies while it copies a line that can't be read.
-TEST_F(LogFileTest, UnfinishedLineIsNotCounted) {
-  LogFile log;
-  ASSERT_TRUE(log.Init(path_, kNoLimit, kBuffer));
-  log.Write("whole\n");
-  void* const hidden = ::mmap(nullptr, kBuffer, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  EXPECT_EXIT(
-      {
-        std::signal(SIGSEGV, [](int) { ::_exit(77); });
-        log.Write({static_cast<char*>(hidden), kBuffer / 2});
-      },
-      testing::ExitedWithCode(77), "");
-  EXPECT_EQ(Buffer(6), BufferBytes(6, "whole\n", 10));
 }
 
 TEST_F(LogFileTest, FullBufferMovesToTheLogBeforeTheNewLine) {

@@ -39,10 +39,8 @@ TEST(TqlogTest, LineBeginsWithTimeIdsAndLevel) {
   constexpr int64_t kWallMs = 1700000000007;
   clock.SetWall(kWallMs);
   const std::time_t second = kWallMs / 1000;
-  std::tm parts{};
-  ::localtime_r(&second, &parts);
   std::array<char, 32> time{};
-  std::strftime(time.data(), time.size(), "%m-%d %H:%M:%S.007 ", &parts);
+  std::strftime(time.data(), time.size(), "%m-%d %H:%M:%S.007 ", std::localtime(&second));
   const std::string process = time.data() + std::to_string(CurrentProcessId());
   const std::string prefix = process + "-" + std::to_string(CurrentThreadId()) + " ";
   const struct {
@@ -70,7 +68,7 @@ TEST(TqlogTest, LineBeginsWithTimeIdsAndLevel) {
   EXPECT_EQ(keeper.lines.back().second.substr(11, 8), ":21.007 ");
 }
 
-TEST(TqlogTest, WritesLinesOfItsLevelToPrivateFiles) {
+TEST(TqlogTest, WritesLinesOfItsLevel) {
   const lab::TempFolder folder;
   const std::string path = folder.File("a/b/x.log");
   Logger logger;
@@ -86,6 +84,15 @@ TEST(TqlogTest, WritesLinesOfItsLevelToPrivateFiles) {
   logger.Close();
   logger.Write(LV_APP, "closed\n");
   EXPECT_EQ(ReadFilePrefix(path, 100), "kept\n");
+}
+
+TEST(TqlogTest, FilesAreForTheUserAlone) {
+  const lab::TempFolder folder;
+  const std::string path = folder.File("a/x.log");
+  Logger logger;
+  logger.SetLogFile(path, 0, 0);
+  logger.Write(LV_KER, "x\n");
+  logger.Flush();
   const std::pair<std::string, int> modes[] = {
       {path, 0600}, {path + ".qel_mmap", 0600}, {folder.File("a"), 0700}};
   for (const auto& [file, mode] : modes) {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <malloc.h>
 
 #include <filesystem>
 #include <system_error>
@@ -13,6 +12,7 @@
 #include "src/sturdy/environment/environment_manager.h"
 #include "tests/support/client_calls.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/process_state.h"
 #include "tests/support/run_threads.h"
 
 namespace zo_sturdy {
@@ -47,12 +47,12 @@ TEST(EnvironmentLifecycle, SettingsApplyFromStartToExit) {
 
   ExitSturdyEnvironment(7);  // ends everything, whatever the id
   ExpectNothingStarted();
-  const size_t heap = mallinfo2().uordblks;
+  const int64_t heap = CountHeapBytes();
   for (int id = 0; id < 1000; ++id) {
     ExitSturdyEnvironment(id);  // writes no line and keeps no memory
   }
   // One block per exit would be 24,000 bytes or more; less than that is noise of the process.
-  EXPECT_LT(mallinfo2().uordblks, heap + 16000);
+  EXPECT_LT(CountHeapBytes(), heap + 16000);
   const std::string banner = "\r\n" + std::string(53, '-') + " start " + std::string(53, '-');
   EXPECT_THAT(log.With("- start -"), ElementsAre(banner, banner));
   EXPECT_THAT(log.With("[environment]"),

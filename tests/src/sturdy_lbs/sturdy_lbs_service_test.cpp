@@ -1,7 +1,5 @@
 #include "src/business/sturdy_lbs/sturdy_lbs_service.h"
 
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -350,18 +348,6 @@ TEST_F(LBSServiceTest, CallsOutOfOrderAndNullPointersDoNothing) {
   EXPECT_EQ(service->GetLinkHostCount(), 2);
   service = MakeService();
   EXPECT_TRUE(Answer(first, 500, kNew));
-}
-
-// The next service must not read a cache file that this one is still writing.
-TEST_F(LBSServiceTest, StopWaitsForTheDocumentThatIsBeingSaved) {
-  StartWithToken();
-  std::filesystem::remove(cache);
-  ASSERT_EQ(mkfifo(cache.c_str(), 0600), 0);  // a save blocks until the file is read
-  const auto answer = std::async(std::launch::async, [&] { Answer(first, 200, kNew); });
-  ASSERT_TRUE(log.WaitFor("[lbs]ParseLBSResponse parsel result = true,update active lbs"));
-  const auto stop = std::async(std::launch::async, [&] { service->Stop(); });
-  EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-  EXPECT_THAT(CacheText(), HasSubstr("1.2.3.4:2"));
 }
 
 // The last of the waiting callers may be the last owner of the service.

@@ -1,0 +1,47 @@
+#include "tests/support/process_state.h"
+
+#include <malloc.h>
+
+#include <clocale>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+int64_t CountEntries(const char* folder) {
+  return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+}  // namespace
+
+std::string HostState() {
+  struct sigaction now {};
+  sigaction(SIGPIPE, nullptr, &now);
+  return std::string(std::setlocale(LC_ALL, nullptr)) + " " +
+         std::filesystem::current_path().string() + (now.sa_handler == SIG_DFL ? "" : " SIGPIPE");
+}
+
+int64_t CountThreads() {
+  return CountEntries("/proc/self/task");
+}
+
+int64_t CountHandles() {
+  return CountEntries("/proc/self/fd");
+}
+
+int64_t CountHeapBytes() {
+  const struct mallinfo2 heap = mallinfo2();
+  return static_cast<int64_t>(heap.uordblks + heap.hblkhd);
+}
+
+bool HasThread(const std::string& name) {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string line;
+    std::getline(std::ifstream(task.path() / "comm") >> std::ws, line);
+    if (line == name.substr(0, 15)) {
+      return true;
+    }
+  }
+  return false;
+}
