@@ -106,9 +106,13 @@ TEST(CurlRoom, JudgesOddAnswers) {
       {HttpServer("chunks").On("/", lab::Garbage(chunked + "chunked\r\n\r\nno length\r\n")),
        HttpServer("plain").On("/", Answer("plain")),
        HttpServer("moved").On("/", Redirect("${url:plain}/", 308)),
+       HttpServer("twice").On("/", lab::Garbage("HTTP/1.1 301 X\r\nlocation:  ${url:plain}/ \t\r\n"
+                                                "Location: /\r\n\r\n")),
        HttpsServer("secure").On("/", Redirect("${url:plain}/", 307))});
   EXPECT_EQ(std::get<3>(Get(lab.Url("chunks", "/"))), "malformed");
-  EXPECT_EQ(Get(lab.Url("moved", "/")), (Outcome{0, 200, "plain", ""}));
+  for (const char* server : {"moved", "twice"}) {
+    EXPECT_EQ(Get(lab.Url(server, "/")), (Outcome{0, 200, "plain", ""})) << server;
+  }
   EXPECT_EQ(std::get<1>(Get(lab.Url("secure", "/"))), 307);
 }
 
