@@ -55,10 +55,11 @@ TEST(EnvironmentLifecycle, SettingsApplyFromStartToExit) {
   EXPECT_LT(CountHeapBytes(), heap + 16000);
   const std::string banner = "\r\n" + std::string(53, '-') + " start " + std::string(53, '-');
   EXPECT_THAT(log.With("- start -"), ElementsAre(banner, banner));
+  const auto data_path = std::filesystem::path(lab::DataFolder(first.path())).make_preferred();
   EXPECT_THAT(log.With("[environment]"),
               ElementsAre("[environment] Start version:" STURDY_VERSION_STRING
                           " business:im_g1 sdk_version: sv:0 pv:0 tp:0 key:set data_path:" +
-                              lab::DataFolder(first.path()),
+                              data_path.string(),
                           "[environment] Exit"));
 
   EXPECT_EQ(Start(second), 1);
