@@ -19,6 +19,7 @@ TEST_F(SlowSave, IsAwaitedByAStop) {
   SetToken("key");
   ASSERT_TRUE(service->Start(Record()));
   const MultipleURLHttpRequest first = Request(0);
+  log.StartHere();  // the start has applied a document too
   std::filesystem::remove(cache);
   ASSERT_EQ(mkfifo(cache.c_str(), 0600), 0);  // a save blocks until the file is read
   const auto answer = std::async(std::launch::async, [&] { Answer(first, 200, document); });
