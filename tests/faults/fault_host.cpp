@@ -84,6 +84,7 @@ int main(int count, char** arguments) {
   // Work until the next byte.
   Logger* const log = Logger::Instance();
   log->SetLogFile(log->GetLogFile(), kLogBytes, 0);
+  log->Flush();  // cuts a log that lives too short for a flush have made longer
   if (killed_at == "work") {
     KillAfter(arguments[4]);
   }
