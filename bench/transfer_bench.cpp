@@ -18,8 +18,8 @@
 #include "network/http_response.h"
 #include "network/platform/curl/curl_library.h"
 #include "network/platform/curl/curl_options.h"
-#include "network/platform/curl/transfer_plan.h"
 #include "network/platform/http_url.h"
+#include "network/platform/transfer_plan.h"
 
 namespace {
 

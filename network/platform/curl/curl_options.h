@@ -4,7 +4,7 @@
 #include <string>
 
 #include "network/platform/curl/curl_library.h"
-#include "network/platform/curl/transfer_plan.h"
+#include "network/platform/transfer_plan.h"
 
 // Turns a plan into libcurl's options.
 // Requires: libcurl is loaded.

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "network/platform/curl/transfer_plan.h"
 #include "network/platform/http_handles.h"
+#include "network/platform/transfer_plan.h"
 
 namespace KRBASE::network::platform {
 

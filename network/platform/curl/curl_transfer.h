@@ -11,7 +11,7 @@
 #include "network/platform/curl/curl_library.h"
 #include "network/platform/curl/curl_options.h"
 #include "network/platform/curl/response_head.h"
-#include "network/platform/curl/transfer_plan.h"
+#include "network/platform/transfer_plan.h"
 #include "network/transfer_failure.h"
 
 namespace KRBASE::network::platform {

@@ -12,7 +12,7 @@
 
 namespace KRBASE::network::platform {
 
-// One request to one server: all that a CurlTransfer needs.
+// One request to one server: all that an exchange needs.
 // Threads: one at a time.
 // Owner:   the request handle, which changes it between transfers only.
 struct TransferPlan {
@@ -22,7 +22,7 @@ struct TransferPlan {
   bool ignore_certificate_errors = false;
   std::string agent;  // sent if the headers have no User-Agent
   HeaderLines headers;
-  std::string_view body;  // owned by the caller of CurlRequest::Send
+  std::string_view body;  // owned by the caller of HttpRequestHandle::Send
   TransferTimeOuts time_outs;
 };
 
