@@ -11,9 +11,8 @@
 #include "net/ip_address.h"
 #include "net/platform/sock_addr.h"
 #include "net/url.h"
-#include "network/platform/curl/curl_library.h"
-#include "network/platform/curl/redirect_url.h"
 #include "network/platform/http_url.h"
+#include "network/platform/redirect.h"
 
 namespace {
 
@@ -148,7 +147,6 @@ void JudgeTransfer(const std::string& text) {
   Expect(is_open || (again.has_value() && again->host == url->host && again->port == url->port &&
                      again->is_https == url->is_https && again->target == url->target),
          "read again, the same", UrlOrigin(*url) + url->target);
-  LoadCurl();
   const std::optional<HttpUrl> moved = ResolveLocation(HttpUrl{false, "h", 1, "/a/b?c"}, text);
   Expect(!moved.has_value() || (!moved->host.empty() && moved->target[0] == '/'),
          "a redirect leads somewhere", text);

@@ -21,6 +21,9 @@ inline constexpr int kMaxRedirects = 10;
 // The longest wait between two calls of libcurl while it connects. It gives up a dead address and
 // tries the next one only when it is called, and it sets no timer for that.
 inline constexpr int64_t kConnectPollMs = 100;
+// How long a call of WinHTTP has lasted before its handle may be closed. One that has just begun
+// may not have looked the handle up; the number could be another's by then.
+inline constexpr int64_t kUndisturbedCallMs = 1000;
 // For received bytes that haven't been read. A reader takes 8 KiB at a time, libcurl delivers 16
 // KiB.
 inline constexpr size_t kReceiveBufferBytes = 65536;

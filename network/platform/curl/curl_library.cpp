@@ -50,11 +50,6 @@ void FindFunctions() {
   Find(curl.multi_wakeup, "curl_multi_wakeup");
   Find(curl.slist_append, "curl_slist_append");
   Find(curl.slist_free_all, "curl_slist_free_all");
-  Find(curl.url, "curl_url");
-  Find(curl.url_cleanup, "curl_url_cleanup");
-  Find(curl.url_get, "curl_url_get");
-  Find(curl.url_set, "curl_url_set");
-  Find(curl.free, "curl_free");
   curl.set_keylog_callback = reinterpret_cast<decltype(curl.set_keylog_callback)>(
       dlsym(library, "SSL_CTX_set_keylog_callback"));  // searches what libcurl links, too
 }

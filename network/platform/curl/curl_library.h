@@ -30,12 +30,6 @@ struct CurlLibrary {
   decltype(&::curl_slist_append) slist_append;
   decltype(&::curl_slist_free_all) slist_free_all;
 
-  decltype(&::curl_url) url;
-  decltype(&::curl_url_cleanup) url_cleanup;
-  decltype(&::curl_url_get) url_get;
-  decltype(&::curl_url_set) url_set;
-  decltype(&::curl_free) free;
-
   // Of the OpenSSL that libcurl uses; null if it uses another library for TLS.
   decltype(&::SSL_CTX_set_keylog_callback) set_keylog_callback;
 };

@@ -6,24 +6,9 @@
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
 #include "network/platform/curl/curl_transfer.h"
-#include "network/platform/curl/redirect_url.h"
-#include "network/platform/exit_gate.h"
-#include "network/platform/transfer_limits.h"
+#include "network/platform/redirect.h"
 
 namespace KRBASE::network::platform {
-
-namespace {
-
-bool IsRedirect(int32_t status) {
-  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
-// As browsers do it: a POST stays one only after 307 and 308.
-bool BecomesGet(int32_t status, HttpMethod method) {
-  return status == 303 || (method == kHttpMethodPost && (status == 301 || status == 302));
-}
-
-}  // namespace
 
 CurlRequest::CurlRequest(TransferPlan plan) : plan_(std::move(plan)) {}
 
@@ -82,52 +67,25 @@ bool CurlRequest::ReceiveResponse() {
   }
   deadline_ms_ = transfer_->deadline_ms();
   for (int redirects = 0; transfer_->ReceiveHead(); ++redirects) {
-    const NextHop next_hop = PrepareNextHop();
-    if (next_hop == NextHop::kNone) {
+    const int32_t status = transfer_->status();
+    NextHop next_hop = NextHopOf(plan_.url, status, transfer_->head(), redirects);
+    if (next_hop.is_final) {
       return true;
     }
-    if (next_hop == NextHop::kUnusable) {
-      return Fail(IsExitGateClosed() ? TransferCause::kShutDown : TransferCause::kBadUrl);
-    }
-    if (redirects == kMaxRedirects) {
-      return Fail(TransferCause::kTooManyRedirects);
+    steps_ = steps();
+    transfer_.reset();  // before the plan that it refers to changes
+    if (!next_hop.target.has_value()) {
+      return Fail(next_hop.refusal);
     }
     if (zo_base::Clock::MonotonicMs() >= deadline_ms_) {
       return Fail(TransferCause::kTooLong);
     }
+    Follow(*std::move(next_hop.target), status, plan_);
     if (!SendHop()) {
       return false;
     }
   }
   return false;
-}
-
-CurlRequest::NextHop CurlRequest::PrepareNextHop() {
-  const int32_t status = transfer_->status();
-  if (!IsRedirect(status)) {
-    return NextHop::kNone;
-  }
-  const std::string location = HeaderValue(transfer_->head(), "Location");
-  if (location.empty()) {
-    return NextHop::kNone;
-  }
-  std::optional<HttpUrl> target = ResolveLocation(plan_.url, location);
-  if (target.has_value() && plan_.url.is_https && !target->is_https) {
-    return NextHop::kNone;
-  }
-  steps_ = steps();
-  transfer_.reset();  // before the plan that it refers to changes
-  if (!target.has_value()) {
-    return NextHop::kUnusable;
-  }
-  plan_.url = *std::move(target);
-  plan_.headers.Remove("Host");
-  if (BecomesGet(status, plan_.method)) {
-    plan_.method = kHttpMethodGet;
-    plan_.body = {};
-    plan_.headers.Remove("Content-Type");
-  }
-  return NextHop::kPrepared;
 }
 
 const std::string& CurlRequest::raw_headers() const {

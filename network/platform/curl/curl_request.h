@@ -35,14 +35,10 @@ class CurlRequest final : public HttpRequestHandle {
   TransferSteps steps() const override;
 
  private:
-  enum class NextHop { kNone, kPrepared, kUnusable };
-
   // Sends the plan's request in place of the one before.
   bool SendHop();
   bool ResolveHost();
   bool Fail(TransferCause cause);  // returns false
-  // Turns the plan into that of the next hop if the answer redirects.
-  NextHop PrepareNextHop();
 
   TransferPlan plan_;
   std::unique_ptr<CurlTransfer> transfer_;  // refers to the plan

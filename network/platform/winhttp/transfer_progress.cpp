@@ -40,9 +40,6 @@ void TransferProgress::OnStatus(uint32_t status, std::wstring_view text, bool is
     case WINHTTP_CALLBACK_STATUS_RESPONSE_RECEIVED:
       phase_ = phase_ == TransferPhase::kWaiting ? TransferPhase::kInHead : phase_;
       break;
-    case WINHTTP_CALLBACK_STATUS_REDIRECT:
-      OnRedirect();
-      break;
     default:
       break;
   }
@@ -59,7 +56,7 @@ void TransferProgress::OnNameResolved(std::wstring_view texts, int64_t now_ms) {
     return;
   }
   steps_.name_ms = now_ms - step_began_at_ms_;
-  while (redirects_ == 0 && !texts.empty()) {
+  while (!texts.empty()) {
     const size_t end = texts.find(L';');
     net::IPBytes address;
     if (net::ParseIPLiteral(zo_base::Utf8(texts.substr(0, end)), address)) {
@@ -78,13 +75,6 @@ void TransferProgress::OnSending(int64_t now_ms, bool is_tls) {
     steps_.tls_ms = now_ms - connected_at_ms_;
   }
   connected_at_ms_ = now_ms;
-  first_connected_at_ms_ = first_connected_at_ms_.value_or(now_ms);
-}
-
-void TransferProgress::OnRedirect() {
-  ++redirects_;
-  steps_ = {};
-  phase_ = TransferPhase::kConnecting;
 }
 
 }  // namespace KRBASE::network::platform

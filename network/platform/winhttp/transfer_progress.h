@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <list>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,11 +10,9 @@
 
 namespace KRBASE::network::platform {
 
-// What WinHTTP tells of a request while it carries it out: how far the hop has come, how long each
-// step took, and what the look-up gave.
-// Threads: one at a time.
-// Owner:   the request.
-// Errors:  std::bad_alloc of OnStatus.
+// What WinHTTP tells of an exchange while it carries it out: how far it has come, how long each
+// step took, and what the look-up gave. Threads: one at a time. Owner:   the exchange. Errors:
+// std::bad_alloc of OnStatus.
 class TransferProgress {
  public:
   explicit TransferProgress(const std::string& host);
@@ -25,28 +22,20 @@ class TransferProgress {
   void OnHead();
 
   [[nodiscard]] TransferPhase phase() const { return phase_; }
-  // The steps of the last hop so far.
+  // The steps so far.
   [[nodiscard]] const TransferSteps& steps() const { return steps_; }
-  [[nodiscard]] int redirects() const { return redirects_; }
-  // When the first hop was connected, TLS included; on the monotonic clock.
-  [[nodiscard]] std::optional<int64_t> first_connected_at_ms() const {
-    return first_connected_at_ms_;
-  }
-  // The addresses of the first hop's host, as texts for reports.
+  // The addresses of the host, as texts for reports.
   [[nodiscard]] const std::list<std::string>& addresses() const { return addresses_; }
 
  private:
   void OnNameResolved(std::wstring_view texts, int64_t now_ms);
   void OnSending(int64_t now_ms, bool is_tls);
-  void OnRedirect();
 
   TransferPhase phase_ = TransferPhase::kConnecting;
-  bool is_literal_ = false;  // the hop's host is an address, which needs no look-up
+  bool is_literal_ = false;  // the host is an address, which needs no look-up
   TransferSteps steps_;
-  int redirects_ = 0;
   int64_t step_began_at_ms_ = 0;
   int64_t connected_at_ms_ = 0;  // TLS included, once a part of the request has been sent
-  std::optional<int64_t> first_connected_at_ms_;
   std::list<std::string> addresses_;
 };
 

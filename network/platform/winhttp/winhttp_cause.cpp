@@ -40,7 +40,7 @@ TransferCause OfEnd(TransferPhase phase, bool is_tls) {
 TransferCause CauseOf(uint32_t system_error, TransferPhase phase, bool is_tls) {
   switch (system_error) {
     case ERROR_WINHTTP_INVALID_URL:
-    case ERROR_WINHTTP_UNRECOGNIZED_SCHEME:  // of a redirect
+    case ERROR_WINHTTP_UNRECOGNIZED_SCHEME:
       return TransferCause::kBadUrl;
     case ERROR_WINHTTP_NAME_NOT_RESOLVED:
       return TransferCause::kNameNotResolved;
@@ -52,6 +52,7 @@ TransferCause CauseOf(uint32_t system_error, TransferPhase phase, bool is_tls) {
     case WSAEACCES:
       return TransferCause::kUnreachable;
     case ERROR_WINHTTP_TIMEOUT:
+    case ERROR_WINHTTP_OPERATION_CANCELLED:  // by the watch of the handle
     case WSAETIMEDOUT:
       return OfTimeout(phase);
     case ERROR_WINHTTP_SECURE_FAILURE:
@@ -65,14 +66,11 @@ TransferCause CauseOf(uint32_t system_error, TransferPhase phase, bool is_tls) {
     case ERROR_WINHTTP_INVALID_SERVER_RESPONSE:  // also an end before the first byte
       return phase == TransferPhase::kWaiting ? TransferCause::kReset : TransferCause::kMalformed;
     case ERROR_WINHTTP_CHUNKED_ENCODING_HEADER_SIZE_OVERFLOW:
-    case ERROR_WINHTTP_HEADER_NOT_FOUND:  // a redirect without a Location
       return TransferCause::kMalformed;
     case ERROR_WINHTTP_HEADER_COUNT_EXCEEDED:
     case ERROR_WINHTTP_HEADER_SIZE_OVERFLOW:
     case ERROR_WINHTTP_RESPONSE_DRAIN_OVERFLOW:
       return TransferCause::kTooLarge;
-    case ERROR_WINHTTP_REDIRECT_FAILED:
-      return TransferCause::kTooManyRedirects;
     case ERROR_NOT_ENOUGH_MEMORY:
     case ERROR_OUTOFMEMORY:
     case ERROR_WINHTTP_OUT_OF_HANDLES:

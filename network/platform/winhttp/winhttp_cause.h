@@ -6,7 +6,7 @@
 
 namespace KRBASE::network::platform {
 
-// How far a hop has come.
+// How far an exchange has come.
 enum class TransferPhase {
   kConnecting,  // look-up and TLS included
   kSending,

@@ -11,8 +11,12 @@
 
 namespace KRBASE::network::platform {
 
+// Lets no notification come any more: closing gives one, and what it uses may be gone.
 struct WinHttpCloser {
-  void operator()(HINTERNET handle) const { WinHttpCloseHandle(handle); }
+  void operator()(HINTERNET handle) const {
+    WinHttpSetStatusCallback(handle, nullptr, WINHTTP_CALLBACK_FLAG_ALL_NOTIFICATIONS, 0);
+    WinHttpCloseHandle(handle);
+  }
 };
 
 // Closes the handle of a session, connection or request.
@@ -23,7 +27,7 @@ inline bool SetOption(HINTERNET handle, DWORD option, DWORD number) {
   return WinHttpSetOption(handle, option, &number, sizeof(number)) != FALSE;
 }
 
-// Sets the time-outs of a session or request; a name's look-up has none. The wait for the head has
+// Sets the time-outs of a session; a name's look-up has none. The wait for the head has
 // an option of its own, whose default is 90 s.
 inline void SetTimeOutsOf(HINTERNET handle, const TransferTimeOuts& time_outs) {
   const int receive_ms = std::max(time_outs.receive_ms, 0);

@@ -3,74 +3,51 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "base/sync/mutex.h"
-#include "base/sync/thread_annotations.h"
 #include "network/platform/http_handles.h"
-#include "network/platform/http_url.h"
-#include "network/platform/winhttp/transfer_progress.h"
+#include "network/platform/transfer_plan.h"
+#include "network/platform/winhttp/winhttp_exchange.h"
 #include "network/platform/winhttp/winhttp_handle.h"
 
 namespace KRBASE::network::platform {
 
-// A request over WinHTTP, which looks names up and follows redirects itself. Its notifications tell
-// how far it is. They come inside our calls, possibly on a thread of WinHTTP's.
-// A redirect from https to http fails the request.
+// A request over WinHTTP. Follows redirects itself: each hop is a WinHttpExchange.
 class WinHttpRequest final : public HttpRequestHandle {
  public:
-  // Requires: SetOptions has returned true before the request is used.
-  WinHttpRequest(WinHttpHandle handle, HttpUrl url, const TransferTimeOuts& time_outs);
-  ~WinHttpRequest() override;
+  // Requires: `session` outlives the request, and Open has returned true before it is used.
+  WinHttpRequest(HINTERNET session, TransferPlan plan);
 
-  // Returns false if WinHTTP refuses an option that keeps a bound.
-  [[nodiscard]] bool SetOptions();
+  // Opens the first hop. Returns false if WinHTTP opens no request.
+  [[nodiscard]] bool Open(HINTERNET connection);
 
-  void IgnoreCertificateErrors() override;
+  void IgnoreCertificateErrors() override { plan_.ignore_certificate_errors = true; }
   void AddOrReplaceHeaders(std::string_view header_text) override;
   bool Send(std::string_view extra_header_text, std::string_view body) override;
   const std::list<std::string>& host_addresses() const override { return host_addresses_; }
   bool ReceiveResponse() override;
-  const std::string& raw_headers() const override { return raw_headers_; }
-  int32_t status() const override;
-  std::optional<int64_t> content_length() const override;
+  const std::string& raw_headers() const override { return exchange_->head(); }
+  int32_t status() const override { return exchange_->status(); }
+  std::optional<int64_t> content_length() const override { return exchange_->content_length(); }
   bool QueryDataAvailable(size_t& available_bytes) override;
   bool ReadData(char* out, size_t limit_bytes, size_t& read_bytes) override;
-  TransferCause cause() const override { return cause_; }
-  TransferSteps steps() const override;
+  TransferCause cause() const override { return refusal_.value_or(exchange_->cause()); }
+  TransferSteps steps() const override { return exchange_->steps(); }
 
  private:
-  static void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR self, DWORD status, LPVOID information,
-                                DWORD size);
-  void OnRedirect(HINTERNET handle, std::wstring_view text);
-  void Note(DWORD status, std::wstring_view text);
+  // Puts the next hop in the place of the one before, and sends it.
+  bool SendHop();
+  bool Refuse(TransferCause cause);  // returns false
 
-  // Reads a header, or a part of the head (WINHTTP_QUERY_...), as a text. Empty if there is none.
-  [[nodiscard]] std::string Query(DWORD what) const;
-  // Fails with the system's last error. Both return false.
-  bool FailWithLastError();
-  bool Fail(TransferCause cause);
-  // When the transfer must have ended, on the monotonic clock.
-  [[nodiscard]] int64_t DeadlineLocked() const ZO_REQUIRES(mutex_);
-  [[nodiscard]] bool IsPastDeadline() const;
-  // Returns whether the body has ended before its announced length.
-  [[nodiscard]] bool IsCutShort() const;
-
-  const TransferTimeOuts time_outs_;
-  const bool has_zero_in_host_;
+  const HINTERNET session_;
+  TransferPlan plan_;
+  WinHttpHandle connection_;                   // of the hop, unless it is the first
+  std::unique_ptr<WinHttpExchange> exchange_;  // refers to the plan and the connection
+  std::optional<TransferCause> refusal_;       // a failure outside of an exchange
   std::list<std::string> host_addresses_;
-  std::string raw_headers_;
-  int64_t received_bytes_ = 0;
-  TransferCause cause_{};
-
-  // Not held in a call of WinHTTP.
-  mutable zo_base::Mutex mutex_;
-  HttpUrl hop_ ZO_GUARDED_BY(mutex_);  // of the present hop; after a redirect without its target
-  TransferProgress progress_ ZO_GUARDED_BY(mutex_);
-
-  const WinHttpHandle handle_;  // last: is closed before what its notifications use goes
 };
 
 }  // namespace KRBASE::network::platform

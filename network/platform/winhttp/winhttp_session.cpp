@@ -3,6 +3,7 @@
 
 #include "base/platform/windows/wide_text.h"
 #include "network/platform/http_handles.h"
+#include "network/platform/transfer_plan.h"
 #include "network/platform/winhttp/winhttp_handle.h"
 #include "network/platform/winhttp/winhttp_request.h"
 
@@ -12,29 +13,23 @@ namespace {
 
 class WinHttpConnection final : public HttpConnection {
  public:
-  WinHttpConnection(WinHttpHandle handle, std::string host, uint16_t port,
-                    const TransferTimeOuts& time_outs)
-      : handle_(std::move(handle)), host_(std::move(host)), port_(port), time_outs_(time_outs) {}
+  WinHttpConnection(HINTERNET session, WinHttpHandle handle, TransferPlan plan)
+      : session_(session), handle_(std::move(handle)), plan_(std::move(plan)) {}
 
   std::unique_ptr<HttpRequestHandle> OpenRequest(HttpMethod method, const std::string& target,
                                                  bool is_secure) const override {
-    WinHttpHandle request(
-        WinHttpOpenRequest(handle_.get(), method == kHttpMethodGet ? L"GET" : L"POST",
-                           zo_base::Wide(target).c_str(), nullptr, WINHTTP_NO_REFERER,
-                           WINHTTP_DEFAULT_ACCEPT_TYPES, is_secure ? WINHTTP_FLAG_SECURE : 0));
-    if (request == nullptr) {
-      return nullptr;
-    }
-    auto opened = std::make_unique<WinHttpRequest>(
-        std::move(request), HttpUrl{is_secure, host_, port_, target}, time_outs_);
-    return opened->SetOptions() ? std::move(opened) : nullptr;
+    TransferPlan plan = plan_;
+    plan.url.is_https = is_secure;
+    plan.url.target = target;
+    plan.method = method;
+    auto request = std::make_unique<WinHttpRequest>(session_, std::move(plan));
+    return request->Open(handle_.get()) ? std::move(request) : nullptr;
   }
 
  private:
+  const HINTERNET session_;
   const WinHttpHandle handle_;
-  const std::string host_;
-  const uint16_t port_;
-  const TransferTimeOuts time_outs_;
+  const TransferPlan plan_;  // of a request, as far as it is known
 };
 
 class WinHttpSession final : public HttpSession {
@@ -52,9 +47,15 @@ class WinHttpSession final : public HttpSession {
       return nullptr;
     }
     WinHttpHandle connection(WinHttpConnect(handle_.get(), zo_base::Wide(host).c_str(), port, 0));
-    return connection == nullptr
-               ? nullptr
-               : std::make_unique<WinHttpConnection>(std::move(connection), host, port, time_outs_);
+    if (connection == nullptr) {
+      return nullptr;
+    }
+    TransferPlan plan;
+    plan.url.host = host;
+    plan.url.port = port;
+    plan.time_outs = time_outs_;
+    return std::make_unique<WinHttpConnection>(handle_.get(), std::move(connection),
+                                               std::move(plan));
   }
 
  private:

@@ -1,21 +1,21 @@
-#include "network/platform/curl/redirect_url.h"
+#include "network/platform/redirect.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "network/platform/curl/curl_library.h"
-
 namespace KRBASE::network::platform {
 namespace {
 
 TEST(ResolveLocation, ResolvesOrRefusesEachLocation) {
-  LoadCurl();
   const HttpUrl base = *CrackUrl("https://a.example:8443/dir/page?q=1", 260, 1300);
   const std::string longer_than_a_client_may(2000, 'p');
   for (const auto& [location, expected] : std::map<std::string, std::string>{
            {"next", "https://a.example:8443 /dir/next"},
+           {"#ref", "https://a.example:8443 /dir/page?q=1"},
            {"?other", "https://a.example:8443 /dir/page?other"},
+           {"../../up/./x?a/../b", "https://a.example:8443 /up/x?a/../b"},
+           {"./a/b/..", "https://a.example:8443 /dir/a/"},
            {"//b.example/p", "https://b.example:443 /p"},
            {"https://c.example/a b#ref", "https://c.example:443 /a%20b"},
            {"http://[::1]:81", "http://[::1]:81 /"},
