@@ -39,7 +39,7 @@ void CutIfTooLong(const std::string& path, uint32_t max_size) {
     }
     is_copied = CopyRest(log, temporary);
   }
-  // The log is closed by now, since Windows replaces no file that is open.
+  // The log is closed by now, since not each system replaces a file that is open.
   if (!is_copied || !RenameFile(temporary, path)) {
     RemoveFile(temporary);  // the log is unchanged, and the next flush tries again
   }

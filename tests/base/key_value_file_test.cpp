@@ -43,6 +43,21 @@ TEST_F(KeyValueFileTest, SavesToAPrivateFile) {
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
 }
 
+TEST_F(KeyValueFileTest, SavesToALongPath) {
+  // Longer than what Windows takes without a prefix, which wants no dots and one kind of slash.
+  const std::string deep =
+      folder.path() + "/./" + std::string(150, 'a') + "/" + std::string(150, 'b');
+  ASSERT_TRUE(CreateFolders(deep));
+  const std::string file = deep + "/x.data";
+  store.Load(file);
+  SetText("a", "1");
+  store.Save();
+  EXPECT_EQ(ReadFilePrefix(file, 100), R"({"a": "1"})");
+  EXPECT_TRUE(RenameFile(file, deep + "/y.data"));
+  EXPECT_FALSE(FileSize(file).has_value());
+  EXPECT_TRUE(RemoveFile(deep + "/y.data"));
+}
+
 TEST_F(KeyValueFileTest, ThreadsShareOneStore) {
   store.Load(path);
   RunThreads(4, [this](int i) {

@@ -4,17 +4,16 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 #include "base/platform/file_faults_for_test.h"
+#include "base/platform/windows/file_handle.h"
 #include "base/platform/windows/owner_only.h"
+#include "base/platform/windows/wide_path.h"
 #include "base/platform/windows/wide_text.h"
 
 namespace zo_base {
 namespace {
-
-HANDLE HandleOf(const File& file) {
-  return reinterpret_cast<HANDLE>(file.handle());  // NOLINT(performance-no-int-to-ptr)
-}
 
 struct OpenMode {
   DWORD access;
@@ -40,23 +39,36 @@ DWORD PieceBytes(size_t bytes) {
   return static_cast<DWORD>(std::min<size_t>(bytes, std::numeric_limits<int32_t>::max()));
 }
 
+// Renames even over a file that a reader has open, which MoveFileExW refuses. Fails on a system
+// that doesn't know this, such as Wine, and on other file systems than NTFS.
+bool ReplaceOpenFile(const std::wstring& from, const std::wstring& to) {
+  const size_t name_bytes = to.size() * sizeof(wchar_t);
+  std::vector<char> buffer(sizeof(FILE_RENAME_INFO) + name_bytes);  // zeros, the last unit included
+  auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+  info->Flags = FILE_RENAME_FLAG_REPLACE_IF_EXISTS | FILE_RENAME_FLAG_POSIX_SEMANTICS;
+  info->FileNameLength = static_cast<DWORD>(name_bytes);
+  std::copy(to.begin(), to.end(), info->FileName);
+  const HANDLE file =
+      CreateFileW(from.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  const bool is_renamed = SetFileInformationByHandle(file, FileRenameInfoEx, info,
+                                                     static_cast<DWORD>(buffer.size())) != 0;
+  CloseHandle(file);
+  return is_renamed;
+}
+
 }  // namespace
 
 std::string AbsolutePath(const std::string& path) {
-  const std::wstring wide = Wide(path);
-  // Without room it returns the units that it needs, its NUL included.
-  std::wstring absolute(GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr), L'\0');
-  const DWORD units =
-      GetFullPathNameW(wide.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
-  if (units == 0 || units >= absolute.size()) {
-    return path;
-  }
-  absolute.resize(units);
-  return Utf8(absolute);
+  const std::wstring full = FullPath(Wide(path));
+  return full.empty() ? path : Utf8(full);
 }
 
 bool FolderExists(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+  const DWORD attributes = GetFileAttributesW(WidePath(path).c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
@@ -68,7 +80,7 @@ bool CreateFolders(const std::string& path) {
     }
     const std::string folder = path.substr(0, end);
     const bool exists =
-        CreateDirectoryW(Wide(folder).c_str(), owner_only.get()) != 0 || FolderExists(folder);
+        CreateDirectoryW(WidePath(folder).c_str(), owner_only.get()) != 0 || FolderExists(folder);
     // A drive, a server or a share alone can't be created, and may look absent. So the last one
     // tells.
     if (end == std::string::npos || end + 1 == path.size()) {
@@ -80,7 +92,7 @@ bool CreateFolders(const std::string& path) {
 std::optional<uint64_t> FileSize(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (FileCallFails() ||
-      GetFileAttributesExW(Wide(path).c_str(), GetFileExInfoStandard, &data) == 0 ||
+      GetFileAttributesExW(WidePath(path).c_str(), GetFileExInfoStandard, &data) == 0 ||
       (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
     return std::nullopt;
   }
@@ -88,12 +100,17 @@ std::optional<uint64_t> FileSize(const std::string& path) {
 }
 
 bool RemoveFile(const std::string& path) {
-  return !FileCallFails() && DeleteFileW(Wide(path).c_str()) != 0;
+  return !FileCallFails() && DeleteFileW(WidePath(path).c_str()) != 0;
 }
 
 bool RenameFile(const std::string& from, const std::string& to) {
-  return !FileCallFails() &&
-         MoveFileExW(Wide(from).c_str(), Wide(to).c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
+  if (FileCallFails()) {
+    return false;
+  }
+  const std::wstring wide_from = WidePath(from);
+  const std::wstring wide_to = WidePath(to);
+  return ReplaceOpenFile(wide_from, wide_to) ||
+         MoveFileExW(wide_from.c_str(), wide_to.c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
 }
 
 // Shares everything: another process of the same client, or a tool that reads the log, may have the
@@ -101,10 +118,13 @@ bool RenameFile(const std::string& from, const std::string& to) {
 File::File(const std::string& path, Mode mode) {
   if (!FileCallFails()) {
     const auto [access, disposition] = OpenModeOf(mode);
-    OwnerOnly owner_only;
+    std::optional<OwnerOnly> owner_only;
+    if (disposition != OPEN_EXISTING) {
+      owner_only.emplace();
+    }
     handle_ = reinterpret_cast<intptr_t>(CreateFileW(
-        Wide(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-        owner_only.get(), disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+        WidePath(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        owner_only ? owner_only->get() : nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
   }
 }
 

@@ -4,13 +4,10 @@
 
 #include "base/platform/file.h"
 #include "base/platform/file_faults_for_test.h"
+#include "base/platform/windows/file_handle.h"
 
 namespace zo_base {
 namespace {
-
-HANDLE HandleOf(const File& file) {
-  return reinterpret_cast<HANDLE>(file.handle());  // NOLINT(performance-no-int-to-ptr)
-}
 
 // Returns null on failure. The view keeps the mapping.
 char* MapView(const File& file, uint32_t size_bytes) {

@@ -3,11 +3,16 @@
 // Needs the types of windows.h.
 #include <sddl.h>
 
+#include <array>
+#include <memory>
 #include <string>
-#include <vector>
 
 namespace zo_base {
 namespace {
+
+struct LocalFreer {
+  void operator()(wchar_t* text) const { LocalFree(text); }
+};
 
 // Returns the text of the id of the process's user; empty on failure.
 std::wstring CurrentUserId() {
@@ -15,19 +20,17 @@ std::wstring CurrentUserId() {
   if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
     return {};
   }
+  alignas(TOKEN_USER) std::array<char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
   DWORD bytes = 0;
-  GetTokenInformation(token, TokenUser, nullptr, 0, &bytes);
-  std::vector<char> user(bytes);
-  const bool found = GetTokenInformation(token, TokenUser, user.data(), bytes, &bytes) != 0;
+  const bool found = GetTokenInformation(token, TokenUser, user.data(), sizeof(user), &bytes) != 0;
   CloseHandle(token);
-  LPWSTR text = nullptr;
+  wchar_t* text = nullptr;
   if (!found ||
       ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, &text) == 0) {
     return {};
   }
-  std::wstring id = text;
-  LocalFree(text);
-  return id;
+  const std::unique_ptr<wchar_t, LocalFreer> owner(text);
+  return text;
 }
 
 }  // namespace
