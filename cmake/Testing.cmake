@@ -12,8 +12,6 @@ set(STURDY_NOT_UNDER_WINE
     LogStreamTest.PrintsLongDoublesAsAClassicStreamDoes
     # Under Wine the peer sees an end in place of a reset, if a read was pending on the socket.
     LabTest.ResetReachesTheClient
-    # Wine follows no 303. It tells no status when it redirects, so a POST loses its body.
-    CWinHttpRedirect.KeepsAPostIfTheStatusSaysSo
     # The lab can't serve https there, since no TLS library for the target is a package.
     CWinHttp.AcceptsAnyCertificate
     CWinHttpRedirect.NeverLeavesTls

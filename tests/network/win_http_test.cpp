@@ -24,6 +24,11 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
       {Answer("no zip").Field("Content-Encoding", "gzip"), {0, 200, "no zip", ""}},
       {Answer(big), {0, 200, big, ""}},
       {Answer(big + "b"), {kHttpReadFailed, 200, "", "too_large"}},
+      {lab::Garbage(ok +
+                    "Content-Length: 9\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n"),
+       {0, 200, "ok", ""}},
+      {Answer(302, "stay"), {0, 302, "stay", ""}},
+      {Redirect("file:///etc/passwd"), {kHttpOpenFailed, 0, "", "bad_url"}},
       {Answer("abcdef").Truncated(2), {kHttpReadFailed, 200, "", "cut_short"}},
       {lab::Garbage(ok + "Content-Length: 9\r\n\r\n"), {kHttpQueryFailed, 200, "", "cut_short"}},
       {lab::Garbage(), {kHttpOpenFailed, 0, "", "malformed"}},
@@ -85,6 +90,7 @@ void ExpectRedirectedPost(int status, bool is_post) {
   const std::vector<lab::Request> requests = lab.journal().Requests();
   ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(*requests[0].Header("Host"), "a.example");
+  EXPECT_EQ(*requests[0].Header("Connection"), "Keep-Alive");
   EXPECT_EQ(*requests[1].Header("Host"), lab.HostPort("b"));
   EXPECT_EQ(requests[1].method, is_post ? "POST" : "GET");
   EXPECT_EQ(requests[1].body, is_post ? "data" : "");
@@ -100,6 +106,15 @@ TEST(CWinHttpRedirect, SendsTheTargetsOwnHost) {
 TEST(CWinHttpRedirect, KeepsAPostIfTheStatusSaysSo) {
   ExpectRedirectedPost(303, false);
   ExpectRedirectedPost(307, true);
+  ExpectRedirectedPost(308, true);
+}
+
+TEST(CWinHttpRedirect, TakesTheFirstLocation) {
+  const Lab lab({HttpServer("plain").On("/", Answer("plain")),
+                 HttpServer("twice").On("/", lab::Garbage("HTTP/1.1 301 X\r\nlocation:  "
+                                                          "${url:plain}/ \t\r\nLocation: /\r\n"
+                                                          "\r\n"))});
+  EXPECT_EQ(Get(lab.Url("twice", "/")), (Outcome{0, 200, "plain", ""}));
 }
 
 TEST(CWinHttpRedirect, IsBounded) {
@@ -115,7 +130,7 @@ TEST(CWinHttpRedirect, IsBounded) {
 TEST(CWinHttpRedirect, NeverLeavesTls) {
   const Lab lab({HttpServer("plain").On("/", Answer("plain")),
                  HttpsServer("secure").On("/", Redirect("${url:plain}/", 307))});
-  EXPECT_EQ(std::get<2>(Get(lab.Url("secure", "/"))), "");
+  EXPECT_EQ(std::get<1>(Get(lab.Url("secure", "/"))), 307);
   EXPECT_EQ(lab.journal().RequestsOf("plain").size(), 0U);
 }
 
