@@ -306,8 +306,8 @@ class IZOSturdyObject {
 // too. An exit ends a waiting QueryHost at once, with a result of false. Without a request in
 // flight (fetch, QueryHost, update of the HTTP DNS service, report of failures) an exit takes
 // milliseconds. The first start always sends one: the built-in endpoints of the HTTP DNS service
-// count as expired, so the library updates them at once. On Windows the time isn't bounded exactly:
-// each address of a name has its own 7 s, and a server that drips its TLS handshake has no limit.
+// count as expired, so the library updates them at once. On Windows each address of a name has its
+// own 7 s, five addresses at most, and the handshake of TLS has 7 s more.
 const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; a process has one at most. If it is

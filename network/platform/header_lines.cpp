@@ -83,4 +83,10 @@ std::string HeaderValue(std::string_view head, std::string_view name) {
   return value;
 }
 
+bool HasUnrequestedCoding(std::string_view head) {
+  const std::string coding = HeaderValue(head, "Transfer-Encoding");
+  return !coding.empty() && !zo_base::EqualIgnoringCase(coding, "chunked") &&
+         !zo_base::EqualIgnoringCase(coding, "identity");
+}
+
 }  // namespace KRBASE::network::platform

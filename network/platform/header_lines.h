@@ -36,4 +36,8 @@ class HeaderLines {
 // around it, or an empty text.
 std::string HeaderValue(std::string_view head, std::string_view name);
 
+// Returns whether a head, or a line of it, names a transfer coding that we never ask for: any but
+// chunked.
+bool HasUnrequestedCoding(std::string_view head);
+
 }  // namespace KRBASE::network::platform

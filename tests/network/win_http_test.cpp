@@ -27,6 +27,8 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
       {lab::Garbage(ok +
                     "Content-Length: 9\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n"),
        {0, 200, "ok", ""}},
+      {lab::Garbage(ok + "transfer-encoding: gzip, chunked\r\n\r\n0\r\n\r\n"),
+       {kHttpOpenFailed, 0, "", "malformed"}},
       {Answer(302, "stay"), {0, 302, "stay", ""}},
       {Redirect("file:///etc/passwd"), {kHttpOpenFailed, 0, "", "bad_url"}},
       {Answer("abcdef").Truncated(2), {kHttpReadFailed, 200, "", "cut_short"}},

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "base/ascii.h"
 #include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
@@ -12,14 +11,6 @@ namespace {
 
 constexpr int32_t kFirstStatus = 100;
 constexpr int32_t kLastInterimStatus = 199;
-
-// libcurl decompresses a transfer coding that was never requested, and a few KiB would become
-// more than our bounds allow. We never request any but chunked.
-bool HasUnrequestedCoding(std::string_view line) {
-  const std::string coding = HeaderValue(line, "Transfer-Encoding");
-  return !coding.empty() && !zo_base::EqualIgnoringCase(coding, "chunked") &&
-         !zo_base::EqualIgnoringCase(coding, "identity");
-}
 
 }  // namespace
 
@@ -50,7 +41,7 @@ std::optional<TransferCause> ResponseHead::AddLine(std::string_view line, int32_
     is_complete_ = status > kLastInterimStatus;
     starts_next_ = true;
   }
-  if (HasUnrequestedCoding(line)) {
+  if (HasUnrequestedCoding(line)) {  // libcurl would undo it, and a few KiB exceed our bounds
     return TransferCause::kMalformed;
   }
   return std::nullopt;

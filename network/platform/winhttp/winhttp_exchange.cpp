@@ -7,6 +7,7 @@
 #include "base/decimal.h"
 #include "base/platform/windows/wide_text.h"
 #include "base/thread/clock.h"
+#include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
@@ -132,6 +133,9 @@ bool WinHttpExchange::ReceiveHead() {
   status_ = zo_base::LeadingDigits<int32_t>(Query(WINHTTP_QUERY_STATUS_CODE));
   if (head_.size() > kMaxHeadBytes) {
     return Fail(TransferCause::kTooLarge);
+  }
+  if (HasUnrequestedCoding(head_)) {
+    return Fail(TransferCause::kMalformed);
   }
   zo_base::MutexLock lock(mutex_);
   progress_.OnHead();
