@@ -30,9 +30,8 @@ WatchedHandle::WatchedHandle(WinHttpHandle handle)
 
 WatchedHandle::~WatchedHandle() {
   zo_base::Clock::RemoveListener(this);
-  SetThreadpoolTimer(timer_, nullptr, 0, 0);
-  WaitForThreadpoolTimerCallbacks(timer_, TRUE);
-  CloseThreadpoolTimer(timer_);
+  SetThreadpoolTimer(timer_.get(), nullptr, 0, 0);
+  WaitForThreadpoolTimerCallbacks(timer_.get(), TRUE);
 }
 
 void WatchedHandle::SetDeadline(int64_t monotonic_ms) {
@@ -70,13 +69,17 @@ void WatchedHandle::OnTimer(PTP_CALLBACK_INSTANCE /*instance*/, void* self, PTP_
 }
 
 void WatchedHandle::EndCall() {
-  WinHttpHandle closing;  // closed after the mutex has been given back
-  zo_base::MutexLock lock(mutex_);
-  if (LeftMsLocked().value_or(1) > 0) {
-    SetTimerLocked();
-  } else {
+  WinHttpHandle closing;  // outside of the mutex: closing takes time
+  {
+    zo_base::MutexLock lock(mutex_);
+    if (LeftMsLocked().value_or(1) > 0) {
+      SetTimerLocked();
+      return;
+    }
     closing = std::move(handle_);
   }
+  // Wine doesn't end a call when its handle is closed, but its next read then ends at this limit.
+  WinHttpSetTimeouts(closing.get(), 0, 1, 1, 1);
 }
 
 std::optional<int64_t> WatchedHandle::LeftMsLocked() const {
@@ -90,11 +93,11 @@ std::optional<int64_t> WatchedHandle::LeftMsLocked() const {
 void WatchedHandle::SetTimerLocked() {
   const std::optional<int64_t> left_ms = LeftMsLocked();
   if (!left_ms.has_value()) {
-    SetThreadpoolTimer(timer_, nullptr, 0, 0);
+    SetThreadpoolTimer(timer_.get(), nullptr, 0, 0);
     return;
   }
   FILETIME due = FromNow(*left_ms);
-  SetThreadpoolTimer(timer_, &due, 0, 0);
+  SetThreadpoolTimer(timer_.get(), &due, 0, 0);
 }
 
 }  // namespace KRBASE::network::platform

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "base/sync/mutex.h"
@@ -46,7 +47,11 @@ class WatchedHandle final : private zo_base::ClockListener {
   // Lets the timer fire when the call must end.
   void SetTimerLocked() ZO_REQUIRES(mutex_);
 
-  PTP_TIMER timer_;
+  struct TimerCloser {
+    void operator()(PTP_TIMER timer) const { CloseThreadpoolTimer(timer); }
+  };
+
+  const std::unique_ptr<TP_TIMER, TimerCloser> timer_;
 
   zo_base::Mutex mutex_;                        // a leaf; not held in a call of WinHTTP
   WinHttpHandle handle_ ZO_GUARDED_BY(mutex_);  // null once it is closed
