@@ -39,6 +39,9 @@ DWORD PieceBytes(size_t bytes) {
   return static_cast<DWORD>(std::min<size_t>(bytes, std::numeric_limits<int32_t>::max()));
 }
 
+// FileRenameInfoEx, which the headers have for later versions of the system only.
+constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
+
 // Renames even over a file that a reader has open, which MoveFileExW refuses. Fails on a system
 // that doesn't know this, such as Wine, and on other file systems than NTFS.
 bool ReplaceOpenFile(const std::wstring& from, const std::wstring& to) {
@@ -54,8 +57,8 @@ bool ReplaceOpenFile(const std::wstring& from, const std::wstring& to) {
   if (file == INVALID_HANDLE_VALUE) {
     return false;
   }
-  const bool is_renamed = SetFileInformationByHandle(file, FileRenameInfoEx, info,
-                                                     static_cast<DWORD>(buffer.size())) != 0;
+  const bool is_renamed =
+      SetFileInformationByHandle(file, kRenameInfoEx, info, static_cast<DWORD>(buffer.size())) != 0;
   CloseHandle(file);
   return is_renamed;
 }
