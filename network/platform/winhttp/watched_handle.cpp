@@ -78,12 +78,13 @@ void WatchedHandle::EndCall() {
     }
     closing = std::move(handle_);
   }
-  // Wine doesn't end a call when its handle is closed, but its next read then ends at this limit.
+  // Wine doesn't end a call when its handle is closed. Outside of a handshake its next read then
+  // ends at this limit.
   WinHttpSetTimeouts(closing.get(), 0, 1, 1, 1);
 }
 
 std::optional<int64_t> WatchedHandle::LeftMsLocked() const {
-  if (!call_began_at_ms_.has_value() || deadline_ms_ == INT64_MAX) {
+  if (!call_began_at_ms_.has_value() || deadline_ms_ == INT64_MAX || handle_ == nullptr) {
     return std::nullopt;
   }
   return std::max(deadline_ms_ - zo_base::Clock::MonotonicMs(),

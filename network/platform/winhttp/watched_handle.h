@@ -42,7 +42,7 @@ class WatchedHandle final : private zo_base::ClockListener {
   static void CALLBACK OnTimer(PTP_CALLBACK_INSTANCE instance, void* self, PTP_TIMER timer);
   // Closes the handle if the call in progress is due, or waits on.
   void EndCall();
-  // How long until the call in progress must end; empty without a call.
+  // How long until the call in progress must end; empty without one, or once it is being ended.
   [[nodiscard]] std::optional<int64_t> LeftMsLocked() const ZO_REQUIRES(mutex_);
   // Lets the timer fire when the call must end.
   void SetTimerLocked() ZO_REQUIRES(mutex_);

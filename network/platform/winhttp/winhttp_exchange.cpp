@@ -232,6 +232,9 @@ void WinHttpExchange::Note(DWORD status, std::wstring_view text) {
     deadline_ms_ = std::min(deadline_ms_, zo_base::Clock::MonotonicMs() + kMaxTransferMs);
     LimitStepLocked(0);
   }
+  if (status == WINHTTP_CALLBACK_STATUS_REQUEST_SENT) {
+    LimitStepLocked(plan_.time_outs.receive_ms);  // Wine waits for the first byte within Send
+  }
 }
 
 void WinHttpExchange::LimitStep(int32_t limit_ms) {
