@@ -243,8 +243,8 @@ void WinHttpExchange::LimitStep(int32_t limit_ms) {
 }
 
 void WinHttpExchange::LimitStepLocked(int32_t limit_ms) {
-  const int64_t end_ms = limit_ms > 0 ? zo_base::Clock::MonotonicMs() + limit_ms : INT64_MAX;
-  handle_.SetDeadline(std::min(end_ms, deadline_ms_));
+  step_end_ms_ = limit_ms > 0 ? zo_base::Clock::MonotonicMs() + limit_ms : INT64_MAX;
+  handle_.SetDeadline(std::min(step_end_ms_, deadline_ms_));
 }
 
 std::string WinHttpExchange::Query(DWORD what) {
@@ -259,9 +259,12 @@ std::string WinHttpExchange::Query(DWORD what) {
 bool WinHttpExchange::FailWithLastError() {
   const DWORD error = GetLastError();
   zo_base::MutexLock lock(mutex_);
+  // A call may end long after the limit that ended it.
+  const bool is_of_step = error == ERROR_WINHTTP_OPERATION_CANCELLED && step_end_ms_ < deadline_ms_;
   const bool is_past_deadline = zo_base::Clock::MonotonicMs() >= deadline_ms_;
-  return Fail(is_past_deadline ? TransferCause::kTooLong
-                               : CauseOf(error, progress_.phase(), plan_.url.is_https));
+  return Fail(is_past_deadline && !is_of_step
+                  ? TransferCause::kTooLong
+                  : CauseOf(error, progress_.phase(), plan_.url.is_https));
 }
 
 bool WinHttpExchange::Fail(TransferCause cause) {

@@ -81,6 +81,7 @@ class WinHttpExchange {
 
   mutable zo_base::Mutex mutex_;  // taken before the handle's; not held in a call of WinHTTP
   int64_t deadline_ms_ ZO_GUARDED_BY(mutex_) = INT64_MAX;
+  int64_t step_end_ms_ ZO_GUARDED_BY(mutex_) = INT64_MAX;
   TransferProgress progress_ ZO_GUARDED_BY(mutex_);
 
   WatchedHandle handle_;  // last: is closed before what its notifications use goes
