@@ -96,6 +96,7 @@ loop stays
 kill -TERM "$client"
 wait "$client" && fail "the loop connected"
 [ $? = 1 ] || fail "SIGTERM killed the client"
+client=
 
 quietly "$cmake" -S "$source/tests/install/sub_project" -B inside "-DSTURDY=$source"
 

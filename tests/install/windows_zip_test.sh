@@ -43,8 +43,9 @@ END
 x86_64-w64-mingw32-g++-posix -std=c++11 -Wall -Wextra -Wconversion -Werror -static -Iinclude \
   client.cpp lib/libsturdy_comp.dll.a -o bin/client.exe >../output 2>&1 || fail "a client doesn't compile"
 # Only the DLL is next to the program, so an import that isn't the system's would stop it.
-wine bin/client.exe >../output 2>/dev/null </dev/null || fail "the client fails"
+timeout -s KILL 60 wine bin/client.exe >../output 2>/dev/null </dev/null || fail "the client fails"
 grep -q '192.0.2.1:443' ../output || fail "the client has another answer"
-wine bin/sturdyctl.exe state data >../output 2>/dev/null </dev/null || fail "sturdyctl.exe fails"
+timeout -s KILL 60 wine bin/sturdyctl.exe state data >../output 2>/dev/null </dev/null ||
+  fail "sturdyctl.exe fails"
 grep -q '192.0.2.1:443' ../output || fail "sturdyctl.exe doesn't find the client's document"
 echo "windows zip: done"

@@ -1,12 +1,18 @@
 # shellcheck shell=bash
 # Sourced by the shell tests. Sets "source" to the root of the tree and "work" to a new folder, and
-# enters that. When the test ends, its servers are ended and the folder is removed.
+# enters that. When the test ends, also by a signal, its servers and the process that it has in
+# "client" are ended and the folder is removed.
 set -euo pipefail
 # shellcheck disable=SC2034 # for the test
 source=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
-server=
-trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
+server='' client=''
+clean_up() {
+  [ -z "$client" ] || kill -KILL "$client" || true
+  [ -z "$server" ] || kill "$server" || true
+  rm -rf "$work"
+}
+trap clean_up EXIT
 cd "$work"
 
 # fail MESSAGE   prints it and the file "output", and ends the test.

@@ -17,18 +17,19 @@ linux=$(readlink -f "$1") windows=$(readlink -f "$2")
 export WINEDEBUG=-all LC_ALL=C.UTF-8  # Wine converts what the shell passes on
 
 # The first program under Wine waits until Wine has set up its folder.
-wine "$windows" --version >output 2>&1 </dev/null || fail "sturdyctl.exe doesn't run"
+timeout -s KILL 60 wine "$windows" --version >output 2>&1 </dev/null ||
+  fail "sturdyctl.exe doesn't run"
 serve "$source/tests/windows/roads.json" "$linux"
 dead=$(url dead) silent=$(url silent) unheard=$(url unheard) good=$(url good) tls=$(url tls)
 late=$(url late) dns=$(url dns)
 conf=/lbs/conf.jsp
 
-# on SYSTEM ARGUMENT...   runs the system's sturdyctl.
+# on SYSTEM ARGUMENT...   runs the system's sturdyctl, for 60 s at most. Wine doesn't end at SIGTERM.
 on() {
   if [ "$1" = linux ]; then
-    "$linux" "${@:2}"
+    timeout -s KILL 60 "$linux" "${@:2}"
   else
-    wine "$windows" "${@:2}" </dev/null
+    timeout -s KILL 60 wine "$windows" "${@:2}" </dev/null
   fi
 }
 
@@ -55,6 +56,7 @@ await() {
 finish() {
   kill -INT "$client"
   wait "$client" || { cp watch.txt output; fail "$1: the client failed at Ctrl-C"; }
+  client=
   grep -q exited watch.txt || { cp watch.txt output; fail "$1: the client didn't exit"; }
 }
 
@@ -83,6 +85,7 @@ kill_and_start() {
   await "$2" '[lbs] Update LBS compare callback sdk'
   kill -KILL "$client"
   wait "$client" 2>/dev/null || true
+  client=
   on "$1" log "$2" >output
   grep -q 'Update LBS success = true' output || fail "$2: a line is lost"
   on "$1" link --data "$2" --lbs "$good$conf"
