@@ -21,9 +21,7 @@ set(STURDY_NOT_UNDER_WINE
     CWinHttpRedirect.NeverLeavesTls
     HttpClientTest.EachFailedTransferLeavesItsLineBeforeItsAnswer)
 set(STURDY_TEST_FILTER)
-set(STURDY_TEST_FIXTURES)
 if(WIN32)
-  set(STURDY_TEST_FIXTURES FIXTURES_REQUIRED wine)  # see tests/windows
   list(JOIN STURDY_NOT_UNDER_WINE ":" names)
   set(STURDY_TEST_FILTER TEST_FILTER "-${names}")
 endif()
@@ -66,7 +64,7 @@ function(sturdy_test name)
     ${name}
     ${STURDY_TEST_FILTER}
     DISCOVERY_MODE PRE_TEST
-    # The first program under Wine waits until Wine has set up its folder.
+    # A program starts slowly under Wine.
     DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${STURDY_TEST_ENVIRONMENT}" ${STURDY_TEST_FIXTURES})
+    PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${STURDY_TEST_ENVIRONMENT}")
 endfunction()
