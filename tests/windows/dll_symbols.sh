@@ -3,7 +3,7 @@
 # imports from libraries of Windows alone.
 set -euo pipefail
 table=$("$1" -p "$2")
-exports=$(sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' <<<"$table" | grep -oE '_Z[A-Za-z0-9_]+' | sort)
+exports=$(sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' <<<"$table" | awk '/^\t/ { print $NF }' | sort)
 expected="_ZN9zo_sturdy15GetSturdyObjectEi
 _ZN9zo_sturdy21ExitSturdyEnvironmentEi
 _ZN9zo_sturdy22StartSturdyEnvironmentERKNS_28_ZOSturdyEnvironmentSettingsE"
