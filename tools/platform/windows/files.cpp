@@ -2,6 +2,12 @@
 
 #include <windows.h>
 
+// Needs the types of windows.h.
+#include <sddl.h>
+
+#include <array>
+#include <memory>
+
 #include "lab/utf8_path.h"
 
 namespace platform {
@@ -9,6 +15,40 @@ namespace platform {
 namespace {
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+struct LocalFreer {
+  void operator()(void* block) const { LocalFree(block); }
+};
+
+// Returns the text of the id of the process's user; empty on failure.
+std::wstring UserId() {
+  HANDLE token = nullptr;
+  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
+    return {};
+  }
+  alignas(TOKEN_USER) std::array<char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
+  DWORD bytes = 0;
+  const bool found = GetTokenInformation(token, TokenUser, user.data(),
+                                         static_cast<DWORD>(user.size()), &bytes) != 0;
+  CloseHandle(token);
+  LPWSTR text = nullptr;
+  if (!found ||
+      ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, &text) == 0) {
+    return {};
+  }
+  const std::unique_ptr<wchar_t, LocalFreer> owned(text);
+  return text;
+}
+
+// Returns the access list of a file that only this user and the system may use; null on failure. It
+// takes nothing from the folder's list.
+std::unique_ptr<void, LocalFreer> OwnerOnlyList() {
+  const std::wstring list = L"D:P(A;;FA;;;" + UserId() + L")(A;;FA;;;SY)";
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1, &descriptor,
+                                                       nullptr);
+  return std::unique_ptr<void, LocalFreer>(descriptor);
+}
 
 }  // namespace
 
@@ -34,11 +74,16 @@ bool MayWrite(const std::string& path) {
   return true;
 }
 
-// The folder is one that the library made for its owner alone, and passes that on.
 bool WriteNewFile(const std::string& path, const std::string& text) {
+  const auto list = OwnerOnlyList();
+  SECURITY_ATTRIBUTES attributes{};
+  attributes.nLength = sizeof attributes;
+  attributes.lpSecurityDescriptor = list.get();
+  // Without a list the file would get the folder's.
   HANDLE const file =
-      CreateFileW(lab::Utf8Path(path).wstring().c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                  CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+      list ? CreateFileW(lab::Utf8Path(path).wstring().c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                         &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)
+           : INVALID_HANDLE_VALUE;
   if (file == INVALID_HANDLE_VALUE) {
     return false;
   }
