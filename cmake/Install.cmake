@@ -3,6 +3,7 @@
 # contains the prefix, so the installed tree can be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+include(cmake/InstalledFiles.cmake)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sturdy_comp)
 install(
@@ -12,9 +13,7 @@ install(
           COMPONENT runtime
           NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/include/sturdy/sturdy.h
-              ${PROJECT_SOURCE_DIR}/include/sturdy/client.h
-              ${PROJECT_SOURCE_DIR}/include/sturdy/backoff.h
+install(FILES ${sturdy_public_headers}
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sturdy COMPONENT development)
 
 install(EXPORT sturdy_comp NAMESPACE sturdy:: DESTINATION ${package_dir}
@@ -54,12 +53,7 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc
 
 # The packages have a copyright file instead.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
-# Pages that link each other, so they go together.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT development FILES_MATCHING PATTERN "architecture.md"
-                                             PATTERN "client-guide.md"
-                                             PATTERN "lab-scenario.md"
-                                             PATTERN "log-and-cache-files.md")
+install(FILES ${sturdy_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 # It has no links, since it lies elsewhere in the source.
 install(FILES ${PROJECT_SOURCE_DIR}/SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development)

@@ -14,15 +14,24 @@ fail() {
 
 cmake -E tar xf "$zip"
 cd sturdy-comp-*-windows-x86_64
-diff - <(find . -type f | sort) <<'END' >../output || fail "other files than expected"
+diff - <(find . -type f | LC_ALL=C sort) <<'END' >../output || fail "other files than expected"
 ./LICENSE
 ./README.txt
 ./bin/sturdy_comp.dll
 ./bin/sturdyctl.exe
+./doc/architecture.md
+./doc/client-guide.md
+./doc/lab-scenario.md
+./doc/log-and-cache-files.md
 ./include/sturdy/backoff.h
 ./include/sturdy/client.h
 ./include/sturdy/sturdy.h
 ./lib/libsturdy_comp.dll.a
+./licences/CLI11.txt
+./licences/d3.txt
+./licences/gcc.txt
+./licences/mingw-w64.txt
+./licences/nlohmann-json.txt
 END
 [ "$(wc -l <README.txt)" -eq 10 ] || fail "README.txt hasn't ten lines"
 
