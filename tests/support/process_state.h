@@ -11,7 +11,3 @@ std::string HostState();
 int64_t CountThreads();
 int64_t CountHandles();
 int64_t CountHeapBytes();
-
-// Whether the process has a thread of this name. Linux keeps 15 characters of a name. Not on
-// Windows, which tells names to debuggers alone.
-bool HasThread(const std::string& name);

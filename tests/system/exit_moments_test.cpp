@@ -10,7 +10,7 @@
 #include "lab/server_cache.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
-#include "tests/support/process_state.h"
+#include "tests/support/posix/has_thread.h"
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "lab/service_table.h"
 #include "tests/support/client.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/posix/has_thread.h"
 #include "tests/support/process_state.h"
 #include "tests/support/sanitizers.h"
 

@@ -7,7 +7,7 @@
 #include "network/http_client.h"
 #include "network/http_response.h"
 #include "tests/network/outcome.h"
-#include "tests/support/process_state.h"
+#include "tests/support/posix/has_thread.h"
 #include "tests/support/sanitizers.h"
 
 namespace KRBASE::network {

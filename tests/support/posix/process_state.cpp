@@ -34,14 +34,3 @@ int64_t CountHeapBytes() {
   const struct mallinfo2 heap = mallinfo2();
   return static_cast<int64_t>(heap.uordblks + heap.hblkhd);
 }
-
-bool HasThread(const std::string& name) {
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::string line;
-    std::getline(std::ifstream(task.path() / "comm") >> std::ws, line);
-    if (line == name.substr(0, 15)) {
-      return true;
-    }
-  }
-  return false;
-}
