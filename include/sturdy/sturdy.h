@@ -328,9 +328,10 @@ STURDY_EXPORT IZOSturdyObject* GetSturdyObject(int id);
 // and invalidates all pointers that it has returned. Sends and saves nothing. A client needn't call
 // it before the end of the process. Inside the update callback it only writes a log line. In a
 // forked child it does nothing.
-// Don't call it, or another call that waits, in a constructor or destructor that dlopen or dlclose
-// runs: the system's loader is locked then, and the thread that loads libcurl for the first request
-// waits for the loader.
+// Call it before dlclose or FreeLibrary, but don't call it, or another call that waits, in a
+// constructor or destructor that these or dlopen run, nor in DllMain: the system's loader is locked
+// then, and a thread that loads libcurl for the first request, or on Windows one that ends, waits
+// for the loader.
 // Blocks: until the transfers in flight end and a running update callback has returned; see
 // kExitBoundSeconds.
 STURDY_EXPORT void ExitSturdyEnvironment(int id);

@@ -5,7 +5,6 @@
 #include <clocale>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 
 namespace {
 

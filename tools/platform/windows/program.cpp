@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 extern "C" NTSTATUS NTAPI RtlGetVersion(OSVERSIONINFOW* version);
@@ -17,6 +18,8 @@ extern "C" NTSTATUS NTAPI RtlGetVersion(OSVERSIONINFOW* version);
 namespace platform {
 
 namespace {
+
+UINT console_code_page = 0;  // what the console had before
 
 std::string Utf8(const wchar_t* text) {
   return std::filesystem::path(text).string();  // in UTF-8
@@ -26,7 +29,10 @@ std::string Utf8(const wchar_t* text) {
 
 // The arguments of main are in the system's code page, which lacks most letters.
 std::vector<std::string> StartProgram(int /*argc*/, char** /*argv*/) {
+  console_code_page = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
+  // The console outlives the program.
+  static_cast<void>(std::atexit([] { SetConsoleOutputCP(console_code_page); }));
   for (std::FILE* const stream : {stdout, stderr}) {
     static_cast<void>(_setmode(_fileno(stream), _O_BINARY));
   }
