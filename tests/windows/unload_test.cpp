@@ -7,41 +7,29 @@
 #include "lab/lab.h"
 #include "lab/server_cache.h"
 #include "lab/temp_folder.h"
-#include "tests/support/client_calls.h"
+#include "tests/support/loaded_library.h"
 #include "tests/support/process_state.h"
 #include "tests/support/test_document.h"
 #include "tests/support/wait_until.h"
 
 namespace {
 
-template <class Function>
-Function* Find(HMODULE library, const char* symbol) {
-  const FARPROC found = GetProcAddress(library, symbol);
-  EXPECT_NE(found, nullptr) << "the library has no " << symbol;
-  return reinterpret_cast<Function*>(reinterpret_cast<void*>(found));
-}
-
 void Round(const std::string& folder, const lab::Lab& lab, bool in_flight) {
   const HMODULE library = LoadLibraryW(std::filesystem::path(STURDY_LIBRARY).c_str());
   ASSERT_NE(library, nullptr) << GetLastError();
-  const int id = Find<decltype(zo_sturdy::StartSturdyEnvironment)>(
-      library, "_ZN9zo_sturdy22StartSturdyEnvironmentERKNS_28_ZOSturdyEnvironmentSettingsE")(
-      EnvironmentSettings(folder, "token"));
-  auto& object =
-      *Find<decltype(zo_sturdy::GetSturdyObject)>(library, "_ZN9zo_sturdy15GetSturdyObjectEi")(id);
-  object.GetLBSService()->Start(
-      LBSRecord(lab.Url(in_flight ? "silent" : "refuses", kLbsPath), "default.example:9"));
-  if (in_flight) {
-    EXPECT_TRUE(lab.journal().WaitForOpen("silent", 1, kPatience));
-  }
-  Find<decltype(zo_sturdy::ExitSturdyEnvironment)>(library,
-                                                   "_ZN9zo_sturdy21ExitSturdyEnvironmentEi")(id);
+  StartAndExit(
+      [&](const char* name) { return reinterpret_cast<void*>(GetProcAddress(library, name)); },
+      folder, lab.Url(in_flight ? "silent" : "refuses", kLbsPath),
+      [&] {
+        if (in_flight) {
+          EXPECT_TRUE(lab.journal().WaitForOpen("silent", 1, kPatience));
+        }
+      });
   ASSERT_NE(FreeLibrary(library), 0) << GetLastError();
   EXPECT_EQ(GetModuleHandleW(L"sturdy_comp.dll"), nullptr) << "it is still loaded";
 }
 
-// A process that loads the library, runs it and unloads it again. It links no import library, and
-// looks the functions up by their mangled names.
+// A process that loads the library, runs it and unloads it again. It links no import library.
 TEST(Unload, LeavesNoThreadAndNoHandle) {
   constexpr int kRounds = 50;
   constexpr int kEarlyRound = 10;  // by then all that is made once is there
