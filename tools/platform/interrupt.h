@@ -7,8 +7,8 @@ namespace platform {
 // How often a command polls the log while it waits for Ctrl-C.
 constexpr std::chrono::milliseconds kPollInterval(100);
 
-// Waits for Ctrl-C, or SIGTERM where the system has it. The first signal ends the wait, a second one
-// ends the process.
+// Waits for Ctrl-C, or SIGTERM where the system has it. The first signal ends the wait, a
+// second one ends the process.
 // Threads: one. Create it before any other thread, since threads inherit the block of both signals.
 class Interrupt {
  public:
