@@ -172,7 +172,7 @@ done
 took() {
   local ms
   ms=$("$linux" log "$1" | sed -nE "s/.* failed: $2 after ([0-9]+) ms .*/\1/p")
-  [ "${ms:-0}" -ge "$3" ] && [ "$ms" -lt $(($3 + 2000)) ] || fail "$1: $2 after $ms ms"
+  { [ "${ms:-0}" -ge "$3" ] && [ "$ms" -lt $(($3 + 2000)) ]; } || fail "$1: $2 after $ms ms"
 }
 
 # The limits of a transfer. Not compared, since two timers end in the same moment.
