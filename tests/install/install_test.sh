@@ -58,7 +58,6 @@ expect <<<'127.0.0.1:N'
 # default is silent. Of the new server's name, perhaps only the second address accepts. SIGTERM ends
 # the pause too.
 kill "$server"
-: >serve.txt
 cat >loop.json <<'END'
 {"servers": [
   {"name": "down", "listening": "refuse"},

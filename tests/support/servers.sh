@@ -27,6 +27,7 @@ fail() {
 serve() {
   local scenario=$1
   shift
+  : >serve.txt
   "$@" serve --scenario "$scenario" >serve.txt 2>&1 &
   server=$!
   until grep -q 'Ctrl-C' serve.txt; do

@@ -187,8 +187,9 @@ for system in linux windows; do
   took "$folder" head_timeout 2000
 done
 
-# The commands that read print and write the same for the same client, except the system's name and
-# when they read. The folder of the bundle is there already, and others may read it.
+# The commands that read print and write the same for the same client, except the system's name, when
+# they read, and the separators of paths. The folder of the bundle is there already, and others may
+# read it.
 for system in linux windows; do
   mkdir "$system/bundle"
   for command in why "why --all" stats state "timeline --output $system/page.html" \
@@ -197,8 +198,9 @@ for system in linux windows; do
     on "$system" $command linux/für/report >>"$system/read.txt" 2>output || fail "$command failed"
   done
   sed -i '/^system /d' "$system/bundle/versions.txt"
-  sed -i -E -e "s/^$system\///" -e 's/ read at .*/ read at T/' \
-    -e 's/([0-9]+ (d|h|min|s) ?)+(ago|left)/N \3/' "$system/read.txt" "$system/bundle/state.txt"
+  sed -i -E -e "s/^$system\/bundle/bundle/" -e 's/ read at .*/ read at T/' -e 's/\\+/\//g' \
+    -e 's/([0-9]+ (d|h|min|s) ?)+(ago|left)/N \3/' "$system/read.txt" "$system/page.html" \
+    "$system/bundle/state.txt" "$system/bundle/timeline.html"
 done
 for text in read.txt page.html bundle; do
   if ! diff -rU 2 "linux/$text" "windows/$text" >output; then
@@ -208,8 +210,9 @@ for text in read.txt page.html bundle; do
   fi
 done
 
-# Wine shows a list of access as a mode. What the shell has made is left out.
-find windows \( -name 'sturdy_comp.log*' -o -path '*/lbs*' -o -path '*/bundle/*' \) -perm /077 >output
+# Wine shows a list of access as a mode, where the group's part is the system's. What the shell has
+# made is left out.
+find windows \( -name 'sturdy_comp.log*' -o -path '*/lbs*' -o -path '*/bundle/*' \) -perm /007 >output
 [ ! -s output ] || fail "others may read files of Windows"
 
 if on windows demo >printed.txt 2>output; then
