@@ -11,8 +11,10 @@
 namespace KRBASE::network::platform {
 
 // What WinHTTP tells of an exchange while it carries it out: how far it has come, how long each
-// step took, and what the look-up gave. Threads: one at a time. Owner:   the exchange. Errors:
-// std::bad_alloc of OnStatus.
+// step took, and what the look-up gave.
+// Threads: one at a time.
+// Owner:   the exchange.
+// Errors:  std::bad_alloc of OnStatus.
 class TransferProgress {
  public:
   explicit TransferProgress(const std::string& host);
