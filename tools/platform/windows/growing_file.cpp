@@ -17,8 +17,8 @@ HANDLE HandleOf(intptr_t file) {
   return reinterpret_cast<HANDLE>(file);  // NOLINT(performance-no-int-to-ptr): it was one
 }
 
-// Lets others do all that they do with the file. Our library also renames over it, except under Wine
-// and on other file systems than NTFS.
+// Lets others do all that they do with the file. Our library also renames over it, except under
+// Wine and on other file systems than NTFS.
 HANDLE Open(const std::string& path, DWORD access) {
   return CreateFileW(lab::Utf8Path(path).wstring().c_str(), access,
                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
