@@ -54,9 +54,6 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/sturdy_comp.pc
 # The packages have a copyright file instead.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
 install(FILES ${sturdy_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-# It has no links, since it lies elsewhere in the source.
-install(FILES ${PROJECT_SOURCE_DIR}/SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT development)
 

@@ -19,6 +19,7 @@ diff - <(find . -type f | LC_ALL=C sort) <<'END' >../output || fail "other files
 ./README.txt
 ./bin/sturdy_comp.dll
 ./bin/sturdyctl.exe
+./doc/SECURITY.md
 ./doc/architecture.md
 ./doc/client-guide.md
 ./doc/lab-scenario.md
