@@ -1,12 +1,12 @@
 #include "lab/request.h"
 
-#include <strings.h>
+#include <boost/beast/core/string.hpp>
 
 namespace lab {
 
 const std::string* Request::Header(std::string_view name) const {
   for (const auto& [key, value] : headers) {
-    if (key.size() == name.size() && strncasecmp(key.data(), name.data(), name.size()) == 0) {
+    if (boost::beast::iequals(key, {name.data(), name.size()})) {
       return &value;
     }
   }
