@@ -2,7 +2,7 @@
 # windows_zip_test.sh ZIP   checks the zip for Windows: it has the files that its README names and no
 # other, a client in C++11 builds with them, and that client and sturdyctl.exe run under Wine.
 set -euo pipefail
-zip=$(readlink -f "$1")
+zip=$(readlink -f "$1") support=$(readlink -f "$(dirname "$0")/../support")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -11,6 +11,9 @@ fail() {
   [ ! -s "$work/output" ] || cat "$work/output" >&2
   exit 1
 }
+
+# shellcheck source=tests/support/wine.sh
+. "$support/wine.sh"
 
 cmake -E tar xf "$zip"
 cd sturdy-comp-*-windows-x86_64

@@ -14,11 +14,9 @@ set -m  # a program in the background sees Ctrl-C
 linux=$(readlink -f "$1") windows=$(readlink -f "$2")
 # shellcheck source=tests/support/servers.sh
 . "$(dirname "$0")/../support/servers.sh"
-export WINEDEBUG=-all LC_ALL=C.UTF-8  # Wine converts what the shell passes on
+# shellcheck source=tests/support/wine.sh
+. "$source/tests/support/wine.sh"
 
-# The first program under Wine waits until Wine has set up its folder.
-timeout -s KILL 60 wine "$windows" --version >output 2>&1 </dev/null ||
-  fail "sturdyctl.exe doesn't run"
 serve "$source/tests/windows/roads.json" "$linux"
 dead=$(url dead) silent=$(url silent) unheard=$(url unheard) good=$(url good) tls=$(url tls)
 late=$(url late) dns=$(url dns)
