@@ -11,6 +11,7 @@
 #                           line comes from any worker
 # No scenario has an unreachable server: WinHTTP reports it as refused (docs/architecture.md).
 set -m  # a program in the background sees Ctrl-C
+umask 022  # others may read what doesn't care, so the check at the end sees it
 linux=$(readlink -f "$1") windows=$(readlink -f "$2")
 # shellcheck source=tests/support/servers.sh
 . "$(dirname "$0")/../support/servers.sh"
