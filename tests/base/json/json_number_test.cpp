@@ -90,7 +90,7 @@ TEST(Numbers, AreWrittenAsByPrintfAndComeBack) {
 TEST(Numbers, KeepTheirPointUnderACommaLocale) {
   const CommaLocale locale;
   if (!locale.available) {
-    GTEST_SKIP() << "no locale can be made here: localedef is missing";
+    GTEST_SKIP() << "no locale with a comma can be made here";
   }
   std::string err;
   const Json value = Json::parse("[-1234567.25,0.1,1e-7,12345678901]", err);
