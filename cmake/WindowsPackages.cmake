@@ -1,6 +1,8 @@
 # What a build for Windows takes from this machine: the sources of GoogleTest, and libraries that are
 # headers alone. Links to their folders keep the other headers of /usr/include away.
-add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+if(STURDY_BUILD_TESTS)
+  add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+endif()
 
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/headers)
 file(CREATE_LINK /usr/include/nlohmann ${PROJECT_BINARY_DIR}/headers/nlohmann SYMBOLIC)
