@@ -1,10 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
-
-#include "base/platform/file.h"
 
 namespace zo_base {
 
@@ -13,7 +10,7 @@ namespace zo_base {
 // kill the process.
 // Threads: one at a time, under the owner's mutex.
 // Owner:   MappedLogBuffer; the mapping ends with the object.
-// Errors:  Map returns false and leaves nothing mapped.
+// Errors:  Map returns false and leaves nothing mapped. std::bad_alloc is the only exception.
 class MappedFile {
  public:
   MappedFile() = default;
@@ -22,7 +19,8 @@ class MappedFile {
   MappedFile& operator=(const MappedFile&) = delete;
 
   // Opens or creates the file, extends it to `size_bytes` if it is shorter, and maps that many
-  // bytes. Keeps the file open only where a flush needs it.
+  // bytes. Keeps no file open.
+  // Requires: `path` is absolute, or the working directory stays.
   bool Map(const std::string& path, uint32_t size_bytes);
   void Unmap();
   // Blocks until the stored bytes are on the disk. Reports no failure.
@@ -34,7 +32,7 @@ class MappedFile {
 
  private:
   char* view_ = nullptr;
-  std::optional<File> file_;  // open where a flush needs it
+  std::string path_;  // for a flush, where that needs an open file
   uint32_t size_bytes_ = 0;
   bool was_empty_ = false;
 };
