@@ -18,7 +18,9 @@ namespace KRBASE::network::platform {
 
 // The handle of a request. WinHTTP bounds each address and each read, but neither the handshake of
 // TLS nor a whole answer, and a blocking call ends early only if its handle is closed. A timer of
-// the system's thread pool does that at the deadline.
+// the system's thread pool does that at the deadline. WinHTTP's documentation warns of closing the
+// handle of a blocking call: the call may not have looked it up yet. So we let each call begin
+// undisturbed, for kUndisturbedCallMs.
 // Threads: one at a time, but SetDeadline from any, also inside a notification.
 // Owner:   the exchange.
 // Errors:  the constructor throws std::bad_alloc.

@@ -107,7 +107,7 @@ bool WinHttpExchange::Send() {
     const auto body_bytes = static_cast<DWORD>(plan_.body.size());
     return WinHttpSendRequest(handle, WINHTTP_NO_ADDITIONAL_HEADERS, 0,
                               body_bytes == 0 ? WINHTTP_NO_REQUEST_DATA : body, body_bytes,
-                              body_bytes, reinterpret_cast<DWORD_PTR>(this));
+                              body_bytes, live_.number());
   }) || FailWithLastError();
 }
 
@@ -191,32 +191,32 @@ std::list<std::string> WinHttpExchange::addresses() const {
 }
 
 // No exception may cross WinHTTP. Without memory the addresses of the look-up are lost.
-void CALLBACK WinHttpExchange::OnStatus(HINTERNET /*handle*/, DWORD_PTR self, DWORD status,
+void CALLBACK WinHttpExchange::OnStatus(HINTERNET /*handle*/, DWORD_PTR number, DWORD status,
                                         LPVOID information, DWORD /*size*/) {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): WinHTTP keeps our pointer as a number
-  auto* const exchange = reinterpret_cast<WinHttpExchange*>(self);
-  if (exchange == nullptr) {
-    return;  // of a call before Send
-  }
   try {
-    switch (status) {
-      case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
-      case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
-        exchange->Note(status,
-                       information != nullptr ? static_cast<const wchar_t*>(information) : L"");
-        break;
-      case WINHTTP_CALLBACK_STATUS_RESPONSE_RECEIVED:
-        // Also sent at the end of a connection: with 0 bytes, or -1 after a reset.
-        if (information != nullptr && *static_cast<const int32_t*>(information) > 0) {
-          exchange->Note(status, L"");
-        }
-        break;
-      default:
-        exchange->Note(status, L"");
-        break;
-    }
+    LiveExchange::Visit(number, [&status, &information](WinHttpExchange& exchange) {
+      exchange.TakeStatus(status, information);
+    });
   } catch (const std::bad_alloc&) {
     return;
+  }
+}
+
+void WinHttpExchange::TakeStatus(DWORD status, const void* information) {
+  switch (status) {
+    case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
+    case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
+      Note(status, information != nullptr ? static_cast<const wchar_t*>(information) : L"");
+      break;
+    case WINHTTP_CALLBACK_STATUS_RESPONSE_RECEIVED:
+      // Also sent at the end of a connection: with 0 bytes, or -1 after a reset.
+      if (information != nullptr && *static_cast<const int32_t*>(information) > 0) {
+        Note(status, L"");
+      }
+      break;
+    default:
+      Note(status, L"");
+      break;
   }
 }
 

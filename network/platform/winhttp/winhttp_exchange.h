@@ -11,6 +11,7 @@
 #include "base/sync/mutex.h"
 #include "base/sync/thread_annotations.h"
 #include "network/platform/transfer_plan.h"
+#include "network/platform/winhttp/live_exchange.h"
 #include "network/platform/winhttp/transfer_progress.h"
 #include "network/platform/winhttp/watched_handle.h"
 #include "network/platform/winhttp/winhttp_handle.h"
@@ -56,8 +57,10 @@ class WinHttpExchange {
   [[nodiscard]] std::optional<int64_t> content_length() const;
 
  private:
-  static void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR self, DWORD status, LPVOID information,
-                                DWORD size);
+  static void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR number, DWORD status,
+                                LPVOID information, DWORD size);
+  // Takes one notification. Throws std::bad_alloc.
+  void TakeStatus(DWORD status, const void* information);
   void Note(DWORD status, std::wstring_view text);
 
   // Sets the options that keep our bounds, and the headers.
@@ -84,7 +87,8 @@ class WinHttpExchange {
   int64_t step_end_ms_ ZO_GUARDED_BY(mutex_) = INT64_MAX;
   TransferProgress progress_ ZO_GUARDED_BY(mutex_);
 
-  WatchedHandle handle_;  // last: is closed before what its notifications use goes
+  WatchedHandle handle_;
+  const LiveExchange live_{this};  // last: no notification sees the end of what it uses
 };
 
 }  // namespace KRBASE::network::platform

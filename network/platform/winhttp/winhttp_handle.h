@@ -11,7 +11,7 @@
 
 namespace KRBASE::network::platform {
 
-// Lets no notification come any more: closing gives one, and what it uses may be gone.
+// Lets no notification begin any more: the library may be unloaded soon.
 struct WinHttpCloser {
   void operator()(HINTERNET handle) const {
     WinHttpSetStatusCallback(handle, nullptr, WINHTTP_CALLBACK_FLAG_ALL_NOTIFICATIONS, 0);
