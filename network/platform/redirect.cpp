@@ -4,12 +4,16 @@
 #include <string>
 #include <utility>
 
+#include "base/ascii.h"
 #include "network/platform/header_lines.h"
 #include "network/platform/transfer_limits.h"
 
 namespace KRBASE::network::platform {
 
 namespace {
+
+// Servers write "http:/host" and "http:///host" too, and common clients take that.
+constexpr size_t kMaxSlashes = 3;
 
 bool IsRedirect(int32_t status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
@@ -20,9 +24,22 @@ bool BecomesGet(int32_t status, HttpMethod method) {
   return status == 303 || (method == kHttpMethodPost && (status == 301 || status == 302));
 }
 
+bool IsLetter(char c) {
+  const char lower = zo_base::LowerAscii(c);
+  return lower >= 'a' && lower <= 'z';
+}
+
+// A colon alone doesn't make a scheme: "page;x=1:2" is a path.
 bool HasScheme(std::string_view reference) {
-  const size_t end = reference.find_first_of(":/?");
-  return end != std::string_view::npos && reference[end] == ':';
+  const auto* const end = std::find_if_not(reference.begin(), reference.end(), [](char c) {
+    return IsLetter(c) || zo_base::IsDigit(c) || c == '+' || c == '-' || c == '.';
+  });
+  return end != reference.end() && *end == ':' && IsLetter(reference.front());
+}
+
+// Returns whether a host can have this character, whatever its encoding.
+bool IsVisible(char c) {
+  return static_cast<unsigned char>(c) > 0x20U && c != 0x7F;
 }
 
 std::string_view PathOf(std::string_view target) {
@@ -95,7 +112,7 @@ void Follow(HttpUrl target, int32_t status, TransferPlan& plan) {
 }
 
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, std::string_view location) {
-  const std::string reference = Escaped(location.substr(0, location.find('#')));
+  const std::string reference(location.substr(0, location.find('#')));
   std::string absolute;
   if (HasScheme(reference)) {
     absolute = reference;
@@ -104,6 +121,17 @@ std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, std::string_view loc
   } else {
     absolute = UrlOrigin(base) + JoinTargets(base.target, reference);
   }
+  // Refuse what CrackUrl would read a host into.
+  const size_t slashes = absolute.find(':') + 1;
+  const size_t authority = std::min(absolute.find_first_not_of('/', slashes), absolute.size());
+  const size_t target = std::min(absolute.find_first_of("/\\?", authority), absolute.size());
+  if (authority == slashes || authority > slashes + kMaxSlashes || authority == target ||
+      !std::all_of(absolute.begin() + authority, absolute.begin() + target, IsVisible)) {
+    return std::nullopt;
+  }
+  // Escape the target, and give it a slash, since CrackUrl drops at the end what isn't ASCII.
+  absolute.replace(target, std::string::npos,
+                   target == absolute.size() ? "/" : Escaped(absolute.substr(target)));
   std::optional<HttpUrl> url = CrackUrl(absolute, absolute.size() + 1, absolute.size() + 2);
   if (url.has_value()) {
     url->target = WithoutDotSegments(url->target);

@@ -29,7 +29,7 @@ NextHop NextHopOf(const HttpUrl& url, int32_t status, std::string_view head, int
 void Follow(HttpUrl target, int32_t status, TransferPlan& plan);
 
 // Resolves a Location header against `base`. Refuses what CrackUrl refuses, except that it takes
-// any length.
+// any length, and also a host with blanks, and one after no slash or more than three.
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, std::string_view location);
 
 }  // namespace KRBASE::network::platform

@@ -19,7 +19,12 @@ TEST(ResolveLocation, ResolvesOrRefusesEachLocation) {
            {"//b.example/p", "https://b.example:443 /p"},
            {"https://c.example/a b#ref", "https://c.example:443 /a%20b"},
            {"http://[::1]:81", "http://[::1]:81 /"},
+           {"page;x=1:2/\xC3\xA9", "https://a.example:8443 /dir/page;x=1:2/%C3%A9"},
+           {"http:/\xC3\xA9", "http://\xC3\xA9:80 /"},
            {"/" + longer_than_a_client_may, "https://a.example:8443 /" + longer_than_a_client_may},
+           {"http:a.example", "refused"},
+           {"http:////a.example", "refused"},
+           {"http://a b.example/", "refused"},
            {"file:///etc/passwd", "refused"},
            {"https://a.example:99999/", "refused"}}) {
     const std::optional<HttpUrl> url = ResolveLocation(base, location);
