@@ -37,6 +37,7 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
       {lab::CloseEarly(), {kHttpOpenFailed, 0, "", "reset"}},
       {lab::Reset(), {kHttpOpenFailed, 0, "", "reset"}},
       {lab::Garbage("HTTP/1.1 2000 OK\r\n\r\n"), {kHttpOpenFailed, 0, "", "malformed"}},
+      {lab::Garbage("HTTP/1.1 099 Low\r\n\r\n"), {kHttpOpenFailed, 0, "", "malformed"}},
       {lab::Garbage("HTTP/200\r\n\r\nbody"), {kHttpOpenFailed, 0, "", "malformed"}},
   };
   for (const auto& [behaviour, expected] : kCases) {

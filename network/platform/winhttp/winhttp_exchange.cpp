@@ -23,6 +23,7 @@ constexpr DWORD kNotifications =
     WINHTTP_CALLBACK_FLAG_RESOLVE_NAME | WINHTTP_CALLBACK_FLAG_CONNECT_TO_SERVER |
     WINHTTP_CALLBACK_FLAG_SEND_REQUEST | WINHTTP_CALLBACK_FLAG_RECEIVE_RESPONSE;
 
+constexpr int32_t kFirstStatus = 100;
 constexpr int32_t kNoContent = 204;
 constexpr int32_t kNotModified = 304;
 
@@ -134,7 +135,7 @@ bool WinHttpExchange::ReceiveHead() {
   if (head_.size() > kMaxHeadBytes) {
     return Fail(TransferCause::kTooLarge);
   }
-  if (HasUnrequestedCoding(head_)) {
+  if (status_ < kFirstStatus || HasUnrequestedCoding(head_)) {
     return Fail(TransferCause::kMalformed);
   }
   zo_base::MutexLock lock(mutex_);
