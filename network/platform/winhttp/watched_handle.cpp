@@ -30,7 +30,11 @@ WatchedHandle::WatchedHandle(WinHttpHandle handle)
 
 WatchedHandle::~WatchedHandle() {
   zo_base::Clock::RemoveListener(this);
-  SetThreadpoolTimer(timer_.get(), nullptr, 0, 0);
+  {
+    zo_base::MutexLock lock(mutex_);
+    call_began_at_ms_.reset();  // is set if the call threw: a callback would set the timer again
+    SetTimerLocked();
+  }
   WaitForThreadpoolTimerCallbacks(timer_.get(), TRUE);
 }
 
