@@ -9,20 +9,20 @@
 namespace KRBASE::network::platform {
 
 WinHttpRequest::WinHttpRequest(HINTERNET session, TransferPlan plan)
-    : session_(session), plan_(std::move(plan)) {}
+    : session_(session), plan_(std::make_unique<TransferPlan>(std::move(plan))) {}
 
 bool WinHttpRequest::Open(HINTERNET connection) {
-  exchange_ = WinHttpExchange::Open(connection, plan_);
+  exchange_ = WinHttpExchange::Open(connection, *plan_);
   return exchange_ != nullptr;
 }
 
 void WinHttpRequest::AddOrReplaceHeaders(std::string_view header_text) {
-  plan_.headers.AddOrReplace(header_text);
+  plan_->headers.AddOrReplace(header_text);
 }
 
 bool WinHttpRequest::Send(std::string_view extra_header_text, std::string_view body) {
   AddOrReplaceHeaders(extra_header_text);
-  plan_.body = body;
+  plan_->body = body;
   const bool is_sent = exchange_->Send();
   host_addresses_ = exchange_->addresses();
   return is_sent;
@@ -31,7 +31,7 @@ bool WinHttpRequest::Send(std::string_view extra_header_text, std::string_view b
 bool WinHttpRequest::ReceiveResponse() {
   for (int redirects = 0; exchange_->ReceiveHead(); ++redirects) {
     const int32_t status = exchange_->status();
-    NextHop next_hop = NextHopOf(plan_.url, status, exchange_->head(), redirects);
+    NextHop next_hop = NextHopOf(plan_->url, status, exchange_->head(), redirects);
     if (next_hop.is_final) {
       return true;
     }
@@ -41,27 +41,31 @@ bool WinHttpRequest::ReceiveResponse() {
     if (zo_base::Clock::MonotonicMs() >= exchange_->deadline_ms()) {
       return Refuse(TransferCause::kTooLong);
     }
-    Follow(*std::move(next_hop.target), status, plan_);
-    if (!SendHop()) {
+    auto next_plan =
+        std::make_unique<TransferPlan>(*plan_);  // the exchange still refers to its own
+    Follow(*std::move(next_hop.target), status, *next_plan);
+    if (!SendHop(std::move(next_plan))) {
       return false;
     }
   }
   return false;
 }
 
-bool WinHttpRequest::SendHop() {
+bool WinHttpRequest::SendHop(std::unique_ptr<TransferPlan> plan) {
   WinHttpHandle connection(
-      WinHttpConnect(session_, zo_base::Wide(plan_.url.host).c_str(), plan_.url.port, 0));
+      WinHttpConnect(session_, zo_base::Wide(plan->url.host).c_str(), plan->url.port, 0));
   if (connection == nullptr) {
     return Refuse(TransferCause::kBadUrl);
   }
-  auto exchange = WinHttpExchange::Open(connection.get(), plan_);
+  auto exchange = WinHttpExchange::Open(connection.get(), *plan);
   if (exchange == nullptr) {
     return Refuse(TransferCause::kOutOfMemory);
   }
   exchange->SetDeadline(exchange_->deadline_ms());
   exchange_ = std::move(exchange);
-  connection_ = std::move(connection);  // after the exchange that used the one before
+  // After the exchange that used the ones before.
+  connection_ = std::move(connection);
+  plan_ = std::move(plan);
   return exchange_->Send();
 }
 

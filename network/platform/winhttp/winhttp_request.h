@@ -24,7 +24,7 @@ class WinHttpRequest final : public HttpRequestHandle {
   // Opens the first hop. Returns false if WinHTTP opens no request.
   [[nodiscard]] bool Open(HINTERNET connection);
 
-  void IgnoreCertificateErrors() override { plan_.ignore_certificate_errors = true; }
+  void IgnoreCertificateErrors() override { plan_->ignore_certificate_errors = true; }
   void AddOrReplaceHeaders(std::string_view header_text) override;
   bool Send(std::string_view extra_header_text, std::string_view body) override;
   const std::list<std::string>& host_addresses() const override { return host_addresses_; }
@@ -38,12 +38,12 @@ class WinHttpRequest final : public HttpRequestHandle {
   TransferSteps steps() const override { return exchange_->steps(); }
 
  private:
-  // Puts the next hop in the place of the one before, and sends it.
-  bool SendHop();
+  // Puts the hop of this plan in the place of the one before, and sends it.
+  bool SendHop(std::unique_ptr<TransferPlan> plan);
   bool Refuse(TransferCause cause);  // returns false
 
   const HINTERNET session_;
-  TransferPlan plan_;
+  std::unique_ptr<TransferPlan> plan_;         // of the hop
   WinHttpHandle connection_;                   // of the hop, unless it is the first
   std::unique_ptr<WinHttpExchange> exchange_;  // refers to the plan and the connection
   std::optional<TransferCause> refusal_;       // a failure outside of an exchange
