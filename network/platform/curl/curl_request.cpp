@@ -6,6 +6,7 @@
 #include "net/ip_address.h"
 #include "net/platform/resolver.h"
 #include "network/platform/curl/curl_transfer.h"
+#include "network/platform/curl/exit_gate_guard.h"
 #include "network/platform/redirect.h"
 
 namespace KRBASE::network::platform {
@@ -79,6 +80,9 @@ bool CurlRequest::ReceiveResponse() {
     }
     if (zo_base::Clock::MonotonicMs() >= deadline_ms_) {
       return Fail(TransferCause::kTooLong);
+    }
+    if (const ExitGateGuard inside; !inside) {  // before the look-up, which the gate doesn't stop
+      return Fail(TransferCause::kShutDown);
     }
     Follow(*std::move(next_hop.target), status, plan_);
     if (!SendHop()) {
