@@ -19,16 +19,16 @@ void TransferProgress::OnStatus(uint32_t status, std::wstring_view text, bool is
   switch (status) {
     case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
       is_literal_ = net::IsIPLiteral(zo_base::Utf8(text));
-      step_began_at_ms_ = now_ms;
+      name_began_at_ms_ = now_ms;
       break;
     case WINHTTP_CALLBACK_STATUS_CONNECTING_TO_SERVER:
-      step_began_at_ms_ = now_ms;
+      connect_began_at_ms_ = connect_began_at_ms_.value_or(now_ms);
       break;
     case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
       OnNameResolved(text, now_ms);
       break;
     case WINHTTP_CALLBACK_STATUS_CONNECTED_TO_SERVER:
-      steps_.connect_ms = now_ms - step_began_at_ms_;
+      steps_.connect_ms = now_ms - connect_began_at_ms_.value_or(now_ms);
       connected_at_ms_ = now_ms;
       break;
     case WINHTTP_CALLBACK_STATUS_SENDING_REQUEST:
@@ -55,7 +55,7 @@ void TransferProgress::OnNameResolved(std::wstring_view texts, int64_t now_ms) {
   if (is_literal_) {
     return;
   }
-  steps_.name_ms = now_ms - step_began_at_ms_;
+  steps_.name_ms = now_ms - name_began_at_ms_;
   while (!texts.empty()) {
     const size_t end = texts.find(L';');
     net::IPBytes address;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,7 +37,8 @@ class TransferProgress {
   TransferPhase phase_ = TransferPhase::kConnecting;
   bool is_literal_ = false;  // the host is an address, which needs no look-up
   TransferSteps steps_;
-  int64_t step_began_at_ms_ = 0;
+  int64_t name_began_at_ms_ = 0;
+  std::optional<int64_t> connect_began_at_ms_;  // of the first address
   int64_t connected_at_ms_ = 0;  // TLS included, once a part of the request has been sent
   std::list<std::string> addresses_;
 };
