@@ -43,7 +43,7 @@ class HttpClient : public zo_base::Singleton<HttpClient, zo_base::ZOGlobalContex
 
   // Ends the dispatcher and waits for the transfers in progress, whose callbacks still run. Drops
   // the requests that wait. A transfer takes at most its connect time-out plus 30 s plus one name
-  // look-up, two if a redirect comes last.
+  // look-up, two if a redirect comes last. On Windows each address has that time-out, and TLS too.
   void Stop();
 
  private:

@@ -111,8 +111,9 @@ struct _ZOSturdyEnvironmentSettings {
   // Folder (UTF-8) under which all files live: cache and log, in "sturdy_comp/<32 digits>/". It is
   // created if it is missing. The files contain the token; only the user that runs the process may
   // read them. A relative path is taken from the working directory at the start. An empty one is an
-  // error of the caller: the files go below "/", where most processes may not write. If the folder
-  // can't be made or written, no call fails: the library works without a cache and a log.
+  // error of the caller: the files go below "/", where most processes may not write. On Windows
+  // that is the root of the current drive, where most users may. If the folder can't be made or
+  // written, no call fails: the library works without a cache and a log.
   char data_path[1024];
 };
 
@@ -307,7 +308,8 @@ class IZOSturdyObject {
 // flight (fetch, QueryHost, update of the HTTP DNS service, report of failures) an exit takes
 // milliseconds. The first start always sends one: the built-in endpoints of the HTTP DNS service
 // count as expired, so the library updates them at once. On Windows each address of a name has its
-// own 7 s, five addresses at most, and the handshake of TLS has 7 s more.
+// own 7 s, five addresses at most, and the handshake of TLS has 7 s more: 72 s at worst, and one
+// second more if a call to the system has just begun by then.
 const int kExitBoundSeconds = 7 + 30;
 
 // Starts the environment and returns its id, which is 1; a process has one at most. If it is

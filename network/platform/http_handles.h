@@ -22,7 +22,7 @@ namespace KRBASE::network::platform {
 
 // A value of 0 or less is no limit.
 struct TransferTimeOuts {
-  int32_t connect_ms = 0;  // TLS included
+  int32_t connect_ms = 0;  // TLS included; with WinHTTP for each address, then for TLS
   int32_t send_ms = 0;     // for each step of sending
   int32_t receive_ms = 0;  // for the whole head, then for each read
 };
@@ -37,7 +37,8 @@ class HttpRequestHandle {
   HttpRequestHandle(const HttpRequestHandle&) = delete;
   HttpRequestHandle& operator=(const HttpRequestHandle&) = delete;
 
-  // Accepts any certificate: unknown issuer, other name, other date.
+  // Accepts a certificate of an unknown issuer, for another name or of another date. WinHTTP still
+  // refuses one that isn't made for servers.
   virtual void IgnoreCertificateErrors() = 0;
 
   // Adds lines "Name: value", each ended by CRLF. A line replaces an earlier one of its name.
