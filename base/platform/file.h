@@ -1,7 +1,8 @@
 // All file calls of the library. Paths are UTF-8.
 // Threads: any; one thread at a time uses a File.
-// Errors:  by result, never by an exception.
-// Access:  new files have the mode 0600, new folders 0700, and descriptors are close-on-exec.
+// Errors:  by result; std::bad_alloc is the only exception.
+// Access:  new files have the mode 0600, new folders 0700; on Windows only the process's user and
+//          the system get access. No child process inherits what is open.
 #pragma once
 
 #include <cstddef>

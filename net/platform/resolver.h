@@ -8,6 +8,7 @@
 
 // Calls the system's resolver; no other code does. Both calls block the calling thread until it
 // answers, which can take many seconds and can't be interrupted. A numeric host needs no look-up.
+// On Windows only tests look names up with it: WinHTTP does that for its transfers.
 // Threads: any.
 // Errors:  by result; a failure leaves no addresses.
 namespace net {

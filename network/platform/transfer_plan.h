@@ -17,10 +17,10 @@ namespace KRBASE::network::platform {
 // Owner:   the request handle, which changes it between transfers only.
 struct TransferPlan {
   HttpUrl url;
-  std::vector<net::IPBytes> addresses;  // of url.host, tried in turn
+  std::vector<net::IPBytes> addresses;  // of url.host, tried in turn; only for libcurl
   HttpMethod method = kHttpMethodGet;
   bool ignore_certificate_errors = false;
-  std::string agent;  // sent if the headers have no User-Agent
+  std::string agent;  // sent if the headers have no User-Agent; only for libcurl
   HeaderLines headers;
   std::string_view body;  // owned by the caller of HttpRequestHandle::Send
   TransferTimeOuts time_outs;

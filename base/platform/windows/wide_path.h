@@ -5,8 +5,9 @@
 
 namespace zo_base {
 
-// Returns a UTF-8 path in the form for the system's calls. A long one gets the prefix that lifts
-// the limit of 260 units; it must be absolute, since the system adds no folder to such a path.
+// Returns a UTF-8 path in the form for the system's calls. A long one is made absolute and gets the
+// prefix that lifts the limit of 260 units. A short relative one doesn't, so it fails below a long
+// working directory.
 // Threads: any.
 // Errors:  std::bad_alloc.
 std::wstring WidePath(std::string_view utf8);
