@@ -10,13 +10,13 @@
 
 #include "bench/client_folder.h"
 #include "bench/client_process.h"
+#include "bench/units.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 
 namespace {
 
 constexpr size_t kMostUrls = 5;
-constexpr double kNsPerSecond = 1e9;
 constexpr double kSilentUrlNs = 2e9;
 
 lab::Scenario ServersOf(const std::string& kind) {
@@ -65,7 +65,7 @@ void FailOver(benchmark::State& state, const std::string& kind) {
       const double took_ns = took[i] > 0 ? took[i] : std::stod(clients[i]->Output());
       worst_ns = std::max(worst_ns, took_ns - rule_ns * static_cast<double>(i + 1));
     }
-    state.SetIterationTime(worst_ns / kNsPerSecond);
+    state.SetIterationTime(worst_ns / bench::kNsPerSecond);
   }
 }
 

@@ -12,12 +12,11 @@
 #include "base/thread/base_thread.h"
 #include "bench/client_folder.h"
 #include "bench/client_process.h"
+#include "bench/units.h"
 #include "lab/lab.h"
 #include "lab/lbs_document.h"
 
 namespace {
-
-constexpr double kNsPerSecond = 1e9;
 
 // The monotonic clock, which the client's process reads too.
 long long NowNs() {
@@ -56,7 +55,7 @@ void StartToAddress(benchmark::State& state, bool is_cached, Begin begin) {
     times >> whole_ns >> to_main_ns;
     all_to_main_ns += to_main_ns;
     state.SetIterationTime((begin == Begin::kMain ? whole_ns - to_main_ns : whole_ns) /
-                           kNsPerSecond);
+                           bench::kNsPerSecond);
   }
   state.counters["to_main_ns"] =
       benchmark::Counter(all_to_main_ns, benchmark::Counter::kAvgIterations);
@@ -90,7 +89,7 @@ void FourThreads(benchmark::State& state) {
       threads.at(i) = std::make_shared<zo_base::BaseThread>(kNames.at(i));
       threads.at(i)->Start();
     }
-    state.SetIterationTime(static_cast<double>(NowNs() - begin_ns) / kNsPerSecond);
+    state.SetIterationTime(static_cast<double>(NowNs() - begin_ns) / bench::kNsPerSecond);
     for (const auto& thread : threads) {
       thread->Stop();
     }

@@ -1,12 +1,11 @@
 #include "lab/host_book.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
+
+#include "lab/json.h"
 
 namespace lab {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::string_view kQueryPrefix = "domain=";
 

@@ -1,11 +1,10 @@
 #include "lab/lbs_document.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
+
+#include "lab/json.h"
 
 namespace lab {
-
-using Json = nlohmann::ordered_json;
 
 LbsDocument& LbsDocument::Link(const List& host_ports) {
   return Set("link", Json(host_ports).dump());

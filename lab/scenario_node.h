@@ -4,16 +4,14 @@
 #include <climits>
 #include <cstdint>
 #include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "lab/json.h"
 #include "lab/scenario.h"
 
 namespace lab {
-
-using Json = nlohmann::ordered_json;  // header fields keep their order
 
 template <class T>
 using Names = std::initializer_list<std::pair<const char*, T>>;

@@ -2,15 +2,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "lab/json.h"
 #include "lab/utf8_path.h"
 
 namespace lab {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string List(const std::vector<DnsEndpoint>& endpoints) {
   Json list = Json::array();

@@ -1,11 +1,9 @@
 #include "lab/service_table.h"
 
-#include <nlohmann/json.hpp>
+#include "lab/json.h"
 
 namespace lab {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string List(const ServiceTable::Texts& items) {
   std::string text;

@@ -22,7 +22,6 @@ namespace {
 constexpr uint32_t kClients = 200;
 constexpr size_t kSimulatedRuns = 200;
 constexpr double kTolerance = 0.1;
-constexpr int kMsPerSecond = 1000;
 constexpr size_t kSecondsPerColumn = 10;
 constexpr size_t kColumns = 9;
 

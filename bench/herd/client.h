@@ -7,6 +7,7 @@
 namespace herd {
 
 using Ms = int32_t;  // since the start of a run
+inline constexpr Ms kMsPerSecond = 1000;
 
 // A request on its way from URL to URL.
 struct Request {

@@ -11,7 +11,6 @@ namespace herd {
 
 namespace {
 
-constexpr Ms kMsPerSecond = 1000;
 constexpr Ms kConnectTimeOutMs = 7000;
 constexpr Ms kHeadTimeOutMs = 2000;  // from the sending of a request to the head of its answer
 constexpr size_t kMaxShuffled = 16;

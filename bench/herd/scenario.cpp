@@ -13,7 +13,6 @@ namespace {
 
 using lab::Node;
 
-constexpr int kMsPerSecond = 1000;
 constexpr size_t kMaxServers = 64;
 constexpr size_t kMaxList = 16;  // of servers in one list
 constexpr double kPercent = 100;

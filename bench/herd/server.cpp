@@ -7,8 +7,6 @@ namespace herd {
 
 namespace {
 
-constexpr double kMsPerSecond = 1000;
-
 using States = std::vector<std::pair<Ms, ServerPlan::State>>;
 
 // Returns the first state that begins after this time.

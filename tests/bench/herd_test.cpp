@@ -14,7 +14,6 @@
 
 namespace {
 
-using herd::Outcome;
 using herd::Server;
 using herd::ServerPlan;
 using State = ServerPlan::State;
@@ -37,13 +36,14 @@ TEST(HerdServerTest, AnswersInTurnAndAtTheRateOfItsWorkers) {
 }
 
 TEST(HerdServerTest, FullQueueAndDeadlineCostNoWork) {
-  for (const Outcome when_full : {Outcome::kBad, Outcome::kRefused, Outcome::kSilent}) {
+  for (const herd::Outcome when_full :
+       {herd::Outcome::kBad, herd::Outcome::kRefused, herd::Outcome::kSilent}) {
     ServerPlan plan = Slow();
     plan.queue = 2;
     plan.when_full = when_full;
     Server server(plan);
-    EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
-    EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
+    EXPECT_EQ(server.Arrive(0).outcome, herd::Outcome::kGood);
+    EXPECT_EQ(server.Arrive(0).outcome, herd::Outcome::kGood);
     EXPECT_EQ(server.Arrive(0).outcome, when_full);
     EXPECT_EQ(server.Arrive(1).leaves_ms, 300);
   }
@@ -52,7 +52,7 @@ TEST(HerdServerTest, FullQueueAndDeadlineCostNoWork) {
   Server server(plan);
   server.Arrive(0);
   server.Arrive(0);
-  EXPECT_EQ(server.Arrive(0).outcome, Outcome::kBad);
+  EXPECT_EQ(server.Arrive(0).outcome, herd::Outcome::kBad);
   EXPECT_EQ(server.Arrive(100).leaves_ms, 300);
 }
 
@@ -60,14 +60,14 @@ TEST(HerdServerTest, DeathLosesTheQueueAndReturnBeginsEmpty) {
   ServerPlan plan = Slow();
   plan.states = {{150, State::kRefuses}, {200, State::kIsSilent}, {300, State::kServes}};
   Server server(plan);
-  EXPECT_EQ(server.Arrive(0).outcome, Outcome::kGood);
+  EXPECT_EQ(server.Arrive(0).outcome, herd::Outcome::kGood);
   for (int i = 0; i < 10; ++i) {
     const Server::Answer lost = server.Arrive(0);
-    EXPECT_EQ(lost.outcome, Outcome::kBad);
+    EXPECT_EQ(lost.outcome, herd::Outcome::kBad);
     EXPECT_EQ(lost.leaves_ms, 150) << "its connection breaks then";
   }
-  EXPECT_EQ(server.Arrive(150).outcome, Outcome::kRefused);
-  EXPECT_EQ(server.Arrive(299).outcome, Outcome::kSilent);
+  EXPECT_EQ(server.Arrive(150).outcome, herd::Outcome::kRefused);
+  EXPECT_EQ(server.Arrive(299).outcome, herd::Outcome::kSilent);
   EXPECT_EQ(server.Arrive(300).leaves_ms, 400);
 }
 

@@ -4,11 +4,12 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "base/thread/clock.h"
+
 namespace history {
 
 namespace {
 
-constexpr int64_t kSecondMs = 1000;
 constexpr int64_t kMaxTtlS = 10'000'000'000;
 // A log that lost lines has wishes without requests.
 constexpr size_t kMostWishes = 256;
@@ -110,7 +111,7 @@ void HostLines::TakeLeases(const Line& line) {
     lease.message = line.message;
     const nlohmann::json* ttl = Member(&value, "ttl");
     if (ttl != nullptr && ttl->is_number_integer()) {
-      lease.ttl_ms = std::clamp<int64_t>(ttl->get<int64_t>(), 0, kMaxTtlS) * kSecondMs;
+      lease.ttl_ms = std::clamp<int64_t>(ttl->get<int64_t>(), 0, kMaxTtlS) * zo_base::kMsPerSecond;
     }
     AddTexts(Member(&value, "ip"), lease.addresses);
     AddTexts(Member(&value, "ipv6"), lease.addresses);

@@ -17,7 +17,7 @@ constexpr char kUnknownConnection[] =
     "Whether the client could connect to a server isn't in this log";
 constexpr char kUnknownOrigin[] = "The log doesn't say where the list comes from";
 
-std::string Line(const std::string& sentence) {
+std::string Sentence(const std::string& sentence) {
   return "  " + sentence + ".\n";
 }
 
@@ -133,7 +133,7 @@ class Teller {
 std::string Teller::Tell(const Answer& answer, const SoFar& so_far, bool with_earlier) {
   std::string text = Headline(answer) + Place(answer, so_far);
   if (!answer.document) {
-    return text + Line(kUnknownOrigin);
+    return text + Sentence(kUnknownOrigin);
   }
   // Explain the list at its first answer.
   const Document& document = history_.documents[*answer.document];
@@ -153,7 +153,7 @@ std::string Teller::Tell(const Answer& answer, const SoFar& so_far, bool with_ea
 }
 
 std::string Teller::Limits() const {
-  return asks_for_more_ ? Line(kUnknownConnection) : "";
+  return asks_for_more_ ? Sentence(kUnknownConnection) : "";
 }
 
 std::string Teller::Headline(const Answer& answer) const {
@@ -169,7 +169,7 @@ std::string Teller::Headline(const Answer& answer) const {
   const std::string asked = answer.family == 1 || answer.family == 2
                                 ? " asked for an address of " + FamilyWords(answer.family) + " and"
                                 : "";
-  return text + "\n" + Line("The client" + asked + " got it at " + TimeText(answer.at_ms));
+  return text + "\n" + Sentence("The client" + asked + " got it at " + TimeText(answer.at_ms));
 }
 
 // Says which server of the list it is, or why it is a default.
@@ -200,22 +200,23 @@ std::string Teller::Place(const Answer& answer, const SoFar& so_far) {
   } else {
     text += ", the first answer from this list";
   }
-  return Line(text);
+  return Sentence(text);
 }
 
 std::string Teller::WhyDefault(const Answer& answer, const SoFar& so_far) const {
   if (so_far.got_count == 0) {
     const std::string family = FamilyWords(answer.family);
     if (!answer.document) {
-      return Line("It is a default because the list was used up, or has no server of " + family);
+      return Sentence("It is a default because the list was used up, or has no server of " +
+                      family);
     }
     if (history_.documents[*answer.document].links.empty()) {
-      return Line("It is a default because the list is empty");
+      return Sentence("It is a default because the list is empty");
     }
-    return Line(so_far.hold != nullptr && so_far.hold->is_found
-                    ? "It is a default because no server of " + family +
-                          " comes after the held one in the list"
-                    : "It is a default because the list has no server of " + family);
+    return Sentence(so_far.hold != nullptr && so_far.hold->is_found
+                        ? "It is a default because no server of " + family +
+                              " comes after the held one in the list"
+                        : "It is a default because the list has no server of " + family);
   }
   std::string servers;
   for (const size_t place : so_far.got) {
@@ -224,41 +225,42 @@ std::string Teller::WhyDefault(const Answer& answer, const SoFar& so_far) const 
   if (so_far.got_count > so_far.got.size()) {
     servers += " and " + std::to_string(so_far.got_count - so_far.got.size()) + " more";
   }
-  return Line("It is a default because the list was used up: the client had got " + servers +
-              ", and asked again, as it does if none of them connects");
+  return Sentence("It is a default because the list was used up: the client had got " + servers +
+                  ", and asked again, as it does if none of them connects");
 }
 
 std::string Teller::Origin(const Document& document) {
   switch (document.from) {
     case Document::From::kSettings:
-      return Line("The list is that of the client's settings, since " +
-                  RefusalWords(document.cache_refusal));
+      return Sentence("The list is that of the client's settings, since " +
+                      RefusalWords(document.cache_refusal));
     case Document::From::kCache:
-      return Line(document.cache_age_ms
-                      ? "The list comes from the cache: an earlier run of the client fetched it " +
-                            DurationWords(*document.cache_age_ms) + " before this start"
-                      : "The list comes from the cache, and no server had sent it: an earlier run "
-                        "of the client made it from its settings, or an older version wrote it");
+      return Sentence(
+          document.cache_age_ms
+              ? "The list comes from the cache: an earlier run of the client fetched it " +
+                    DurationWords(*document.cache_age_ms) + " before this start"
+              : "The list comes from the cache, and no server had sent it: an earlier run "
+                "of the client made it from its settings, or an older version wrote it");
     case Document::From::kUnknown:
-      return Line(kUnknownOrigin);
+      return Sentence(kUnknownOrigin);
     case Document::From::kFetch:
       break;
   }
   if (!document.fetch) {
-    return Line("The list was fetched from a server; the log lacks the lines about it");
+    return Sentence("The list was fetched from a server; the log lacks the lines about it");
   }
   const Fetch& fetch = history_.fetches[*document.fetch];
   std::string text;
   if (fetch.taken) {
     const Try& taken = fetch.tries[*fetch.taken];
-    text = Line("The list was taken from " + ShortUrl(taken.url) + " (URL " +
-                std::to_string(taken.index) +
-                (taken.pass == 1 ? "), " : ", at an address from HTTP DNS), ") +
-                std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
+    text = Sentence("The list was taken from " + ShortUrl(taken.url) + " (URL " +
+                    std::to_string(taken.index) +
+                    (taken.pass == 1 ? "), " : ", at an address from HTTP DNS), ") +
+                    std::to_string(document.at_ms - fetch.begin_ms) + " ms after it was asked for");
   }
-  text += told_fetches_[*document.fetch] ? Line("The answers of its fetch are listed above")
+  text += told_fetches_[*document.fetch] ? Sentence("The answers of its fetch are listed above")
                                          : Attempts(*document.fetch);
-  return text + Line("The list was asked for because " + ReasonWords(fetch.asked_because));
+  return text + Sentence("The list was asked for because " + ReasonWords(fetch.asked_because));
 }
 
 // Says what happened to each URL of a fetch.
@@ -277,15 +279,15 @@ std::string Teller::Attempts(size_t place) {
   int pass = 1;
   for (const Try& one : fetch.tries) {
     if (std::exchange(pass, one.pass) != one.pass) {
-      text += Line(second_pass);
-      text += Line("Then the second pass asked the URLs at these addresses");
+      text += Sentence(second_pass);
+      text += Sentence("Then the second pass asked the URLs at these addresses");
     }
-    text += Line(TryWords(one));
+    text += Sentence(TryWords(one));
   }
   if (fetch.has_no_addresses) {
-    text += Line(failed + WithoutAddressesWords(names, fetch.hosts_fetch
-                                                           ? &history_.fetches[*fetch.hosts_fetch]
-                                                           : nullptr));
+    text += Sentence(
+        failed + WithoutAddressesWords(
+                     names, fetch.hosts_fetch ? &history_.fetches[*fetch.hosts_fetch] : nullptr));
   }
   return text;
 }
@@ -299,9 +301,9 @@ std::string Teller::EarlierFetches(const Document& document, const Answer& answe
       continue;
     }
     const Fetch& fetch = history_.fetches[place];
-    text +=
-        Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
-             ReasonWords(fetch.asked_because) + EndWords(fetch, history_.runs[fetch.run], answer));
+    text += Sentence("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+                     ReasonWords(fetch.asked_because) +
+                     EndWords(fetch, history_.runs[fetch.run], answer));
     text += Attempts(place);
   }
   return text;
@@ -311,21 +313,21 @@ std::string Teller::EarlierFetches(const Document& document, const Answer& answe
 std::string Teller::NewerFetch(const Document& document, const Answer& answer,
                                const SoFar& so_far) const {
   if (so_far.wish != nullptr) {
-    return Line(AskWords(so_far.wish->at_ms, so_far.wish->because) +
-                (so_far.wish->fate == Ask::Fate::kNoUrl
-                     ? ", but no URL is of the wanted family, so nothing was sent"
-                     : ", but no request had been sent yet"));
+    return Sentence(AskWords(so_far.wish->at_ms, so_far.wish->because) +
+                    (so_far.wish->fate == Ask::Fate::kNoUrl
+                         ? ", but no URL is of the wanted family, so nothing was sent"
+                         : ", but no request had been sent yet"));
   }
   if (!so_far.newest) {
     return document.from == Document::From::kFetch ? "" : WithoutFetch(answer, so_far);
   }
   const Fetch& newest = history_.fetches[*so_far.newest];
-  std::string text = Line(AskWords(newest.begin_ms, newest.asked_because) +
-                          EndWords(newest, history_.runs[newest.run], answer));
+  std::string text = Sentence(AskWords(newest.begin_ms, newest.asked_because) +
+                              EndWords(newest, history_.runs[newest.run], answer));
   if (so_far.failed > 0 && HasEndedBefore(newest, answer)) {
-    text += Line(so_far.failed == 1
-                     ? "An earlier fetch had failed too"
-                     : std::to_string(so_far.failed) + " earlier fetches had failed too");
+    text += Sentence(so_far.failed == 1
+                         ? "An earlier fetch had failed too"
+                         : std::to_string(so_far.failed) + " earlier fetches had failed too");
   }
   return text;
 }
@@ -334,9 +336,10 @@ std::string Teller::NewerFetch(const Document& document, const Answer& answer,
 std::string Teller::WithoutFetch(const Answer& answer, const SoFar& so_far) const {
   const bool has_token = so_far.has_token.value_or(
       history_.runs[answer.run].settings.find(" key:none") == std::string::npos);
-  return Line(has_token ? "No newer list had been asked for yet"
-                        : "No newer list had been asked for: the client has no token, and without "
-                          "one a start or a change of network asks for none");
+  return Sentence(has_token
+                      ? "No newer list had been asked for yet"
+                      : "No newer list had been asked for: the client has no token, and without "
+                        "one a start or a change of network asks for none");
 }
 
 std::string Teller::WithoutAnswer() {
@@ -351,8 +354,8 @@ std::string Teller::NewestFetch(size_t first_run) {
   for (size_t place = history_.fetches.size(); place-- > 0;) {
     const Fetch& fetch = history_.fetches[place];
     if (fetch.kind == Kind::kLbs && fetch.run >= first_run) {
-      return Line("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
-                  ReasonWords(fetch.asked_because)) +
+      return Sentence("A list was asked for at " + TimeText(fetch.begin_ms) + " because " +
+                      ReasonWords(fetch.asked_because)) +
              Attempts(place);
     }
   }
@@ -373,9 +376,9 @@ std::string WhyWords::Last() const {
   const Answer& answer = history_.answers.back();
   std::string text = teller.Tell(answer, walk.Next(), false);
   if (const Run& newest = history_.runs.back(); answer.run + 1 < history_.runs.size()) {
-    text += Line("The client has started again since then, at " +
-                 TimeText(newest.begin_ms.value_or(newest.last_ms)) +
-                 ", and has asked for no address") +
+    text += Sentence("The client has started again since then, at " +
+                     TimeText(newest.begin_ms.value_or(newest.last_ms)) +
+                     ", and has asked for no address") +
             teller.NewestFetch(answer.run + 1);
   }
   return text + teller.Limits();

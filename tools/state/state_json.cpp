@@ -4,13 +4,13 @@ namespace client_state {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-Json ToJson(const CacheFile& file) {
-  Json json = {
-      {"path", file.path}, {"condition", TextOf(file.condition)}, {"faults", Json::array()}};
+nlohmann::ordered_json ToJson(const CacheFile& file) {
+  nlohmann::ordered_json json = {{"path", file.path},
+                                 {"condition", TextOf(file.condition)},
+                                 {"faults", nlohmann::ordered_json::array()}};
   for (const Fault& fault : file.faults) {
-    Json one = {{"member", fault.member}, {"offset", nullptr}, {"what", fault.what}};
+    nlohmann::ordered_json one = {
+        {"member", fault.member}, {"offset", nullptr}, {"what", fault.what}};
     if (fault.offset) {
       one["offset"] = *fault.offset;
     }
@@ -19,16 +19,16 @@ Json ToJson(const CacheFile& file) {
   return json;
 }
 
-Json ToJson(const DocumentState& state, int64_t now_ms) {
-  Json json = {{"file", ToJson(state.file)},
-               {"usable", state.is_usable},
-               {"origin", nullptr},
-               {"age_ms", nullptr},
-               {"family", FamilyText(state.family)},
-               {"root_url", state.root_url},
-               {"fetch_urls", state.fetch_urls},
-               {"links", state.links},
-               {"defaults", state.defaults}};
+nlohmann::ordered_json ToJson(const DocumentState& state, int64_t now_ms) {
+  nlohmann::ordered_json json = {{"file", ToJson(state.file)},
+                                 {"usable", state.is_usable},
+                                 {"origin", nullptr},
+                                 {"age_ms", nullptr},
+                                 {"family", FamilyText(state.family)},
+                                 {"root_url", state.root_url},
+                                 {"fetch_urls", state.fetch_urls},
+                                 {"links", state.links},
+                                 {"defaults", state.defaults}};
   if (state.file.condition == CacheFile::Condition::kGood) {
     json["origin"] = state.fetched_ms ? "fetch" : "settings";
   }
@@ -38,9 +38,10 @@ Json ToJson(const DocumentState& state, int64_t now_ms) {
   return json;
 }
 
-Json ToJson(const EndpointsState& state, int64_t now_ms) {
-  Json json = {{"file", ToJson(state.file)}, {"usable", state.is_usable}, {"name", state.name},
-               {"urls", state.urls},         {"ttl_ms", nullptr},         {"left_ms", nullptr}};
+nlohmann::ordered_json ToJson(const EndpointsState& state, int64_t now_ms) {
+  nlohmann::ordered_json json = {{"file", ToJson(state.file)}, {"usable", state.is_usable},
+                                 {"name", state.name},         {"urls", state.urls},
+                                 {"ttl_ms", nullptr},          {"left_ms", nullptr}};
   if (state.is_usable) {
     json["ttl_ms"] = state.ttl_ms;
     json["left_ms"] = state.expired_ms - now_ms;
@@ -48,8 +49,9 @@ Json ToJson(const EndpointsState& state, int64_t now_ms) {
   return json;
 }
 
-Json ToJson(const HostsState& state, int64_t now_ms) {
-  Json json = {{"file", ToJson(state.file)}, {"hosts", Json::array()}};
+nlohmann::ordered_json ToJson(const HostsState& state, int64_t now_ms) {
+  nlohmann::ordered_json json = {{"file", ToJson(state.file)},
+                                 {"hosts", nlohmann::ordered_json::array()}};
   for (const HostState& host : state.hosts) {
     json["hosts"].push_back({{"name", host.name},
                              {"state", TextOf(host.kind)},
@@ -62,7 +64,7 @@ Json ToJson(const HostsState& state, int64_t now_ms) {
 
 }  // namespace
 
-Json ToJson(const ClientState& state) {
+nlohmann::ordered_json ToJson(const ClientState& state) {
   return {{"folder", state.folder},
           {"document", ToJson(state.document, state.now_ms)},
           {"endpoints", ToJson(state.endpoints, state.now_ms)},

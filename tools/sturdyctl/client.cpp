@@ -12,8 +12,6 @@ namespace sturdyctl {
 
 namespace {
 
-constexpr int kFetched = 200;
-
 // The service's callback has no user value, so the process has one target.
 std::mutex update_mutex;
 Client::UpdateCallback& UpdateTarget() {

@@ -13,6 +13,8 @@
 
 namespace sturdyctl {
 
+inline constexpr int kFetched = 200;  // the code of an update callback
+
 // One answer of GetLinkAddress. The call doesn't return the source: `from_default` comes from the
 // line that it left in the log. `from_settings`: no server has ever sent the list.
 struct LinkAnswer {

@@ -28,7 +28,7 @@ List ListByHttps() {
 
 // A document that names the LBS servers `localhost`, where they refuse. It turns failure reports
 // on, also for earlier failures that still wait.
-std::string Document(const List& links) {
+std::string DocumentOfNames(const List& links) {
   lab::LbsReport report;
   report.host = "${url:reports}";
   report.on = true;
@@ -55,11 +55,11 @@ lab::Scenario Servers() {
           HttpServer("failing").At(kFailing).OnPortOf("dead").On(kLbsPath, failing),
           HttpsServer("failing_tls").At(kFailing).OnPortOf("dead_tls").On(kLbsPath, failing),
           HttpServer("good").At(kGood).OnPortOf("dead").On(
-              kLbsPath, {Answer(Document(ListByHttp())), failing}),
+              kLbsPath, {Answer(DocumentOfNames(ListByHttp())), failing}),
           HttpsServer("good_tls")
               .At(kGood)
               .OnPortOf("dead_tls")
-              .On(kLbsPath, Answer(Document(ListByHttps()))),
+              .On(kLbsPath, Answer(DocumentOfNames(ListByHttps()))),
           HttpServer("dns").On(lab::kHostQueryPath,
                                Answer(lab::HostBook{{{kName, {{{kFailing, kGood}}, {}, 3600}}}})),
           HttpServer("reports").On(lab::kReportPath, Answer(200))};

@@ -17,8 +17,6 @@ namespace sturdyctl {
 
 namespace {
 
-constexpr int kFetched = 200;
-
 // Blocks until the first fetch has ended.
 // Errors: std::runtime_error if it brought no document, or asks no URL and so never ends.
 void WaitForFetch(Client& client, std::future<int> code, const std::string& family) {

@@ -9,6 +9,9 @@
 
 namespace zo_sturdy {
 
+// Before and after a body in the log.
+inline const std::string kLine = "\r\n-----------------------";
+
 inline std::vector<std::string> UrlsOf(const MultipleURLHttpRequest& request) {
   std::vector<std::string> urls;
   for (const URLItem& item : request.urls) {

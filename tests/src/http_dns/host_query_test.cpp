@@ -9,8 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-const std::string kLine = "\r\n-----------------------";
-
 class HostQueryTest : public DnsTest {
  protected:
   HostQueryTest() {

@@ -6,8 +6,6 @@ namespace {
 using testing::ElementsAre;
 using testing::EndsWith;
 
-const std::string kLine = "\r\n-----------------------";
-
 class ServiceUpdateTest : public DnsTest {
  protected:
   // Writes a table that expires after this time.
