@@ -26,6 +26,7 @@ function(sturdy_layer name)
   target_compile_options(sturdy_${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   target_link_libraries(sturdy_${name} PUBLIC Threads::Threads)
   sturdy_warnings(sturdy_${name})
+  sturdy_follow_paths(sturdy_${name})
 endfunction()
 
 # sturdy_fast_sources(LAYER file...)

@@ -17,15 +17,21 @@ elseif(NOT STURDY_SANITIZER STREQUAL "")
                       "not '${STURDY_SANITIZER}'.")
 endif()
 
-# sturdy_quick_under_sanitizer(TARGET [HEADER...])
+# sturdy_quick_under_sanitizer(TARGET)
 # For what isn't shipped: the code under test keeps its -O1, and for the rest compiling is what takes
-# time. HEADERs of other projects are compiled once. Without a sanitizer they aren't, so that ccache
-# shares the objects of the builds.
+# time.
 function(sturdy_quick_under_sanitizer target)
   if(STURDY_SANITIZER)
     target_compile_options(${target} PRIVATE -O0)
-    if(ARGN)
-      target_precompile_headers(${target} PRIVATE ${ARGN})
-    endif()
+  endif()
+endfunction()
+
+# sturdy_follow_paths(TARGET)
+# For what clang-tidy analyses path by path: it does so only in the file that it is given. The presets
+# asan, tsan and tidy otherwise join the sources of a target, so that the headers of other projects
+# are read once for all of them.
+function(sturdy_follow_paths target)
+  if(NOT STURDY_SANITIZER)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
   endif()
 endfunction()
