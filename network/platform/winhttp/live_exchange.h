@@ -9,7 +9,8 @@ class WinHttpExchange;
 
 // An exchange's entry in the list of those that exist. WinHTTP gets its number, in place of a
 // pointer, as the context of its notifications: one may still come, or run on a thread of
-// WinHTTP's, while the exchange ends. Threads: any. The mutex of the list is held around a visit.
+// WinHTTP's, while the exchange ends.
+// Threads: any. The mutex of the list is held around a visit.
 // Owner:   the exchange.
 // Errors:  the constructor throws std::bad_alloc.
 class LiveExchange {
