@@ -1,20 +1,8 @@
-#include <sturdy/client.h>
 #include <sturdy/sturdy.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-
-// Asks in the same way through the wrapper.
-static bool AnswersByWrapper(const char* data_folder) {
-  sturdy::Settings settings;
-  settings.data_path = data_folder;
-  settings.default_link_v4 = "192.0.2.1:443";
-  sturdy::Client client(settings);
-  const std::string link = client.NextLink().HostPort();
-  std::printf("%s by client.h\n", link.c_str());
-  return link == "192.0.2.1:443";
-}
 
 // dll_client DATA_FOLDER: starts the DLL, asks for a link server without a network, and exits,
 // several times over. Returns 0 if each answer was the default of the settings.
@@ -42,5 +30,5 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  return AnswersByWrapper(argv[1]) ? 0 : 1;
+  return 0;
 }
