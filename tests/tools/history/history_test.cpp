@@ -253,7 +253,7 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
   log.Document("\"1.1.1.1:1\"").Answer("d:1", true);
   EXPECT_THAT(WhyWords(log.Read()).Last(), HasSubstr("the list has no server of IPv6."));
   EXPECT_THAT(WhyWords(log.Read()).All(),
-              testing::ContainsRegex("1 d 1 h before(.|\n)*other first"));
+              testing::AllOf(HasSubstr("1 d 1 h before"), HasSubstr("other first")));
   EXPECT_THAT(WhyWords(Log().Read()).Last(), HasSubstr("has asked for no address"));
   EXPECT_THAT(WhyWords(Log().Say(kClient, "[lbs]").Read()).Last(), HasSubstr("begin is lost"));
   EXPECT_THAT(WhyWords(Log().Answer("d:1", true).Read()).Last(),
@@ -297,21 +297,23 @@ TEST(WhyWordsTest, SaysWhyNoNewerListHadArrived) {
   Log left = log;
   left.Say(kWorker, "[transfer] http://a:80/lbs failed: refused after 2 ms (name -)")
       .Say(kClient, kBanner);
-  EXPECT_THAT(WhyWords(left.Read()).Last(),
-              testing::ContainsRegex("arrived yet, and the client exited at 12-31 [^ ]+ before it "
-                                     "came.\n  URL 0 http://a/lbs failed after 2 ms: the server "));
+  EXPECT_THAT(
+      WhyWords(left.Read()).Last(),
+      testing::AllOf(
+          HasSubstr("arrived yet, and the client exited at 12-31 "),
+          HasSubstr(" before it came.\n  URL 0 http://a/lbs failed after 2 ms: the server ")));
   left.Say(kClient, kBanner)
       .Say(kClient, "[environment] Start version:1")
       .Say(kManager, "[lbs] Begin update LBS")
       .Request(kManager, {"http://again/"});
-  EXPECT_THAT(
-      WhyWords(left.Read()).Last(),
-      testing::ContainsRegex("started again since then(.|\n)*URL 0 http://again/ had given"));
+  EXPECT_THAT(WhyWords(left.Read()).Last(),
+              testing::AllOf(HasSubstr("started again since then"),
+                             HasSubstr("URL 0 http://again/ had given")));
   log.Say(kManager, "[multiple][rsp]Index:0 code :503")
       .Say(kManager, "[multiple][rsp]All sub url has been requested")
       .Answer("b:2", false);
   EXPECT_THAT(WhyWords(log.Read()).All(),
-              testing::ContainsRegex("it hadn't arrived yet\\.(.|\n)*no URL gave one"));
+              testing::AllOf(HasSubstr("it hadn't arrived yet."), HasSubstr("no URL gave one")));
   // The page's sentence goes by the order of the lines: the clock may be set back.
   EXPECT_THAT(timeline::Headline(log.Read()), HasSubstr("; no URL has sent a newer list."));
   log.Wait(-20).Document("\"c:1\"").Wait(20).Answer("c:1", false);
