@@ -123,10 +123,11 @@ std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, std::string_view loc
   }
   // Refuse what CrackUrl would read a host into.
   const size_t slashes = absolute.find(':') + 1;
-  const size_t authority = std::min(absolute.find_first_not_of('/', slashes), absolute.size());
-  const size_t target = std::min(absolute.find_first_of("/\\?", authority), absolute.size());
-  if (authority == slashes || authority > slashes + kMaxSlashes || authority == target ||
-      !std::all_of(absolute.begin() + authority, absolute.begin() + target, IsVisible)) {
+  const size_t begin = std::min(absolute.find_first_not_of('/', slashes), absolute.size());
+  const size_t target = std::min(absolute.find_first_of("/\\?", begin), absolute.size());
+  const std::string_view authority = std::string_view(absolute).substr(begin, target - begin);
+  if (begin == slashes || begin > slashes + kMaxSlashes || authority.empty() ||
+      !std::all_of(authority.begin(), authority.end(), IsVisible)) {
     return std::nullopt;
   }
   // Escape the target, and give it a slash, since CrackUrl drops at the end what isn't ASCII.
