@@ -27,7 +27,7 @@ namespace KRBASE::network::platform {
 class WatchedHandle final : private zo_base::ClockListener {
  public:
   explicit WatchedHandle(WinHttpHandle handle);
-  ~WatchedHandle();
+  virtual ~WatchedHandle();
   WatchedHandle(const WatchedHandle&) = delete;
   WatchedHandle& operator=(const WatchedHandle&) = delete;
 
