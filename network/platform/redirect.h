@@ -28,8 +28,8 @@ NextHop NextHopOf(const HttpUrl& url, int32_t status, std::string_view head, int
 // Turns the plan of a hop into that of the next one.
 void Follow(HttpUrl target, int32_t status, TransferPlan& plan);
 
-// Resolves a Location header against `base`. Refuses what CrackUrl refuses, except that it takes
-// any length, and also a host with blanks, and one after no slash or more than three.
+// Resolves a Location header against `base`. Takes any length. Refuses what else CrackUrl
+// refuses, a host with blanks, and one after no slash or after more than three.
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, std::string_view location);
 
 }  // namespace KRBASE::network::platform
