@@ -43,8 +43,7 @@ function(sturdy_build_fast target)
   target_link_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lto>)
 endfunction()
 
-# Headers of other projects take longer to compile than the tests that include them. Each file still
-# includes what it needs: clang-tidy compiles without this.
+# Headers of other projects take longer to compile than the tests that include them.
 file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/test_headers.cpp CONTENT "")
 add_library(sturdy_test_headers OBJECT ${PROJECT_BINARY_DIR}/generated/test_headers.cpp)
 target_compile_features(sturdy_test_headers PRIVATE cxx_std_20)
