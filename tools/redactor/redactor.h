@@ -5,19 +5,20 @@
 #include <vector>
 
 #include "tools/log_reader/text_search.h"
+#include "tools/redactor/hide_secrets.h"
 
 namespace redactor {
 
-inline constexpr std::string_view kRedacted = "[redacted]";
-
-// Replaces secrets by "[redacted]" in any text: lines of the log, URLs, documents, cache files,
+// Replaces secrets by "[redacted]" in any text: messages of the log, URLs, documents, cache files,
 // and JSON inside JSON. Secrets are
 //   - each value of a URL's query, and its fragment,
-//   - the user information of a URL,
-//   - the value of a member, header or line whose name ends with "appkey", "token", "password" and
-//     the like,
-//   - each key of the application that one of these has shown, wherever else it occurs as a word.
-// Addresses, paths and the names of a query's values stay. JSON stays JSON.
+//   - the user information of a URL or an address,
+//   - the value of a member, a header or a form whose name ends with "appkey", "token", "password"
+//     and the like,
+//   - each key of the application that has been learned, wherever it occurs as a word.
+// Addresses, paths and the names of a query's values stay. JSON stays JSON. A URL can have blanks
+// and quotes, so its last value reaches to the end of the line or of the JSON string, or to what
+// the log writes after a URL.
 //
 // Threads: one.
 // Owner:   anyone.
@@ -25,18 +26,15 @@ inline constexpr std::string_view kRedacted = "[redacted]";
 //          secret, and a key can have blanks: RedactCut removes its first line too.
 class Redactor {
  public:
-  // Finds the keys of the application in a text. Redact then also removes them from texts that come
-  // before it.
-  void Learn(std::string_view text);
+  // Learns the keys of the application from a message of the log. Takes none from other secrets: a
+  // document's "token" can be a word that the log has everywhere.
+  void Learn(std::string_view message);
 
-  // Also learns the keys of this text.
-  std::string Redact(std::string_view text);
-  std::string RedactCut(std::string_view text);
-  void RedactAll(std::vector<std::string>& texts);
+  [[nodiscard]] std::string Redact(std::string_view text) const;
+  [[nodiscard]] std::string RedactCut(std::string_view text) const;
+  void RedactAll(std::vector<std::string>& texts) const;
 
  private:
-  void AddKeys(const std::vector<std::string>& keys);
-
   std::vector<log_reader::TextSearch> keys_;
 };
 

@@ -2,7 +2,7 @@
 
 namespace client_state {
 
-void RedactState(redactor::Redactor& redactor, ClientState& state) {
+void RedactState(const redactor::Redactor& redactor, ClientState& state) {
   const auto redact = [&](std::string& text) { text = redactor.Redact(text); };
   for (CacheFile* file : {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
     for (Fault& fault : file->faults) {

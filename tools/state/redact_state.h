@@ -6,7 +6,7 @@
 namespace client_state {
 
 // Replaces the application's key and each value of a query by "[redacted]" in all texts of the
-// state.
-void RedactState(redactor::Redactor& redactor, ClientState& state);
+// state. The redactor has learned the key from the client's log: the caches don't tell it.
+void RedactState(const redactor::Redactor& redactor, ClientState& state);
 
 }  // namespace client_state

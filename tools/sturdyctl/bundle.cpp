@@ -13,7 +13,6 @@
 #include "tools/history/read_history.h"
 #include "tools/history/redact_history.h"
 #include "tools/history/why_words.h"
-#include "tools/log_reader/find_logs.h"
 #include "tools/log_reader/log_reader.h"
 #include "tools/platform/files.h"
 #include "tools/platform/program.h"
@@ -69,6 +68,26 @@ class NewFolder {
   const std::string path_;
 };
 
+struct NewFile {
+  std::string name;  // from the bundle's folder on
+  std::string text;
+};
+
+// Reads the caches that have a text. Each keeps the name that it has in the client's folder, also
+// if it is a link to elsewhere.
+std::vector<NewFile> ReadCaches(const std::string& client, const client_state::ClientState& state) {
+  using Condition = client_state::CacheFile::Condition;
+  std::vector<NewFile> caches;
+  for (const client_state::CacheFile* file :
+       {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
+    if (file->condition == Condition::kGood || file->condition == Condition::kDamaged) {
+      caches.push_back({file->path.substr(client.size() + 1),
+                        zo_base::ReadFilePrefix(file->path, zo_sturdy::kMaxCacheFileBytes)});
+    }
+  }
+  return caches;
+}
+
 // Returns the versions of the library, of the tool and of the system.
 std::string Versions(const history::History& history) {
   std::string text = "tool    sturdyctl " STURDY_VERSION_STRING "\n";
@@ -84,17 +103,18 @@ std::string Versions(const history::History& history) {
 int RunBundle(const std::string& folder, const std::string& output) {
   // Read everything before the folder is made: it may be inside the client's.
   const std::string client = FindClientFolder(folder);
-  const std::string log_path = client + "/" + std::string(zo_base::kLogFileName);
-  if (const std::string refused = log_reader::FindRefusedFile(log_path); !refused.empty()) {
-    throw UsageError("you may not read " + refused + ".");
-  }
+  const std::string log_path = LogOfClient(client);
   history::History history =
       history::ReadHistory(log_reader::LogReader(log_path).ReadNewMessages());
   client_state::ClientState state = client_state::ReadState(client);
+  std::vector<NewFile> caches = ReadCaches(client, state);
   // Redact it. The log comes first, since it shows the application's key.
   redactor::Redactor redactor;
   history::RedactHistory(redactor, history);
   client_state::RedactState(redactor, state);
+  for (NewFile& cache : caches) {
+    cache.text = redactor.Redact(cache.text);
+  }
   std::string log;
   for (const log_reader::LogMessage& message : history.messages) {
     log += message.bytes;
@@ -105,14 +125,8 @@ int RunBundle(const std::string& folder, const std::string& output) {
   if (!log.empty()) {
     bundle.Write(std::string(zo_base::kLogFileName), log);
   }
-  using Condition = client_state::CacheFile::Condition;
-  for (const client_state::CacheFile* file :
-       {&state.document.file, &state.endpoints.file, &state.hosts.file}) {
-    if (file->condition == Condition::kGood || file->condition == Condition::kDamaged) {
-      const std::string text = zo_base::ReadFilePrefix(file->path, zo_sturdy::kMaxCacheFileBytes);
-      bundle.Write(fs::relative(lab::Utf8Path(file->path), lab::Utf8Path(client)).generic_string(),
-                   redactor.Redact(text));
-    }
+  for (const NewFile& cache : caches) {
+    bundle.Write(cache.name, cache.text);
   }
   bundle.Write("state.txt", client_state::StateWords(state));
   if (!history.runs.empty()) {
@@ -124,7 +138,10 @@ int RunBundle(const std::string& folder, const std::string& output) {
     std::puts("There is no line of a client's log, so why.txt and timeline.html are left out.");
   }
   std::puts(
-      "The application's key and the values of queries are removed. Names and addresses stay.");
+      "The application's key and the values of queries, and of members such as token, are "
+      "removed.\n"
+      "Names, addresses and paths stay. Look for other secrets in your documents before you send "
+      "it.");
   return kExitOk;
 }
 

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include "base/log/log_format.h"
 #include "lab/utf8_path.h"
 #include "tools/log_reader/find_logs.h"
 #include "tools/sturdyctl/usage_error.h"
@@ -73,6 +74,10 @@ std::string FindClientFolder(const std::string& folder) {
           : folder;
   CheckFolder(parent);
   return OnlyOne(log_reader::FindClientFolders(parent), parent, "client");
+}
+
+std::string LogOfClient(const std::string& client_folder) {
+  return Readable(client_folder + "/" + std::string(zo_base::kLogFileName));
 }
 
 }  // namespace sturdyctl

@@ -12,4 +12,8 @@ std::string FindLog(const std::string& folder);
 // Errors: as those of FindLog.
 std::string FindClientFolder(const std::string& folder);
 
+// Returns the path of the log in a folder that FindClientFolder has found. It may have none.
+// Errors: UsageError if one of the log's files may not be read.
+std::string LogOfClient(const std::string& client_folder);
+
 }  // namespace sturdyctl

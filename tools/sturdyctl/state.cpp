@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/log_reader/log_reader.h"
 #include "tools/state/read_state.h"
 #include "tools/state/redact_state.h"
 #include "tools/state/state_json.h"
@@ -13,9 +14,13 @@
 namespace sturdyctl {
 
 int RunState(const StateOptions& options) {
-  client_state::ClientState state = client_state::ReadState(FindClientFolder(options.folder));
+  const std::string client = FindClientFolder(options.folder);
+  client_state::ClientState state = client_state::ReadState(client);
   if (options.redact) {
     redactor::Redactor redactor;
+    for (const auto& message : log_reader::LogReader(LogOfClient(client)).ReadNewMessages()) {
+      redactor.Learn(message.bytes);
+    }
     client_state::RedactState(redactor, state);
   }
   const std::string text = options.json ? JsonText(client_state::ToJson(state), 2) + "\n"

@@ -24,32 +24,47 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
       // URLs, in the log and in documents, with escapes of other writers.
       {"Send sub url request:http://[::1]:8001/a?k=KEY&sv=0",
        "Send sub url request:http://[::1]:8001/a?k=#&sv=#"},
-      {"https://h/p?BARE&x= http://h/p?&#", "https://h/p?#&x= http://h/p?&#"},
-      {R"({"lbs": "http:\/\/h\/p\u003fx\u003dA\u0026y=B=C", "z": 1})",
-       R"({"lbs": "http:\/\/h\/p\u003fx\u003d#\u0026y=#", "z": 1})"},
+      {"h?BARE https://h/p?BARE&x= http://h/p?&#", "h?# https://h/p?#&x= http://h/p?&#"},
+      {R"({"lbs": "http:\/\/h\/p\u003fx\u003dA\u0026y=B=C", "z": ["h?A", "u:p\u0040h"]})",
+       R"({"lbs": "http:\/\/h\/p\u003fx\u003d#\u0026y=#", "z": ["h?#", "#\u0040h"]})"},
       {R"({"lbs_rsp": "{\"lbs\": \"http://h?x=A\", \"vlt\": [\"u:p@h:1\"]}"})",
        R"({"lbs_rsp": "{\"lbs\": \"http://h?x=#\", \"vlt\": [\"#@h:1\"]}"})"},
-      {"<a href=\"/p?x=A&amp;y=B\">http://u:p@q@h/</a>",
-       "<a href=\"/p?x=#&amp;y=#\">http://#@h/</a>"},
-      {"http://h/p?k=[redacted] b ?x=A&sv=0", "http://h/p?k=# b ?x=#&sv=#"},
-      {"lbs_url:u:p@h A&y=B> <a href=/p?x=A>B http://h/p?k=A http://i/p?k=B&sv=0",
-       "lbs_url:#@h A&y=#> <a href=/p?x=#>B http://h/p?k=# http://i/p?k=#&sv=#"},
+      {"<a href=\"/p?x=A\">http://u:p@q@h/</a>", "<a href=\"/p?x=#\">http://#@h/</a>"},
+      {"http://h/p?k=[redacted] b ?x=A&sv=0", "http://h/p?k=#&sv=#"},
+      {"http://h/p?k=A http://i/p?k=B&sv=0", "http://h/p?k=# http://i/p?k=#&sv=#"},
+      // URLs with blanks, quotes and marks.
+      {"url:http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "url:http://#@h/p?x=#&y=#"},
+      {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "a b"])",
+       R"(["http://#@h/p?x=#&y=#", "http://#@", "a b"])"},
+      {"[lbs] Start lbs_url:http://h/p?a b default_link_v4:a b@h backup_urls:2 http://h?a b "
+       "http://i",
+       "[lbs] Start lbs_url:http://h/p?# default_link_v4:#@h backup_urls:2 http://h?# http://i"},
+      {"[lbs] Hold link address a b@h:1?c d found:true",
+       "[lbs] Hold link address #@h:1?# found:true"},
       // Keys with any characters.
       {"url:http://h/p?a=1&k=a \"b&c\nd&sv=0", "url:http://h/p?a=#&k=#&sv=#"},
-      {"[lbs] Check response current business token :A b request business token:B c\n[lbs]",
-       "[lbs] Check response current business token :# request business token:#\n[lbs]"},
-      {"token : request business token:", "token : request business token:"},
-      {R"([{"appkey": "A\"b\\", "error_code": 1}])", R"([{"appkey": "#", "error_code": 1}])"},
+      {R"({"a": "http://h/p?k=A", "b": "&sv=0"})", R"({"a": "http://h/p?k=#", "b": "&sv=#"})"},
+      {"[lbs] Check response current business token :A b\nc request business token:B \"c\nd\r\n",
+       "[lbs] Check response current business token :# request business token:#\r\n"},
+      {"[lbs] current business token : request business token:",
+       "[lbs] current business token : request business token:"},
+      // Members, headers and forms.
+      {R"([{"appkey": "A\"b\\", "error_code": 1}, {"appkey": ""}])",
+       R"([{"appkey": "#", "error_code": 1}, {"appkey": ""}])"},
       {R"("{\"Api_Key\": \"A\\\"b\\\\\", \"n\": 1}")", R"("{\"Api_Key\": \"#\", \"n\": 1}")"},
-      {R"({"token":5,"password":["A"],"secret": "cut)",
-       R"({"token":#,"password":["A"],"secret": "#)"},
+      {"{\"token\":\t\"A\", \"token\"\t:\"A\", \"password\":\n \"two words\"}",
+       "{\"token\":\t\"#\", \"token\"\t:\"#\", \"password\":\n \"#\"}"},
+      {R"("{\"token\":\n\"A b\", \"token\"\t:\"A b\", \"x\": \"{\\\"token\\\"\\r:\\t\\\"A\\\"}\"}")",
+       R"("{\"token\":\n\"#\", \"token\"\t:\"#\", \"x\": \"{\\\"token\\\"\\r:\\t\\\"#\\\"}\"}")"},
+      {R"({"token":5,"password":["A]", {"b": "C"}], "secret": {"a": [1]}, "b": "{\"token\": 5}"})",
+       R"({"token":"#","password":"#", "secret": "#", "b": "{\"token\": \"#\"}"})"},
       {"X-QORVIN-APPKEY : A\r\nCookie: a=b; c", "X-QORVIN-APPKEY : #\r\nCookie: #"},
-      {R"({"a": "{\"token\": \"cut", "b": 1})", R"({"a": "{\"token\": \"#", "b": 1})"},
+      {R"({"a": "Cookie: a, b", "c": "token=A b&d"})", R"({"a": "Cookie: #", "c": "token=#&d"})"},
+      {R"({"a": "{\"token\": \"cut", "b": 1})", R"({"a": "{\"token\": \"#\"", "b": 1})"},
       // No secrets.
       {"03-14 15:09:26.535 4-8 [LV_APP] [environment] Token changed key:set",
        "03-14 15:09:26.535 4-8 [LV_APP] [environment] Token changed key:set"},
-      {"is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\" @ x@",
-       "is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\" @ x@"},
+      {"is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\"@", "is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\"@"},
   };
   for (const auto& [text, redacted] : cases) {
     EXPECT_EQ(Redactor().Redact(text), Hidden(redacted));
@@ -59,10 +74,21 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
 
 TEST(Redactor, HidesAKnownKeyWhereverItStandsAsAWord) {
   Redactor redactor;
-  redactor.Learn("http://h/p?k=long-key&sv=0 http://h/p?k=short&sv=0");
+  redactor.Learn("url:http://h/p?k=long-key&sv=0 http://h/p?k=short&sv=0");
+  redactor.Learn("[lbs] Check response current business token :old key request business token:A\n");
+  redactor.Learn(R"([statistic] Do statistic data :[{"appkey": "Reported"}])");
   EXPECT_EQ(redactor.Redact("/long-key/long-keys long-keylong-key long-key short"),
             Hidden("/#/long-keys long-keylong-key # short"));
+  EXPECT_EQ(redactor.Redact("old key, Reported"), Hidden("#, #"));
   EXPECT_EQ(redactor.RedactCut("end of a key&sv=0\r\nnext k=long-key"), Hidden("#\r\nnext k=#"));
+}
+
+// Else a document could hide the log's words, and crowd out the key.
+TEST(Redactor, LearnsNoKeyFromADocument) {
+  Redactor redactor;
+  redactor.Learn("rsp:\r\n{\"token\": \"default\", \"appkey\": \"default\"}\r\nCookie: default");
+  redactor.Learn(R"({"lbs": "http://h?k=default&token=default", "x": "u:default@h"})");
+  EXPECT_EQ(redactor.Redact("use default:true"), "use default:true");
 }
 
 }  // namespace

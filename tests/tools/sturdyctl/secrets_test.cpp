@@ -32,9 +32,9 @@ std::string FileText(const std::string& path) {
 // Runs a client whose settings, servers and caches have the marker wherever a secret can be.
 void LeaveMarkers(const std::string& folder) {
   const std::string marked = "http://u:MARK@${lbs}" + std::string(kLbsPath) + "?a=MARK";
-  const std::string document = TestDocument({"u:MARK@192.0.2.1:1"}, {marked, marked})
-                                   .Set("vltdl", R"("http:\/\/h\/?x=MARK")")
-                                   .Set("appkey", R"("MARK")")
+  const std::string document = TestDocument({"u:one MARK@192.0.2.1:1"}, {marked, marked})
+                                   .Set("vltdl", R"("http:\/\/h\/?x=one MARK")")
+                                   .Set("appkey", "\n[\"MARK\"]")
                                    .Report({"http://u:MARK@${reports}", true, 1, 60000, 0})
                                    .Text();
   const std::string table =
@@ -54,7 +54,13 @@ void LeaveMarkers(const std::string& folder) {
   kill(watch.id(), SIGINT);
   EXPECT_EQ(watch.Wait(), 0);
   std::ofstream(data + "http_dns/http_dns_cache.data")
-      << json({{"u:MARK@a.test", R"({"ipv4": ["h?x=MARK"], "token": "MARK"})"}, {"b?x=MARK", "{"}});
+      << json({{"u:MARK@a.test", R"({"ipv4": ["h?x=MARK"], "token": "MARK"})"},
+               {"b?x=MARK", "{"},
+               {"MARK key.test", "{"}});
+  // A cache can be a link.
+  const std::string cache = data + "lbs/lbs.data";
+  std::filesystem::rename(cache, folder + "/elsewhere");
+  std::filesystem::create_symlink(folder + "/elsewhere", cache);
 }
 
 TEST(Secrets, AreNowhereInWhatTheToolsRedact) {
