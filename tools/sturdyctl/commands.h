@@ -62,7 +62,8 @@ struct StatsOptions {
 // Prints counts of what a client did.
 int RunStats(const StatsOptions& options);
 
-// Writes what support needs of the client in `folder` into a new folder, without secrets.
+// Writes what support needs of the client in `folder` into a new folder, without the key and the
+// values of queries.
 int RunBundle(const std::string& folder, const std::string& output);
 
 struct TimelineOptions {

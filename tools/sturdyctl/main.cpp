@@ -21,7 +21,7 @@ constexpr char kExitCodes[] =
 
 constexpr char kFolderOrLog[] = "Data folder of the client, or a log in it";
 constexpr char kRedact[] =
-    "Write [redacted] for the application's key and for each value of a URL's query";
+    "Write [redacted] for the application's key and for the values of queries, tokens and such";
 
 // The command that the command line chooses. Returns the exit code.
 using Command = std::function<int()>;
@@ -206,7 +206,8 @@ void AddBundle(CLI::App& app, Command& chosen) {
   };
   const auto given = std::make_shared<Arguments>();
   CLI::App* bundle = app.add_subcommand(
-      "bundle", "Write what support needs of a client into a new folder, without secrets");
+      "bundle",
+      "Write what support needs of a client into a new folder, without key and query values");
   AddFolder(*bundle, given->folder, "Data folder of the client");
   bundle->add_option("--output", given->output, "The folder to make; an empty one is taken")
       ->type_name("DIR")
