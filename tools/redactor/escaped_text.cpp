@@ -13,6 +13,14 @@ constexpr size_t kMaxBackslashes = 16;
 
 }  // namespace
 
+size_t BackslashesBefore(std::string_view text, size_t place) {
+  size_t count = 0;
+  while (count < std::min(place, kMaxBackslashes) && text[place - count - 1] == '\\') {
+    ++count;
+  }
+  return count;
+}
+
 size_t EscapedText::Length(size_t place, char c) const {
   constexpr std::string_view kDigits = "0123456789abcdef";
   constexpr size_t kEscapeBytes = 5;
@@ -39,14 +47,6 @@ size_t EscapedText::SkipBackslashes(size_t place) const {
     ++end;
   }
   return end;
-}
-
-size_t EscapedText::BackslashesBefore(size_t place) const {
-  size_t count = 0;
-  while (count < std::min(place, kMaxBackslashes) && text_[place - count - 1] == '\\') {
-    ++count;
-  }
-  return count;
 }
 
 size_t EscapedText::Next(size_t place) const {

@@ -9,6 +9,9 @@ inline bool IsLineEnd(char c) {
   return c == '\r' || c == '\n';
 }
 
+// Returns how many backslashes a text has directly before a place.
+size_t BackslashesBefore(std::string_view text, size_t place);
+
 // Finds what stands at the places of a text that can be JSON, or JSON in a string of JSON. There a
 // quote has backslashes before it: 0, 1 inside a string, 3 inside a string of that.
 // Threads: any.
@@ -28,8 +31,6 @@ class EscapedText {
   [[nodiscard]] size_t Length(size_t place, char c) const;
 
   [[nodiscard]] size_t SkipBackslashes(size_t place) const;
-  // Returns how many backslashes are directly before a place.
-  [[nodiscard]] size_t BackslashesBefore(size_t place) const;
   // Returns the place after a character, or after a quote with its backslashes.
   [[nodiscard]] size_t Next(size_t place) const;
 

@@ -49,7 +49,8 @@ constexpr std::string_view kAfterTag = "] ";
 constexpr size_t kMaxNameBytes = 64;
 
 bool IsNameCharacter(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-' || c == '.';
+  constexpr std::string_view kOthers = "_-.[]";
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || kOthers.find(c) != kOthers.npos;
 }
 
 bool IsBlankOrControl(char c) {
@@ -124,7 +125,7 @@ class Walk {
     const auto ends_out = [&](std::string_view word) { return out_.ends_with(word); };
     const bool ends_line = IsLineEnd(c);
     // A quote in a URL is a part of it, unless it ends the string that the URL is in.
-    const size_t backslashes = c == '"' ? places_.BackslashesBefore(at_) : 0;
+    const size_t backslashes = c == '"' ? BackslashesBefore(out_, out_.size() - 1) : 0;
     const bool is_border = c == '"' && (!is_url_ || (quote_ && backslashes <= *quote_));
     if (ends_line || is_border) {
       quote_ = is_border ? std::optional(backslashes) : std::nullopt;
@@ -289,9 +290,8 @@ class Walk {
     Name name;
     if (text.ends_with('"')) {
       text.remove_suffix(1);
-      const size_t bytes = text.size();
-      drop("\\");
-      name.backslashes = bytes - text.size();
+      name.backslashes = BackslashesBefore(text, text.size());
+      text.remove_suffix(*name.backslashes);
     }
     size_t begin = text.size();
     while (begin > 0 && text.size() - begin < kMaxNameBytes && IsNameCharacter(text[begin - 1])) {
