@@ -74,6 +74,20 @@ bool IsSecretName(std::string_view plain) {
                      [&](std::string_view secret) { return plain.ends_with(secret); });
 }
 
+// Removes the blanks and line ends at the end of a text, and their escapes.
+std::string_view WithoutBlanks(std::string_view text) {
+  const auto drop = [&](std::string_view characters) {
+    text = text.substr(0, text.find_last_not_of(characters) + 1);
+  };
+  drop(" \t\r\n");
+  while (text.ends_with("\\t") || text.ends_with("\\r") || text.ends_with("\\n")) {
+    text.remove_suffix(1);
+    drop("\\");
+    drop(" \t\r\n");
+  }
+  return text;
+}
+
 // Finds a word from places on that only rise. Keeps what it has found, so that a text isn't
 // searched again from each of them.
 class NextPlace {
@@ -124,9 +138,8 @@ class Walk {
     out_ += c;
     const auto ends_out = [&](std::string_view word) { return out_.ends_with(word); };
     const bool ends_line = IsLineEnd(c);
-    // A quote in a URL is a part of it, unless it ends the string that the URL is in.
     const size_t backslashes = c == '"' ? BackslashesBefore(out_, out_.size() - 1) : 0;
-    const bool is_border = c == '"' && (!is_url_ || (quote_ && backslashes <= *quote_));
+    const bool is_border = c == '"' && IsBorder(backslashes);
     if (ends_line || is_border) {
       quote_ = is_border ? std::optional(backslashes) : std::nullopt;
       is_url_ = false;
@@ -138,6 +151,19 @@ class Walk {
       user_begin_ = out_.size();
     }
     ++at_;
+  }
+
+  // Returns whether the quote that ends the output begins or ends a string. Else it is a part of a
+  // URL, or of a string around it.
+  [[nodiscard]] bool IsBorder(size_t backslashes) const {
+    constexpr std::string_view kBeforeFirstString = "{[,";
+    if (!quote_ || backslashes <= *quote_) {
+      return quote_ || !is_url_;
+    }
+    const std::string_view before =
+        WithoutBlanks(std::string_view(out_).substr(0, out_.size() - 1 - backslashes));
+    return !is_url_ && !before.empty() &&
+           kBeforeFirstString.find(before.back()) != std::string_view::npos;
   }
 
   void CopyTo(size_t end) {
@@ -275,18 +301,9 @@ class Walk {
 
   // --- Members, headers and values with a name ---
 
-  // Returns the name that ends the output, before blanks and escaped ones.
+  // Returns the name that ends the output.
   [[nodiscard]] Name NameBefore() const {
-    std::string_view text = out_;
-    const auto drop = [&](std::string_view characters) {
-      text = text.substr(0, text.find_last_not_of(characters) + 1);
-    };
-    drop(" \t\r\n");
-    while (text.ends_with("\\t") || text.ends_with("\\r") || text.ends_with("\\n")) {
-      text.remove_suffix(1);
-      drop("\\");
-      drop(" \t\r\n");
-    }
+    std::string_view text = WithoutBlanks(out_);
     Name name;
     if (text.ends_with('"')) {
       text.remove_suffix(1);
