@@ -34,8 +34,8 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
       {"http://h/p?k=A http://i/p?k=B&sv=0", "http://h/p?k=# http://i/p?k=#&sv=#"},
       // URLs with blanks, quotes and marks.
       {"url:http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "url:http://#@h/p?x=#&y=#"},
-      {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "a b"])",
-       R"(["http://#@h/p?x=#&y=#", "http://#@", "a b"])"},
+      {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "u\"p@h", "a b"])",
+       R"(["http://#@h/p?x=#&y=#", "http://#@", "#@h", "a b"])"},
       {"[lbs] Start lbs_url:http://h/p?a b default_link_v4:a b@h backup_urls:2 http://h?a b "
        "http://i",
        "[lbs] Start lbs_url:http://h/p?# default_link_v4:#@h backup_urls:2 http://h?# http://i"},
