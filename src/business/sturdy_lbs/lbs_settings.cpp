@@ -53,6 +53,15 @@ std::vector<std::string> DefaultLinks(const LBSSettings& settings, net::AddressF
   return links;
 }
 
+// Returns "2 a b".
+std::string Listed(const std::vector<std::string>& texts) {
+  std::string list = std::to_string(texts.size());
+  for (const std::string& text : texts) {
+    list.append(" ").append(text);
+  }
+  return list;
+}
+
 }  // namespace
 
 bool IsUsableAddress(const std::string& text) {
@@ -83,16 +92,13 @@ void ApplyLBSSettings(const _ZOSturdyLBSSettings& record, LBSSettings& settings)
 }
 
 void LogSettings(const LBSSettings& settings) {
-  std::string backups;
-  for (const std::string& url : settings.lbs_backup_urls) {
-    backups.append(" ").append(url);
-  }
   ZO_LOG(LV_APP) << "[lbs] Start enable:" << settings.enable
                  << " address_family:" << settings.address_family.load()
                  << " lbs_url:" << settings.lbs_url
                  << " default_link_v4:" << settings.default_link_v4
                  << " default_link_v6:" << settings.default_link_v6
-                 << " backup_urls:" << settings.lbs_backup_urls.size() << backups;
+                 << " backup_urls:" << Listed(settings.lbs_backup_urls)
+                 << " default_link_list:" << Listed(settings.default_link_list);
 }
 
 }  // namespace zo_sturdy

@@ -108,7 +108,7 @@ TEST_F(ClientHeader, SettingsReachTheRecords) {
   EXPECT_TRUE(log.WaitFor(
       "enable:true address_family:2 lbs_url:http://u0/ default_link_v4:d4.example:4 "
       "default_link_v6:[::1]:6 backup_urls:5 http://u1/ http://u2/ http://u3/ http://u4/ "
-      "http://u5/"));
+      "http://u5/ default_link_list:5 l0:1 l1:1 l2:1 l3:1 l4:1"));
 }
 
 TEST_F(ClientHeader, FailedConstructionStartsNothing) {
