@@ -43,9 +43,6 @@ const char* SourceName(const LinkAnswer& answer) {
 
 int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json) {
   // Start the client, and wait for its first fetch if the user wants that.
-  if (wait_for_update && options.token.empty()) {
-    throw std::runtime_error("no token, so a start fetches nothing; give --token.");
-  }
   std::promise<int> updated;
   bool is_updated = false;
   const auto begin = std::chrono::steady_clock::now();
@@ -55,6 +52,9 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
     }
   });
   if (wait_for_update) {
+    if (options.token.empty()) {
+      throw std::runtime_error("no token, so a start fetches nothing; give --token.");
+    }
     WaitForFetch(client, updated.get_future(), options.family);
   }
 
