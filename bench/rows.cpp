@@ -224,7 +224,6 @@ void AddTimeline(std::vector<Row>& rows) {
   rows.push_back({.work = "write the page of a log of 8 MiB, and draw it in Chromium",
                   .ours = "timeline/draw/iterations:1/manual_time",
                   .peer = "",
-                  .peer_name = "no wait",
                   .aim = {1, 3000 * kNsPerMs, "at most 3 s"}});
 }
 

@@ -17,8 +17,8 @@ struct Aim {
 struct Row {
   std::string work;
   std::string ours;
-  std::string peer;       // name of the benchmark; empty for an absolute limit
-  std::string peer_name;  // as a reader knows it
+  std::string peer;         // name of the benchmark; empty for an absolute limit
+  std::string peer_name{};  // as a reader knows it; empty if the aim alone says the limit
   Aim aim;
   // Explains, by a profile, why the aim may be missed.
   std::string reason{};
