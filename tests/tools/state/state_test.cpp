@@ -2,9 +2,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "base/platform/file.h"
 #include "base/thread/clock_for_test.h"
 #include "lab/temp_folder.h"
 #include "tools/state/read_state.h"
@@ -29,7 +31,13 @@ class StateTest : public testing::Test {
   void Write(const std::string& name, const std::string& text) const {
     std::ofstream(folder_.File(name)) << text;
   }
-  client_state::ClientState Read() const { return client_state::ReadState(folder_.path()); }
+  // The caches must stay as they are.
+  client_state::ClientState Read() const {
+    const auto before = Files();
+    client_state::ClientState state = client_state::ReadState(folder_.path());
+    EXPECT_EQ(Files(), before);
+    return state;
+  }
   // Returns the words without the time and the folder.
   std::string Words() const {
     std::string words = client_state::StateWords(Read());
@@ -38,6 +46,15 @@ class StateTest : public testing::Test {
       words.erase(at, folder_.path().size());
     }
     return words;
+  }
+  // Returns the texts of all files, and an empty one for each folder.
+  std::map<std::string, std::string> Files() const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.path())) {
+      const std::string path = entry.path().string();
+      files[path] = entry.is_directory() ? "" : zo_base::ReadFilePrefix(path, 4096);
+    }
+    return files;
   }
   // A host with a lifetime of 20 min, so fresh for 15 and served for 18.
   static std::string Host(int64_t since_answer_ms, const std::string& ipv4) {
@@ -160,14 +177,13 @@ TEST_F(StateTest, TakesAnyNumberAsATime) {
   EXPECT_NE(Words().find("a.test  gone"), std::string::npos);
 }
 
-TEST_F(StateTest, MakesNothing) {
+TEST_F(StateTest, TakesAnEmptyFolder) {
   for (const char* name : {"lbs", "http_dns"}) {
     std::filesystem::remove_all(folder_.File(name));
   }
   const auto data = client_state::ToJson(Read());
   EXPECT_EQ(data["document"]["file"]["condition"], "missing");
   EXPECT_TRUE(data["document"]["origin"].is_null() && data["endpoints"]["left_ms"].is_null());
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
 }  // namespace
