@@ -1,23 +1,12 @@
 #include "tools/history/client_lines.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
+
+#include "src/business/sturdy_lbs/lbs_document.h"
 
 namespace history {
 
 namespace {
-
-std::vector<std::string> Texts(const nlohmann::json& common, const char* key) {
-  std::vector<std::string> texts;
-  if (common.contains(key) && common[key].is_array()) {
-    for (const auto& element : common[key]) {
-      if (element.is_string()) {
-        texts.push_back(element.get<std::string>());
-      }
-    }
-  }
-  return texts;
-}
 
 // Returns host and port of "H:P", also of an IPv6 address in brackets.
 std::pair<std::string, int> Split(std::string_view address) {
@@ -27,6 +16,22 @@ std::pair<std::string, int> Split(std::string_view address) {
   }
   return {std::string(address.substr(0, colon)),
           LeadingNumber<int>(address.substr(colon + 1)).value_or(0)};
+}
+
+Hold MakeHold(const Line& line, std::string_view address, bool is_found) {
+  constexpr int kPorts = 65536;
+  Hold hold;
+  hold.at_ms = line.at_ms;
+  hold.run = line.run;
+  hold.address = address;
+  hold.is_found = is_found;
+  hold.message = line.message;
+  // The call takes the port in 16 signed bits.
+  if (const auto [host, port] = Split(address); port < 0) {
+    hold.has_high_port = true;
+    hold.address = host + ":" + std::to_string(port + kPorts);
+  }
+  return hold;
 }
 
 }  // namespace
@@ -66,10 +71,10 @@ bool ClientLines::TakeDocument(const Line& line, OfThread& thread) {
     document.at_ms = line.at_ms;
     document.run = line.run;
     document.message = document.text.empty() ? line.message : document.message;
-    const auto json = nlohmann::json::parse(document.text, nullptr, false);
-    if (json.is_object() && json.contains("common") && json["common"].is_object()) {
-      document.links = Texts(json["common"], "link");
-      document.defaults = Texts(json["common"], "link.default");
+    // Read it as the client does, which skips what it can't use.
+    if (auto read = zo_sturdy::ReadLBSDocument(document.text)) {
+      document.links = std::move(read->link).value_or(std::vector<std::string>());
+      document.defaults = std::move(read->link_default).value_or(std::vector<std::string>());
     }
     active_[line.run] = history_.documents.size();
     history_.documents.push_back(std::exchange(document, Document()));
@@ -96,8 +101,11 @@ bool ClientLines::TakeAnswer(const Line& line, OfThread& thread) {
     return true;
   }
   constexpr std::string_view kDefault = " use default:";
+  if (!Skip(rest, "[lbs] Get link address ")) {
+    return false;
+  }
   const size_t address_end = rest.rfind(kDefault);
-  if (!Skip(rest, "[lbs] Get link address ") || address_end == std::string_view::npos) {
+  if (address_end == std::string_view::npos) {
     return false;
   }
   Answer answer;
@@ -105,9 +113,8 @@ bool ClientLines::TakeAnswer(const Line& line, OfThread& thread) {
   answer.run = line.run;
   answer.thread_id = line.thread_id;
   answer.family = thread.family;
-  answer.is_default = line.text.substr(address_end + kDefault.size()) == "true";
-  std::tie(answer.host, answer.port) =
-      Split(line.text.substr(0, address_end).substr(line.text.size() - rest.size()));
+  answer.is_default = rest.substr(address_end + kDefault.size()) == "true";
+  std::tie(answer.host, answer.port) = Split(rest.substr(0, address_end));
   if (const auto active = active_.find(line.run); active != active_.end()) {
     answer.document = active->second;
   }
@@ -122,8 +129,9 @@ void ClientLines::TakeCall(const Line& line) {
   const auto change = [&](Change::What what, std::string_view value) {
     history_.changes.push_back({line.at_ms, line.run, what, std::string(value), line.message});
   };
-  if (Skip(rest, "[environment] Start version")) {
-    history_.runs[line.run].settings = line.text.substr(sizeof "[environment] Start");
+  if (const auto settings = After(rest, "[environment] Start ");
+      settings && settings->starts_with("version:")) {
+    history_.runs[line.run].settings = *settings;
   } else if (Skip(rest, "[lbs] Start ")) {
     history_.runs[line.run].service_settings = rest;
   } else if (Skip(rest, "[environment] Token changed key:")) {
@@ -133,8 +141,7 @@ void ClientLines::TakeCall(const Line& line) {
   } else if (Skip(rest, "[lbs] Hold link address ")) {
     const size_t end = rest.rfind(" found:");
     if (end != std::string_view::npos) {
-      history_.holds.push_back({line.at_ms, line.run, std::string(rest.substr(0, end)),
-                                rest.ends_with("true"), line.message});
+      history_.holds.push_back(MakeHold(line, rest.substr(0, end), rest.ends_with("true")));
     }
   }
 }

@@ -130,6 +130,7 @@ struct Hold {
   size_t run = 0;
   std::string address;
   bool is_found = false;
+  bool has_high_port = false;  // above 32767: the call that holds can't find it
   size_t message = 0;
 };
 

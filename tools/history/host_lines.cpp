@@ -1,16 +1,15 @@
 #include "tools/history/host_lines.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <utility>
 
-#include "base/thread/clock.h"
+#include "src/sturdy/http_agent/http_dns/dns_json.h"
+#include "tools/redactor/redactor.h"
 
 namespace history {
 
 namespace {
 
-constexpr int64_t kMaxTtlS = 10'000'000'000;
 // A log that lost lines has wishes without requests.
 constexpr size_t kMostWishes = 256;
 
@@ -24,23 +23,6 @@ std::vector<std::string> Split(std::string_view text, char separator) {
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return parts;
-}
-
-// Returns a member of an object. No copy: one of deeply nested JSON would exhaust the stack.
-const nlohmann::json* Member(const nlohmann::json* object, const char* key) {
-  return object != nullptr && object->is_object() && object->contains(key) ? &object->at(key)
-                                                                           : nullptr;
-}
-
-void AddTexts(const nlohmann::json* list, std::vector<std::string>& texts) {
-  if (list == nullptr) {
-    return;
-  }
-  for (const auto& element : *list) {
-    if (element.is_string()) {
-      texts.push_back(element.get<std::string>());
-    }
-  }
 }
 
 }  // namespace
@@ -98,31 +80,29 @@ void HostLines::TakeLook(const Line& line, std::string_view rest) {
 }
 
 void HostLines::TakeLeases(const Line& line) {
-  const auto json = nlohmann::json::parse(FramedText(line.text), nullptr, false);
-  const nlohmann::json* data = Member(&json, "data");
-  if (data == nullptr || !data->is_object()) {
-    return;
-  }
-  for (const auto& [host, value] : data->items()) {
+  const auto answer = zo_sturdy::ParseJson(std::string(FramedText(line.text)));
+  for (const auto& [host, value] : answer["data"].object_items()) {
     Lease lease;
     lease.at_ms = line.at_ms;
     lease.run = line.run;
     lease.host = host;
-    lease.message = line.message;
-    const nlohmann::json* ttl = Member(&value, "ttl");
-    if (ttl != nullptr && ttl->is_number_integer()) {
-      lease.ttl_ms = std::clamp<int64_t>(ttl->get<int64_t>(), 0, kMaxTtlS) * zo_base::kMsPerSecond;
+    lease.ttl_ms = std::max(zo_sturdy::TtlMs<int32_t>(value), 0);
+    lease.addresses = zo_sturdy::TextsOf(value["ip"]);
+    for (std::string& address : zo_sturdy::TextsOf(value[zo_sturdy::dns_key::kIPv6])) {
+      lease.addresses.push_back(std::move(address));
     }
-    AddTexts(Member(&value, "ip"), lease.addresses);
-    AddTexts(Member(&value, "ipv6"), lease.addresses);
-    history_.leases.push_back(lease);
+    lease.message = line.message;
+    history_.leases.push_back(std::move(lease));
   }
 }
 
 std::optional<HostLines::Wish> HostLines::TakeWishOfHosts(size_t run, std::string_view url) {
+  // A redacted URL is that of the oldest wish, since one thread sends them in their order.
+  const bool is_redacted = url.ends_with(redactor::kRedacted);
   std::deque<Wish>& wishes = wishes_[run];
-  const auto wish = std::find_if(wishes.begin(), wishes.end(),
-                                 [&](const Wish& one) { return url.ends_with("=" + one.hosts); });
+  const auto wish = std::find_if(wishes.begin(), wishes.end(), [&](const Wish& one) {
+    return is_redacted || url.ends_with("=" + one.hosts);
+  });
   if (wish == wishes.end()) {
     return std::nullopt;
   }

@@ -52,13 +52,13 @@ void Requests::TakeRequest(const Line& line) {
   while (!rest.empty()) {
     const std::string_view one = rest.substr(0, rest.find("\r\n"));
     rest.remove_prefix(std::min(one.size() + 2, rest.size()));
-    std::string_view host = one;
-    const size_t url = one.find(" url:");
-    if (Skip(host, "host:") && url != std::string_view::npos) {
-      const size_t host_bytes = url - (one.size() - host.size());
-      const std::string_view text = one.substr(url + sizeof " url");
-      request.urls.push_back(
-          {std::string(host.substr(0, host_bytes)), std::string(text), transfers_.NumberOf(text)});
+    std::string_view url = one;
+    if (Skip(url, "host:")) {
+      const std::string_view host = url.substr(0, url.find(" url:"));
+      url.remove_prefix(host.size());
+      if (Skip(url, " url:")) {
+        request.urls.push_back({std::string(host), std::string(url), transfers_.NumberOf(url)});
+      }
     }
   }
   if (request.urls.empty()) {
@@ -166,7 +166,7 @@ bool Requests::FitsTimers(const Request& request, const StepLines& step) {
 
 bool Requests::FitsNewest(const Request& request, const StepLines& step) const {
   const bool is_newest = history_.fetches[request.fetch].ask == asks_.Newest(request.thread.first);
-  return !(step.is_outdated && is_newest) && !(step.is_judged && !is_newest);
+  return !(step.IsOutdated() && is_newest) && !(step.is_judged && !is_newest);
 }
 
 bool Requests::FitsFailure(const Request& request, const StepLines& step) const {
@@ -288,7 +288,7 @@ void Requests::Judge(const Line& line, const StepLines& step, Fetch& fetch, size
   Try& one = fetch.tries[place];
   one.outcome = TryOutcome::kDropped;
   fetch.end_ms = line.at_ms;
-  if (step.is_outdated) {
+  if (step.IsOutdated()) {
     fetch.outcome = FetchOutcome::kSuperseded;
   } else if (step.code == kStatusOk && (fetch.kind != Kind::kLbs || step.is_judged)) {
     one.outcome = TryOutcome::kTaken;
@@ -363,7 +363,7 @@ void Requests::TakeAfterAnswer(const Line& line, OfThread& thread) {
              rest.starts_with("[multiple]Second pass of ")) {
     thread.begins_second_pass = true;
   } else if (fetch.kind == Kind::kLbs && rest.starts_with("[lbs] Update LBS complete ") &&
-             (TellsOfTwoTokens(rest) || rest.ends_with(" superseded by a forced fetch"))) {
+             !(line.next && lines_[*line.next].text.starts_with("[lbs] Update LBS success = "))) {
     EndFetch(line, FetchOutcome::kSuperseded, *thread.judged);
     if (fetch.taken) {
       fetch.tries[*fetch.taken].outcome = TryOutcome::kDropped;

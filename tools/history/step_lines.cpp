@@ -17,19 +17,6 @@ std::optional<bool> Flag(std::string_view text) {
 
 }  // namespace
 
-bool TellsOfTwoTokens(std::string_view text) {
-  constexpr std::string_view kCurrent = " current business token :";
-  constexpr std::string_view kOfRequest = " request business token:";
-  const size_t current = text.find(kCurrent);
-  const size_t of_request = text.rfind(kOfRequest);
-  if (current == std::string_view::npos || of_request == std::string_view::npos ||
-      of_request < current + kCurrent.size()) {
-    return false;
-  }
-  const size_t begin = current + kCurrent.size();
-  return text.substr(begin, of_request - begin) != text.substr(of_request + kOfRequest.size());
-}
-
 bool StepLines::IsAnswer(std::string_view text) {
   return text.starts_with(kAnswer);
 }
@@ -89,8 +76,6 @@ bool StepLines::Read(const Line& line) {
 bool StepLines::ReadJudgement(std::string_view text) {
   if (text.starts_with("[lbs] Check response")) {
     kind = Kind::kLbs;
-    is_outdated =
-        is_outdated || TellsOfTwoTokens(text) || text.ends_with(" superseded by a forced fetch");
     is_judged = is_judged || text.starts_with("[lbs] Check response index:");
   } else if (text.starts_with("[http dns] Check response")) {
     kind = Kind::kService;

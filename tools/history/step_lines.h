@@ -29,19 +29,22 @@ struct StepLines {
   std::optional<int> next_index;
   const Line* next = nullptr;  // sends the next URL
   std::string_view next_url;
-  bool had_timer = false;    // the URL had not been silent for long
-  bool is_outdated = false;  // the token has changed, or a forced fetch has begun
-  bool is_judged = false;    // by the LBS service, as an answer to the newest fetch
-  bool is_last = false;      // all URLs have failed
+  bool had_timer = false;  // the URL had not been silent for long
+  bool is_judged = false;  // by the LBS service, as an answer to the newest fetch
+  bool is_last = false;    // all URLs have failed
   std::vector<size_t> messages;
+
+  // Returns whether the LBS service has ignored the answer, since the token has changed or a forced
+  // fetch has begun. It ends the request then, but judges nothing. The tokens themselves aren't
+  // compared: a redacted log lacks them.
+  [[nodiscard]] bool IsOutdated() const {
+    return kind == Kind::kLbs && is_good.value_or(false) && !is_judged;
+  }
 
  private:
   // Returns false if the line isn't one of a step.
   bool Read(const Line& line);
   bool ReadJudgement(std::string_view text);
 };
-
-// Returns whether a line tells of two tokens, the present one and that of a fetch.
-bool TellsOfTwoTokens(std::string_view text);
 
 }  // namespace history

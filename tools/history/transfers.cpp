@@ -18,14 +18,18 @@ constexpr int64_t kLongestMs = 86'400'000;
 }  // namespace
 
 void Transfers::Take(const Line& line) {
+  constexpr std::string_view kFailed = " failed: ";
   std::string_view rest = line.text;
-  const size_t url_end = rest.rfind(" failed: ");
-  if (!rest.starts_with("[transfer] ") || url_end == std::string_view::npos) {
+  if (!Skip(rest, "[transfer] ")) {
+    return;
+  }
+  const size_t url_end = rest.rfind(kFailed);
+  if (url_end == std::string_view::npos) {
     return;
   }
   Failure failure;
-  const std::string_view url = rest.substr(0, url_end).substr(sizeof "[transfer]");
-  rest.remove_prefix(url_end + sizeof " failed:");
+  const std::string_view url = rest.substr(0, url_end);
+  rest.remove_prefix(url_end + kFailed.size());
   failure.cause = rest.substr(0, rest.find(' '));
   failure.end_ms = line.at_ms;
   failure.message = line.message;

@@ -16,7 +16,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kCauses 
     {"connect_timeout", "the server didn't accept the connection in time"},
     {"tls_failed", "the TLS handshake failed"},
     {"send_failed", "the server didn't take the request"},
-    {"head_timeout", "the server took the request and sent no answer in time"},
+    {"head_timeout",
+     "the server took the request, but the head of its answer wasn't complete in time"},
     {"read_timeout", "the answer began and then stopped for too long"},
     {"reset", "the server closed the connection without an answer"},
     {"cut_short", "the connection ended within the answer"},
@@ -26,7 +27,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kCauses 
     {"malformed", "the answer was no HTTP"},
     {"shut_down", "the process was exiting"},
     {"out_of_memory", "the process had no memory, thread or descriptor left"},
-    {"not_available", "libcurl couldn't be loaded"},
+    {"not_available",
+     "the system's HTTP library couldn't be loaded, or lacks what a transfer needs"},
 }};
 
 std::string Ms(int64_t from_ms, int64_t to_ms) {
@@ -95,6 +97,24 @@ std::string TryWords(const Try& one) {
     words += ". The log fits another request's URL of this number too";
   }
   return words;
+}
+
+std::string RefusalWords(const std::string& refusal) {
+  if (refusal == "other_url") {
+    return "the cache was fetched with another first LBS URL";
+  }
+  if (refusal == "other_family") {
+    return "the cache was fetched for another address family";
+  }
+  return "the cache was " + refusal;
+}
+
+std::string HoldWords(const Hold& hold) {
+  if (hold.is_found) {
+    return "it is in the list";
+  }
+  return hold.has_high_port ? "its port is above 32767, so it can't be held"
+                            : "it isn't in the list";
 }
 
 std::string ReasonWords(AskedBecause reason) {

@@ -17,6 +17,12 @@ std::string ShortUrl(std::string_view url);
 // http://a.example/lbs answered with status 503 after 1 ms".
 std::string TryWords(const Try& one);
 
+// Returns why a start's cache didn't count: "the cache was damaged".
+std::string RefusalWords(const std::string& refusal);
+
+// Returns what a hold found: "it is in the list".
+std::string HoldWords(const Hold& hold);
+
 // Returns why a fetch was asked for: "the token changed".
 std::string ReasonWords(AskedBecause reason);
 

@@ -86,16 +86,6 @@ bool IsDefaultOfList(const Answer& answer, const Document& document) {
              document.defaults.end();
 }
 
-std::string RefusalWords(const std::string& refusal) {
-  if (refusal == "other_url") {
-    return "the cache was fetched with another first LBS URL";
-  }
-  if (refusal == "other_family") {
-    return "the cache was fetched for another address family";
-  }
-  return "the cache was " + refusal;
-}
-
 // Remembers what it has explained.
 class Teller {
  public:
@@ -194,9 +184,9 @@ std::string Teller::Place(const Answer& answer, const SoFar& so_far) {
   } else if (so_far.is_after_default) {
     text += ": after a default, the list begins again";
   } else if (so_far.hold != nullptr) {
-    text += ": the client had held " + so_far.hold->address + " at " +
-            TimeText(so_far.hold->at_ms) +
-            (so_far.hold->is_found ? "" : ", which isn't in the list, so the list began again");
+    const Hold& hold = *so_far.hold;
+    text += ": the client had held " + hold.address + " at " + TimeText(hold.at_ms);
+    text += hold.is_found ? "" : "; " + HoldWords(hold) + ", and the list began again";
   } else {
     text += ", the first answer from this list";
   }

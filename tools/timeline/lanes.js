@@ -14,8 +14,8 @@ function answerLane(data) {
     classes: "answer" + (one.default ? " default" : ""), words: () => answerWords(data, one), messages: [one.message]}));
   const holds = data.holds.map((one, i) => ({
     key: "hold" + i, kind: "ring", begin: one.at, row: 0, text: "", classes: "hold",
-    words: () => ({title: "The client holds " + one.address,
-                   lines: [`at ${timeText(one.at)}`, one.found ? "it is in the list" : "it isn't in the list"]}),
+    words: () => ({title: (one.found ? "The client holds " : "The client can't hold ") + one.address,
+                   lines: [`at ${timeText(one.at)}`, one.words]}),
     messages: [one.message]}));
   return pointLane("answers", "Client", "answers", items.concat(holds).sort((a, b) => a.begin - b.begin));
 }

@@ -16,6 +16,7 @@ function showLegend(data) {
   if (tries.some(one => one.silent !== null && one.outcome === "taken")) {
     samples.push(["taken although late", bar("item taken late-winner")]);
   }
+  if (tries.some(one => one.unsure)) samples.push(["another request fits its log lines too", bar("unsure dropped")]);
   const dot = (name, add) => svg => add(svg.append("g").attr("class", name)).attr("class", "body");
   if (data.answers.some(one => !one.default)) {
     samples.push(["address from the list", dot("answer", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 5))]);
@@ -24,7 +25,7 @@ function showLegend(data) {
     samples.push(["default address", dot("answer default", g => g.append("rect").attr("x", 7).attr("y", 3).attr("width", 8).attr("height", 8))]);
   }
   if (data.holds.length > 0) {
-    samples.push(["held by the client", dot("hold", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 6))]);
+    samples.push(["hold by the client", dot("hold", g => g.append("circle").attr("cx", 11).attr("cy", 7).attr("r", 6))]);
   }
   const origins = {fetch: "document from a fetch", cache: "from the cache", settings: "from the settings"};
   for (const [from, text] of Object.entries(origins)) {

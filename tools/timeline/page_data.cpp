@@ -75,7 +75,8 @@ Json ToJson(const history::Document& document) {
           {"from", history::TextOf(document.from)},
           {"fetch", OrNull(document.fetch)},
           {"age", OrNull(document.cache_age_ms)},
-          {"refusal", document.cache_refusal},
+          {"refusal",
+           document.cache_refusal.empty() ? "" : history::RefusalWords(document.cache_refusal)},
           {"links", document.links},
           {"defaults", document.defaults},
           {"message", document.message}};
@@ -93,6 +94,7 @@ Json ToJson(const history::Hold& hold) {
   return {{"at", hold.at_ms},
           {"address", hold.address},
           {"found", hold.is_found},
+          {"words", history::HoldWords(hold)},
           {"message", hold.message}};
 }
 

@@ -39,7 +39,7 @@ function documentWords(data, one) {
   if (one.from === "cache") {
     lines.push(one.age === null ? "an earlier start made it" : `fetched ${durationText(one.age)} before`);
   }
-  if (one.refusal) lines.push(`the cache doesn't count: ${one.refusal}`);
+  if (one.refusal) lines.push(`the settings count, since ${one.refusal}`);
   lines.push(listText(one.links, "link server"), listText(one.defaults, "default"));
   return {title: "Document " + documentOrigin(one), lines};
 }

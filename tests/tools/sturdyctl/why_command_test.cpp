@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
@@ -75,6 +77,24 @@ TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
                      testing::ContainsRegex("URL 0 .* the server refused the connection"),
                      testing::HasSubstr("because the service started"),
                      testing::Not(testing::HasSubstr("secret"))));
+
+  // In numbers.
+  EXPECT_THAT(RunSturdyctl({"stats", folder.path()}),
+              testing::AllOf(testing::HasSubstr("fetches, reason       start: 1\n"),
+                             testing::HasSubstr("fetches, outcome      taken: 1\n"),
+                             testing::HasSubstr("fetches, tries        2 tries: 1\n"),
+                             testing::HasSubstr("answers               3, 1 of them a default\n"),
+                             testing::HasSubstr(lab.Url("lbs", kLbsPath) + "  tries 1, wins 1\n"),
+                             testing::HasSubstr("cache at a start      not used, missing\n")));
+
+  // A bundle says the same, and so does the command that reads it.
+  const lab::TempFolder written;
+  const std::string bundle = written.File("bundle");
+  RunSturdyctl({"bundle", folder.path(), "--output", bundle});
+  const std::string words = RunSturdyctl({"why", folder.path(), "--all", "--redact"});
+  EXPECT_EQ(RunSturdyctl({"why", bundle, "--all"}), words);
+  std::ifstream why(bundle + "/why.txt");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(why), {}), words);
 }
 
 }  // namespace
