@@ -3,8 +3,9 @@
 
 EXPECTED is JSON: "bars" (how many requests are drawn), "headline", "folded" (how many URLs are in the
 lane of those that failed at once), "late_winners", "starts" and "exits" (how many of their lines),
-"openers" (the labels of the lanes that open), "hover" (a text of the tip over a late winner) and
-"clicked" (texts of what a click on the document shows). Prints each difference and ends with 1.
+"openers" (the labels of the lanes that open), "table" (a pattern for each row of the table of URLs),
+"hover" (a text of the tip over a bar that failed) and "clicked" (texts of what a click on the document
+shows). Prints each difference and ends with 1.
 """
 import json
 import pathlib
@@ -80,9 +81,11 @@ def differences(browser, page, expected):
     for kind in ("start", "exit"):
         found = browser.run(f"return document.querySelectorAll('#lanes .life.{kind}').length")
         yield from check(f"lines of each {kind}", found, expected[kind + "s"])
-    yield from check("rows of the table", browser.run(
-        "return [...document.querySelectorAll('tbody tr')].every(row => row.cells.length === 6 &&"
-        r" /none|at \d\d-\d\d \d\d:\d\d:\d\d$/.test(row.cells[5].textContent))"), True)
+    rows = browser.run("return [...document.querySelectorAll('tbody tr')].map(row => [...row.cells].map(one => one.innerText).join(' '))")
+    yield from check("rows of the table", len(rows), len(expected["table"]))
+    for row, pattern in zip(rows, expected["table"]):
+        if not re.fullmatch(pattern, row):
+            yield f"a row of the table is {row!r}, not {pattern!r}"
     yield from check("lanes that open", browser.run(
         "return [...document.querySelectorAll('.opener')].map(one => one.firstChild.data.slice(2))"), expected["openers"])
     # The lane of those that failed at once opens, and loses no bar.
@@ -90,7 +93,7 @@ def differences(browser, page, expected):
     browser.click(".opener")
     yield from check("opened lanes", browser.run("return document.querySelectorAll('.halo').length") - lanes, expected["folded"])
     yield from check("bars after that", browser.run("return document.querySelectorAll('.item.try').length"), expected["bars"])
-    browser.hover("#lanes .late-winner .body")
+    browser.hover("#lanes .try.failed .body")
     tip = browser.run("return document.getElementById('tip').innerText")
     if expected["hover"] not in tip:
         yield f"the tip is {tip!r}, without {expected['hover']!r}"

@@ -23,6 +23,7 @@ namespace {
 using nlohmann::json;
 
 constexpr char kMarkup[] = "</script><!--<script>window.foreign = 1</script><img src=x>";
+const std::string kAt = R"(, at \d\d-\d\d \d\d:\d\d:\d\d)";
 constexpr int kSlowMs = 2600;  // for a whole answer: longer than the silence that the client bears
 
 lab::Scenario Servers() {
@@ -102,7 +103,16 @@ TEST_F(Timeline, ABrowserDrawsEachRequestAndAsksNobody) {
       {"exits", 3},
       {"openers", {"2 URLs failed at once", "3 more hosts"}},
       {"folded", 2},
-      {"hover", "was silent for"},
+      {"table",
+       {lab_.Url("lbs", kLbsPath) + " document 1 0 – reset" + kAt,
+        lab_.Url("reset", kLbsPath) + " document 1 0 – reset" + kAt,
+        lab_.Url("slow", kLbsPath) + " document 1 1 [\\d.]+ s none",
+        lab_.Url("silent", kLbsPath) + " document 1 0 – (none|(head_timeout|shut_down)" + kAt + ")",
+        "http://localhost:\\d+/lbs/conf.jsp document 1 0 \\d+ ms bad status 503" + kAt,
+        lab_.Url("alive", kLbsPath) + " as localhost document 1 1 \\d+ ms none",
+        "https://localhost/httpdns/v2/d HTTP DNS 1 0 – refused" + kAt,
+        lab_.Url("dns", lab::kHostQueryPath) + " HTTP DNS 1 1 \\d+ ms none"}},
+      {"hover", "the server closed the connection without an answer (reset)"},
       {"clicked", {"1 link server: 192.0.2.1:1", kMarkup}}};
   lab::Child check({"/usr/bin/env", "python3", PAGE_CHECK, page_, expected.dump()});
   EXPECT_EQ(check.ReadRest(), "");
