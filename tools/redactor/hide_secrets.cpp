@@ -38,11 +38,12 @@ constexpr std::string_view kLabels[] = {"url:",
                                         "business:",
                                         "data_path:",
                                         "backup_urls:",
+                                        "default_link_list:",
                                         "Second pass of "};
 // The log can write these after it, with a blank before them.
 constexpr std::string_view kAfterUrl[] = {
-    "url:",     "default_link_v4:", "default_link_v6:", "backup_urls:", "http://",
-    "https://", "use default:",     "found:",           "res:"};
+    "url:",    "default_link_v4:", "default_link_v6:", "backup_urls:", "default_link_list:",
+    "http://", "https://",         "use default:",     "found:",       "res:"};
 // The end of a tag of the log.
 constexpr std::string_view kAfterTag = "] ";
 

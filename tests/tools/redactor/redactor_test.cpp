@@ -37,8 +37,9 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
       {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "u\"p@h", "a b"])",
        R"(["http://#@h/p?x=#&y=#", "http://#@", "#@h", "a b"])"},
       {"[lbs] Start lbs_url:http://h/p?a b default_link_v4:a b@h backup_urls:2 http://h?a b "
-       "http://i",
-       "[lbs] Start lbs_url:http://h/p?# default_link_v4:#@h backup_urls:2 http://h?# http://i"},
+       "http://i?c default_link_list:1 a b@i:1",
+       "[lbs] Start lbs_url:http://h/p?# default_link_v4:#@h backup_urls:2 http://h?# http://i?# "
+       "default_link_list:#@i:1"},
       {"[lbs] Hold link address a b@h:1?c d found:true",
        "[lbs] Hold link address #@h:1?# found:true"},
       // Keys with any characters.
