@@ -26,8 +26,8 @@ struct Clock {
   static int64_t WallMs();
   // Milliseconds from an arbitrary start; never goes back. Waits are computed from it.
   static int64_t MonotonicMs();
-  // As MonotonicMs, but runs on while a test holds the clock: for the end of a process, which waits
-  // for running threads.
+  // As MonotonicMs, but runs on while a test holds the clock: for waits that are about the system's
+  // threads, such as those of the end of a process.
   static int64_t UnheldMonotonicMs();
 
   static void AddListener(ClockListener* listener);

@@ -45,6 +45,26 @@ TEST(CWinHttp, AcceptsGoodAnswersAndRefusesBadOnes) {
   }
 }
 
+TEST(CWinHttp, LeavesOutWhatWouldBreakTheHead) {
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+  const Lab lab({HttpServer("it").On("/", Answer("fine"))});
+  PatientHttp http;
+  for (const auto& [name, value] : Headers{{"sdktype ", "1"},
+                                           {"blank", " "},
+                                           {"bad", "a\r\nin: 1"},
+                                           {"x-last", "3"},
+                                           {"X-Last", "4"}}) {
+    http.AddHeader(name, value);
+  }
+  EXPECT_EQ(http.Request(lab.Url("it", "/"), 0, "extra: 5\r\n", ""), "fine");
+  const lab::Request request = lab.journal().Requests().back();
+  for (const auto& [name, value] : Headers{{"sdktype", "1"}, {"x-last", "3"}, {"extra", "5"}}) {
+    ASSERT_NE(request.Header(name), nullptr) << request.raw_head;
+    EXPECT_EQ(*request.Header(name), value);
+  }
+  EXPECT_EQ(request.Header("in"), nullptr);
+}
+
 TEST(CWinHttp, ReportsWhereATransferFailed) {
   using lab::Listening;
   const Lab lab({HttpServer("refuses").Listens(Listening::kRefuse),

@@ -11,7 +11,7 @@
 #                           line comes from any worker
 # No scenario has an unreachable server: WinHTTP reports it as refused (docs/architecture.md).
 set -m  # a program in the background sees Ctrl-C
-umask 022  # others may read what doesn't care, so the check at the end sees it
+umask 022  # others may read a file that nobody protects, so the check at the end sees it
 linux=$(readlink -f "$1") windows=$(readlink -f "$2")
 # shellcheck source=tests/support/servers.sh
 . "$(dirname "$0")/../support/servers.sh"
@@ -20,8 +20,9 @@ linux=$(readlink -f "$1") windows=$(readlink -f "$2")
 
 serve "$source/tests/windows/roads.json" "$linux"
 dead=$(url dead) silent=$(url silent) unheard=$(url unheard) good=$(url good) tls=$(url tls)
-late=$(url late) dns=$(url dns)
+late=$(url late) dns=$(url dns) pauses=$(url pauses) downgrade=$(url downgrade) expired=$(url expired)
 conf=/lbs/conf.jsp
+export http_proxy=http://127.0.0.1:1 https_proxy=http://127.0.0.1:1  # no client may use a proxy
 
 # on SYSTEM ARGUMENT...   runs the system's sturdyctl, for 60 s at most. Wine doesn't end at SIGTERM.
 on() {
@@ -34,6 +35,7 @@ on() {
 
 # begin SYSTEM ARGUMENT...   starts it in the background, with the output in watch.txt.
 begin() {
+  : >watch.txt
   if [ "$1" = linux ]; then
     "$linux" "${@:2}" >watch.txt 2>&1 &
   else
@@ -51,11 +53,25 @@ await() {
   done
 }
 
-# finish FOLDER   presses Ctrl-C, and waits for the end of the client.
-finish() {
+# await_printed TEXT   waits until what was begun has printed the text, for 15 s at most.
+await_printed() {
+  local end=$((SECONDS + 15))
+  until grep -aqF -- "$1" watch.txt; do
+    [ "$SECONDS" -lt "$end" ] || { cp watch.txt output; fail "it never printed: $1"; }
+    read -rt 0.05 <> <(:) || true
+  done
+}
+
+# interrupt   presses Ctrl-C, and waits for the end of what was begun.
+interrupt() {
   kill -INT "$client"
-  wait "$client" || { cp watch.txt output; fail "$1: the client failed at Ctrl-C"; }
+  wait "$client" || { cp watch.txt output; fail "it failed at Ctrl-C"; }
   client=
+}
+
+# finish FOLDER   ends the client.
+finish() {
+  interrupt
   grep -q exited watch.txt || { cp watch.txt output; fail "$1: the client didn't exit"; }
 }
 
@@ -63,6 +79,10 @@ finish() {
 # knows an endpoint of HTTP DNS.
 first_fetch_http() { on "$1" link --wait --token key --data "$2" --lbs "$good$conf"; }
 first_fetch_https() { on "$1" link --wait --token key --data "$2" --lbs "$tls$conf"; }
+# The first server redirects to http, which no transfer follows; the second has an old certificate.
+downgrade() {
+  on "$1" link --wait --token key --data "$2" --lbs "$downgrade$conf" --lbs "$expired$conf"
+}
 # The second URL is passed over, since no connection comes, and then the third, whose answer comes
 # late and wins.
 fail_over() {
@@ -147,7 +167,7 @@ caches_of() {
 }
 
 failed=0
-for scenario in first_fetch_http first_fetch_https fail_over second_pass report kill_and_start \
+for scenario in first_fetch_http first_fetch_https downgrade fail_over second_pass report kill_and_start \
   query_host exit_in_flight; do
   for system in linux windows; do
     folder=$system/für/$scenario  # a letter that no code page has at the same place as UTF-8
@@ -180,11 +200,12 @@ for system in linux windows; do
   folder=$system/stalls
   seed "$folder"
   if on "$system" link --wait --token key --data "$folder" --lbs "$unheard$conf" --lbs "$silent$conf" \
-    >output 2>&1; then
+    --lbs "$pauses$conf" >output 2>&1; then
     fail "$folder fetched"
   fi
   took "$folder" connect_timeout 7000
   took "$folder" head_timeout 2000
+  took "$folder" read_timeout 2000
 done
 
 # The commands that read print and write the same for the same client, except the system's name, when
@@ -210,10 +231,27 @@ for text in read.txt page.html bundle; do
   fi
 done
 
-# Wine shows a list of access as a mode, where the group's part is the system's. What the shell has
-# made is left out.
+# Wine shows an access control list as a mode, where the group's part is the system's. What the shell
+# has made is left out.
 find windows \( -name 'sturdy_comp.log*' -o -path '*/lbs*' -o -path '*/bundle/*' \) -perm /007 >output
 [ ! -s output ] || fail "others may read files of Windows"
+
+# Windows serves, and prints a log that grows.
+cat >only.json <<'END'
+{"servers": [{"name": "only", "routes": [{"path": "/", "behaviours": [{"json": {"common": {
+  "link": ["10.0.0.8:8008"], "link.default": ["10.0.0.3:8003"], "lbs": "${url:only}/"}}}]}]}]}
+END
+begin windows serve --scenario only.json
+await_printed Ctrl-C
+served=$(sed -nE 's/^only +([^ \r]+).*/\1/p' watch.txt)
+on linux link --wait --token key --data served --lbs "$served/" >output 2>&1 ||
+  fail "sturdyctl.exe doesn't serve"
+interrupt
+begin windows log --follow served
+await_printed 'Update LBS success = true'
+on linux link --data served --lbs http://127.0.0.1:1/later >/dev/null
+await_printed /later
+interrupt
 
 if on windows demo >printed.txt 2>output; then
   fail "sturdyctl.exe plays the demo without TLS"

@@ -1,5 +1,7 @@
 #include "network/platform/winhttp/transfer_progress.h"
 
+#include <algorithm>
+
 #include "base/platform/windows/wide_text.h"
 #include "base/thread/clock.h"
 #include "net/ip_address.h"
@@ -23,9 +25,11 @@ void TransferProgress::OnStatus(uint32_t status, std::wstring_view text, bool is
       break;
     case WINHTTP_CALLBACK_STATUS_CONNECTING_TO_SERVER:
       connect_began_at_ms_ = connect_began_at_ms_.value_or(now_ms);
+      AddAddresses(text);
       break;
     case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
-      OnNameResolved(text, now_ms);
+      steps_.name_ms = is_literal_ ? steps_.name_ms : now_ms - name_began_at_ms_;
+      AddAddresses(text);
       break;
     case WINHTTP_CALLBACK_STATUS_CONNECTED_TO_SERVER:
       steps_.connect_ms = now_ms - connect_began_at_ms_.value_or(now_ms);
@@ -50,17 +54,17 @@ void TransferProgress::OnHead() {
   steps_.head_ms = zo_base::Clock::MonotonicMs() - connected_at_ms_;
 }
 
-// The text has one address, or several with semicolons between them.
-void TransferProgress::OnNameResolved(std::wstring_view texts, int64_t now_ms) {
-  if (is_literal_) {
-    return;
-  }
-  steps_.name_ms = now_ms - name_began_at_ms_;
+// The text has one address, or several with semicolons between them. The documentation of a
+// look-up's end speaks of a name, so the addresses that are tried count too.
+void TransferProgress::AddAddresses(std::wstring_view texts) {
   while (!texts.empty()) {
     const size_t end = texts.find(L';');
-    net::IPBytes address;
-    if (net::ParseIPLiteral(zo_base::Utf8(texts.substr(0, end)), address)) {
-      addresses_.push_back(net::ReportedAddress(address));
+    net::IPBytes bytes;
+    if (net::ParseIPLiteral(zo_base::Utf8(texts.substr(0, end)), bytes)) {
+      const std::string address = net::ReportedAddress(bytes);
+      if (std::find(addresses_.begin(), addresses_.end(), address) == addresses_.end()) {
+        addresses_.push_back(address);
+      }
     }
     texts.remove_prefix(end == std::wstring_view::npos ? texts.size() : end + 1);
   }

@@ -31,7 +31,7 @@ class TransferProgress {
   [[nodiscard]] const std::list<std::string>& addresses() const { return addresses_; }
 
  private:
-  void OnNameResolved(std::wstring_view texts, int64_t now_ms);
+  void AddAddresses(std::wstring_view texts);
   void OnSending(int64_t now_ms, bool is_tls);
 
   TransferPhase phase_ = TransferPhase::kConnecting;

@@ -1,6 +1,7 @@
 #include "network/platform/winhttp/watched_handle.h"
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -68,8 +69,13 @@ void WatchedHandle::OnClockSet() {
   SetTimerLocked();
 }
 
+// No exception may cross the system. Without handles for a mutex the call ends at WinHTTP's limits.
 void WatchedHandle::OnTimer(PTP_CALLBACK_INSTANCE /*instance*/, void* self, PTP_TIMER /*timer*/) {
-  static_cast<WatchedHandle*>(self)->EndCall();
+  try {
+    static_cast<WatchedHandle*>(self)->EndCall();
+  } catch (const std::exception&) {
+    return;
+  }
 }
 
 void WatchedHandle::EndCall() {

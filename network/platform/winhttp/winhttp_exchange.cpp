@@ -1,7 +1,7 @@
 #include "network/platform/winhttp/winhttp_exchange.h"
 
 #include <algorithm>
-#include <new>
+#include <exception>
 #include <utility>
 
 #include "base/decimal.h"
@@ -27,15 +27,16 @@ constexpr int32_t kFirstStatus = 100;
 constexpr int32_t kNoContent = 204;
 constexpr int32_t kNotModified = 304;
 
-// In WinHTTP's form: a blank value would remove the header.
-std::wstring WideHeaders(const HeaderLines& headers) {
-  std::string text;
+// Adds line by line: WinHTTP refuses a whole text for one line that it doesn't like. A refused line
+// is left out, and a blank value too, since that would remove the header.
+void AddHeaders(HINTERNET handle, const HeaderLines& headers) {
   for (const HeaderLines::Line& line : headers.lines()) {
     if (line.value.find_first_not_of(" \t") != std::string::npos) {
-      text.append(line.name).append(":").append(line.value).append("\r\n");
+      const std::wstring text = zo_base::Wide(line.name + ":" + line.value + "\r\n");
+      WinHttpAddRequestHeaders(handle, text.c_str(), static_cast<DWORD>(text.size()),
+                               WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE);
     }
   }
-  return zo_base::Wide(text);
 }
 
 // Needs no watch: WinHTTP waits for nothing.
@@ -52,8 +53,6 @@ std::string QueryText(HINTERNET handle, DWORD what) {
 }
 
 bool SetOptions(HINTERNET handle, bool is_https, bool ignore_certificate_errors) {
-  WINHTTP_PROXY_INFO no_proxy{};
-  no_proxy.dwAccessType = WINHTTP_ACCESS_TYPE_NO_PROXY;
   if (is_https && ignore_certificate_errors) {
     SetOption(handle, WINHTTP_OPTION_SECURITY_FLAGS, kIgnoredCertificateErrors);
   }
@@ -61,8 +60,7 @@ bool SetOptions(HINTERNET handle, bool is_https, bool ignore_certificate_errors)
     // Otherwise a server that asks for a certificate, even as an option, fails the transfer.
     WinHttpSetOption(handle, WINHTTP_OPTION_CLIENT_CERT_CONTEXT, WINHTTP_NO_CLIENT_CERT_CONTEXT, 0);
   }
-  return WinHttpSetOption(handle, WINHTTP_OPTION_PROXY, &no_proxy, sizeof(no_proxy)) &&
-         SetOption(handle, WINHTTP_OPTION_DISABLE_FEATURE,
+  return SetOption(handle, WINHTTP_OPTION_DISABLE_FEATURE,
                    WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES |
                        WINHTTP_DISABLE_AUTHENTICATION | WINHTTP_DISABLE_KEEP_ALIVE);
 }
@@ -113,14 +111,12 @@ bool WinHttpExchange::Send() {
 }
 
 bool WinHttpExchange::Prepare() {
-  const std::wstring headers = WideHeaders(plan_.headers);
-  return handle_.Call([this, &headers](HINTERNET handle) -> BOOL {
+  return handle_.Call([this](HINTERNET handle) -> BOOL {
     const bool has_options =
         SetOptions(handle, plan_.url.is_https, plan_.ignore_certificate_errors) &&
         WinHttpSetStatusCallback(handle, &WinHttpExchange::OnStatus, kNotifications, 0) !=
             WINHTTP_INVALID_STATUS_CALLBACK;
-    WinHttpAddRequestHeaders(handle, headers.c_str(), static_cast<DWORD>(headers.size()),
-                             WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE);
+    AddHeaders(handle, plan_.headers);
     return has_options ? TRUE : FALSE;
   });
 }
@@ -145,8 +141,8 @@ bool WinHttpExchange::ReceiveHead() {
 
 std::optional<int64_t> WinHttpExchange::content_length() const {
   const bool is_coded = !HeaderValue(head_, "Transfer-Encoding").empty();  // overrides the length
-  return is_coded ? std::nullopt
-                  : zo_base::WholeNumber<int64_t>(HeaderValue(head_, "Content-Length"));
+  const auto length = zo_base::WholeNumber<int64_t>(HeaderValue(head_, "Content-Length"));
+  return is_coded || length.value_or(-1) < 0 ? std::nullopt : length;
 }
 
 bool WinHttpExchange::WaitForBody(size_t& available_bytes) {
@@ -191,14 +187,14 @@ std::list<std::string> WinHttpExchange::addresses() const {
   return progress_.addresses();
 }
 
-// No exception may cross WinHTTP. Without memory the addresses of the look-up are lost.
+// No exception may cross WinHTTP. Without memory, or handles for a mutex, the notification is lost.
 void CALLBACK WinHttpExchange::OnStatus(HINTERNET /*handle*/, DWORD_PTR number, DWORD status,
                                         LPVOID information, DWORD /*size*/) {
   try {
     LiveExchange::Visit(number, [&status, &information](WinHttpExchange& exchange) {
       exchange.TakeStatus(status, information);
     });
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     return;
   }
 }
@@ -207,6 +203,7 @@ void WinHttpExchange::TakeStatus(DWORD status, const void* information) {
   switch (status) {
     case WINHTTP_CALLBACK_STATUS_RESOLVING_NAME:
     case WINHTTP_CALLBACK_STATUS_NAME_RESOLVED:
+    case WINHTTP_CALLBACK_STATUS_CONNECTING_TO_SERVER:
       Note(status, information != nullptr ? static_cast<const wchar_t*>(information) : L"");
       break;
     case WINHTTP_CALLBACK_STATUS_RESPONSE_RECEIVED:

@@ -66,7 +66,7 @@ class WinHttpSession final : public HttpSession {
 }  // namespace
 
 std::unique_ptr<HttpSession> HttpSession::Open(const std::string& agent) {
-  WinHttpHandle handle(WinHttpOpen(zo_base::Wide(agent).c_str(), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY,
+  WinHttpHandle handle(WinHttpOpen(zo_base::Wide(agent).c_str(), WINHTTP_ACCESS_TYPE_NO_PROXY,
                                    WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
   if (handle == nullptr) {
     throw std::runtime_error("WinHTTP opens no session, error " + std::to_string(GetLastError()));
