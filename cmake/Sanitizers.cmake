@@ -25,13 +25,3 @@ function(sturdy_quick_under_sanitizer target)
     target_compile_options(${target} PRIVATE -O0)
   endif()
 endfunction()
-
-# sturdy_follow_paths(TARGET)
-# For what clang-tidy analyses path by path: it does so only in the file that it is given. The presets
-# otherwise join the sources of a target, so that the headers of other projects are read once for all
-# of them.
-function(sturdy_follow_paths target)
-  if(NOT STURDY_SANITIZER)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
-  endif()
-endfunction()
