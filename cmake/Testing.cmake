@@ -6,7 +6,7 @@ set(STURDY_TEST_ENVIRONMENT
 # Tests that can't pass under Wine, each with its reason; at most ten. A source that is about one room,
 # such as posix or curl, isn't built for another system and doesn't count.
 set(STURDY_NOT_UNDER_WINE
-    # std::filesystem knows modes, not lists of who may read a file.
+    # std::filesystem knows modes, not access control lists.
     KeyValueFileTest.SavesToAPrivateFile
     TqlogTest.FilesAreForTheUserAlone
     # The C++ runtime prints it with the point of the locale. The library has no such number.

@@ -276,13 +276,14 @@ class IZOSturdyObject {
   // resolved or is an address already, else an object with "code" 200 and "data", in which "ipv4"
   // and "ipv6" list the addresses. `ip_family`: 0 both, 1 IPv4, every other value IPv6.
   // Blocks: until the HTTP DNS service answers or fails: 2 s for each silent endpoint except the
-  // last, then at most 37 s for the requests in flight (7 s to connect, 30 s to send and receive).
-  // That is about 21 s with the built-in endpoints if none accepts a connection. Look-ups of host
-  // names by the system's resolver come on top. An exit ends the wait. For a known host it doesn't
-  // wait. But in the last part of the lifetime of its addresses, each call sends a request of its
-  // own, until one is answered. If no endpoint accepts a connection, 60 calls keep the 12 threads
-  // that transfer busy for 35 s for each endpoint. A fetch that begins at once waits 35 s, and a
-  // later one for the rest of the whole time. So keep the result; don't ask often.
+  // last, then at most 37 s for the requests in flight (7 s to connect, 30 s to send and receive);
+  // on Windows more, as kExitBoundSeconds tells. That is about 21 s with the built-in endpoints if
+  // none accepts a connection. Look-ups of host names by the system's resolver come on top. An exit
+  // ends the wait. For a known host it doesn't wait. But in the last part of the lifetime of its
+  // addresses, each call sends a request of its own, until one is answered. If no endpoint accepts
+  // a connection, 60 calls keep the 12 threads that transfer busy for 35 s for each endpoint. A
+  // fetch that begins at once waits 35 s, and a later one for the rest of the whole time. So keep
+  // the result; don't ask often.
   virtual bool QueryHost(const char* host, int32_t ip_family, char* out) = 0;
 
   // Changes the application's key; an empty text removes it. Once the service is started, each
