@@ -75,8 +75,7 @@ std::string FindRefusedFolder(const std::string& folder) {
       return parent.string();
     }
     for (; it != fs::directory_iterator(); it.increment(error)) {
-      const fs::file_status log = fs::status(it->path() / zo_base::kLogFileName, error);
-      if (log.type() == fs::file_type::unknown) {
+      if (!fs::exists(it->path() / zo_base::kLogFileName, error) && error) {
         return it->path().string();
       }
     }
