@@ -29,18 +29,9 @@ constexpr std::string_view kAppKey = "appkey";
 constexpr std::string_view kReport = " Do statistic data :";
 
 // The log writes these directly before a URL, an address or a path. It can have blanks and quotes.
-constexpr std::string_view kLabels[] = {"url:",
-                                        "host:",
-                                        "request:",
-                                        "link address ",
-                                        "default_link_v4:",
-                                        "default_link_v6:",
-                                        "business:",
-                                        "data_path:",
-                                        "backup_urls:",
-                                        "default_link_list:",
-                                        "Second pass of "};
-// The log can write these after it, with a blank before them.
+constexpr std::string_view kBeforeUrl[] = {"host:",     "request:",   "link address ",
+                                           "business:", "data_path:", "Second pass of "};
+// The log can also write these after it, with a blank before them.
 constexpr std::string_view kAfterUrl[] = {
     "url:",    "default_link_v4:", "default_link_v6:", "backup_urls:", "default_link_list:",
     "http://", "https://",         "use default:",     "found:",       "res:"};
@@ -145,8 +136,9 @@ class Walk {
       quote_ = is_border ? std::optional(backslashes) : std::nullopt;
       is_url_ = false;
     }
-    const bool ends_label =
-        (c == ':' || c == ' ') && std::any_of(std::begin(kLabels), std::end(kLabels), ends_out);
+    const bool ends_label = (c == ':' || c == ' ') &&
+                            (std::any_of(std::begin(kBeforeUrl), std::end(kBeforeUrl), ends_out) ||
+                             std::any_of(std::begin(kAfterUrl), std::end(kAfterUrl), ends_out));
     is_url_ = is_url_ || ends_label || c == '/';
     if (ends_line || is_border || ends_label || c == '/' || (!is_url_ && ends_out(kAfterTag))) {
       user_begin_ = out_.size();
