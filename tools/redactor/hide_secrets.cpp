@@ -203,7 +203,6 @@ class Walk {
     const size_t end = std::min(second, message_end);
     Learn(at_, end);
     HideTo(end);
-    user_begin_ = out_.size();
     return true;
   }
 
@@ -233,14 +232,14 @@ class Walk {
       return false;
     }
     CopyTo(next);
-    while (TakeValue()) {
-    }
-    user_begin_ = out_.size();
+    do {
+      TakeValue();
+    } while (TakeAnd());
     return true;
   }
 
-  // Takes "name=value" or "value", and the "&" after it. Returns whether there was one.
-  bool TakeValue() {
+  // Takes "name=value" or "value".
+  void TakeValue() {
     const size_t name = NameLength(at_);
     const bool is_key = text_.substr(at_, name) == kKeyName;
     CopyTo(at_ + name);
@@ -250,9 +249,12 @@ class Walk {
     } else {
       HideValue();
     }
-    const size_t next = places_.Length(at_, '&');
-    CopyTo(at_ + next);
-    return next > 0;
+  }
+
+  bool TakeAnd() {
+    const size_t mark = places_.Length(at_, '&');
+    CopyTo(at_ + mark);
+    return mark > 0;
   }
 
   void HideValue() {
@@ -325,10 +327,12 @@ class Walk {
       TakeMember(name.plain, *name.backslashes);
     } else if (c == '=') {
       HideValue();
+      while (TakeAnd()) {
+        TakeValue();
+      }
     } else {
       TakeHeader(name.plain);
     }
-    user_begin_ = out_.size();
     return true;
   }
 
