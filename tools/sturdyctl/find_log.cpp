@@ -30,7 +30,7 @@ std::string OnlyOne(const std::vector<std::string>& found, const std::string& fo
     const std::string refused = log_reader::FindRefusedFolder(folder);
     throw UsageError(
         refused.empty() ? "there is no " + kind + " in " + folder + "; give a client's data folder."
-                        : "you may not read " + refused + ", so its " + kind + " isn't found.");
+                        : "you may not read " + refused + ", so a " + kind + " in it isn't found.");
   }
   if (found.size() > 1) {
     std::string names;

@@ -42,6 +42,10 @@ const char* SourceName(const LinkAnswer& answer) {
 }  // namespace
 
 int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool json) {
+  if (wait_for_update && options.token.empty()) {
+    (void)options.LbsRecord();  // says of a bad URL first
+    throw std::runtime_error("no token, so a start fetches nothing; give --token.");
+  }
   // Start the client, and wait for its first fetch if the user wants that.
   std::promise<int> updated;
   bool is_updated = false;
@@ -52,9 +56,6 @@ int RunLink(const ClientOptions& options, int count, bool wait_for_update, bool 
     }
   });
   if (wait_for_update) {
-    if (options.token.empty()) {
-      throw std::runtime_error("no token, so a start fetches nothing; give --token.");
-    }
     WaitForFetch(client, updated.get_future(), options.family);
   }
 
