@@ -185,7 +185,8 @@ std::string Teller::Place(const Answer& answer, const SoFar& so_far) {
     text += ": after a default, the list begins again";
   } else if (so_far.hold != nullptr) {
     const Hold& hold = *so_far.hold;
-    text += ": the client had held " + hold.address + " at " + TimeText(hold.at_ms);
+    text += (hold.is_found ? ": the client had held " : ": the client had tried to hold ") +
+            hold.address + " at " + TimeText(hold.at_ms);
     text += hold.is_found ? "" : "; " + HoldWords(hold) + ", and the list began again";
   } else {
     text += ", the first answer from this list";

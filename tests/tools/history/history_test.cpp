@@ -255,7 +255,7 @@ TEST(WhyWordsTest, ExplainsServersHoldsAndDefaults) {
   EXPECT_THAT(log.Why(), HasSubstr("the client had held [::2]:80 at"));
   log.Say(kClient, "[lbs] Hold link address a:-25536 found:false").Answer("[::1]:80", false);
   EXPECT_THAT(log.Why(),
-              testing::ContainsRegex("held a:40000 at .* above 32767, .* the list began again"));
+              testing::ContainsRegex("hold a:40000 at .* above 32767, .* the list began again"));
   log.Say(kAgent, "[lbs] First document from settings cache:other_url")
       .Document("")
       .Answer("d:1", true);
