@@ -60,7 +60,8 @@ set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
     "where a messaging client connects - command line${about}
 .
-This package contains sturdyctl, which asks the library from a shell and plays servers that fail.")
+This package contains sturdyctl, which asks the library from a shell and plays
+servers that fail.")
 
 # The symbols file lists the exported functions with the version that introduced each. Packages of
 # clients get their dependency from it.

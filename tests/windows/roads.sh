@@ -23,6 +23,7 @@ dead=$(url dead) silent=$(url silent) unheard=$(url unheard) good=$(url good) tl
 late=$(url late) dns=$(url dns) pauses=$(url pauses) downgrade=$(url downgrade) expired=$(url expired)
 conf=/lbs/conf.jsp
 export http_proxy=http://127.0.0.1:1 https_proxy=http://127.0.0.1:1  # no client may use a proxy
+unset no_proxy NO_PROXY
 
 # on SYSTEM ARGUMENT...   runs the system's sturdyctl, for 60 s at most. Wine doesn't end at SIGTERM.
 on() {

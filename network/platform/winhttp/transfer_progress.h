@@ -12,7 +12,7 @@
 namespace KRBASE::network::platform {
 
 // What WinHTTP tells of an exchange while it carries it out: how far it has come, how long each
-// step took, and what the look-up gave.
+// step took, and which addresses the host has.
 // Threads: one at a time.
 // Owner:   the exchange.
 // Errors:  std::bad_alloc of OnStatus.
