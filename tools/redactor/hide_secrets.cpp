@@ -7,14 +7,11 @@
 #include <utility>
 
 #include "tools/redactor/escaped_text.h"
+#include "tools/redactor/secret_names.h"
 
 namespace redactor {
 
 namespace {
-
-// The end of the names whose values are secrets, in lower case and without '-' and '_'.
-constexpr std::string_view kSecretNames[] = {"appkey",   "apikey", "token",         "secret",
-                                             "password", "passwd", "authorization", "cookie"};
 
 // The library writes a key between these two. A key can have any characters.
 constexpr std::string_view kKeyName = "k=";
@@ -48,22 +45,6 @@ bool IsNameCharacter(char c) {
 bool IsBlankOrControl(char c) {
   constexpr unsigned char kBlank = ' ';
   return static_cast<unsigned char>(c) <= kBlank;
-}
-
-// Returns a name in lower case and without '-' and '_'.
-std::string PlainName(std::string_view name) {
-  std::string plain;
-  for (const char c : name) {
-    if (c != '-' && c != '_') {
-      plain += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-  }
-  return plain;
-}
-
-bool IsSecretName(std::string_view plain) {
-  return std::any_of(std::begin(kSecretNames), std::end(kSecretNames),
-                     [&](std::string_view secret) { return plain.ends_with(secret); });
 }
 
 // Removes the blanks and line ends at the end of a text, and their escapes.
