@@ -41,7 +41,7 @@ constexpr std::string_view kKey = "Planted-Key-7";
 constexpr std::string_view kValue = "PlantedValue7";
 constexpr std::string_view kPlanted =
     "03-14 15:09:26.535 4-8 [LV_APP] [multiple]Send sub url request:http://a/p?x=PlantedValue7&"
-    "k=Planted-Key-7&sv=0\n";
+    "k=Planted-Key-7&sv=0&pv=0\n";
 
 struct Plan {
   Plan(const uint8_t* bytes, std::string text)

@@ -21,6 +21,19 @@ size_t BackslashesBefore(std::string_view text, size_t place) {
   return count;
 }
 
+std::string_view WithoutBlanks(std::string_view text) {
+  const auto drop = [&](std::string_view characters) {
+    text = text.substr(0, text.find_last_not_of(characters) + 1);
+  };
+  drop(" \t\r\n");
+  while (text.ends_with("\\t") || text.ends_with("\\r") || text.ends_with("\\n")) {
+    text.remove_suffix(1);
+    drop("\\");
+    drop(" \t\r\n");
+  }
+  return text;
+}
+
 size_t EscapedText::Length(size_t place, char c) const {
   constexpr std::string_view kDigits = "0123456789abcdef";
   constexpr size_t kEscapeBytes = 5;
@@ -58,6 +71,8 @@ bool EscapedText::EndsString(size_t place, size_t backslashes) const {
   const size_t quote = SkipBackslashes(place);
   const size_t count = quote - place;
   const bool ends_outer_string = count < backslashes;
+  // A string whose quotes have N backslashes writes a backslash of its value as 2 * (N + 1): these
+  // stand before the quote that ends it in whole groups. A quote of the value adds a half one.
   const bool ends = ends_outer_string || (count - backslashes) % (2 * (backslashes + 1)) == 0;
   return EndsLine(place) || (At(quote) == '"' && ends);
 }

@@ -12,6 +12,9 @@ inline bool IsLineEnd(char c) {
 // Returns how many backslashes a text has directly before a place.
 size_t BackslashesBefore(std::string_view text, size_t place);
 
+// Removes the blanks and line ends at the end of a text, and their escapes.
+std::string_view WithoutBlanks(std::string_view text);
+
 // Finds what stands at the places of a text that can be JSON, or JSON in a string of JSON. There a
 // quote has backslashes before it: 0, 1 inside a string, 3 inside a string of that.
 // Threads: any.

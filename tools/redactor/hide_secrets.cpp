@@ -7,34 +7,15 @@
 #include <utility>
 
 #include "tools/redactor/escaped_text.h"
+#include "tools/redactor/log_texts.h"
+#include "tools/redactor/next_place.h"
 #include "tools/redactor/secret_names.h"
 
 namespace redactor {
 
 namespace {
 
-// The library writes a key between these two. A key can have any characters.
-constexpr std::string_view kKeyName = "k=";
-constexpr std::string_view kAfterKey = "&sv=";
 constexpr size_t kMaxKeyBytes = 1024;  // escaped twice
-// A message of the log has these two, with a key after each. The second key ends the message.
-constexpr std::string_view kFirstKey = " current business token :";
-constexpr std::string_view kSecondKey = " request business token:";
-// Headers and reports have the key under this name, and the log writes kReport before a report. A
-// document can have such a member too, whose value is no key.
-constexpr std::string_view kAppKey = "appkey";
-constexpr std::string_view kReport = " Do statistic data :";
-
-// The log writes these directly before a URL, an address or a path. It can have blanks and quotes.
-constexpr std::string_view kBeforeUrl[] = {"host:",     "request:",   "link address ",
-                                           "business:", "data_path:", "Second pass of "};
-// The log can also write these after it, with a blank before them.
-constexpr std::string_view kAfterUrl[] = {
-    "url:",    "default_link_v4:", "default_link_v6:", "backup_urls:", "default_link_list:",
-    "http://", "https://",         "use default:",     "found:",       "res:"};
-// The end of a tag of the log.
-constexpr std::string_view kAfterTag = "] ";
-
 constexpr size_t kMaxNameBytes = 64;
 
 bool IsNameCharacter(char c) {
@@ -47,38 +28,6 @@ bool IsBlankOrControl(char c) {
   return static_cast<unsigned char>(c) <= kBlank;
 }
 
-// Removes the blanks and line ends at the end of a text, and their escapes.
-std::string_view WithoutBlanks(std::string_view text) {
-  const auto drop = [&](std::string_view characters) {
-    text = text.substr(0, text.find_last_not_of(characters) + 1);
-  };
-  drop(" \t\r\n");
-  while (text.ends_with("\\t") || text.ends_with("\\r") || text.ends_with("\\n")) {
-    text.remove_suffix(1);
-    drop("\\");
-    drop(" \t\r\n");
-  }
-  return text;
-}
-
-// Finds a word from places on that only rise. Keeps what it has found, so that a text isn't
-// searched again from each of them.
-class NextPlace {
- public:
-  explicit NextPlace(std::string_view word) : word_(word) {}
-
-  size_t Find(std::string_view text, size_t from) {
-    if (!found_ || *found_ < from) {
-      found_ = text.find(word_, from);
-    }
-    return *found_;
-  }
-
- private:
-  const std::string_view word_;
-  std::optional<size_t> found_;
-};
-
 // The name of a member, a header or a value.
 struct Name {
   std::string plain;
@@ -89,14 +38,18 @@ struct Name {
 class Walk {
  public:
   explicit Walk(std::string_view text)
-      : text_(text), places_(text), has_report_(text.find(kReport) != std::string_view::npos) {
+      : text_(text),
+        places_(text),
+        may_learn_(std::any_of(std::begin(kMessagesWithKey), std::end(kMessagesWithKey),
+                               [&](std::string_view begin) { return text.starts_with(begin); })),
+        is_report_(text.starts_with(kReport)) {
     out_.reserve(text.size());
   }
 
   Hidden Run() {
     while (at_ < text_.size()) {
-      if (!TakeKeyLine() && !TakeQuery() && !TakeUser() && !TakeNamed()) {
-        Copy();
+      if (!TakePath() && !TakeKeyLine() && !TakeQuery() && !TakeUser() && !TakeNamed()) {
+        CopyCharacter();
       }
     }
     return {std::move(out_), std::move(keys_)};
@@ -106,7 +59,7 @@ class Walk {
   // --- Steps ---
 
   // Copies one character, and notes what begins or ends with it.
-  void Copy() {
+  void CopyCharacter() {
     const char c = text_[at_];
     out_ += c;
     const auto ends_out = [&](std::string_view word) { return out_.ends_with(word); };
@@ -114,6 +67,7 @@ class Walk {
     const size_t backslashes = c == '"' ? BackslashesBefore(out_, out_.size() - 1) : 0;
     const bool is_border = c == '"' && IsBorder(backslashes);
     if (ends_line || is_border) {
+      url_end_.reset();
       quote_ = is_border ? std::optional(backslashes) : std::nullopt;
       is_url_ = false;
     }
@@ -121,7 +75,8 @@ class Walk {
                             (std::any_of(std::begin(kBeforeUrl), std::end(kBeforeUrl), ends_out) ||
                              std::any_of(std::begin(kAfterUrl), std::end(kAfterUrl), ends_out));
     is_url_ = is_url_ || ends_label || c == '/';
-    if (ends_line || is_border || ends_label || c == '/' || (!is_url_ && ends_out(kAfterTag))) {
+    if (ends_line || is_border || ends_label || c == '/' ||
+        (!quote_ && !is_url_ && ends_out(kAfterTag))) {
       user_begin_ = out_.size();
     }
     ++at_;
@@ -154,7 +109,7 @@ class Walk {
 
   void Learn(size_t begin, size_t end) {
     const std::string_view key = text_.substr(begin, end - begin);
-    if (key.find(kRedacted) == std::string_view::npos) {
+    if (may_learn_ && key.find(kRedacted) == std::string_view::npos) {
       keys_.emplace_back(key);
     }
   }
@@ -171,7 +126,15 @@ class Walk {
             std::any_of(std::begin(kAfterUrl), std::end(kAfterUrl), follows));
   }
 
-  // --- The message with two keys ---
+  // --- Messages of the log ---
+
+  bool TakePath() {
+    if (quote_ || !places_.IsAt(at_, kBeforePath)) {
+      return false;
+    }
+    CopyTo(std::min(text_.find_first_of("\r\n", at_), text_.size()));
+    return true;
+  }
 
   bool TakeKeyLine() {
     const bool is_first = places_.IsAt(at_, kFirstKey);
@@ -213,10 +176,25 @@ class Walk {
       return false;
     }
     CopyTo(next);
+    if (question > 0 && IsOnlyValue()) {
+      HideValue();
+      return true;
+    }
     do {
       TakeValue();
     } while (TakeAnd());
     return true;
+  }
+
+  // Returns whether a query has one value only, without a name. A value can end in '=': Base64
+  // does.
+  [[nodiscard]] bool IsOnlyValue() {
+    size_t end = at_ + NameLength(at_);
+    while (const size_t equals = places_.Length(end, '=')) {
+      end += equals;
+    }
+    const bool is_key = places_.IsAt(at_, kKeyName);
+    return EndsText(end) && !(is_key && FindKeyEnd(at_ + kKeyName.size()));
   }
 
   // Takes "name=value" or "value".
@@ -224,8 +202,10 @@ class Walk {
     const size_t name = NameLength(at_);
     const bool is_key = text_.substr(at_, name) == kKeyName;
     CopyTo(at_ + name);
-    if (const std::optional<size_t> end = is_key ? FindKeyEnd() : std::nullopt) {
-      Learn(at_, *end);
+    if (const std::optional<size_t> end = is_key ? FindKeyEnd(at_) : std::nullopt) {
+      if (IsLibrarysQuery(*end)) {
+        Learn(at_, *end);
+      }
       HideTo(*end);
     } else {
       HideValue();
@@ -246,16 +226,27 @@ class Walk {
     HideTo(end);
   }
 
+  // Returns whether the values after a key are those that the library writes. The URL before them
+  // comes from a document, and can have a "k" of its own.
+  [[nodiscard]] bool IsLibrarysQuery(size_t key_end) const {
+    const size_t number = key_end + kAfterKey.size();
+    const size_t end = std::min(text_.find_first_not_of("-0123456789", number), text_.size());
+    return places_.IsAt(end, kAfterNumber);
+  }
+
   // Returns the end of the application's key: it reaches to the next value that the library writes.
   // Returns nothing if no key begins here, or if it has been taken out.
-  std::optional<size_t> FindKeyEnd() {
-    const size_t key_end = after_key_.Find(text_, at_);
-    if (places_.IsAt(at_, kRedacted) || key_end - at_ > kMaxKeyBytes - kAfterKey.size() ||
-        scheme_end_.Find(text_, at_) < key_end) {
+  std::optional<size_t> FindKeyEnd(size_t begin) {
+    const size_t key_end = after_key_.Find(text_, begin);
+    const bool has_ended = url_end_ && begin <= *url_end_;
+    if (has_ended || places_.IsAt(begin, kRedacted) ||
+        key_end - begin > kMaxKeyBytes - kAfterKey.size() ||
+        scheme_end_.Find(text_, begin) < key_end) {
       return std::nullopt;
     }
-    for (size_t place = at_; quote_ && place < key_end; place = places_.Next(place)) {
+    for (size_t place = begin; quote_ && place < key_end; place = places_.Next(place)) {
       if (EndsText(place)) {
+        url_end_ = place;
         return std::nullopt;
       }
     }
@@ -264,6 +255,7 @@ class Walk {
 
   // --- User information ---
 
+  // Takes an "@". Hides all since the begin of the URL or address, which the output has already.
   bool TakeUser() {
     const size_t mark = places_.Length(at_, '@');
     if (mark == 0 || user_begin_ == out_.size()) {
@@ -303,7 +295,7 @@ class Walk {
     if (!IsSecretName(name.plain)) {
       return false;
     }
-    Copy();
+    CopyCharacter();
     if (name.backslashes) {
       TakeMember(name.plain, *name.backslashes);
     } else if (c == '=') {
@@ -312,7 +304,7 @@ class Walk {
         TakeValue();
       }
     } else {
-      TakeHeader(name.plain);
+      TakeHeader();
     }
     return true;
   }
@@ -329,14 +321,15 @@ class Walk {
       CopyTo(end);
       return;
     }
-    if (is_string && has_report_ && name == kAppKey) {
+    if (is_string && is_report_ && name == kAppKey) {
       Learn(quote + 1, std::max(quote + 1, end - own_backslashes - 1));
     }
     out_.append(written).append(kRedacted).append(written);
     at_ = end;
   }
 
-  void TakeHeader(std::string_view name) {
+  // Learns nothing: the library cuts a key with a colon short in its header.
+  void TakeHeader() {
     while (places_.At(at_) == ' ' || places_.At(at_) == '\t') {
       CopyTo(at_ + 1);
     }
@@ -344,23 +337,22 @@ class Walk {
     while (!EndsText(end)) {
       end = places_.Next(end);
     }
-    if (!quote_ && name.ends_with(kAppKey)) {
-      Learn(at_, end);
-    }
     HideTo(end);
   }
 
   const std::string_view text_;
   const EscapedText places_;
-  const bool has_report_;
+  const bool may_learn_;
+  const bool is_report_;
   size_t at_ = 0;
   std::string out_;
   std::vector<std::string> keys_;
   NextPlace after_key_{kAfterKey};
   NextPlace scheme_end_{"://"};
-  std::optional<size_t> quote_;  // the backslashes of the last quote of the line that is no URL's
-  bool is_url_ = false;          // a URL, a path or an address has begun in the line or string
-  size_t user_begin_ = 0;        // in the output: where user information would begin
+  std::optional<size_t> url_end_;  // of the string that is walked, as far as known
+  std::optional<size_t> quote_;    // the backslashes of the last quote of the line that is no URL's
+  bool is_url_ = false;            // a URL, a path or an address has begun in the line or string
+  size_t user_begin_ = 0;          // in the output: where user information would begin
 };
 
 }  // namespace

@@ -4,7 +4,7 @@ namespace redactor {
 
 void RedactMessages(Redactor& redactor, std::vector<log_reader::LogMessage>& messages) {
   for (const log_reader::LogMessage& message : messages) {
-    redactor.Learn(message.bytes);
+    redactor.Learn(message.text);
   }
   for (log_reader::LogMessage& message : messages) {
     const bool is_cut = message.level == "cut";

@@ -8,9 +8,10 @@ namespace redactor {
 
 namespace {
 
-// The end of the names whose values are secrets.
-constexpr std::string_view kSecretNames[] = {"appkey",   "apikey", "token",         "secret",
-                                             "password", "passwd", "authorization", "cookie"};
+// The end of the names whose values are secrets. A plural counts as well.
+constexpr std::string_view kSecretNames[] = {
+    "appkey", "apikey", "secretkey", "accesskey",  "privatekey",    "token",  "secret",
+    "passwd", "pwd",    "password",  "passphrase", "authorization", "cookie", "credential"};
 
 }  // namespace
 
@@ -25,6 +26,9 @@ std::string PlainName(std::string_view name) {
 }
 
 bool IsSecretName(std::string_view plain) {
+  if (plain.ends_with('s')) {
+    plain.remove_suffix(1);
+  }
   return std::any_of(std::begin(kSecretNames), std::end(kSecretNames),
                      [&](std::string_view secret) { return plain.ends_with(secret); });
 }

@@ -19,7 +19,7 @@ int RunState(const StateOptions& options) {
   if (options.redact) {
     redactor::Redactor redactor;
     for (const auto& message : log_reader::LogReader(LogOfClient(client)).ReadNewMessages()) {
-      redactor.Learn(message.bytes);
+      redactor.Learn(message.text);
     }
     client_state::RedactState(redactor, state);
   }

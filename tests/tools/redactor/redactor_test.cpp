@@ -34,14 +34,16 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
       {"http://h/p?k=A http://i/p?k=B&sv=0", "http://h/p?k=# http://i/p?k=#&sv=#"},
       // URLs with blanks, quotes and marks.
       {"url:http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "url:http://#@h/p?x=#&y=#"},
-      {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "u\"p@h", "a b"])",
-       R"(["http://#@h/p?x=#&y=#", "http://#@", "#@h", "a b"])"},
+      {R"(["http://u:a \"b<c>@h/p?x=a \"b<c>&y=d e", "http://u:p@", "u\"p@h", "u:a] @h:1"])",
+       R"(["http://#@h/p?x=#&y=#", "http://#@", "#@h", "#@h:1"])"},
       {"[lbs] Start lbs_url:http://h/p?a b default_link_v4:a b@h backup_urls:2 http://h?a b "
        "http://i?c default_link_list:1 a b@i:1",
        "[lbs] Start lbs_url:http://h/p?# default_link_v4:#@h backup_urls:2 http://h?# http://i?# "
        "default_link_list:#@i:1"},
       {"[lbs] Hold link address a b@h:1?c d found:true",
        "[lbs] Hold link address #@h:1?# found:true"},
+      {"[transfer] http://h/p&a=b failed: refused after 1 ms",
+       "[transfer] http://h/p&a=# failed: refused after 1 ms"},
       // Keys with any characters.
       {"url:http://h/p?a=1&k=a \"b&c\nd&sv=0", "url:http://h/p?a=#&k=#&sv=#"},
       {R"({"a": "http://h/p?k=A", "b": "&sv=0"})", R"({"a": "http://h/p?k=#", "b": "&sv=#"})"},
@@ -49,6 +51,9 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
        "[lbs] Check response current business token :# request business token:#\r\n"},
       {"[lbs] current business token : request business token:",
        "[lbs] current business token : request business token:"},
+      // Values without a name, which can end in marks.
+      {R"(["http://h/p?QQ==", "http://h/p?QQ\u003d", "http://h/p?a=&b="])",
+       R"(["http://h/p?#", "http://h/p?#", "http://h/p?a=&b="])"},
       // Members, headers and forms.
       {R"([{"appkey": "A\"b\\", "error_code": 1}, {"appkey": ""}])",
        R"([{"appkey": "#", "error_code": 1}, {"appkey": ""}])"},
@@ -62,7 +67,11 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
       {"X-QORVIN-APPKEY : A\r\nCookie: a=b; c", "X-QORVIN-APPKEY : #\r\nCookie: #"},
       {R"({"a": "Cookie: a, b", "c": "token=A=b&d"})", R"({"a": "Cookie: #", "c": "token=#&#"})"},
       {R"({"a": "{\"token\": \"cut", "b": 1})", R"({"a": "{\"token\": \"#\"", "b": 1})"},
+      {"secret-key: a\r\nPWD=b&c\r\n{\"Access_Tokens\": [1]}",
+       "secret-key: #\r\nPWD=#&#\r\n{\"Access_Tokens\": \"#\"}"},
       // No secrets.
+      {"[environment] Start business:b data_path:C:/dev/a?b/me@corp/app\r\n",
+       "[environment] Start business:b data_path:C:/dev/a?b/me@corp/app\r\n"},
       {"03-14 15:09:26.535 4-8 [LV_APP] [environment] Token changed key:set",
        "03-14 15:09:26.535 4-8 [LV_APP] [environment] Token changed key:set"},
       {"is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\"@", "is it 1 < 2 && 3? [::1]:80, a.b:1 \\\\\"@"},
@@ -75,21 +84,42 @@ TEST(Redactor, HidesSecretsAndNothingElse) {
 
 TEST(Redactor, HidesAKnownKeyWhereverItStandsAsAWord) {
   Redactor redactor;
-  redactor.Learn("url:http://h/p?k=long-key&sv=0 http://h/p?k=short&sv=0");
+  redactor.Learn("[multiple]Send sub url request:http://h/p?k=long-key&sv=0&pv=0");
+  redactor.Learn("[multiple]Send sub url request:http://h/p?k=default&sv=0&k=a/long/key&sv=0&pv=0");
   redactor.Learn("[lbs] Check response current business token :old key request business token:A\n");
   redactor.Learn(R"([statistic] Do statistic data :[{"appkey": "Reported"}])");
-  EXPECT_EQ(redactor.Redact("/long-key/long-keys long-keylong-key long-key short"),
-            Hidden("/#/long-keys long-keylong-key # short"));
-  EXPECT_EQ(redactor.Redact("old key, Reported"), Hidden("#, #"));
+  const struct {
+    std::string text;
+    std::string redacted;
+  } cases[] = {
+      {"/long-key/long-keys long-keylong-key long-key", "/#/long-keys long-keylong-key #"},
+      {"old key, Reported", "#, #"},
+      // After escapes, and with one inside.
+      {R"("unknown key \u003clong-key\u003e \\u0022long-key\\u0022")",
+       R"("unknown key \u003c#\u003e \\u0022#\\u0022")"},
+      {R"("key:\nlong-key\tlong-key" %3Dk%3Dlong-key%26sv)", R"("key:\n#\t#" %3Dk%3D#%26sv)"},
+      {R"("a/long/key a\/long\/key \"a\\/long\\/key\"")", R"("# # \"#\"")"},
+  };
+  for (const auto& [text, redacted] : cases) {
+    EXPECT_EQ(redactor.Redact(text), Hidden(redacted));
+  }
   EXPECT_EQ(redactor.RedactCut("end of a key&sv=0\r\nnext k=long-key"), Hidden("#\r\nnext k=#"));
 }
 
-// Else a document could hide the log's words, and crowd out the key.
-TEST(Redactor, LearnsNoKeyFromADocument) {
+// Else a document or such a key could hide the log's words, and crowd out the key.
+TEST(Redactor, LearnsNoWordOfTheLog) {
   Redactor redactor;
-  redactor.Learn("rsp:\r\n{\"token\": \"default\", \"appkey\": \"default\"}\r\nCookie: default");
-  redactor.Learn(R"({"lbs": "http://h?k=default&token=default", "x": "u:default@h"})");
-  EXPECT_EQ(redactor.Redact("use default:true"), "use default:true");
+  for (const char* message :
+       {"[lbs]ParseLBSResponse rsp:\r\n{\"token\": \"default\", \"appkey\": \"default\"}\r\n",
+        R"([lbs]ParseLBSResponse rsp:{"lbs": "http://h?k=default&sv=0&pv=0", "x": "u:default@h"})",
+        "[lbs] Check response res = false for body error body:\r\nHTTP error\nappkey: default",
+        "[multiple]Send sub url request:http://h?k=default&sv=0&sv=0&pv=0",
+        "[multiple]Send sub url request:http://h?k=default&sv=0&pv=0",
+        "[multiple]Send sub url request:http://h?k=short&sv=0&pv=0",
+        "[http tool]Post request to http lib info:\r\nX-QORVIN-APPKEY:default\r\n"}) {
+    redactor.Learn(message);
+  }
+  EXPECT_EQ(redactor.Redact("short use default:true"), "short use default:true");
 }
 
 }  // namespace

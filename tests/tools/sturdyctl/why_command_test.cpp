@@ -35,7 +35,7 @@ void AddKeys(const json& value, std::set<std::string>& keys) {
 
 // The client is refused by the first URL, which the log shows in another form, and gets a list of
 // two and a default.
-TEST(WhyCommand, SaysWhyTheClientGotItsAddress) {
+TEST(WhyCommand, AgreesWithStatsAndABundle) {
   const lab::TempFolder folder;
   const lab::Lab lab(
       {lab::HttpServer("dead").Listens(lab::Listening::kRefuse),
