@@ -97,8 +97,8 @@ void HostLines::TakeLeases(const Line& line) {
 }
 
 std::optional<HostLines::Wish> HostLines::TakeWishOfHosts(size_t run, std::string_view url) {
-  // A redacted URL is taken for that of the oldest wish: one thread sends them, and only wishes of
-  // two threads in the same moment can stand in another order in the log.
+  // A redacted URL counts as that of the oldest wish. One thread sends them in order, but two
+  // threads that wish at the same moment can log their wishes in another order.
   const bool is_redacted = url.ends_with(redactor::kRedacted);
   std::deque<Wish>& wishes = wishes_[run];
   const auto wish = std::find_if(wishes.begin(), wishes.end(), [&](const Wish& one) {

@@ -71,8 +71,9 @@ bool EscapedText::EndsString(size_t place, size_t backslashes) const {
   const size_t quote = SkipBackslashes(place);
   const size_t count = quote - place;
   const bool ends_outer_string = count < backslashes;
-  // A string whose quotes have N backslashes writes a backslash of its value as 2 * (N + 1): these
-  // stand before the quote that ends it in whole groups. A quote of the value adds a half one.
+  // A string whose quotes have N backslashes writes each backslash of its value as 2 * (N + 1) of
+  // them, and a quote of its value with N + 1 more than its own quotes have. So whole groups of
+  // 2 * (N + 1) stand before a quote that ends it.
   const bool ends = ends_outer_string || (count - backslashes) % (2 * (backslashes + 1)) == 0;
   return EndsLine(place) || (At(quote) == '"' && ends);
 }
